@@ -1,0 +1,41 @@
+# One place for compiler settings, and the functions by which every folder declares its target.
+
+find_package(Threads REQUIRED)
+
+add_library(quarle_options INTERFACE)
+target_include_directories(quarle_options INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(quarle_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
+  -Wcast-align -Wformat=2 -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(quarle_options INTERFACE -Wduplicated-cond -Wlogical-op)
+endif()
+if(QUARLE_SANITIZE)
+  target_compile_options(quarle_options INTERFACE
+    -fsanitize=${QUARLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quarle_options INTERFACE -fsanitize=${QUARLE_SANITIZE})
+endif()
+if(ZEF_PLAIN_HEAP)
+  target_compile_definitions(quarle_options INTERFACE ZEF_PLAIN_HEAP=1)
+endif()
+target_link_libraries(quarle_options INTERFACE Threads::Threads)
+
+# quarle_add_folder(TARGET [DEPENDS targets...]): a static library of all sources of this folder.
+# DEPENDS names only folders below this one.
+function(quarle_add_folder target)
+  cmake_parse_arguments(ARG "" "" "DEPENDS;SOURCES" ${ARGN})
+  if(NOT ARG_SOURCES)
+    file(GLOB ARG_SOURCES CONFIGURE_DEPENDS "*.cpp")
+  endif()
+  add_library(${target} STATIC ${ARG_SOURCES})
+  target_link_libraries(${target} PUBLIC quarle_options ${ARG_DEPENDS})
+endfunction()
+
+# quarle_add_test(NAME [DEPENDS targets...]): one GoogleTest program of all sources of a folder.
+function(quarle_add_test name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "*.cpp")
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE quarle_test_support ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()

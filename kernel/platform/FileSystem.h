@@ -1,0 +1,119 @@
+// FileSystem: files and folders of the operating system, and nothing on top of them.
+//
+// Every function takes a path as the caller spells it ('\\' and '/' both separate), retries
+// interrupted calls, and reports failure by its result; none throws. Names are matched exactly;
+// ResolveCase finds the spelling on disk of a name that came from a case-insensitive world.
+// All functions may be called from any thread. A path of 4096 bytes or more does not exist.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Zef::Platform {
+
+using FileHandle = std::int32_t;
+inline constexpr FileHandle kNoFile = -1;
+
+enum class Creation {
+  OpenExisting,
+  Truncate,      ///< create, or empty what is there (after the sharing lock is held)
+  OpenOrCreate,  ///< create if missing, keep what is there
+  CreateNew,     ///< fail if it exists
+};
+
+/// What other openers of the same file are refused while this one is open. Advisory between
+/// openers that ask for a mode, whole file, never waited for.
+enum class Sharing { Anything, DenyWrite, DenyAll };
+
+enum class OpenError { None, NotFound, AlreadyExists, Refused, Failed };
+
+struct OpenOptions {
+  bool write = false;  ///< read-write; otherwise read-only
+  Creation creation = Creation::OpenExisting;
+  Sharing sharing = Sharing::Anything;
+};
+
+/// Opens a regular file or a character device; folders, pipes and sockets answer NotFound.
+/// The handle is not inherited by child processes. `error` may be null.
+[[nodiscard]] FileHandle OpenFile(const std::string& path, const OpenOptions& options,
+                                  OpenError* error = nullptr);
+/// Closes a handle; false when the system reports an error (data may not have been written).
+bool CloseFile(FileHandle file);
+
+/// Positional transfer of the whole span, however many system calls it takes. Result: bytes
+/// moved (fewer only at the end of the file or on a full disk), or -1 on error.
+[[nodiscard]] std::int64_t ReadAt(FileHandle file, void* to, std::size_t size,
+                                  std::uint64_t offset);
+[[nodiscard]] std::int64_t WriteAt(FileHandle file, const void* from, std::size_t size,
+                                   std::uint64_t offset);
+/// Length of an open file, or -1.
+[[nodiscard]] std::int64_t FileSize(FileHandle file);
+/// Cuts or extends (with zeros) an open file.
+[[nodiscard]] bool SetFileSize(FileHandle file, std::uint64_t size);
+/// Waits until the content is on the device.
+[[nodiscard]] bool FlushFile(FileHandle file);
+/// Waits until the entries of a folder (creations, renames) are on the device.
+bool FlushFolder(const std::string& folder);
+
+struct FileInfo {
+  bool folder = false;
+  bool regular = false;
+  bool link = false;         ///< only from the call that does not follow links
+  bool readOnly = false;     ///< the owner's write permission is missing
+  std::uint64_t size = 0;    ///< bytes; 0 for folders
+  std::int64_t created = 0;  ///< seconds since 1970; the write time where the system has none
+  std::int64_t accessed = 0;
+  std::int64_t written = 0;
+  std::uint64_t device = 0;  ///< with `serial`, the identity of the file
+  std::uint64_t serial = 0;
+};
+
+[[nodiscard]] bool GetInfo(const std::string& path, FileInfo* info);
+[[nodiscard]] bool GetInfoNoFollow(const std::string& path, FileInfo* info);
+[[nodiscard]] bool Exists(const std::string& path);
+[[nodiscard]] bool IsFolder(const std::string& path);
+
+/// Removes a file (never a folder). A link is removed, not what it points to.
+[[nodiscard]] bool DeleteFile(const std::string& path);
+/// Renames a file or folder; fails when `to` exists, unless it is the same file in another
+/// letter case.
+[[nodiscard]] bool Rename(const std::string& from, const std::string& to);
+/// Renames a file over whatever file `to` names, atomically.
+[[nodiscard]] bool Replace(const std::string& from, const std::string& to);
+[[nodiscard]] bool SetReadOnly(const std::string& path, bool readOnly);
+
+/// Makes a folder and all missing folders above it. True when it stands in the end.
+[[nodiscard]] bool MakeFolders(const std::string& path);
+/// Removes one folder that has no entries.
+[[nodiscard]] bool RemoveEmptyFolder(const std::string& path);
+/// Removes a folder and everything below it, clearing read-only marks on the way. Links are
+/// removed and never followed, neither below `path` nor as its last component. Bounded stack.
+/// False if anything is left, or if `path` is empty, "/", "." or "..", or ends in such a part.
+[[nodiscard]] bool DeleteTree(const std::string& path);
+/// DeleteTree of `root` + "/" + `relative`, for a relative path that came from a file: refuses
+/// (false, nothing touched) an absolute or empty path, "." and ".." components, and a link
+/// anywhere between root and folder.
+[[nodiscard]] bool DeleteTreeBelow(const std::string& root, const std::string& relative);
+
+/// Names in a folder without "." and "..", sorted by their ASCII-folded bytes (ties by bytes),
+/// so that walks repeat. False when the folder cannot be read.
+[[nodiscard]] bool ListFolder(const std::string& folder, std::vector<std::string>* names);
+
+/// `root` + "/" + `relative`, where each component of `relative` that does not exist in its exact
+/// spelling is replaced by the entry that equals it ignoring ASCII case (first in byte order).
+/// Components that exist in no spelling keep the caller's. `root` is taken as it stands.
+[[nodiscard]] std::string ResolveCase(const std::string& root, std::string_view relative);
+
+/// True for a path that starts at a file system root: a leading '/' or '\\' (and drive and share
+/// forms on Windows). Substitution prefixes are the caller's to test.
+[[nodiscard]] bool IsRooted(std::string_view path);
+
+/// Absolute form of a path without links, "." and ".."; empty when it does not exist.
+[[nodiscard]] std::string CanonicalPath(const std::string& path);
+[[nodiscard]] std::string CurrentFolder();
+
+}  // namespace Zef::Platform

@@ -1,0 +1,59 @@
+// System: the process, its clocks, its environment and its loadable libraries.
+//
+// Thin, stateless wrappers; any thread may call them.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Zef::Platform {
+
+using ProcessId = std::uint32_t;
+
+[[nodiscard]] ProcessId CurrentProcessId();
+/// Identity of the calling thread, unique among the living threads of the process.
+[[nodiscard]] std::uint32_t CurrentThreadId();
+/// True while the process exists and has not ended; one that ended but was not yet collected by
+/// its parent is dead.
+[[nodiscard]] bool IsProcessAlive(ProcessId process);
+/// Identity of the user, for names that must not collide between users.
+[[nodiscard]] std::uint32_t CurrentUserId();
+
+/// Ticks of a clock that never goes back, and how many of them make a second.
+[[nodiscard]] std::uint64_t MonotonicTicks();
+[[nodiscard]] std::uint64_t MonotonicFrequency();
+/// Seconds since 1 January 1970.
+[[nodiscard]] std::int64_t UnixTime();
+void SleepMilliseconds(std::uint32_t milliseconds);
+
+/// Value of an environment variable, or false when it is not set.
+[[nodiscard]] bool GetEnvironment(const char* name, std::string* value);
+/// Path of the loaded module (program or library) that holds this code.
+[[nodiscard]] std::string ModulePath();
+
+/// A library loaded at run time, unloaded with the object. Move-only.
+class Library {
+ public:
+  Library() = default;
+  /// Loads `path`; on failure the object is empty and `error` (may be null) says why.
+  Library(const std::string& path, std::string* error);
+  ~Library();
+  Library(Library&& other) noexcept;
+  Library& operator=(Library&& other) noexcept;
+
+  explicit operator bool() const { return handle_ != nullptr; }
+  /// Address of an exported name, or null.
+  [[nodiscard]] void* Symbol(const char* name) const;
+
+ private:
+  void* handle_ = nullptr;
+};
+
+/// Writes to the debugger's or the process's error output, without buffering.
+void DebugOutput(const char* text);
+/// Stops the process at this place as a breakpoint does (SIGTRAP); for programming errors only.
+/// `message`, if any, goes to the debug output first.
+[[noreturn]] void Trap(const char* message = nullptr);
+
+}  // namespace Zef::Platform

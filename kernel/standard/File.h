@@ -1,0 +1,116 @@
+// File: the one buffered file of the system.
+//
+// Reads and writes plain files, files inside a substitution (folder or archive) and CFIL
+// compressed files, which it detects on opening. Opening answers a status; every failure after
+// that raises FileEx. A file belongs to one thread. Buffer: 16384 bytes; larger transfers go
+// past it. Sizes and positions are 64-bit; what a format cannot hold, its writer refuses.
+//
+// The state after a raised failure is undefined except that Close works. The destructor closes
+// and swallows what Close would raise.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "kernel/BlockAllocator.h"
+#include "kernel/standard/FilePath.h"
+#include "kernel/standard/PString.h"
+
+namespace Zef {
+
+class FileSub;
+
+/// Results of opening and of the path operations.
+enum FileStatus : std::uint32_t {
+  RES_OK = 0,
+  RES_UNKNOWN = 1,
+  RES_FILENOTFOUND = 2,
+  RES_ALREADYOPEN = 3,
+  RES_MODENOTSUPPORTED = 4,
+  RES_CANTWRITECOMPRESSED = 5,
+  RES_NOTCOMPRESSED = 6,
+  RES_SUBSTNOTFOUND = 7,
+  RES_FILEALREADYEXISTS = 8,
+  RES_FILEREADONLY = 9,
+};
+
+/// Text of a status; the table's slips are part of it. Null for 0 and for codes past the table.
+const char* FileStatusName(std::uint32_t status);
+const char* FileStatusText(std::uint32_t status);
+
+/// Nibbles of an open mode.
+namespace FileMode {
+inline constexpr std::uint32_t kWrite = 0x0001;
+inline constexpr std::uint32_t kWriteCompressed = 0x0002;  ///< compress when the file is closed
+inline constexpr std::uint32_t kRead = 0x0010;             ///< detect CFIL
+inline constexpr std::uint32_t kReadRaw = 0x0020;          ///< plain bytes whatever they are
+inline constexpr std::uint32_t kReadCompressed = 0x0030;   ///< refuse a plain file
+inline constexpr std::uint32_t kCreate = 0x0100;           ///< create, truncating
+inline constexpr std::uint32_t kAppend = 0x0200;           ///< open or create, at the end
+inline constexpr std::uint32_t kCreateNew = 0x0300;        ///< fail if it exists
+inline constexpr std::uint32_t kCreateWrite = 257;         ///< what writers pass
+}  // namespace FileMode
+
+class File : public KernelObject {
+ public:
+  static constexpr std::uint32_t kBufferSize = 16384;
+
+  class Find;
+
+  File();
+  ~File();
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  /// Opens a path that may begin with a substitution prefix. Paths have no length limit here;
+  /// the part handed to a substitution must fit a FilePath.
+  [[nodiscard]] FileStatus Open(const char* path, std::uint32_t mode, std::uint32_t encoding = 1);
+  /// Opens below a substitution; a null or empty name means none, an unknown one answers 7.
+  [[nodiscard]] FileStatus Open(const PString& subst, const char* path, std::uint32_t mode,
+                                std::uint32_t encoding = 1);
+  /// Flushes, compresses if the mode asks for it, closes. May raise FileEx; closed all the same.
+  void Close();
+  bool IsOpen() const;
+
+  /// Items read; a zero size gives 0. Fewer only at the end.
+  std::size_t Read(void* to, std::size_t size, std::size_t count);
+  std::size_t Write(const void* from, std::size_t size, std::size_t count);
+  /// Origin 0 from the start, 1 from here, 2 back from the end (the offset is subtracted); any
+  /// other origin returns -1. Result 0.
+  int Seek(std::int64_t offset, int origin);
+  std::int64_t Size();
+  std::int64_t Tell() const;
+  /// Writes what is buffered and waits until it is on the device.
+  void FlushToDevice();
+
+  /// At most limit-1 characters without the line end (CR, LF or CRLF); false at the end with
+  /// nothing read. Encoding 2 narrows UTF-16LE to the code page, '?' for what has no place.
+  bool ReadLine(char* line, std::uint32_t limit, std::uint32_t encoding);
+  void WriteText(const char* text, std::uint32_t encoding);
+  /// Looks for a UTF-16LE mark: sets encoding 2 behind it, else 1 at the start.
+  void DetectEncoding();
+  std::uint32_t Encoding() const;
+  std::uint32_t Mode() const;
+  /// The name as resolved by the source or given to the operating system.
+  const std::string& Name() const;
+
+  // Path operations on names with or without a substitution prefix.
+  static FileStatus Exists(const char* path);
+  static FileStatus IsReadOnly(const char* path);
+  static bool GetTime(const char* path, std::uint32_t* time);
+  static bool Delete(const char* path);
+  static bool Rename(const char* from, const char* to);
+  static bool MakeFolder(const char* path);
+  static bool DeleteFolder(const char* path);
+  static bool SetReadOnly(const char* path, bool readOnly);
+
+  /// Files open at the moment, in the whole process.
+  static std::uint32_t OpenCount();
+
+ private:
+  // The file owner completes this; sources (FileSub) set handle, name and data range.
+};
+
+}  // namespace Zef

@@ -1,0 +1,95 @@
+// PString: an interned, counted text in one pointer.
+//
+// Equal bytes are the same pointer, so exact equality is a pointer compare and a PString serves
+// as a numeric key. Null is the empty string; a handle made from "" is a record of its own and
+// not null. The pool only grows until it is torn down at exit: intern names and keys, not
+// descriptions. Bytes are compared exactly; case folding is ASCII only.
+//
+// Interning costs a lock and one probe of a chain; copying and releasing a handle cost one
+// atomic operation. Handles may be copied and released on any thread; one handle object must
+// not be changed by two. Texts above 2^31-64 bytes are refused and give null.
+
+#pragma once
+
+#include <cstdarg>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+namespace Zef {
+
+class FilePath;
+
+class PString {
+ public:
+  struct Record;
+
+  constexpr PString() = default;
+  /// Null for a null pointer, else the interned record (also for "").
+  PString(const char* text);  // NOLINT(google-explicit-constructor): literals are keys everywhere
+  /// Null when `text` is null and `length` is 0. May hold zero bytes.
+  PString(const char* text, std::uint32_t length);
+  explicit PString(std::string_view text);
+  /// At most `maximum` bytes of a zero-terminated text; a negative maximum takes it whole.
+  static PString Limited(const char* text, std::int32_t maximum);
+
+  PString(const PString& other) noexcept;
+  PString(PString&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
+  PString& operator=(const PString& other) noexcept;
+  PString& operator=(PString&& other) noexcept;
+  ~PString();
+
+  bool IsNull() const { return record_ == nullptr; }
+  bool IsEmpty() const { return Length() == 0; }
+  std::uint32_t Length() const;
+  /// Zero-terminated; "" for null. Valid while any handle to the record lives.
+  const char* Text() const;
+  std::string_view View() const;
+
+  /// Inserts at `position`. A null handle interns the text; null or empty text, or a position
+  /// past the end, changes nothing.
+  void Insert(const char* text, std::uint32_t position);
+  /// Appends formatted text; returns the format's length.
+  int AppendFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  /// Removes a range; one that passes the end cuts at `position`.
+  void Erase(std::uint32_t position, std::uint32_t count);
+  /// Replaces the value; an empty result gives null. Returns the format's length.
+  int Format(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  void LowerCase();
+  void UpperCase();
+
+  /// Byte order; null sorts before every record, also before that of "".
+  friend bool Less(const PString& a, const PString& b);
+  /// -1, 0 or 1 by bytes; null equals a null or empty text.
+  int Compare(const char* text) const;
+  /// Order of the ASCII-folded bytes; null counts as empty.
+  int CompareNoCase(const PString& other) const;
+  int CompareNoCase(const char* text) const;
+  /// Null equals only null.
+  bool EqualNoCase(const PString& other) const;
+
+  friend bool operator==(const PString& a, const PString& b) { return a.record_ == b.record_; }
+  /// The pointer value, for tables keyed by identity.
+  std::uintptr_t Key() const { return reinterpret_cast<std::uintptr_t>(record_); }
+
+ private:
+  Record* record_ = nullptr;
+};
+
+bool Less(const PString& a, const PString& b);
+
+/// Counters of the pool, for tests and reports.
+struct StringPoolStatistics {
+  std::uint32_t liveStrings;  ///< records with a count above 0
+  std::uint32_t references;   ///< sum of all counts
+  std::uint32_t hits;         ///< lookups that found an existing record
+  std::uint32_t created;      ///< records ever put in the table
+  std::uint32_t probes;       ///< entries passed over during lookups
+  std::uint32_t bucketCount;  ///< 997
+};
+StringPoolStatistics GetStringPoolStatistics();
+
+/// True from boot until the exit table has torn the pool down; releases after that do nothing.
+bool StringPoolExists();
+
+}  // namespace Zef

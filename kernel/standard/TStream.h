@@ -1,0 +1,106 @@
+// TStream: a byte stream with a read-ahead of 4096 bytes and no write buffer.
+//
+// The form in which records and tables travel: fixed-width little-endian values and counted
+// texts. A record reads dozens of tiny fields, so the primitives take them inline from the
+// buffer. Reading past the end reports nothing and leaves the destination as it was; the sticky
+// ShortRead() tells afterwards. Every write first gives the read-ahead back.
+//
+// Text form: a 32-bit length that counts the closing zero, then the bytes with the zero. Length
+// 0 is "no storage", length 1 "storage without characters"; both survive. Texts of 65535
+// characters and more are written as length 0; lengths of 65536 and more are skipped on reading.
+//
+// Not thread-safe.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace Zef {
+
+class PString;
+class SharedText;
+
+class TStream {
+ public:
+  static constexpr std::uint32_t kBufferSize = 4096;
+  static constexpr std::uint32_t kLengthPlaceholder = 0xFEEDCEEB;
+  static constexpr std::uint32_t kMaxTextLength = 65535;  ///< stored length, with the zero
+
+  TStream();
+  virtual ~TStream() = default;
+  TStream(const TStream&) = delete;
+  TStream& operator=(const TStream&) = delete;
+
+  virtual void Clear() = 0;
+  virtual std::uint64_t Tell() = 0;
+  virtual bool IsOpen() { return true; }
+  virtual std::uint64_t Size();
+  virtual std::uint32_t Write(const void* from, std::uint32_t size) = 0;
+  virtual std::uint32_t Read(void* to, std::uint32_t size) = 0;
+  /// Whence 0 from the start, 1 from the logical position, 2 back from the end.
+  virtual void Seek(std::int64_t offset, std::int32_t whence) = 0;
+  virtual bool Eof() = 0;
+
+  /// Bytes in the read-ahead that were not taken yet.
+  std::uint32_t Unread() const { return unread_; }
+  /// The loops' end test: nothing buffered and the end reached.
+  bool AtEnd() { return unread_ == 0 && Eof(); }
+  /// True once any read got fewer bytes than it wanted.
+  bool ShortRead() const { return shortRead_; }
+
+  bool Read8(std::uint8_t& value);
+  bool Read16(std::uint16_t& value);
+  bool Read32(std::uint32_t& value);
+  bool Read32(std::int32_t& value);
+  bool ReadFloat(float& value);
+  /// Two, three or four words at once; all of them or none.
+  bool Read2x16(std::uint16_t* values);
+  bool Read2x32(std::uint32_t* values);
+  bool Read3x32(std::uint32_t* values);
+  bool Read4x32(std::uint32_t* values);
+  /// Two words, low one first.
+  bool Read64(std::uint64_t& value);
+  /// One byte; not zero is true. Leaves the value at the end of the stream.
+  bool ReadBool(bool& value);
+  /// Bytes received; fewer only at the end.
+  std::uint32_t ReadRaw(void* to, std::uint32_t size);
+
+  std::uint32_t WriteRaw(const void* from, std::uint32_t size);
+  void Write8(std::uint8_t value);
+  void Write16(std::uint16_t value);
+  void Write32(std::uint32_t value);
+  void Write64(std::uint64_t value);
+  void WriteFloat(float value);
+  void WriteBool(bool value);
+
+  void WriteText(const SharedText& text, bool withLength = true);
+  void WritePString(const PString& text, bool withLength = true);
+  void ReadText(SharedText& text);
+  void ReadPString(PString& text);
+  /// Reads up to CR, LF or a pair of them; false only when the stream was at its end.
+  bool ReadLine(SharedText& line);
+  /// Formats and writes without a terminator.
+  void Printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+  /// Position of a placeholder word that PatchLength fills in later.
+  std::uint64_t ReserveLength();
+  void PatchLength(std::uint64_t position, std::uint32_t value);
+
+  /// Moves forward without reading; never past the end.
+  void SkipForward(std::uint64_t count);
+
+ protected:
+  /// Gives the read-ahead back: the underlying position becomes the logical one.
+  void DropReadAhead();
+  void ForgetReadAhead();
+
+ private:
+  // The stream owner completes this.
+  std::uint32_t unread_ = 0;
+  std::uint32_t position_ = 0;
+  bool shortRead_ = false;
+};
+
+}  // namespace Zef
