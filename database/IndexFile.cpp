@@ -218,8 +218,7 @@ bool MUKAssetIndex::Save(const std::string& path, SaveOptions options) {
       const bool readOnly = Zef::Platform::GetInfo(target, &old) && (old.readOnly || old.folder);
       if (!readOnly && Zef::Platform::Replace(temporary, target)) return true;
     }
-  } catch (const Zef::Exception&) {
-    // Reported below like every other failure: the old file still stands.
+  } catch (...) {  // NOLINT(bugprone-empty-catch): reported below, the old file still stands
   }
   if (!temporary.empty()) static_cast<void>(Zef::Platform::DeleteFile(temporary));
   return false;
