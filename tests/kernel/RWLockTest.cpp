@@ -102,6 +102,7 @@ TEST(RWLock, WritersExcludeEverybody) {
   int value = 0;
   std::atomic<int> torn = 0;
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < 2000; ++round) {

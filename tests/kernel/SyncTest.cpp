@@ -131,6 +131,7 @@ TEST(MultiLock, ContendedWaitsNeitherLoseNorDoubleAnything) {
   Mutex forks[3];
   int uses[3] = {};  // each guarded by its fork
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 3; ++i) {
     threads.emplace_back([&, i] {
       const int j = (i + 1) % 3;
