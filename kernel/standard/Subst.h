@@ -6,7 +6,8 @@
 // holds a ':' with no separator before it and what precedes it is registered, letter for letter;
 // every other text is a path of the operating system.
 //
-// One recursive lock covers the list and each walk, system calls included; any thread may call.
+// One recursive lock covers the list and each walk, system calls included (closing a file is no
+// walk); any thread may call.
 // Paths are what follows the colon; one leading separator is dropped. A path that does not fit a
 // FilePath exists in no source.
 
@@ -49,17 +50,13 @@ class SubstList {
   /// them is closed. An unknown name raises Exception "Subst(%s) Closing non-existant subst?".
   void Remove(const PString& name);
 
-  // Each of these answers false (null) for an unknown name.
+  // Each of these answers false for an unknown name.
 
-  /// The source that opened the file, which now counts it; hand it back to Close.
-  [[nodiscard]] FileSub* OpenForRead(const PString& name, File& file, std::string_view path,
-                                     std::uint32_t mode);
-  [[nodiscard]] FileSub* OpenForWrite(const PString& name, File& file, std::string_view path,
-                                      std::uint32_t mode);
-  /// Has the source finish the file, outside the list's lock, and releases the source also when
-  /// that raises. `source` may be gone afterwards.
-  void Close(FileSub* source, File& file);
-
+  /// A source that opened the file gave it what File::Adopt takes, itself included.
+  [[nodiscard]] bool OpenForRead(const PString& name, File& file, std::string_view path,
+                                 std::uint32_t mode);
+  [[nodiscard]] bool OpenForWrite(const PString& name, File& file, std::string_view path,
+                                  std::uint32_t mode);
   bool Exists(const PString& name, std::string_view path);
   /// Deletes the file in every writable source; true if it went in any.
   bool Delete(const PString& name, std::string_view path);
@@ -72,16 +69,16 @@ class SubstList {
   /// Modification time in seconds since 1970.
   bool GetTime(const PString& name, std::string_view path, std::uint32_t* time);
   bool SetReadOnly(const PString& name, std::string_view path, bool readOnly);
-  /// Whether a file or folder that exists may not be written: its source is read-only or its own
-  /// mark says so. False in `readOnly` untouched if it does not exist.
+  /// Whether what the path names may not be written: its source is read-only, or its own mark
+  /// says so. False, with `readOnly` untouched, if it does not exist.
   bool GetReadOnly(const PString& name, std::string_view path, bool* readOnly);
 
-  /// The available sources of a name in order, each held until Release. False: unknown name.
+  /// The available sources of a name in order, each counted as if a file were open on it until
+  /// its ReleaseFile.
   [[nodiscard]] bool Hold(const PString& name, std::vector<FileSub*>* sources);
-  /// Gives one hold back; the source may be gone afterwards.
-  void Release(FileSub* source);
 
-  std::recursive_mutex& Lock() const { return lock_; }
+  /// The lock of the list and of all sources; recursive, never destroyed.
+  static std::recursive_mutex& Lock();
 };
 
 }  // namespace Zef
