@@ -128,10 +128,12 @@ class File : public KernelObject {
     std::int64_t storedSize = -1;  ///< bytes from dataStart on that are this file's; -1: all
     std::int64_t size = -1;        ///< logical size of CFIL data whose header has none; -1: unknown
     std::string name;              ///< resolved name; of a folder's file the path on disk
+    FileSub* source = nullptr;
   };
 
-  /// Takes over what the source opened. The file closes the handle (unless borrowed) even when
-  /// opening fails later on. The list counts the file on the source, not this function.
+  /// Takes over what the source opened and counts the file in `source->openFiles`; closing gives
+  /// the count back by FileSub::ReleaseFile. The file closes the handle (unless borrowed) even
+  /// when opening fails later on.
   void Adopt(Opened opened);
   const Opened& Origin() const { return origin_; }
   /// How the system is to open a file of this mode: access, creation and sharing.
@@ -165,7 +167,6 @@ class File : public KernelObject {
   std::uint32_t encoding_ = 1;
   std::unique_ptr<CompressedBlocks> blocks_;  // set for a CFIL file
   Opened origin_;
-  FileSub* source_ = nullptr;  // goes back to SubstList::Close or Release
 };
 
 }  // namespace Zef
