@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "kernel/BlockAllocator.h"
@@ -20,7 +21,12 @@
 
 namespace Zef {
 
+class CompressedBlocks;
 class FileSub;
+
+namespace Platform {
+struct OpenOptions;
+}
 
 /// Results of opening and of the path operations.
 enum FileStatus : std::uint32_t {
@@ -94,6 +100,7 @@ class File : public KernelObject {
   std::uint32_t Encoding() const;
   std::uint32_t Mode() const;
   /// The name as resolved by the source or given to the operating system.
+  /// Absolute when the file will be compressed on closing.
   const std::string& Name() const;
 
   // Path operations on names with or without a substitution prefix.
@@ -109,8 +116,57 @@ class File : public KernelObject {
   /// Files open at the moment, in the whole process.
   static std::uint32_t OpenCount();
 
+  // The narrow door for sources (FileSub). A source opens the system file, calls Adopt once from
+  // OpenForRead or OpenForWrite, and later gets the file back in CloseFile, where a folder calls
+  // FinishOnDisk and an archive looks at Origin, Mode and Size.
+
+  /// What a source knows about a file that it opened.
+  struct Opened {
+    std::int32_t handle = -1;
+    bool borrowed = false;         ///< the handle stays the source's: never closed by the file
+    std::uint64_t dataStart = 0;   ///< offset of the file's first byte behind the handle
+    std::int64_t storedSize = -1;  ///< bytes from dataStart on that are this file's; -1: all
+    std::int64_t size = -1;        ///< logical size of CFIL data whose header has none; -1: unknown
+    std::string name;              ///< resolved name; of a folder's file the path on disk
+    FileSub* source = nullptr;
+  };
+
+  /// Takes over what the source opened and counts the file in `source->openFiles`; closing gives
+  /// the count back by FileSub::ReleaseFile. The file closes the handle (unless borrowed) even
+  /// when opening fails later on.
+  void Adopt(Opened opened);
+  const Opened& Origin() const { return origin_; }
+  /// How the system is to open a file of this mode: access, creation and sharing.
+  static Platform::OpenOptions SystemOptions(std::uint32_t mode);
+  /// Closes the handle; in a compressing mode first replaces the file by its CFIL form. Raises
+  /// FileEx; the handle is closed all the same and the uncompressed file kept.
+  void FinishOnDisk();
+
  private:
-  // The file owner completes this; sources (FileSub) set handle, name and data range.
+  FileStatus OpenDirect(const char* path, std::uint32_t mode);
+  FileStatus FinishOpen();
+  FileStatus DetectCompression();
+  void ReleaseHandle();
+  void Reset();
+
+  std::size_t ReadBytes(std::uint8_t* to, std::size_t size);
+  std::size_t ReadPhysical(std::uint8_t* to, std::size_t size, std::int64_t position);
+  bool FillBuffer();
+  int PeekByte();
+  void WriteBytes(const std::uint8_t* from, std::size_t size);
+  void Flush();
+  void DropBuffer();
+
+  std::uint8_t* buffer_;
+  std::int64_t bufferStart_ = 0;   // logical position of the first byte in the buffer
+  std::uint32_t bufferBytes_ = 0;  // valid bytes in the buffer
+  bool dirty_ = false;             // the buffer holds bytes that are not yet in the file
+  std::int64_t position_ = 0;
+  std::int64_t size_ = -1;  // logical size, -1 while the system has to be asked
+  std::uint32_t mode_ = 0;
+  std::uint32_t encoding_ = 1;
+  std::unique_ptr<CompressedBlocks> blocks_;  // set for a CFIL file
+  Opened origin_;
 };
 
 }  // namespace Zef
