@@ -40,10 +40,15 @@ bool Subst(const PString& name, const char* target, bool writable);
 
 class SubstList {
  public:
+  SubstList();
+  ~SubstList();
+  SubstList(const SubstList&) = delete;
+  SubstList& operator=(const SubstList&) = delete;
+
   /// The process's list, made on first use.
   static SubstList& Get();
 
-  [[nodiscard]] bool Contains(const PString& name) const;
+  [[nodiscard]] bool Contains(const PString& name);
   /// Puts a source in front of those of `name`, which is not empty.
   void Add(const PString& name, std::unique_ptr<FileSub> source);
   /// Drops the name and its sources; one with open files lives on, unavailable, until the last of
@@ -79,6 +84,20 @@ class SubstList {
 
   /// The lock of the list and of all sources; recursive, never destroyed.
   static std::recursive_mutex& Lock();
+
+ private:
+  struct Node;
+  friend bool FindSubst(std::string_view text, PString* name, std::string_view* path);
+
+  std::unique_ptr<Node>* Place(const PString& name);
+  Node* Find(const PString& name);
+  const Node* FindText(std::string_view name) const;
+  template <typename Accept, typename Action>
+  bool FirstSuccess(const PString& name, std::string_view path, Accept accept, Action action);
+  template <typename Action>
+  bool EverySuccess(const PString& name, std::string_view path, Action action);
+
+  std::unique_ptr<Node> head_;  // ascending by the pointer value of the names
 };
 
 }  // namespace Zef
