@@ -164,6 +164,8 @@ class File : public KernelObject {
   std::size_t ReadNext(std::uint8_t* to, std::size_t size);
   bool FillBuffer();
   int PeekByte();
+  std::int32_t PeekCharacter(std::uint32_t encoding);
+  void TakeCharacter(std::uint32_t encoding);
   void WriteBytes(const std::uint8_t* from, std::size_t size);
   void WritePhysical(const std::uint8_t* from, std::size_t size, const char* failure);
   void MoveOn(std::size_t bytes);

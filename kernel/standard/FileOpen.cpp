@@ -92,14 +92,14 @@ File::~File() {
 
 FileStatus File::Open(const char* path, std::uint32_t mode, std::uint32_t encoding) {
   PString subst;
-  std::string_view rest(path);
-  static_cast<void>(FindSubst(path, &subst, &rest));
+  std::string_view rest = path == nullptr ? std::string_view() : path;
+  static_cast<void>(FindSubst(rest, &subst, &rest));
   return OpenResolved(subst, rest, mode, encoding);
 }
 
 FileStatus File::Open(const PString& subst, const char* path, std::uint32_t mode,
                       std::uint32_t encoding) {
-  return OpenResolved(subst, path, mode, encoding);
+  return OpenResolved(subst, path == nullptr ? std::string_view() : path, mode, encoding);
 }
 
 FileStatus File::OpenResolved(const PString& subst, std::string_view path, std::uint32_t mode,
