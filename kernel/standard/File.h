@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "kernel/BlockAllocator.h"
 #include "kernel/standard/FilePath.h"
@@ -57,6 +58,11 @@ inline constexpr std::uint32_t kCreate = 0x0100;           ///< create, truncati
 inline constexpr std::uint32_t kAppend = 0x0200;           ///< open or create, at the end
 inline constexpr std::uint32_t kCreateNew = 0x0300;        ///< fail if it exists
 inline constexpr std::uint32_t kCreateWrite = 257;         ///< what writers pass
+inline constexpr std::uint32_t kWriteMask = 0x000F;
+inline constexpr std::uint32_t kReadMask = 0x00F0;
+inline constexpr std::uint32_t kCreateMask = 0x0F00;
+
+constexpr bool IsCompressing(std::uint32_t mode) { return (mode & kWriteMask) == kWriteCompressed; }
 }  // namespace FileMode
 
 class File : public KernelObject {
@@ -143,24 +149,37 @@ class File : public KernelObject {
   void FinishOnDisk();
 
  private:
-  FileStatus OpenDirect(const char* path, std::uint32_t mode);
+  FileStatus OpenResolved(const PString& subst, std::string_view path, std::uint32_t mode,
+                          std::uint32_t encoding);
+  bool OpenBelow(const PString& subst, std::string_view path);
+  bool OpenDirect(std::string path);
   FileStatus FinishOpen();
   FileStatus DetectCompression();
+  FileStatus OpenBlocks(std::uint32_t header, std::int64_t size);
   void ReleaseHandle();
   void Reset();
 
+  void RequireReading();
   std::size_t ReadBytes(std::uint8_t* to, std::size_t size);
-  std::size_t ReadPhysical(std::uint8_t* to, std::size_t size, std::int64_t position);
+  std::size_t ReadNext(std::uint8_t* to, std::size_t size);
   bool FillBuffer();
   int PeekByte();
+  std::int32_t PeekCharacter(std::uint32_t encoding);
+  void TakeCharacter(std::uint32_t encoding);
   void WriteBytes(const std::uint8_t* from, std::size_t size);
+  void WritePhysical(const std::uint8_t* from, std::size_t size, const char* failure);
+  void MoveOn(std::size_t bytes);
   void Flush();
   void DropBuffer();
+  void MoveTo(std::int64_t target);
 
+  // The position is always in the buffer's range or at its end.
   std::uint8_t* buffer_;
   std::int64_t bufferStart_ = 0;   // logical position of the first byte in the buffer
   std::uint32_t bufferBytes_ = 0;  // valid bytes in the buffer
-  bool dirty_ = false;             // the buffer holds bytes that are not yet in the file
+  bool open_ = false;
+  bool writeFailed_ = false;
+  bool dirty_ = false;  // the buffer holds bytes that are not yet in the file
   std::int64_t position_ = 0;
   std::int64_t size_ = -1;  // logical size, -1 while the system has to be asked
   std::uint32_t mode_ = 0;
