@@ -148,7 +148,7 @@ bool ConfigCache::Read(Zef::ByteReader& in, bool keep) {
   if (!hasImage || !keep) return true;
 
   Zef::ByteReader image = start;
-  Zef::Ref<NOLBinaryFile> file = Zef::Ref<NOLBinaryFile>::Adopt(new NOLBinaryFile);
+  Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
   file->ReadImage(image.Bytes(in.Position() - start.Position()));
   tags_ = TagContainer(file->GetRoot());
   return true;
