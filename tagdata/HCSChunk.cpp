@@ -78,6 +78,11 @@ HCSChunk* SharedNullChunk() {
 ChunkRef NullChunk() { return ChunkRef::Share(SharedNullChunk()); }
 bool IsNullChunk(const HCSChunk* chunk) { return chunk == SharedNullChunk(); }
 
+bool IsSameNode(const ChunkRef& a, const ChunkRef& b) {
+  if (a == b) return true;
+  return a && b && a->Identity() != nullptr && a->Identity() == b->Identity();
+}
+
 void NOLDataTag::SetData(std::int32_t type, CoreRef core) {
   type_ = type;
   core_ = std::move(core);

@@ -127,6 +127,8 @@ class HCSChunk : public Zef::ReferenceCountMP {
 /// The shared null chunk, which lives to the end of the process.
 ChunkRef NullChunk();
 bool IsNullChunk(const HCSChunk* chunk);
+/// Whether two nodes are one, or two views of one place in a file.
+bool IsSameNode(const ChunkRef& a, const ChunkRef& b);
 
 /// A heap node for every type but the container.
 class NOLDataTag final : public HCSChunk {

@@ -26,7 +26,7 @@ class NOLContainerTag::Cursor final : public TagCursor {
     std::vector<std::uint32_t> hashes;
     hashes.reserve(tags_.size());
     for (const auto& tag : tags_) hashes.push_back(IdentityHash(tag.first));
-    index_ = TagKeyIndex(std::move(hashes));
+    index_ = TagKeyIndex(hashes);
   }
 
   bool Next(std::string_view& key, ChunkRef& chunk) override {
@@ -34,8 +34,8 @@ class NOLContainerTag::Cursor final : public TagCursor {
     const Zef::PString& tagKey = tags_[at_++].first;
     key = tagKey.IsNull() ? std::string_view() : tagKey.View();
     chunk = tags_[index_.Find(IdentityHash(tagKey), [&](std::uint32_t position) {
-                   return tags_[position].first == tagKey;
-                 })].second;
+              return tags_[position].first == tagKey;
+            })].second;
     return true;
   }
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstddef>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "kernel/standard/FormatBuffer.h"
 #include "kernel/standard/PString.h"
 #include "kernel/standard/SharedText.h"
 
@@ -196,10 +196,9 @@ bool TStream::ReadLine(SharedText& line) {
 void TStream::Printf(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  char text[1024];
-  const int length = std::vsnprintf(text, sizeof text, format, arguments);
+  const FormatBuffer text(format, arguments);
   va_end(arguments);
-  if (length > 0) WriteRaw(text, std::min<std::uint32_t>(length, sizeof text - 1));
+  if (text.Length() > 0) WriteRaw(text.Text(), text.Length());
 }
 
 std::uint64_t TStream::ReserveLength() {

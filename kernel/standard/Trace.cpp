@@ -2,7 +2,8 @@
 
 #include <atomic>
 #include <cstdarg>
-#include <cstdio>
+
+#include "kernel/standard/FormatBuffer.h"
 
 namespace Zef {
 
@@ -19,10 +20,9 @@ void Trace(const char* format, ...) {
   if (sink == nullptr) return;
   va_list arguments;
   va_start(arguments, format);
-  char text[1024];
-  std::vsnprintf(text, sizeof text, format, arguments);
+  const FormatBuffer text(format, arguments);
   va_end(arguments);
-  sink(text);
+  sink(text.Text());
 }
 
 }  // namespace Zef
