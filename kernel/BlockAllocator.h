@@ -5,8 +5,9 @@
 // class, each keeping about 8 KiB; larger ones go straight to the system heap. Payloads are
 // 16-byte aligned. Bulk data (images, file buffers) belongs into std::vector instead.
 //
-// Thread-safe; works before any static constructor has run. Exhaustion gives null. Freeing an
-// impossible pointer (null, misaligned, below 64 KiB, at or above 2^47) stops at a trap.
+// Cost: a spin lock, a pop and a store for a small block whose list is not empty. Thread-safe;
+// works before any static constructor has run. Exhaustion gives null. Freeing an impossible
+// pointer (null, misaligned, below 64 KiB, at or above 2^47) stops at a trap.
 
 #pragma once
 
@@ -17,9 +18,12 @@ namespace Zef {
 
 class BlockAllocator {
  public:
-  /// Plain counters, updated without synchronisation: they can lose updates under threads.
+  static constexpr std::uint32_t kClassCount = 128;
+
+  /// All words wrap. A small block that goes back to the system is not taken off `systemBytes`,
+  /// a large one is.
   struct Statistics {
-    std::uint32_t systemBytes;    ///< units * 8 taken from the system; see Free for its drift
+    std::uint32_t systemBytes;    ///< units * 8 taken from the system
     std::uint32_t listMisses;     ///< small requests that found the list empty
     std::uint32_t listHits;       ///< small requests served from a list
     std::uint32_t largeRequests;  ///< requests of 128 units and more
@@ -29,8 +33,9 @@ class BlockAllocator {
   static void Free(void* payload);
 
   static Statistics GetStatistics();
-  /// Units of a class's free blocks kept at the moment, and the most it keeps.
+  /// Free blocks that a class keeps at the moment; 0 for a class that does not exist.
   static std::uint32_t FreeBlocks(std::uint32_t unitClass);
+  /// The most free blocks that a class keeps.
   static std::uint32_t FreeLimit(std::uint32_t unitClass);
 };
 

@@ -13,7 +13,10 @@ namespace Zef {
 /// the exit table to run at unload. Costs one atomic load after the first call.
 void KernelBoot();
 
-/// The thread that booted the kernel: the one that loaded this module.
+/// The light form: makes the calling thread the main thread, whoever booted the kernel before.
+void RememberMainThread();
+
+/// True in the thread that booted the kernel: the one that loaded this module.
 bool IsMainThread();
 
 class KernelExitTable {

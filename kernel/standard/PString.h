@@ -11,40 +11,56 @@
 
 #pragma once
 
-#include <cstdarg>
+#include <atomic>
 #include <cstdint>
 #include <string_view>
 #include <utility>
 
 namespace Zef {
 
-class FilePath;
-
 class PString {
  public:
-  struct Record;
+  /// What a handle points to; the zero-terminated text follows it. Never changed while shared.
+  struct Record {
+    Record* next;            ///< chain of the pool's table
+    std::uint32_t hash;      ///< of the whole text
+    std::uint32_t length;    ///< bytes of text
+    std::uint32_t capacity;  ///< bytes that the text may grow to in place
+    std::atomic<std::uint32_t> references;
+
+    char* Text() { return reinterpret_cast<char*>(this + 1); }
+    const char* Text() const { return reinterpret_cast<const char*>(this + 1); }
+    std::string_view View() const { return {Text(), length}; }
+  };
 
   constexpr PString() = default;
   /// Null for a null pointer, else the interned record (also for "").
   PString(const char* text);  // NOLINT(google-explicit-constructor): literals are keys everywhere
-  /// Null when `text` is null and `length` is 0. May hold zero bytes.
+  /// Null when `text` is null, else the interned record. May hold zero bytes.
   PString(const char* text, std::uint32_t length);
+  /// Null when the view has no data pointer, as a default view.
   explicit PString(std::string_view text);
   /// At most `maximum` bytes of a zero-terminated text; a negative maximum takes it whole.
   static PString Limited(const char* text, std::int32_t maximum);
 
-  PString(const PString& other) noexcept;
+  PString(const PString& other) noexcept : record_(AddReference(other.record_)) {}
   PString(PString&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
-  PString& operator=(const PString& other) noexcept;
-  PString& operator=(PString&& other) noexcept;
-  ~PString();
+  PString& operator=(const PString& other) noexcept {
+    Release(std::exchange(record_, AddReference(other.record_)));
+    return *this;
+  }
+  PString& operator=(PString&& other) noexcept {
+    std::swap(record_, other.record_);
+    return *this;
+  }
+  ~PString() { Release(record_); }
 
   bool IsNull() const { return record_ == nullptr; }
   bool IsEmpty() const { return Length() == 0; }
-  std::uint32_t Length() const;
+  std::uint32_t Length() const { return record_ == nullptr ? 0 : record_->length; }
   /// Zero-terminated; "" for null. Valid while any handle to the record lives.
-  const char* Text() const;
-  std::string_view View() const;
+  const char* Text() const { return record_ == nullptr ? "" : record_->Text(); }
+  std::string_view View() const { return {Text(), Length()}; }
 
   /// Inserts at `position`. A null handle interns the text; null or empty text, or a position
   /// past the end, changes nothing.
@@ -73,6 +89,25 @@ class PString {
   std::uintptr_t Key() const { return reinterpret_cast<std::uintptr_t>(record_); }
 
  private:
+  friend class StringPool;
+
+  // The pool takes all records along when it goes: a handle that outlives it lets go of nothing.
+  static bool PoolExists() { return poolExists_.load(std::memory_order_relaxed); }
+  static Record* AddReference(Record* record) noexcept {
+    if (record == nullptr || !PoolExists()) return nullptr;
+    record->references.fetch_add(1, std::memory_order_relaxed);
+    return record;
+  }
+  static void Release(Record* record) noexcept {
+    if (record == nullptr || !PoolExists()) return;
+    record->references.fetch_sub(1, std::memory_order_release);
+  }
+
+  void InsertView(std::string_view text, std::uint32_t position);
+  void ChangeCase(char (*map)(char));
+
+  static std::atomic<bool> poolExists_;
+
   Record* record_ = nullptr;
 };
 
@@ -89,7 +124,8 @@ struct StringPoolStatistics {
 };
 StringPoolStatistics GetStringPoolStatistics();
 
-/// True from boot until the exit table has torn the pool down; releases after that do nothing.
+/// True from boot until the exit table has torn the pool down. After that releases do nothing,
+/// and copies and new texts are null.
 bool StringPoolExists();
 
 }  // namespace Zef

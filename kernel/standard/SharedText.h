@@ -2,16 +2,19 @@
 //
 // A copy costs one atomic increment. A mutator makes the text its own first. Two empty states
 // exist and survive storage: "no storage" (the shared empty record; what default construction,
-// a null text or an empty PString give) and "storage, but no characters" (what assigning ""
+// a null text or an empty PString give) and "storage, but no characters" (what the text ""
 // gives). Text() is null exactly for the first.
 //
 // Counts are atomic, so copies may be handed between threads; one value must not be changed by
-// two threads. Texts above 2^31-64 bytes are refused. Case folding is ASCII only.
+// two threads. A change that would pass 2^31-64 bytes is refused and leaves the value. Arguments
+// may be parts of the text itself. Case folding is ASCII only.
 
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 namespace Zef {
 
@@ -19,18 +22,35 @@ class PString;
 
 class SharedText {
  public:
-  struct Record;
+  static constexpr std::uint32_t kMostLength = 0x7FFFFFFF - 63;
 
-  SharedText() noexcept;
-  /// A null text gives the empty record; "" too (construction only).
+  /// What a value points to; the zero-terminated text follows it.
+  struct Record {
+    std::atomic<std::int32_t> references;
+    std::uint32_t capacity;  ///< bytes of text space; 0 only in the shared empty record
+    std::uint32_t length;
+
+    char* Text() { return reinterpret_cast<char*>(this + 1); }
+  };
+
+  SharedText() noexcept : record_(&empty_.record) {}
+  /// A null text gives the empty record, "" gives storage without characters.
   SharedText(const char* text);  // NOLINT(google-explicit-constructor): a text is a text
+  /// A null or empty text gives the empty record.
   explicit SharedText(const PString& text);
+  /// A count of 0 gives the empty record.
   SharedText(char character, std::uint32_t count);
-  SharedText(const SharedText& other) noexcept;
-  SharedText(SharedText&& other) noexcept;
-  SharedText& operator=(const SharedText& other) noexcept;
-  SharedText& operator=(SharedText&& other) noexcept;
-  ~SharedText();
+  SharedText(const SharedText& other) noexcept : record_(AddReference(other.record_)) {}
+  SharedText(SharedText&& other) noexcept : record_(std::exchange(other.record_, &empty_.record)) {}
+  SharedText& operator=(const SharedText& other) noexcept {
+    Release(std::exchange(record_, AddReference(other.record_)));
+    return *this;
+  }
+  SharedText& operator=(SharedText&& other) noexcept {
+    std::swap(record_, other.record_);
+    return *this;
+  }
+  ~SharedText() { Release(record_); }
 
   /// Null gives the empty record; "" gives storage without characters.
   SharedText& operator=(const char* text);
@@ -46,15 +66,15 @@ class SharedText {
   void Append(std::string_view bytes);
 
   /// False for the empty record.
-  bool HasStorage() const;
+  bool HasStorage() const { return record_ != &empty_.record; }
   bool IsEmpty() const { return Length() == 0; }
-  std::uint32_t Length() const;
-  std::uint32_t Capacity() const;
+  std::uint32_t Length() const { return record_->length; }
+  std::uint32_t Capacity() const { return record_->capacity; }
   /// Zero-terminated text, or null without storage.
-  const char* Text() const;
+  const char* Text() const { return HasStorage() ? record_->Text() : nullptr; }
   /// Zero-terminated text, "" without storage.
-  const char* TextOrEmpty() const;
-  std::string_view View() const;
+  const char* TextOrEmpty() const { return HasStorage() ? record_->Text() : ""; }
+  std::string_view View() const { return {TextOrEmpty(), Length()}; }
 
   /// Cuts to `length` characters; longer values change nothing. Cutting to 0 keeps storage.
   void Truncate(std::uint32_t length);
@@ -84,6 +104,29 @@ class SharedText {
   void EnsureUnique(std::uint32_t size, bool keep);
 
  private:
+  // Nobody counts the holders of the empty record: it stands still, so threads share its line.
+  struct EmptyRecord {
+    Record record;
+    char terminator;
+  };
+  static EmptyRecord empty_;
+
+  static Record* AddReference(Record* record) noexcept {
+    if (record != &empty_.record) record->references.fetch_add(1, std::memory_order_relaxed);
+    return record;
+  }
+  static void Release(Record* record) noexcept {
+    if (record == &empty_.record) return;
+    // The only holder needs no locked instruction to know that it is the last one.
+    const bool isLast = record->references.load(std::memory_order_acquire) == 1 ||
+                        record->references.fetch_sub(1, std::memory_order_acq_rel) == 1;
+    if (isLast) FreeRecord(record);
+  }
+  static void FreeRecord(Record* record) noexcept;
+  void Replace(Record* record) noexcept { Release(std::exchange(record_, record)); }
+  void SetLength(std::uint32_t length);
+  void InsertView(std::string_view text, std::uint32_t position);
+
   Record* record_;
 };
 

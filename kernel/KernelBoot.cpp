@@ -1,0 +1,62 @@
+#include "kernel/KernelBoot.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <mutex>
+
+#include "kernel/platform/System.h"
+
+namespace Zef {
+namespace {
+
+constinit std::atomic<bool> booted{false};
+constinit std::atomic<std::uint32_t> mainThread{0};
+
+// Recursion-free: a callback runs outside the lock, so it may register further ones.
+constinit std::mutex tableLock;
+constinit KernelExitTable::Function table[KernelExitTable::kCapacity] = {};
+constinit std::uint32_t tableCount = 0;
+
+KernelExitTable::Function PopLast() {
+  const std::lock_guard guard(tableLock);
+  return tableCount == 0 ? nullptr : table[--tableCount];
+}
+
+void RunAtExit() { KernelExitTable::Run(); }
+
+}  // namespace
+
+void KernelBoot() {
+  if (booted.load(std::memory_order_relaxed)) return;
+  if (booted.exchange(true)) return;
+  RememberMainThread();
+  if (std::atexit(RunAtExit) != 0) Platform::Trap("KernelBoot: no room in the list of exits");
+}
+
+void RememberMainThread() { mainThread.store(Platform::CurrentThreadId()); }
+
+bool IsMainThread() { return mainThread.load() == Platform::CurrentThreadId(); }
+
+void KernelExitTable::Register(Function function) {
+  KernelBoot();
+  if (function == nullptr) return;
+  {
+    const std::lock_guard guard(tableLock);
+    if (tableCount < kCapacity) {
+      table[tableCount++] = function;
+      return;
+    }
+  }
+  Platform::Trap("KernelExitTable is full");
+}
+
+void KernelExitTable::Run() {
+  while (const Function function = PopLast()) function();
+}
+
+std::uint32_t KernelExitTable::Count() {
+  const std::lock_guard guard(tableLock);
+  return tableCount;
+}
+
+}  // namespace Zef

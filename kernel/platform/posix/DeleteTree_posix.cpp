@@ -1,0 +1,161 @@
+// DeleteTree: removes a folder without following a link and without depth limits.
+//
+// Two descriptors are open at any time, however deep the tree: the way up is "..", and is taken
+// only if it leads to the very folder that the walk came from. Whoever moves folders about
+// during the walk thus stops it, but cannot lead it elsewhere.
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "kernel/platform/FileSystem.h"
+#include "kernel/platform/posix/Posix.h"
+
+namespace Zef::Platform {
+
+namespace {
+
+struct Level {
+  std::string name;  // in the level above
+  dev_t device = 0;
+  ino_t serial = 0;
+  std::vector<std::string> folders;  // below this one, still to be removed
+};
+
+bool IsDots(std::string_view name) { return name == "." || name == ".."; }
+
+// Opens a folder for reading, giving its owner the rights to empty it.
+Descriptor OpenToEmpty(int parent, const char* name, Level* level) {
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW;
+  Descriptor folder = OpenFolderAt(parent, name, kFlags);
+  if (!folder && errno == EACCES &&
+      fchmodat(parent, name, mode_t{0700}, AT_SYMLINK_NOFOLLOW) == 0) {
+    folder = OpenFolderAt(parent, name, kFlags);
+  }
+  struct stat facts {};
+  if (!folder || fstat(folder.Get(), &facts) != 0) return {};
+  constexpr mode_t kOwner = S_IRWXU;
+  if ((facts.st_mode & kOwner) != kOwner) {
+    // Without the right to do so the removals below fail, and that is reported.
+    (void)fchmod(folder.Get(), (facts.st_mode & 07777) | kOwner);
+  }
+  level->name = name;
+  level->device = facts.st_dev;
+  level->serial = facts.st_ino;
+  return folder;
+}
+
+bool IsFolderEntry(int folder, const dirent& entry) {
+  if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
+  struct stat facts {};
+  return fstatat(folder, entry.d_name, &facts, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(facts.st_mode);
+}
+
+// Removes what is no folder and notes the folders.
+bool RemoveEntries(int folder, std::vector<std::string>* folders) {
+  const int copy = fcntl(folder, F_DUPFD_CLOEXEC, 0);
+  DIR* const list = copy >= 0 ? fdopendir(copy) : nullptr;
+  if (list == nullptr) {
+    if (copy >= 0) close(copy);
+    return false;
+  }
+  bool removed = true;
+  while (const dirent* entry = readdir(list)) {
+    if (IsDots(entry->d_name)) continue;
+    if (IsFolderEntry(folder, *entry)) {
+      folders->emplace_back(entry->d_name);
+    } else if (unlinkat(folder, entry->d_name, 0) != 0 && errno != ENOENT) {
+      removed = false;
+    }
+  }
+  closedir(list);
+  return removed;
+}
+
+bool IsSameFolder(int folder, dev_t device, ino_t serial) {
+  struct stat facts {};
+  return fstat(folder, &facts) == 0 && facts.st_dev == device && facts.st_ino == serial;
+}
+
+bool RemoveFolder(const Descriptor& top, const char* name) {
+  struct stat above {};
+  if (fstat(top.Get(), &above) != 0) return false;
+  std::vector<Level> levels(1);
+  Descriptor current = OpenToEmpty(top.Get(), name, &levels.back());
+  if (!current) return false;
+  bool removed = RemoveEntries(current.Get(), &levels.back().folders);
+  while (!levels.empty()) {
+    if (!levels.back().folders.empty()) {
+      const std::string next = std::move(levels.back().folders.back());
+      levels.back().folders.pop_back();
+      Level level;
+      Descriptor below = OpenToEmpty(current.Get(), next.c_str(), &level);
+      if (!below) {
+        removed = false;
+        continue;
+      }
+      removed = RemoveEntries(below.Get(), &level.folders) && removed;
+      levels.push_back(std::move(level));
+      current = std::move(below);
+      continue;
+    }
+    const std::string empty = std::move(levels.back().name);
+    levels.pop_back();
+    const dev_t device = levels.empty() ? above.st_dev : levels.back().device;
+    const ino_t serial = levels.empty() ? above.st_ino : levels.back().serial;
+    current = OpenFolderAt(current.Get(), "..", O_PATH);
+    if (!current || !IsSameFolder(current.Get(), device, serial)) return false;
+    removed = unlinkat(current.Get(), empty.c_str(), AT_REMOVEDIR) == 0 && removed;
+  }
+  return removed;
+}
+
+// Removes the folder or link `name`; a file of that name stays.
+bool RemoveAt(const Descriptor& parent, const char* name) {
+  struct stat facts {};
+  if (fstatat(parent.Get(), name, &facts, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
+  if (S_ISLNK(facts.st_mode)) return unlinkat(parent.Get(), name, 0) == 0;
+  return S_ISDIR(facts.st_mode) && RemoveFolder(parent, name);
+}
+
+}  // namespace
+
+bool DeleteTree(const std::string& path) {
+  std::string native = NativePath(path);
+  native.erase(native.find_last_not_of('/') + 1);
+  const std::size_t slash = native.rfind('/');
+  const std::string name = native.substr(slash == std::string::npos ? 0 : slash + 1);
+  if (name.empty() || IsDots(name)) return false;
+  const std::string parent = slash == std::string::npos ? "." : native.substr(0, slash + 1);
+  const Descriptor folder = OpenFolderAt(AT_FDCWD, parent.c_str(), O_PATH);
+  if (!folder) return errno == ENOENT;
+  return RemoveAt(folder, name.c_str());
+}
+
+bool DeleteTreeBelow(const std::string& root, const std::string& relative) {
+  const std::string native = NativePath(relative);
+  if (native.empty() || native.front() == '/') return false;
+  std::vector<std::string> names;
+  for (std::size_t begin = 0; begin < native.size();) {
+    const std::size_t end = std::min(native.find('/', begin), native.size());
+    if (end > begin) names.push_back(native.substr(begin, end - begin));
+    if (end > begin && IsDots(names.back())) return false;
+    begin = end + 1;
+  }
+  Descriptor folder = OpenFolderAt(AT_FDCWD, NativePath(root).c_str(), O_PATH);
+  if (!folder) return false;
+  const std::string last = std::move(names.back());
+  names.pop_back();
+  for (const std::string& name : names) {
+    folder = OpenFolderAt(folder.Get(), name.c_str(), O_PATH | O_NOFOLLOW);
+    if (!folder) return errno == ENOENT;
+  }
+  return RemoveAt(folder, last.c_str());
+}
+
+}  // namespace Zef::Platform

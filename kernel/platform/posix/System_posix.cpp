@@ -1,0 +1,146 @@
+// The process, its clocks and its loadable libraries.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <link.h>
+#include <unistd.h>
+
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "kernel/platform/System.h"
+#include "kernel/platform/posix/Posix.h"
+
+namespace Zef::Platform {
+
+namespace {
+
+constexpr std::uint64_t kNanoseconds = 1'000'000'000;
+
+std::string ReadLink(const char* path) {
+  std::string target(PATH_MAX, '\0');
+  const ssize_t length = readlink(path, target.data(), target.size());
+  target.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+  return target;
+}
+
+// State letter of a process, or 0 when the system shows none. The name before it stands in
+// parentheses and may itself hold any character, so the last one counts.
+char ProcessState(ProcessId process) {
+  const std::string path = "/proc/" + std::to_string(process) + "/stat";
+  const Descriptor file(Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
+  if (!file) return 0;
+  char text[512];
+  const ssize_t length = Uninterrupted([&] { return read(file.Get(), text, sizeof text); });
+  if (length <= 0) return 0;
+  const std::string_view line(text, static_cast<std::size_t>(length));
+  const std::size_t close = line.rfind(')');
+  return close != std::string_view::npos && close + 2 < line.size() ? line[close + 2] : '\0';
+}
+
+}  // namespace
+
+ProcessId CurrentProcessId() { return static_cast<ProcessId>(getpid()); }
+
+std::uint32_t CurrentThreadId() { return static_cast<std::uint32_t>(gettid()); }
+
+bool IsProcessAlive(ProcessId process) {
+  if (process == 0 || process > static_cast<ProcessId>(INT_MAX)) return false;
+  const char state = ProcessState(process);
+  if (state != 0) return state != 'Z' && state != 'X';
+  return kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM;
+}
+
+std::uint32_t CurrentUserId() { return geteuid(); }
+
+std::uint64_t MonotonicTicks() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<std::uint64_t>(now.tv_sec) * kNanoseconds +
+         static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+std::uint64_t MonotonicFrequency() { return kNanoseconds; }
+
+std::int64_t UnixTime() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now.tv_sec;
+}
+
+// An absolute end, so that signals do not lengthen the sleep.
+void SleepMilliseconds(std::uint32_t milliseconds) {
+  const std::uint64_t end = MonotonicTicks() + std::uint64_t{milliseconds} * 1'000'000;
+  timespec until{};
+  until.tv_sec = static_cast<time_t>(end / kNanoseconds);
+  until.tv_nsec = static_cast<long>(end % kNanoseconds);
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
+}
+
+bool GetEnvironment(const char* name, std::string* value) {
+  const char* const text = std::getenv(name);
+  if (text != nullptr) *value = text;
+  return text != nullptr;
+}
+
+// The loader knows a library by its path, but the program only as it was called.
+std::string ModulePath() {
+  Dl_info info{};
+  link_map* map = nullptr;
+  void* const here = reinterpret_cast<void*>(&ModulePath);
+  const int found = dladdr1(here, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP);
+  if (found == 0 || map == nullptr || map->l_name == nullptr || map->l_name[0] == '\0') {
+    return ReadLink("/proc/self/exe");
+  }
+  return map->l_name;
+}
+
+// A name without a separator would be looked for along the loader's path.
+Library::Library(const std::string& path, std::string* error) {
+  std::string native = NativePath(path);
+  if (native.find('/') == std::string::npos) native.insert(0, "./");
+  handle_ = dlopen(native.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle_ != nullptr || error == nullptr) return;
+  const char* const reason = dlerror();
+  *error = reason != nullptr ? reason : "cannot load " + path;
+}
+
+Library::~Library() {
+  if (handle_ != nullptr) dlclose(handle_);
+}
+
+Library::Library(Library&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+
+Library& Library::operator=(Library&& other) noexcept {
+  std::swap(handle_, other.handle_);
+  return *this;
+}
+
+void* Library::Symbol(const char* name) const {
+  return handle_ != nullptr ? dlsym(handle_, name) : nullptr;
+}
+
+void DebugOutput(const char* text) {
+  std::size_t left = std::strlen(text);
+  while (left > 0) {
+    const ssize_t written = Uninterrupted([&] { return write(STDERR_FILENO, text, left); });
+    if (written <= 0) return;
+    text += written;
+    left -= static_cast<std::size_t>(written);
+  }
+}
+
+void Trap(const char* message) {
+  if (message != nullptr) {
+    DebugOutput(message);
+    DebugOutput("\n");
+  }
+  (void)raise(SIGTRAP);
+  std::abort();
+}
+
+}  // namespace Zef::Platform

@@ -1,0 +1,38 @@
+#include "kernel/standard/FormatBuffer.h"
+
+#include <cstdio>
+
+#include "kernel/BlockAllocator.h"
+
+namespace Zef {
+
+FormatBuffer::FormatBuffer(const char* format, std::va_list arguments) {
+  std::va_list again;
+  va_copy(again, arguments);
+  inline_[0] = 0;
+  int needed = std::vsnprintf(inline_, sizeof(inline_), format, again);
+  va_end(again);
+
+  if (needed >= static_cast<int>(sizeof(inline_)) && needed <= kMostLength) {
+    const std::size_t size = static_cast<std::size_t>(needed) + 1;
+    if (void* block = BlockAllocator::Allocate(size)) {
+      text_ = static_cast<char*>(block);
+      va_copy(again, arguments);
+      needed = std::vsnprintf(text_, size, format, again);
+      va_end(again);
+    }
+  }
+  const bool fits = needed >= 0 && (text_ != inline_ || needed < static_cast<int>(sizeof(inline_)));
+  if (!fits) {
+    text_[0] = 0;
+    return;
+  }
+  length_ = static_cast<std::uint32_t>(needed);
+  result_ = needed;
+}
+
+FormatBuffer::~FormatBuffer() {
+  if (text_ != inline_) BlockAllocator::Free(text_);
+}
+
+}  // namespace Zef

@@ -1,0 +1,195 @@
+#include "kernel/standard/StringPool.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "kernel/KernelBoot.h"
+#include "kernel/platform/System.h"
+#include "kernel/standard/EarlyInit.h"
+
+namespace Zef {
+namespace {
+
+using Record = PString::Record;
+
+constexpr std::uint32_t kTerminatorSpace = 4;
+
+constinit std::mutex creationLock;
+constinit std::atomic<StringPool*> thePool{nullptr};
+constinit bool wasCreated = false;
+
+// Texts grow in steps of 16 bytes; the step decides which changes happen in place.
+constexpr std::uint32_t CapacityFor(std::uint32_t length) { return ((length + 41) & ~15U) - 24; }
+
+std::uint64_t LoadWord(const char* from, std::size_t size) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, from, size);
+  return word;
+}
+
+// The seed differs from run to run, so that content cannot be made to fall into one chain.
+std::uint32_t Hash(std::string_view text, std::uint64_t seed) {
+  constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
+  constexpr std::size_t kWord = sizeof(std::uint64_t);
+  std::uint64_t hash = seed ^ (text.size() * kFactor);
+  for (; text.size() > kWord; text.remove_prefix(kWord)) {
+    hash = (hash ^ LoadWord(text.data(), kWord)) * kFactor;
+    hash ^= hash >> 32;
+  }
+  hash = (hash ^ LoadWord(text.data(), text.size())) * kFactor;
+  hash = (hash ^ (hash >> 32)) * kFactor;
+  return static_cast<std::uint32_t>(hash >> 32);
+}
+
+Record* MakeRecord(std::string_view text, std::uint32_t roomFor) {
+  const std::uint32_t capacity = CapacityFor(roomFor);
+  void* memory = BlockAllocator::Allocate(sizeof(Record) + capacity + kTerminatorSpace);
+  if (memory == nullptr) Platform::Trap("StringPool: out of memory");
+  auto* record =
+      ::new (memory) Record{nullptr, 0, static_cast<std::uint32_t>(text.size()), capacity, {1}};
+  std::memcpy(record->Text(), text.data(), text.size());
+  record->Text()[text.size()] = 0;
+  return record;
+}
+
+}  // namespace
+
+constinit std::atomic<bool> PString::poolExists_{false};
+
+void StringPool::Create() {
+  KernelBoot();
+  const std::lock_guard guard(creationLock);
+  if (wasCreated) return;
+  wasCreated = true;
+  KernelExitTable::Register(Destroy);
+  thePool.store(new StringPool, std::memory_order_release);
+  PString::poolExists_.store(true);
+}
+
+void StringPool::Destroy() {
+  PString::poolExists_.store(false);
+  delete thePool.exchange(nullptr);
+}
+
+StringPool* StringPool::Get() {
+  StringPool* pool = thePool.load(std::memory_order_acquire);
+  if (pool != nullptr) return pool;
+  EarlyInit();
+  Create();
+  return thePool.load(std::memory_order_acquire);
+}
+
+StringPool::~StringPool() {
+  for (Record* record : buckets_) {
+    while (record != nullptr) {
+      Record* next = record->next;
+      BlockAllocator::Free(record);
+      record = next;
+    }
+  }
+}
+
+Record* StringPool::Intern(std::string_view text) {
+  if (text.size() > kMostLength) return nullptr;
+  const std::uint32_t hash = HashOf(text);
+  const std::lock_guard guard(lock_);
+  if (Record* found = FindAndRaise(text, hash)) return found;
+  Record* record = MakeRecord(text, static_cast<std::uint32_t>(text.size()));
+  Insert(record, hash);
+  return record;
+}
+
+StringPoolStatistics StringPool::Statistics() {
+  const std::lock_guard guard(lock_);
+  StringPoolStatistics sum{0, 0, hits_, created_, probes_, kReportedBuckets};
+  for (const Record* record : buckets_) {
+    for (; record != nullptr; record = record->next) {
+      const std::uint32_t references = record->references.load(std::memory_order_relaxed);
+      sum.references += references;
+      sum.liveStrings += references != 0;
+    }
+  }
+  return sum;
+}
+
+std::uint32_t StringPool::HashOf(std::string_view text) const {
+  return Hash(text, reinterpret_cast<std::uintptr_t>(this));
+}
+
+Record* StringPool::FindAndRaise(std::string_view text, std::uint32_t hash) {
+  Record*& head = BucketOf(hash);
+  for (Record** link = &head; *link != nullptr; link = &(*link)->next, ++probes_) {
+    Record* record = *link;
+    if (record->hash != hash || record->View() != text) continue;
+    // Texts asked for again soon: to the front with it.
+    *link = record->next;
+    record->next = head;
+    head = record;
+    record->references.fetch_add(1, std::memory_order_relaxed);
+    ++hits_;
+    return record;
+  }
+  return nullptr;
+}
+
+void StringPool::Insert(Record* record, std::uint32_t hash) {
+  if (entries_ >= buckets_.size()) Grow();
+  record->hash = hash;
+  record->next = BucketOf(hash);
+  BucketOf(hash) = record;
+  ++entries_;
+  ++created_;
+}
+
+void StringPool::Unlink(Record* record) {
+  Record** link = &BucketOf(record->hash);
+  while (*link != record) link = &(*link)->next;
+  *link = record->next;
+  --entries_;
+}
+
+void StringPool::Grow() {
+  std::vector<Record*> old(buckets_.size() * 2);
+  old.swap(buckets_);
+  for (Record* record : old) {
+    while (record != nullptr) {
+      Record* next = record->next;
+      record->next = std::exchange(BucketOf(record->hash), record);
+      record = next;
+    }
+  }
+}
+
+Record* StringPool::TakeWorkingRecord(Record* old, std::uint32_t length) {
+  // Acquire: whoever let go before has read the text before it changes. A count of 1 is the
+  // caller's own and cannot rise, because raising it takes the lock or a handle.
+  const bool isOwn = old->references.load(std::memory_order_acquire) < 2;
+  if (isOwn && old->capacity > length) {
+    Unlink(old);
+    return old;
+  }
+  Record* working = MakeRecord(old->View(), std::max(length, old->length));
+  PString::Release(old);
+  return working;
+}
+
+Record* StringPool::Reintern(Record* working) {
+  const std::uint32_t hash = HashOf(working->View());
+  if (Record* found = FindAndRaise(working->View(), hash)) {
+    BlockAllocator::Free(working);
+    return found;
+  }
+  Insert(working, hash);
+  return working;
+}
+
+StringPoolStatistics GetStringPoolStatistics() {
+  StringPool* pool = StringPool::Get();
+  return pool == nullptr ? StringPoolStatistics{} : pool->Statistics();
+}
+
+bool StringPoolExists() { return thePool.load(std::memory_order_relaxed) != nullptr; }
+
+}  // namespace Zef

@@ -1,0 +1,33 @@
+// TestFiles: folders and whole files for tests, apart from the file layer under test.
+
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace Test {
+
+/// A new, empty folder under the system's temporary folder, deleted with the object.
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  const std::filesystem::path& Path() const { return path_; }
+  /// Full path of a name inside, '/' between folders; nothing is created.
+  std::string operator/(std::string_view name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// All bytes of a file. Throws std::runtime_error when it cannot be read.
+std::string ReadWholeFile(const std::filesystem::path& file);
+
+/// Writes a file anew, with its missing folders. Throws std::runtime_error on failure.
+void WriteWholeFile(const std::filesystem::path& file, std::string_view bytes);
+
+}  // namespace Test
