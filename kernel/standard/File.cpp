@@ -114,6 +114,7 @@ void File::WriteBytes(const std::uint8_t* from, std::size_t size) {
       FileMode::IsCompressing(mode_) ? CompressedFormat::kLargestFile : kLargestPosition;
   if (position_ < 0) RaiseFileEx("WriteBuffer(void) Seek failed");
   if (position_ > limit || size > static_cast<std::uint64_t>(limit - position_)) {
+    writeFailed_ = true;
     RaiseFileEx(kWriteFailed);
   }
   while (size > 0) {

@@ -20,7 +20,7 @@ class Search : public testing::Test {
  protected:
   ~Search() override { Subst(name_, nullptr, false); }
 
-  void Put(const char* name) { Test::WriteWholeFile(root_ / name, name); }
+  void Put(const char* name) { ::Test::WriteWholeFile(root_ / name, name); }
   Names All(const std::string& pattern) {
     File::Find find;
     if (!find.Open(pattern.c_str())) return {"(none)"};
@@ -30,7 +30,7 @@ class Search : public testing::Test {
     return names;
   }
 
-  Test::TempFolder root_;
+  ::Test::TempFolder root_;
   PString name_{"search"};
 };
 
@@ -38,8 +38,7 @@ class Search : public testing::Test {
 
 TEST_F(Search, FolderOnDiskComesSortedWithoutDoubles) {
   for (const char* name : {"b.txt", "A.txt", "c.ini", "D.TXT", "d.txt", "sub/x.txt"}) Put(name);
-  EXPECT_EQ(All(root_ / "*"),
-            (Names{".", "..", "A.txt", "b.txt", "c.ini", "D.TXT", "sub"}));
+  EXPECT_EQ(All(root_ / "*"), (Names{".", "..", "A.txt", "b.txt", "c.ini", "D.TXT", "sub"}));
   EXPECT_EQ(All(root_ / "*.*"), All(root_ / "*"));
   EXPECT_EQ(All(root_ / "?.txt;s*"), (Names{"A.txt", "b.txt", "D.TXT", "sub"}));
   EXPECT_EQ(All(root_ / "sub\\X.txt"), (Names{"x.txt"}));
@@ -64,8 +63,8 @@ TEST_F(Search, EntriesCarrySizeTimesAndAttributes) {
     const char* name;
     std::uint32_t size;
     std::uint16_t attributes;
-  } expected[] = {{"file.txt", 8, 0x20}, {"folder", 0, 0x10}, {"link", 0, 0x10},
-                  {"locked.txt", 10, 0x21}};
+  } expected[] = {
+      {"file.txt", 8, 0x20}, {"folder", 0, 0x10}, {"link", 0, 0x10}, {"locked.txt", 10, 0x21}};
   File::Find find;
   ASSERT_TRUE(find.Open((root_ / "*").c_str()));
   ASSERT_TRUE(find.Next());
@@ -79,7 +78,8 @@ TEST_F(Search, EntriesCarrySizeTimesAndAttributes) {
     EXPECT_EQ(entry.storedSize, e.size) << e.name;
     EXPECT_EQ(entry.attributes, e.attributes) << e.name;
     EXPECT_EQ(entry.checksum, 0u);
-    if (e.size == 8) EXPECT_EQ(entry.written, static_cast<std::uint32_t>(seconds.count()));
+    if (e.size != 8) continue;
+    EXPECT_EQ(entry.written, static_cast<std::uint32_t>(seconds.count()));
   }
   EXPECT_FALSE(find.Next());
   EXPECT_EQ(ClampToWord(-1), 0u);

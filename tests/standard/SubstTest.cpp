@@ -27,7 +27,9 @@ class Substitution : public testing::Test {
   }
   ~Substitution() override { Subst(name_, nullptr, false); }
 
-  void Put(const char* name, std::string_view bytes) { Test::WriteWholeFile(root_ / name, bytes); }
+  void Put(const char* name, std::string_view bytes) {
+    ::Test::WriteWholeFile(root_ / name, bytes);
+  }
   bool OnDisk(const char* name) { return fs::exists(fs::symlink_status(root_ / name)); }
   std::string Read(const char* path) {
     File file;
@@ -43,7 +45,7 @@ class Substitution : public testing::Test {
     return status;
   }
 
-  Test::TempFolder root_;
+  ::Test::TempFolder root_;
   PString name_{"vfs"};
   SubstList& list_ = SubstList::Get();
 };
@@ -140,7 +142,7 @@ TEST_F(Substitution, WritingFallsThroughReadOnlySourcesAndMakesFolders) {
   ASSERT_EQ(Write("deep/er/new.txt", "new"), RES_OK);
   EXPECT_FALSE(OnDisk("ro/deep"));
   EXPECT_FALSE(OnDisk("hi/deep"));  // the folder of another case is reused
-  EXPECT_EQ(Test::ReadWholeFile(root_ / "hi/Deep/er/new.txt"), "new");
+  EXPECT_EQ(::Test::ReadWholeFile(root_ / "hi/Deep/er/new.txt"), "new");
 
   Put("ro/fixed.txt", "fixed");
   bool readOnly = false;
@@ -152,7 +154,7 @@ TEST_F(Substitution, WritingFallsThroughReadOnlySourcesAndMakesFolders) {
   EXPECT_FALSE(list_.SetReadOnly(name_, "fixed.txt", true));
   File file;
   EXPECT_NE(file.Open(name_, "fixed.txt", FileMode::kRead | FileMode::kWrite), RES_OK);
-  EXPECT_EQ(Test::ReadWholeFile(root_ / "ro/fixed.txt"), "fixed");
+  EXPECT_EQ(::Test::ReadWholeFile(root_ / "ro/fixed.txt"), "fixed");
 }
 
 TEST_F(Substitution, FolderComesIntoBeingByWriting) {

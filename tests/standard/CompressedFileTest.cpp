@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+
+#include "kernel/platform/FileSystem.h"
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/Subst.h"
+#include "tests/support/TestFiles.h"
+
+namespace {
+
+using Test::ReadWholeFile;
+using Test::TempFolder;
+using Test::WriteWholeFile;
+using Zef::File;
+
+std::string operator""_b(const char* text, std::size_t size) { return {text, size}; }
+
+std::string Word(std::size_t value) {
+  return {static_cast<char>(value & 0xFF), static_cast<char>(value >> 8)};
+}
+
+std::string Header(std::uint32_t size, std::uint32_t version = 257) {
+  return "CFIL" + Word(version) + Word(0) + Word(size & 0xFFFF) + Word(size >> 16);
+}
+
+// A page that yields one byte.
+const std::string kPage = "\xFF\xFF\0\1x"_b;
+
+// Blocks of all kinds: coded, stored, coded, stored and a short coded one at the end.
+std::string Mixed() {
+  std::mt19937 random(5);
+  std::string content;
+  for (int block = 0; block < 5; block++) {
+    for (int i = 0; i < (block == 4 ? 5000 : 16384); i++) {
+      content.push_back(static_cast<char>(block % 2 == 0 ? 'a' + i / 7 % 3 : random()));
+    }
+  }
+  return content;
+}
+
+void Pack(const std::string& path, const std::string& content) {
+  File file;
+  ASSERT_EQ(file.Open(path.c_str(), 0x102), Zef::RES_OK);
+  file.Write(content.data(), 1, content.size());
+  file.Close();
+}
+
+// All that can be read in pieces of `piece` bytes, and the reason of what stopped it.
+std::string ReadOut(File& file, std::size_t piece, std::string* reason) {
+  std::string all, bytes(piece, '?');
+  try {
+    for (std::size_t got = piece; got > 0;) {
+      got = file.Read(bytes.data(), 1, piece);
+      all.append(bytes, 0, got);
+    }
+  } catch (const Zef::FileEx& failure) {
+    *reason = failure.Reason();
+  }
+  return all;
+}
+
+TEST(CompressedFile, ClosingWritesTheDocumentedBytes) {
+  const TempFolder folder;
+  const std::string path = folder / "packed";
+  std::string pairs;
+  for (int i = 0; i < 16; i++) pairs += "ab";
+  const struct {
+    std::string content;
+    std::string bytes;
+  } cases[] = {
+      {"", Header(0)},
+      {"abc", Header(3) + "\3\x80"_b + "abc"},
+      {pairs,
+       Header(32) + "\x10\0\xFF\xFA\3\xFC\xFC\xFD\xFD\xFE\xFE"_b + "ab" + "\x80\0\2\xFB\xFB"_b},
+  };
+  for (const auto& c : cases) {
+    Pack(path, c.content);
+    EXPECT_EQ(ReadWholeFile(path), c.bytes);
+  }
+  const std::string mixed = Mixed();
+  Pack(path, mixed);
+  EXPECT_NE(ReadWholeFile(path).find("\0\xC0"_b + mixed.substr(16384, 16384)), std::string::npos)
+      << "noise is stored, with the word 0xC000";
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1)
+      << "a temporary was left";
+}
+
+TEST(CompressedFile, SeeksFindEveryByte) {
+  const TempFolder folder;
+  const std::string content = Mixed(), path = folder / "mixed", unsized = folder / "unsized";
+  Pack(path, content);
+  std::string bytes = ReadWholeFile(path);
+  bytes[4] = 0;  // version 256: the size is not to be trusted
+  WriteWholeFile(unsized, bytes);
+  std::mt19937 random(9);
+  for (const std::string& name : {path, unsized}) {
+    File file;
+    ASSERT_EQ(file.Open(name.c_str(), 0x10), Zef::RES_OK);
+    EXPECT_EQ(file.Size(), static_cast<std::int64_t>(content.size()));
+    std::string piece;
+    for (int round = 0; round < 300; round++) {
+      const std::size_t at = round == 0 ? content.size() - 1 : random() % (content.size() + 10);
+      piece.resize(random() % 3 == 0 ? random() % 40000 : random() % 200);
+      ASSERT_EQ(file.Seek(static_cast<std::int64_t>(at), 0), 0);
+      piece.resize(file.Read(piece.data(), 1, piece.size()));
+      ASSERT_EQ(piece, at < content.size() ? content.substr(at, piece.size()) : "") << at;
+      ASSERT_EQ(file.Tell(), static_cast<std::int64_t>(at + piece.size()));
+    }
+    file.Seek(0, 0);
+    std::string reason;
+    EXPECT_EQ(ReadOut(file, 1000, &reason), content);
+    EXPECT_EQ(reason, "");
+  }
+}
+
+TEST(CompressedFile, MalformedBlocksRaise) {
+  const std::string stored = "ReadNext() Failed to read uncompressed block";
+  const std::string coded = "ReadNext() Failed to read compressed block";
+  const std::string word = "ReadNext() Failed to read block size";
+  const struct {
+    std::string bytes;
+    std::string content;  // what comes before the failure
+    std::string reason;
+  } cases[] = {
+      {Header(5) + "\2\x80xy", "xy", word},
+      {Header(5) + "\2\x80xy\1", "xy", word},
+      {Header(0, 256) + "\2\x80xy\1", "xy", word},
+      {Header(5) + "\5\x80xy", "", stored},
+      {Header(20000) + Word(0x8000 | 16385) + std::string(16385, 's'), "", stored},
+      {Header(5) + "\7\0\xFF\xFF"_b, "", coded},
+      {Header(5) + "\3\0\xFF\xFF\0"_b, "", coded},
+      {Header(5) + "\5\0"_b + kPage + "\1\x80y", "", coded},  // short, and not the last
+      {Header(2) + "\5\0"_b + kPage, "x", word},
+      {Header(2) + "\4\x80long", "lo", ""},  // the header's size bounds the content
+      {Header(0, 256) + "\0\x80\1\x80z\5\0"_b + kPage, "zx", ""},
+  };
+  const TempFolder folder;
+  for (const auto& c : cases) {
+    WriteWholeFile(folder / "bad", c.bytes);
+    for (const std::size_t piece : {1, 50000}) {
+      File file;
+      ASSERT_EQ(file.Open((folder / "bad").c_str(), 0x10), Zef::RES_OK);
+      std::string reason;
+      const std::string content = ReadOut(file, piece, &reason);
+      EXPECT_EQ(reason, c.reason);
+      // One large read that is cut short by a failure delivers nothing.
+      EXPECT_EQ(content, piece == 1 || c.reason.empty() ? c.content : "");
+      EXPECT_NO_THROW(file.Close());
+    }
+  }
+  WriteWholeFile(folder / "huge", Header(0x80000000));
+  EXPECT_EQ(File().Open((folder / "huge").c_str(), 0x10), Zef::RES_UNKNOWN);
+  WriteWholeFile(folder / "short", Header(9) + "\5\0"_b + kPage);
+  File file;
+  ASSERT_EQ(file.Open((folder / "short").c_str(), 0x10), Zef::RES_OK);
+  EXPECT_THROW(file.Seek(5, 0), Zef::FileEx) << "the block ends before the position";
+}
+
+TEST(CompressedFile, MutatedFilesEndInContentOrFailure) {
+  const TempFolder folder;
+  Pack(folder / "good", Mixed());
+  const std::string good = ReadWholeFile(folder / "good");
+  std::mt19937 random(13);
+  int raised = 0;
+  for (int round = 0; round < 200; round++) {
+    std::string bytes = good.substr(0, random() % 3 == 0 ? random() % good.size() : good.size());
+    for (int i = 0; i < 3 && bytes.size() > 12; i++)
+      bytes[8 + random() % (bytes.size() - 8)] = 0x7F;
+    WriteWholeFile(folder / "bad", bytes);
+    File file;
+    if (file.Open((folder / "bad").c_str(), 0x10) != Zef::RES_OK) continue;
+    std::string reason;
+    ReadOut(file, 1 + random() % 30000, &reason);
+    raised += reason.empty() ? 0 : 1;
+  }
+  EXPECT_GT(raised, 50);
+}
+
+TEST(CompressedFile, FailedCloseKeepsTheContent) {
+  const TempFolder folder;
+  const Zef::PString name("cfiltest");
+  ASSERT_TRUE(Zef::Subst(name, (folder / "data/").c_str(), true));
+  File file;
+  ASSERT_EQ(file.Open("cfiltest:f", 0x102), Zef::RES_OK);
+  file.Write("abcabc", 1, 6);
+  EXPECT_THROW(file.Seek(0, 0), Zef::FileEx);
+  std::filesystem::rename(folder / "data", folder / "moved");
+  EXPECT_THROW(file.Close(), Zef::FileEx);
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_EQ(ReadWholeFile(folder / "moved/f"), "abcabc");
+  // What no header can say is refused before it is written.
+  std::ofstream(folder / "moved/f").close();
+  std::filesystem::resize_file(folder / "moved/f", 0x7FFFFFFF);
+  ASSERT_EQ(file.Open((folder / "moved/f").c_str(), 0x202), Zef::RES_OK);
+  EXPECT_THROW(file.Write("x", 1, 1), Zef::FileEx);
+  file.Close();
+  EXPECT_EQ(std::filesystem::file_size(folder / "moved/f"), 0x7FFFFFFFU);
+  Zef::Subst(name, nullptr, false);
+}
+
+// Lends its handle for one range, as an archive of the old version does.
+struct OldArchive : Zef::FileSub {
+  explicit OldArchive(std::int32_t lent) : handle(lent) {}
+  bool IsAvailable() const override { return true; }
+  std::uint32_t Version() const override { return 257; }
+  bool OpenForRead(File& file, const Zef::FilePath& path, std::uint32_t) override {
+    const bool packed = path == Zef::FilePath("packed");
+    file.Adopt({handle, true, packed ? 4U : 13U, packed ? 9 : 3, packed ? 3 : -1, "entry", this});
+    return true;
+  }
+  void CloseFile(File&) override { closed++; }
+  std::int32_t handle;
+  int closed = 0;
+};
+
+TEST(CompressedFile, ArchiveEntriesEndWhereTheyEnd) {
+  const TempFolder folder;
+  WriteWholeFile(folder / "archive",
+                 "headCFIL\3\x80"
+                 "abcCFILrest");
+  const std::int32_t handle = Zef::Platform::OpenFile(folder / "archive", {});
+  auto source = std::make_unique<OldArchive>(handle);
+  OldArchive& archive = *source;
+  const Zef::PString name("oldarchive");
+  Zef::SubstList::Get().Add(name, std::move(source));
+  const char* const expected[][2] = {{"oldarchive:packed", "abc"}, {"oldarchive:plain", "CFI"}};
+  for (const auto& [path, content] : expected) {
+    File file;
+    ASSERT_EQ(file.Open(path, 0x10), Zef::RES_OK);
+    EXPECT_EQ(file.Size(), 3);
+    std::string reason;
+    EXPECT_EQ(ReadOut(file, 100, &reason), content) << reason;
+    EXPECT_EQ(archive.openFiles, 1U);
+  }
+  EXPECT_EQ(archive.openFiles, 0U);
+  EXPECT_EQ(archive.closed, 2);
+  EXPECT_EQ(Zef::Platform::FileSize(handle), 21) << "the handle is the archive's";
+  Zef::SubstList::Get().Remove(name);
+  Zef::Platform::CloseFile(handle);
+}
+
+}  // namespace
