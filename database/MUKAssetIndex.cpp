@@ -128,8 +128,8 @@ void MUKAssetIndex::Remove(const PLID& id) {
 MUKAsset* MUKAssetIndex::CreateNew(PLID id) {
   MarkChanged(kChangeGeneral);
   if (id.IsNull()) {
-    if (host_ == nullptr) return nullptr;
-    id = host_->NextLocalId();
+    if (host_ != nullptr) id = host_->NextLocalId();
+    if (id.IsNull()) return nullptr;
   } else if (byId_.Find(id) != nullptr) {
     return nullptr;
   }
@@ -253,6 +253,28 @@ Zef::SharedText MUKAssetIndex::SearchText(const MUKAsset& asset) const {
 void MUKAssetIndex::ForgetSearchText(MUKAsset& asset) const {
   const std::lock_guard lock(derivedLock_);
   asset.derived_.searchTextValid = false;
+}
+
+void MUKAssetIndex::AddArchive(ArchiveList::Archive archive) {
+  DropArchive(archive.id);
+  for (const PLID& id : archive.assets) {
+    MUKAsset* const asset = byId_.Find(id);
+    if (asset == nullptr) continue;
+    asset->Set(AssetFlag::InArchive, true);
+    asset->Set(AssetFlag::InArchiveKnown, true);
+  }
+  companions_.archives.Add(std::move(archive));
+  MarkChanged(kChangeGeneral);
+}
+
+bool MUKAssetIndex::DropArchive(std::uint32_t archiveId) {
+  std::vector<PLID> dropped;
+  if (!companions_.archives.Drop(archiveId, &dropped)) return false;
+  for (const PLID& id : dropped) {
+    if (MUKAsset* const asset = byId_.Find(id)) asset->Set(AssetFlag::InArchiveKnown, false);
+  }
+  MarkChanged(kChangeGeneral);
+  return true;
 }
 
 void MUKAssetIndex::SetStoredValues(std::uint32_t value, float number) {

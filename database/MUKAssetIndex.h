@@ -140,6 +140,11 @@ class MUKAssetIndex {
   /// To be called when a record's names, keywords or category changed.
   void ForgetSearchText(MUKAsset& asset) const;
 
+  /// Enters an archive in the place of one with the same id; its assets are then in an archive.
+  void AddArchive(ArchiveList::Archive archive);
+  /// False for an id that is not there. Who reads an asset's archive bit next asks all archives.
+  bool DropArchive(std::uint32_t archiveId);
+
   IndexCompanions& Companions() { return companions_; }
   const IndexCompanions& Companions() const { return companions_; }
   void SetStoredValues(std::uint32_t value, float number);
