@@ -44,4 +44,8 @@ class FileEx : public Exception {
   const char* Class() const override { return "File"; }
 };
 
+/// Throws FileEx with the caller's place in the source.
+[[noreturn]] void RaiseFileEx(const char* reason, const char* file = __builtin_FILE(),
+                              std::uint32_t line = __builtin_LINE());
+
 }  // namespace Zef

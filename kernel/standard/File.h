@@ -12,7 +12,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <string_view>
 
 #include "kernel/BlockAllocator.h"
 #include "kernel/standard/FilePath.h"
@@ -20,7 +22,12 @@
 
 namespace Zef {
 
+class CompressedBlocks;
 class FileSub;
+
+namespace Platform {
+struct OpenOptions;
+}
 
 /// Results of opening and of the path operations.
 enum FileStatus : std::uint32_t {
@@ -51,6 +58,11 @@ inline constexpr std::uint32_t kCreate = 0x0100;           ///< create, truncati
 inline constexpr std::uint32_t kAppend = 0x0200;           ///< open or create, at the end
 inline constexpr std::uint32_t kCreateNew = 0x0300;        ///< fail if it exists
 inline constexpr std::uint32_t kCreateWrite = 257;         ///< what writers pass
+inline constexpr std::uint32_t kWriteMask = 0x000F;
+inline constexpr std::uint32_t kReadMask = 0x00F0;
+inline constexpr std::uint32_t kCreateMask = 0x0F00;
+
+constexpr bool IsCompressing(std::uint32_t mode) { return (mode & kWriteMask) == kWriteCompressed; }
 }  // namespace FileMode
 
 class File : public KernelObject {
@@ -94,6 +106,7 @@ class File : public KernelObject {
   std::uint32_t Encoding() const;
   std::uint32_t Mode() const;
   /// The name as resolved by the source or given to the operating system.
+  /// Absolute when the file will be compressed on closing.
   const std::string& Name() const;
 
   // Path operations on names with or without a substitution prefix.
@@ -109,8 +122,70 @@ class File : public KernelObject {
   /// Files open at the moment, in the whole process.
   static std::uint32_t OpenCount();
 
+  // The narrow door for sources (FileSub). A source opens the system file, calls Adopt once from
+  // OpenForRead or OpenForWrite, and later gets the file back in CloseFile, where a folder calls
+  // FinishOnDisk and an archive looks at Origin, Mode and Size.
+
+  /// What a source knows about a file that it opened.
+  struct Opened {
+    std::int32_t handle = -1;
+    bool borrowed = false;         ///< the handle stays the source's: never closed by the file
+    std::uint64_t dataStart = 0;   ///< offset of the file's first byte behind the handle
+    std::int64_t storedSize = -1;  ///< bytes from dataStart on that are this file's; -1: all
+    std::int64_t size = -1;        ///< logical size of CFIL data whose header has none; -1: unknown
+    std::string name;              ///< resolved name; of a folder's file the path on disk
+    FileSub* source = nullptr;
+  };
+
+  /// Takes over what the source opened and counts the file in `source->openFiles`; closing gives
+  /// the count back by FileSub::ReleaseFile. The file closes the handle (unless borrowed) even
+  /// when opening fails later on.
+  void Adopt(Opened opened);
+  const Opened& Origin() const { return origin_; }
+  /// How the system is to open a file of this mode: access, creation and sharing.
+  static Platform::OpenOptions SystemOptions(std::uint32_t mode);
+  /// Closes the handle; in a compressing mode first replaces the file by its CFIL form. Raises
+  /// FileEx; the handle is closed all the same and the uncompressed file kept.
+  void FinishOnDisk();
+
  private:
-  // The file owner completes this; sources (FileSub) set handle, name and data range.
+  FileStatus OpenResolved(const PString& subst, std::string_view path, std::uint32_t mode,
+                          std::uint32_t encoding);
+  bool OpenBelow(const PString& subst, std::string_view path);
+  bool OpenDirect(std::string path);
+  FileStatus FinishOpen();
+  FileStatus DetectCompression();
+  FileStatus OpenBlocks(std::uint32_t header, std::int64_t size);
+  void ReleaseHandle();
+  void Reset();
+
+  void RequireReading();
+  std::size_t ReadBytes(std::uint8_t* to, std::size_t size);
+  std::size_t ReadNext(std::uint8_t* to, std::size_t size);
+  bool FillBuffer();
+  int PeekByte();
+  std::int32_t PeekCharacter(std::uint32_t encoding);
+  void TakeCharacter(std::uint32_t encoding);
+  void WriteBytes(const std::uint8_t* from, std::size_t size);
+  void WritePhysical(const std::uint8_t* from, std::size_t size, const char* failure);
+  void MoveOn(std::size_t bytes);
+  void Flush();
+  void DropBuffer();
+  void MoveTo(std::int64_t target);
+
+  // The position is always in the buffer's range or at its end.
+  std::uint8_t* buffer_;
+  std::int64_t bufferStart_ = 0;   // logical position of the first byte in the buffer
+  std::uint32_t bufferBytes_ = 0;  // valid bytes in the buffer
+  bool open_ = false;
+  bool writeFailed_ = false;
+  bool dirty_ = false;  // the buffer holds bytes that are not yet in the file
+  std::int64_t position_ = 0;
+  std::int64_t size_ = -1;  // logical size, -1 while the system has to be asked
+  std::uint32_t mode_ = 0;
+  std::uint32_t encoding_ = 1;
+  std::unique_ptr<CompressedBlocks> blocks_;  // set for a CFIL file
+  Opened origin_;
 };
 
 }  // namespace Zef

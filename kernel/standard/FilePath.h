@@ -1,19 +1,26 @@
 // FilePath: a path of at most 259 bytes as a value, and the operations on path text.
 //
-// Both '\\' and '/' separate folders everywhere, and ':' ends a drive or substitution name. The
-// value owns nothing, lives on the stack or inside other objects and is copied whole. Every
-// operation is bounded: what does not fit is cut at 259 bytes, and the file layer refuses paths
-// of that length, so a cut path never names another file. Comparisons fold ASCII case.
+// Both '\\' and '/' separate folders everywhere; a ':' ends a drive or substitution name if no
+// separator stands before it, and is an ordinary character otherwise. The value owns nothing, lives
+// on the stack or inside other objects and is copied whole. Comparisons fold ASCII case.
+//
+// Every operation is bounded: what does not fit is cut at 259 bytes. Such a full path is refused by
+// the file layer and left alone by all that would shorten it (PopFirst takes it whole), so it never
+// comes to name another file; loops that climb by StripToFolder must ask IsFull.
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 namespace Zef {
 
+constexpr bool IsSeparator(char c) { return c == '/' || c == '\\'; }
+
 class FilePath {
  public:
+  static constexpr std::string_view kSeparators = "/\\";
   static constexpr std::uint32_t kSize = 260;
 
   FilePath() { text_[0] = 0; }
@@ -43,32 +50,44 @@ class FilePath {
   void EnsureTrailingSeparator();
   /// "a/b.txt" becomes "a/.txt".
   void StripBaseName();
-  /// Appends `count` bytes of `other`, with one separator between.
+  /// Appends at most `count` bytes of `other` with one separator between; nothing if those are
+  /// only separators.
   void Join(const char* other, std::uint32_t count = 0xFFFFFFFF);
   void Append(std::string_view text);
   void Erase(std::uint32_t position, std::uint32_t count);
-  /// Removes the first component with its separator and returns it.
+  /// Removes the text up to the first separator, with the separator, and returns it.
   FilePath PopFirst();
-  /// Removes the last folder above the file part.
+  /// Removes the last folder above the file part: "a/b/c" becomes "a/c".
   void RemoveLastFolder();
   /// Removes all folders, leaving root and file part.
   void ReduceToRoot();
-  /// Drops "." and empty components and resolves ".." where a folder stands before it.
+  /// Drops "." and empty components; ".." takes away the component before it, or stays as a
+  /// component of its own where there is none. The result has '/' and no trailing separator.
   void Normalise();
-  /// Folder of `base` plus `name`.
+  /// Folder of `base` plus `name` without a leading separator. A base without separators counts as
+  /// a folder, and as a substitution's name if it has no ':' and no leading '.': "data" gives
+  /// "data:/name". With an empty base the name as it stands.
   static FilePath Combine(const char* base, const char* name);
-  /// Path that leads from the folder of `base` to `target`; false when they share no root.
+  /// Path that leads from the folder of `base` to `target`; false when they share no root or the
+  /// result does not fit.
   static bool Relative(const FilePath& target, const FilePath& base, FilePath& result);
 
   friend bool operator==(const FilePath& a, const FilePath& b) { return a.View() == b.View(); }
 
  private:
+  void Cut(std::size_t length);
+  void RemoveLastComponent(std::size_t root);
+
   char text_[kSize];
 };
 
-/// Matches a name against a pattern of '*', '?', ';' alternatives and folder parts, folding
-/// ASCII case, with '/' and '\\' equal. `outPosition` (may be null) receives the offset of the
-/// separator in `name` at which a pattern that reaches only into a folder ended, else -1.
+/// Matches a name against a pattern of '*', '?', ';' alternatives and folder parts, folding ASCII
+/// case, with '/' and '\\' equal. '*' and '?' stay within a component, ';' counts in the last one,
+/// where "*.*" and "*." also match names without a dot. At worst the product of the lengths.
+///
+/// A name that lies deeper than the pattern reaches, in a folder that it matches, is a match only
+/// for callers with an `outPosition`, which then receives the offset of the separator behind that
+/// folder; in all other cases it receives -1.
 bool MatchWildcard(const char* name, const char* pattern, std::int32_t* outPosition = nullptr);
 
 }  // namespace Zef

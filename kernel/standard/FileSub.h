@@ -1,14 +1,15 @@
 // FileSub: one source of files behind a substitution name ("data:config.txt"), a folder or an
 // archive. Sources are registered with Subst (Subst.h) and asked in order, newest first.
 //
-// All operations run under the substitution list's lock. A source counts the files open on it;
-// one that was removed from the list lives, unavailable, until the last of them is closed. The
-// base class answers false or nothing to everything.
+// All operations but CloseFile run under the substitution list's lock. A source counts the files
+// open on it and the searches in it; one that was removed from the list lives, unavailable, until
+// the last of them is closed. The base class answers false or nothing to everything.
 
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include "kernel/BlockAllocator.h"
 #include "kernel/Containers.h"
@@ -22,7 +23,8 @@ struct FileEntry;
 
 enum class FileSubKind : std::uint32_t { Archive = 0, Folder = 1 };
 
-/// One source's part in a folder search (File::Find): yields the entries whose names match.
+/// One source's part in a folder search (File::Find): yields the entries whose names match, each
+/// name once (ignoring case). The source outlives it.
 class FileSubSearch : public KernelObject {
  public:
   virtual ~FileSubSearch() = default;
@@ -53,6 +55,8 @@ class FileSub : public ISingleListNode, public KernelObject {
   /// Copies the path to `result`, then answers as Exists.
   bool Resolve(const FilePath& path, FilePath& result);
   virtual bool Delete(const FilePath&) { return false; }
+  /// Deletes a folder and all below it, read-only files included; never follows a link.
+  virtual bool DeleteFolder(const FilePath&) { return false; }
   virtual bool Rename(const FilePath& /*from*/, const FilePath& /*to*/) { return false; }
   virtual bool MakeFolder(const FilePath&) { return false; }
   /// If the path exists here, rewrites it to the source's full form.
@@ -60,8 +64,12 @@ class FileSub : public ISingleListNode, public KernelObject {
   /// Modification time in seconds since 1970.
   virtual bool GetTime(std::uint32_t* /*time*/, const FilePath&) { return false; }
   virtual bool SetReadOnly(const FilePath&, bool /*readOnly*/) { return false; }
-  /// Starts this source's part of a search; null when there is nothing to search.
-  virtual FileSubSearch* OpenSearch(const FilePath& /*folder*/, const char* /*wildcard*/) {
+  /// Tells of a path that exists whether it may not be written.
+  virtual bool GetReadOnly(const FilePath&, bool* /*readOnly*/) { return false; }
+  /// Starts this source's part of a search, which the caller owns; null when there is nothing to
+  /// search.
+  virtual std::unique_ptr<FileSubSearch> OpenSearch(const FilePath& /*folder*/,
+                                                    const char* /*wildcard*/) {
     return nullptr;
   }
   virtual void Lock() {}
@@ -69,7 +77,18 @@ class FileSub : public ISingleListNode, public KernelObject {
   /// Exact bytes of the path this source was registered with.
   virtual bool NameEquals(const char*) const { return false; }
 
+  /// Takes one off `openFiles`; the last one of a removed source destroys it.
+  void ReleaseFile();
+  /// Called by the list when it lets go of the source: destroys it now or at the last release.
+  void Remove();
+
   std::atomic<std::uint32_t> openFiles{0};
+
+ protected:
+  bool IsRemoved() const { return removed_; }
+
+ private:
+  bool removed_ = false;
 };
 
 }  // namespace Zef

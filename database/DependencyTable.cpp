@@ -1,0 +1,108 @@
+#include "database/DependencyTable.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+#include "kernel/ByteReader.h"
+#include "kernel/ByteWriter.h"
+
+void DependencyTable::Clear() { *this = DependencyTable(); }
+
+void DependencyTable::Replace(const PLID& asset, const std::vector<PLID>& dependencies) {
+  if (asset.IsNull() || asset.PacksToNull()) return;
+  BuildIndex();
+  std::vector<std::uint32_t>& own = byAsset_[asset];
+  for (const std::uint32_t at : own) {
+    std::vector<std::uint32_t>& back = byDependency_[pairs_[at].dependency.Id()];
+    back.erase(std::find(back.begin(), back.end(), at));
+    pairs_[at].asset = StoredId();
+  }
+  live_ -= own.size();
+  own.clear();
+  for (const PLID& dependency : dependencies) {
+    if (dependency.IsNull() || dependency.PacksToNull()) continue;
+    const auto at = static_cast<std::uint32_t>(pairs_.size());
+    pairs_.push_back({Pack(asset), Pack(dependency)});
+    own.push_back(at);
+    byDependency_[dependency].push_back(at);
+    ++live_;
+  }
+  if (pairs_.size() > 2 * live_ + 1024) Squeeze();
+}
+
+std::vector<PLID> DependencyTable::DependenciesOf(const PLID& asset) {
+  BuildIndex();
+  std::vector<PLID> ids;
+  const auto found = byAsset_.find(asset);
+  if (found == byAsset_.end()) return ids;
+  for (const std::uint32_t at : found->second) ids.push_back(pairs_[at].dependency.Id());
+  return ids;
+}
+
+std::vector<PLID> DependencyTable::DependentsOf(const PLID& dependency) {
+  BuildIndex();
+  std::vector<PLID> ids;
+  const auto found = byDependency_.find(dependency);
+  if (found == byDependency_.end()) return ids;
+  for (const std::uint32_t at : found->second) ids.push_back(pairs_[at].asset.Id());
+  return ids;
+}
+
+std::vector<DependencyTable::Pair> DependencyTable::Pairs() const {
+  std::vector<Pair> pairs;
+  pairs.reserve(live_);
+  for (const StoredPair& pair : pairs_) {
+    if (!pair.asset.IsNull()) pairs.push_back({pair.asset.Id(), pair.dependency.Id()});
+  }
+  return pairs;
+}
+
+bool DependencyTable::Read(Zef::ByteReader& in) {
+  Clear();
+  const std::uint32_t mode = in.U32();
+  const std::uint32_t count = in.U32();
+  if (mode != 0 || in.Failed() || count > in.Remaining() / sizeof(StoredPair)) return false;
+  const auto bytes = in.Bytes(count * sizeof(StoredPair));
+  pairs_.resize(count);
+  if (count != 0) std::memcpy(pairs_.data(), bytes.data(), bytes.size());
+  const bool damaged = std::any_of(pairs_.begin(), pairs_.end(), [](const StoredPair& pair) {
+    return pair.asset.IsNull() || pair.dependency.IsNull();
+  });
+  if (damaged) {
+    Clear();
+    return false;
+  }
+  live_ = count;
+  return true;
+}
+
+void DependencyTable::Write(Zef::ByteWriter& out) const {
+  out.U32(0);
+  out.U32(static_cast<std::uint32_t>(live_));
+  for (const StoredPair& pair : pairs_) {
+    if (!pair.asset.IsNull()) out.Bytes(std::as_bytes(std::span(&pair, 1)));
+  }
+}
+
+DependencyTable::StoredId DependencyTable::Pack(const PLID& id) {
+  return {static_cast<std::uint32_t>(id.content), id.PackedWord()};
+}
+
+void DependencyTable::BuildIndex() {
+  if (indexed_) return;
+  for (std::uint32_t at = 0; at < pairs_.size(); ++at) {
+    if (pairs_[at].asset.IsNull()) continue;
+    byAsset_[pairs_[at].asset.Id()].push_back(at);
+    byDependency_[pairs_[at].dependency.Id()].push_back(at);
+  }
+  indexed_ = true;
+}
+
+void DependencyTable::Squeeze() {
+  std::vector<StoredPair> pairs = std::move(pairs_);
+  Clear();
+  std::erase_if(pairs, [](const StoredPair& pair) { return pair.asset.IsNull(); });
+  live_ = pairs.size();
+  pairs_ = std::move(pairs);
+}

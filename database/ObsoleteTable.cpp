@@ -1,0 +1,173 @@
+#include "database/ObsoleteTable.h"
+
+#include <algorithm>
+
+#include "database/StoredText.h"
+#include "kernel/ByteReader.h"
+#include "kernel/ByteWriter.h"
+
+namespace {
+
+/// Rows are stored bucket by bucket of this many, and in order of arrival within a bucket.
+constexpr std::uint32_t kStoredBuckets = 97;
+
+bool IsUnusable(const PLID& id) { return id.IsNull() || id.PacksToNull(); }
+
+}  // namespace
+
+void ObsoleteTable::Clear() { *this = ObsoleteTable(); }
+
+bool ObsoleteTable::AddRow(const PLID& old, const PLID& given) {
+  if (IsUnusable(old) || IsUnusable(given)) return false;
+  const PLID replacement = Resolve(given);
+  if (replacement == old) return false;
+  MoveGroup(old, replacement);
+
+  Link& link = rowByOld_.Insert(old);
+  if (link == 0) {
+    link = TakeRow();
+  } else {
+    Unlink(link);
+  }
+  Row& row = RowAt(link);
+  row.old = old;
+  row.given = given;
+  row.arrival = arrivals_++;
+  Append(GroupFor(replacement), link);
+  return true;
+}
+
+PLID ObsoleteTable::ResolveExact(const PLID& id) const {
+  const Link row = rowByOld_.Find(id);
+  return row == 0 ? PLID() : GroupAt(GroupOf(row)).replacement;
+}
+
+PLID ObsoleteTable::Resolve(const PLID& id) const {
+  const Link row = rowByOld_.Find(id);
+  return row == 0 ? id : GroupAt(GroupOf(row)).replacement;
+}
+
+std::vector<PLID> ObsoleteTable::RemoveReplacedBy(const PLID& id) {
+  std::vector<PLID> olds;
+  const Link group = groupByReplacement_.Find(id);
+  if (group == 0) return olds;
+  groupByReplacement_.Remove(id);
+  for (Link row = GroupAt(group).first; row != 0; row = RowAt(row).next) {
+    olds.push_back(RowAt(row).old);
+    rowByOld_.Remove(RowAt(row).old);
+    freeRows_.push_back(row);
+  }
+  return olds;
+}
+
+std::vector<ObsoleteTable::RowView> ObsoleteTable::Rows() const {
+  struct Key {
+    std::uint32_t bucket;
+    std::uint64_t arrival;
+    RowView row;
+  };
+  std::vector<Key> keys;
+  keys.reserve(Count());
+  for (Link link = 1; link <= rows_.size(); ++link) {
+    const Row& row = RowAt(link);
+    if (rowByOld_.Find(row.old) != link) continue;
+    keys.push_back({row.old.Hash() % kStoredBuckets, row.arrival,
+                    {row.old, row.given, GroupAt(GroupOf(link)).replacement}});
+  }
+  std::sort(keys.begin(), keys.end(), [](const Key& a, const Key& b) {
+    return a.bucket != b.bucket ? a.bucket < b.bucket : a.arrival < b.arrival;
+  });
+  std::vector<RowView> views;
+  views.reserve(keys.size());
+  for (const Key& key : keys) views.push_back(key.row);
+  return views;
+}
+
+bool ObsoleteTable::Read(Zef::ByteReader& in) {
+  Clear();
+  const bool withGiven = in.U32() != 0;
+  while (!in.Failed()) {
+    const PLID replacement = ReadStoredId(in);
+    if (replacement.IsNull() && !in.Failed()) return true;
+    const PLID old = ReadStoredId(in);
+    const PLID given = withGiven ? ReadStoredId(in) : replacement;
+    if (in.Failed() || !AddRow(old, replacement)) break;
+    RowAt(rowByOld_.Find(old)).given = given;
+  }
+  Clear();
+  return false;
+}
+
+void ObsoleteTable::Write(Zef::ByteWriter& out) const {
+  out.U32(0);
+  for (const RowView& row : Rows()) {
+    PutStoredId(out, row.replacement);
+    PutStoredId(out, row.old);
+  }
+  PutStoredId(out, PLID());
+}
+
+ObsoleteTable::Link ObsoleteTable::GroupOf(Link row) const {
+  Link group = RowAt(row).group;
+  while (const Link merged = GroupAt(group).merged) {
+    // Halves the path for the next one who asks.
+    if (const Link further = GroupAt(merged).merged) groups_[group - 1].merged = further;
+    group = merged;
+  }
+  return group;
+}
+
+ObsoleteTable::Link ObsoleteTable::GroupFor(const PLID& replacement) {
+  Link& group = groupByReplacement_.Insert(replacement);
+  if (group == 0) {
+    groups_.push_back({.replacement = replacement});
+    group = static_cast<Link>(groups_.size());
+  }
+  return group;
+}
+
+ObsoleteTable::Link ObsoleteTable::TakeRow() {
+  if (freeRows_.empty()) {
+    rows_.emplace_back();
+    return static_cast<Link>(rows_.size());
+  }
+  const Link row = freeRows_.back();
+  freeRows_.pop_back();
+  return row;
+}
+
+void ObsoleteTable::MoveGroup(const PLID& from, const PLID& to) {
+  const Link moved = groupByReplacement_.Find(from);
+  if (moved == 0) return;
+  groupByReplacement_.Remove(from);
+  Link& target = groupByReplacement_.Insert(to);
+  Group& group = GroupAt(moved);
+  if (target == 0) {
+    target = moved;
+    group.replacement = to;
+    return;
+  }
+  group.merged = target;
+  if (group.first == 0) return;
+  Group& into = GroupAt(target);
+  RowAt(group.first).previous = into.last;
+  (into.last != 0 ? RowAt(into.last).next : into.first) = group.first;
+  into.last = group.last;
+}
+
+void ObsoleteTable::Unlink(Link link) {
+  Group& group = GroupAt(GroupOf(link));
+  const Row& row = RowAt(link);
+  (row.previous != 0 ? RowAt(row.previous).next : group.first) = row.next;
+  (row.next != 0 ? RowAt(row.next).previous : group.last) = row.previous;
+}
+
+void ObsoleteTable::Append(Link group, Link link) {
+  Group& into = GroupAt(group);
+  Row& row = RowAt(link);
+  row.group = group;
+  row.previous = into.last;
+  row.next = 0;
+  (into.last != 0 ? RowAt(into.last).next : into.first) = link;
+  into.last = link;
+}

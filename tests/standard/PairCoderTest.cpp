@@ -1,0 +1,133 @@
+#include "kernel/standard/PairCoder.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Zef::PairCoder;
+
+std::optional<Bytes> Decode(const Bytes& coded, std::size_t capacity = 16384) {
+  Bytes to(capacity);
+  const auto size = PairCoder::Decode(to.data(), static_cast<std::uint32_t>(capacity), coded.data(),
+                                      static_cast<std::uint32_t>(coded.size()));
+  if (!size) return std::nullopt;
+  to.resize(*size);
+  return to;
+}
+
+Bytes Encode(const Bytes& source) {
+  Bytes to(source.size());
+  const auto size = static_cast<std::uint32_t>(source.size());
+  to.resize(PairCoder().Encode(to.data(), source.data(), size));
+  return to;
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+Bytes Repeat(const Bytes& unit, int count) {
+  Bytes result;
+  for (int i = 0; i < count; i++) result = result + unit;
+  return result;
+}
+
+// Twelve of each in turns, with bytes between that occur once.
+Bytes Pairs(const Bytes& first, const Bytes& second) {
+  Bytes result;
+  for (std::uint8_t i = 0; i < 24; i++) {
+    result = result + (i % 2 == 0 ? first : second) + Bytes{static_cast<std::uint8_t>(128 + i)};
+  }
+  return result;
+}
+
+TEST(PairCoder, OutputIsTheDocumentedBytes) {
+  const struct {
+    Bytes source;
+    Bytes coded;
+  } cases[] = {
+      // Codes from 254 down, each doubling the one before; 128 + 123 plain codes, four rows.
+      {Repeat({'a', 'b'}, 16),
+       {255, 250, 3, 252, 252, 253, 253, 254, 254, 'a', 'b', 128, 0, 2, 251, 251}},
+      // 253 is in use and stands between changed rows: one byte bridges it.
+      {Repeat({'a', 253}, 16),
+       {255, 249, 4, 251, 251, 252, 252, 254, 254, 253, 'a', 253, 128, 0, 2, 250, 250}},
+      // Equal counts: (b,b) lies in slot 0xC22 and wins over (a,a) in 0xC41.
+      {Pairs({'a', 'a'}, {'b', 'b'}),
+       Bytes{255, 252, 1, 'a', 'a', 'b', 'b', 128, 0, 48} + Pairs({253}, {254})},
+      {{}, {}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Encode(c.source), c.coded);
+}
+
+TEST(PairCoder, RoundTripsAllTexturesAndLengths) {
+  std::mt19937 random(7);
+  const std::string words = "the quick brown fox jumps over the lazy dog, the end. ";
+  const std::function<int(std::size_t)> textures[] = {
+      [](std::size_t) { return 0; },
+      [](std::size_t i) { return static_cast<int>(i % 256); },
+      [](std::size_t i) { return static_cast<int>(i % 211); },
+      [&](std::size_t i) { return static_cast<int>(words[i % words.size()]); },
+      [&](std::size_t) { return static_cast<int>(random() % 256); },
+      [&](std::size_t) { return 255 - static_cast<int>(random() % 40); },
+  };
+  const std::size_t lengths[] = {1, 2, 100, 2047, 2048, 2049, 16383, 16384, 16385, 32768};
+  int shrunk = 0;
+  for (const auto& texture : textures) {
+    for (const std::size_t length : lengths) {
+      Bytes source(length);
+      for (std::size_t i = 0; i < length; i++) source[i] = static_cast<std::uint8_t>(texture(i));
+      const Bytes coded = Encode(source);
+      ASSERT_EQ(coded, Encode(source)) << "not the same bytes twice";
+      if (coded == source) continue;  // stored
+      shrunk++;
+      ASSERT_LT(coded.size(), length);
+      EXPECT_EQ(Decode(coded, length), source);
+      EXPECT_EQ(Decode(coded, length - 1), std::nullopt);
+    }
+  }
+  EXPECT_GT(shrunk, 20);
+}
+
+TEST(PairCoder, DecoderTakesEveryFormOfTable) {
+  EXPECT_EQ(Decode(Bytes(256, 128) + Bytes{0, 1, 'x'}), Bytes{'x'}) << "a run for each code";
+  // A page, one without data, and one with rows for unchanged codes.
+  EXPECT_EQ(Decode({255, 255, 0, 1, 'x', 255, 255, 0, 0, 1, 0, 1, 255, 253, 0, 1, 'y'}),
+            (Bytes{'x', 'y'}));
+  // Code c stands for c-1 and 0, so that 255 unfolds to 256 zeros over 256 levels.
+  Bytes deepest = {128, 127};
+  for (std::uint8_t left = 0; left < 255; left++) {
+    deepest = deepest + Bytes{left, 0};
+    if (left == 127) deepest.push_back(126);
+  }
+  EXPECT_EQ(Decode(deepest + Bytes{0, 1, 255}), Bytes(256, 0));
+}
+
+TEST(PairCoder, DecoderRefusesWhatIsMalformed) {
+  const struct {
+    const char* what;
+    Bytes coded;
+  } cases[] = {
+      {"ends before the table does", {255}},
+      {"ends inside a row", {0}},
+      {"ends between left and right", {0, 1}},
+      {"plain run past 255", {255, 254, 129, 0, 0}},
+      {"rows past 255", {255, 254, 1, 255, 0, 0, 0}},
+      {"no length", {255, 255}},
+      {"half a length", {255, 255, 0}},
+      {"data past the block", {255, 255, 0, 2, 'x'}},
+      {"second page cut", {255, 255, 0, 1, 'x', 255}},
+      {"cycle that deepens the stack", {1, 1, 1, 0, 0, 255, 253, 0, 1, 0}},
+      {"cycle that emits for ever", {0, 2, 0, 255, 254, 0, 1, 0}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Decode(c.coded), std::nullopt) << c.what;
+}
+
+}  // namespace
