@@ -3,13 +3,14 @@
 find_package(Threads REQUIRED)
 
 add_library(quarle_options INTERFACE)
-target_include_directories(quarle_options INTERFACE "${PROJECT_SOURCE_DIR}")
-target_compile_options(quarle_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
-  -Wcast-align -Wformat=2 -Werror)
+target_compile_features(quarle_options INTERFACE cxx_std_20)
+set(warnings -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
+  -Woverloaded-virtual -Wcast-align -Wformat=2 -Werror)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  target_compile_options(quarle_options INTERFACE -Wduplicated-cond -Wlogical-op)
+  list(APPEND warnings -Wduplicated-cond -Wlogical-op)
 endif()
+# Our warnings are not those of a host that embeds the installed library.
+target_compile_options(quarle_options INTERFACE "$<BUILD_INTERFACE:${warnings}>")
 if(QUARLE_SANITIZE)
   target_compile_options(quarle_options INTERFACE
     -fsanitize=${QUARLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

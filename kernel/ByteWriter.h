@@ -25,6 +25,12 @@ class ByteWriter {
   void Bytes(std::span<const std::byte> bytes) { Append(bytes.data(), bytes.size()); }
   void Text(std::string_view text) { Append(text.data(), text.size()); }
 
+  /// Room for `size` more bytes, to be filled by the caller before the next call.
+  std::byte* Extend(std::size_t size) {
+    bytes_.resize(bytes_.size() + size);
+    return bytes_.data() + bytes_.size() - size;
+  }
+
   std::size_t Size() const { return bytes_.size(); }
   std::span<const std::byte> View() const { return bytes_; }
   void Clear() { bytes_.clear(); }

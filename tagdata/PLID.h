@@ -23,8 +23,8 @@ struct PLID {
   static constexpr std::int32_t kUnassignedUser = -2;
   static constexpr std::size_t kStoredSize = 8;
 
-  std::int32_t user = -1;      ///< 25 bits are stored, sign at bit 24; -2 is the local user
-  std::int32_t content = -1;   ///< number within the user
+  std::int32_t user = -1;     ///< 25 bits are stored, sign at bit 24; -2 is the local user
+  std::int32_t content = -1;  ///< number within the user
   std::int32_t version = kNullVersion;  ///< 0 to 127
 
   constexpr PLID() = default;

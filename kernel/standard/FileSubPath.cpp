@@ -1,5 +1,6 @@
 #include "kernel/standard/FileSubPath.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "kernel/platform/FileSystem.h"
@@ -34,7 +35,8 @@ bool ClimbsOut(std::string_view path) {
 
 std::string ParentOf(const std::string& path) {
   const std::size_t separator = path.rfind('/');
-  return separator == std::string::npos ? std::string() : path.substr(0, separator);
+  if (separator == std::string::npos) return {};
+  return path.substr(0, std::max<std::size_t>(separator, 1));  // the parent of "/x" is "/"
 }
 
 }  // namespace

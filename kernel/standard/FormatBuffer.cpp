@@ -1,8 +1,7 @@
 #include "kernel/standard/FormatBuffer.h"
 
-#include <cstdio>
-
 #include "kernel/BlockAllocator.h"
+#include "kernel/platform/Format.h"
 
 namespace Zef {
 
@@ -10,7 +9,7 @@ FormatBuffer::FormatBuffer(const char* format, std::va_list arguments) {
   std::va_list again;
   va_copy(again, arguments);
   inline_[0] = 0;
-  int needed = std::vsnprintf(inline_, sizeof(inline_), format, again);
+  int needed = Platform::FormatText(inline_, sizeof(inline_), format, again);
   va_end(again);
 
   if (needed >= static_cast<int>(sizeof(inline_)) && needed <= kMostLength) {
@@ -18,7 +17,7 @@ FormatBuffer::FormatBuffer(const char* format, std::va_list arguments) {
     if (void* block = BlockAllocator::Allocate(size)) {
       text_ = static_cast<char*>(block);
       va_copy(again, arguments);
-      needed = std::vsnprintf(text_, size, format, again);
+      needed = Platform::FormatText(text_, size, format, again);
       va_end(again);
     }
   }

@@ -13,9 +13,8 @@
 
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include <cstring>
 
 namespace Zef {
 
@@ -50,21 +49,21 @@ class TStream {
   /// True once any read got fewer bytes than it wanted.
   bool ShortRead() const { return shortRead_; }
 
-  bool Read8(std::uint8_t& value);
-  bool Read16(std::uint16_t& value);
-  bool Read32(std::uint32_t& value);
-  bool Read32(std::int32_t& value);
-  bool ReadFloat(float& value);
+  bool Read8(std::uint8_t& value) { return ReadFixed(value); }
+  bool Read16(std::uint16_t& value) { return ReadFixed(value); }
+  bool Read32(std::uint32_t& value) { return ReadFixed(value); }
+  bool Read32(std::int32_t& value) { return ReadFixed(value); }
+  bool ReadFloat(float& value) { return ReadFixed(value); }
   /// Two, three or four words at once; all of them or none.
-  bool Read2x16(std::uint16_t* values);
-  bool Read2x32(std::uint32_t* values);
-  bool Read3x32(std::uint32_t* values);
-  bool Read4x32(std::uint32_t* values);
+  bool Read2x16(std::uint16_t* values) { return ReadWords<2>(values); }
+  bool Read2x32(std::uint32_t* values) { return ReadWords<2>(values); }
+  bool Read3x32(std::uint32_t* values) { return ReadWords<3>(values); }
+  bool Read4x32(std::uint32_t* values) { return ReadWords<4>(values); }
   /// Two words, low one first.
-  bool Read64(std::uint64_t& value);
+  bool Read64(std::uint64_t& value) { return ReadFixed(value); }
   /// One byte; not zero is true. Leaves the value at the end of the stream.
   bool ReadBool(bool& value);
-  /// Bytes received; fewer only at the end.
+  /// Bytes received; fewer only at the end, and then the partial bytes are in `to`.
   std::uint32_t ReadRaw(void* to, std::uint32_t size);
 
   std::uint32_t WriteRaw(const void* from, std::uint32_t size);
@@ -75,8 +74,10 @@ class TStream {
   void WriteFloat(float value);
   void WriteBool(bool value);
 
+  /// With `withLength` false only the characters go out, without length and closing zero.
   void WriteText(const SharedText& text, bool withLength = true);
   void WritePString(const PString& text, bool withLength = true);
+  /// The text ends at its first zero byte, or where the stream ends.
   void ReadText(SharedText& text);
   void ReadPString(PString& text);
   /// Reads up to CR, LF or a pair of them; false only when the stream was at its end.
@@ -94,13 +95,42 @@ class TStream {
  protected:
   /// Gives the read-ahead back: the underlying position becomes the logical one.
   void DropReadAhead();
+  /// Empties the read-ahead after the underlying position was set.
   void ForgetReadAhead();
+  /// Moves the logical position by `delta` when the target is still in memory.
+  [[nodiscard]] bool MoveWithinReadAhead(std::int64_t delta);
 
  private:
-  // The stream owner completes this.
+  static constexpr std::uint32_t kHistorySize = 16;
+
+  template <class T>
+  bool ReadFixed(T& value) {
+    if (unread_ < sizeof(T)) return ReadFixedSlow(&value, sizeof(T));
+    std::memcpy(&value, buffer_ + position_, sizeof(T));
+    position_ += sizeof(T);
+    unread_ -= sizeof(T);
+    return true;
+  }
+  template <std::uint32_t N, class T>
+  bool ReadWords(T* values) {
+    if (unread_ < N * sizeof(T)) return ReadFixedSlow(values, N * sizeof(T));
+    std::memcpy(values, buffer_ + position_, N * sizeof(T));
+    position_ += N * sizeof(T);
+    unread_ -= N * sizeof(T);
+    return true;
+  }
+  bool ReadFixedSlow(void* to, std::uint32_t size);
+  std::uint32_t Refill();
+  void WriteTextForm(const char* text, std::uint32_t length, bool withLength);
+  template <class Taker>
+  bool ReadTextForm(const Taker& take);
+
+  // buffer_[0, position_ + unread_) holds bytes of the stream that end at the underlying
+  // position; those in front of position_ are history, which short steps back are served from.
   std::uint32_t unread_ = 0;
   std::uint32_t position_ = 0;
   bool shortRead_ = false;
+  unsigned char buffer_[kBufferSize];
 };
 
 }  // namespace Zef

@@ -118,11 +118,8 @@ std::string ResolveCase(const std::string& root, std::string_view relative) {
   tail.erase(0, tail.find_first_not_of('/'));
   std::string path = root;
   std::replace(path.begin(), path.end(), '\\', '/');
-  const std::string exact = [&] {
-    std::string whole = path;
-    AppendComponent(&whole, tail);
-    return whole;
-  }();
+  std::string exact = path;
+  AppendComponent(&exact, tail);
   if (exact.size() >= kPathLimit || exact.find('\0') != std::string::npos || EntryExists(exact)) {
     return exact;
   }

@@ -1,0 +1,71 @@
+#include "database/CodeList.h"
+
+#include "kernel/standard/CodePage.h"
+
+namespace {
+
+/// Takes what stands before the next `separator`, and the separator.
+std::string_view PopWord(std::string_view& text, char separator) {
+  const std::size_t end = text.find(separator);
+  const std::string_view word = text.substr(0, end);
+  text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  return word;
+}
+
+bool HasCode(std::string_view list, std::string_view code) {
+  while (!list.empty()) {
+    if (PopWord(list, ';') == code) return true;
+  }
+  return false;
+}
+
+bool MatchWord(std::string_view list, std::string_view word) {
+  const bool absent = !word.empty() && word.front() == '-';
+  if (absent) word.remove_prefix(1);
+  return !word.empty() && HasCode(list, word) != absent;
+}
+
+bool MatchAll(std::string_view list, std::string_view words) {
+  do {
+    if (!MatchWord(list, PopWord(words, ';'))) return false;
+  } while (!words.empty());
+  return true;
+}
+
+bool EndsKeyword(char character) {
+  return std::string_view(" \t\r\n'\",()[]{}").find(character) != std::string_view::npos;
+}
+
+}  // namespace
+
+bool MatchCodes(std::string_view list, std::string_view expression) {
+  if (expression.empty()) return true;
+  while (!expression.empty()) {
+    if (MatchAll(list, PopWord(expression, '|'))) return true;
+  }
+  return false;
+}
+
+void AddCodes(std::string& target, std::string_view words) {
+  while (!words.empty()) {
+    const std::string_view word = PopWord(words, ';');
+    if (word.empty() || HasCode(target, word)) continue;
+    if (!target.empty()) target += ';';
+    target += word;
+  }
+}
+
+std::string KeywordForm(std::string_view text) {
+  std::string words;
+  bool ended = false;
+  for (const char character : text) {
+    if (EndsKeyword(character)) {
+      ended = !words.empty();
+      continue;
+    }
+    if (ended) words += ';';
+    ended = false;
+    words += Zef::FoldAscii(character);
+  }
+  return words;
+}

@@ -1,0 +1,53 @@
+// DependencyTable: which asset depends on which, as pairs in the order of the index file.
+//
+// Looking up either direction builds an index of the pairs once; changing an asset's
+// dependencies keeps it up to date. Not thread-safe for changes; the first lookup must not run
+// beside another one, so callers hold the index's derived-data lock.
+
+#pragma once
+
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "tagdata/PLID.h"
+
+namespace Zef {
+class ByteReader;
+class ByteWriter;
+}  // namespace Zef
+
+class DependencyTable {
+ public:
+  struct Pair {
+    PLID asset;
+    PLID dependency;
+  };
+
+  void Clear();
+  std::size_t Count() const { return live_; }
+
+  /// Drops the asset's pairs and appends one for each dependency. Null identifiers are left out.
+  void Replace(const PLID& asset, const std::vector<PLID>& dependencies);
+
+  std::vector<PLID> DependenciesOf(const PLID& asset);
+  std::vector<PLID> DependentsOf(const PLID& dependency);
+  std::vector<Pair> Pairs() const;
+
+  /// Stored form: a mode word 0, a count, pairs. A null identifier clears the table and fails.
+  [[nodiscard]] bool Read(Zef::ByteReader& in);
+  void Write(Zef::ByteWriter& out) const;
+
+ private:
+  using Index = std::unordered_map<PLID, std::vector<std::uint32_t>>;
+
+  void BuildIndex();
+  void Squeeze();
+
+  std::vector<Pair> pairs_;  // dropped pairs stay as holes: a null asset
+  std::size_t live_ = 0;
+  bool indexed_ = false;
+  Index byAsset_;
+  Index byDependency_;
+};

@@ -1,0 +1,159 @@
+#include "database/IndexCompanions.h"
+
+#include <algorithm>
+
+#include "database/StoredText.h"
+#include "kernel/ByteReader.h"
+#include "kernel/ByteWriter.h"
+#include "kernel/standard/TBuffer.h"
+#include "tagdata/BinaryTagWriter.h"
+
+namespace {
+
+constexpr std::uint32_t kNone = 0xFFFFFFFF;
+constexpr std::size_t kSmallestUser = 12;
+constexpr std::size_t kSmallestArchive = 29;
+constexpr std::uint32_t kArchiveVersion = 1;
+constexpr std::uint32_t kArchiveTail = 0x41494E65;  // the bytes "eNIA"
+constexpr std::uint32_t kStationVersion = 1;
+
+/// Head of a counted table: the mode word 0 and a count that fits what is left.
+bool ReadTableHead(Zef::ByteReader& in, std::size_t smallestEntry, std::uint32_t* count) {
+  const std::uint32_t mode = in.U32();
+  *count = in.U32();
+  return mode == 0 && !in.Failed() && *count <= in.Remaining() / smallestEntry;
+}
+
+bool ReadArchive(Zef::ByteReader& in, ArchiveList::Archive& archive) {
+  if (in.U32() != kArchiveVersion) return false;
+  archive.flag = in.U8();
+  archive.id = in.U32();
+  ReadStoredText(in, archive.path);
+  ReadStoredText(in, archive.name);
+  archive.stamp = in.U32();
+  const std::uint32_t count = in.U32();
+  if (in.Failed() || count > in.Remaining() / PLID::kStoredSize) return false;
+  archive.assets.reserve(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    archive.assets.push_back(ReadStoredId(in));
+    if (archive.assets.back().IsNull()) return false;
+  }
+  return in.U32() == kArchiveTail && !in.Failed();
+}
+
+}  // namespace
+
+bool UserNameTable::Read(Zef::ByteReader& in) {
+  Clear();
+  std::uint32_t count = 0;
+  if (!ReadTableHead(in, kSmallestUser, &count)) return false;
+  entries.reserve(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    Entry& entry = entries.emplace_back();
+    ReadStoredText(in, entry.name);
+    entry.profileId = in.U32();
+    const std::uint32_t userId = in.U32();
+    entry.userId = static_cast<std::int32_t>(userId);
+    if (in.Failed() || entry.profileId == kNone || (entry.name.IsEmpty() && userId == kNone)) {
+      Clear();
+      return false;
+    }
+  }
+  return true;
+}
+
+void UserNameTable::Write(Zef::ByteWriter& out) const {
+  out.U32(0);
+  out.U32(static_cast<std::uint32_t>(entries.size()));
+  for (const Entry& entry : entries) {
+    PutStoredText(out, entry.name);
+    out.U32(entry.profileId);
+    out.I32(entry.userId);
+  }
+}
+
+bool ArchiveList::Contains(const PLID& id) const {
+  return std::any_of(archives.begin(), archives.end(), [&](const Archive& archive) {
+    return std::find(archive.assets.begin(), archive.assets.end(), id) != archive.assets.end();
+  });
+}
+
+bool ArchiveList::Read(Zef::ByteReader& in) {
+  Clear();
+  std::uint32_t count = 0;
+  if (!ReadTableHead(in, kSmallestArchive, &count)) return false;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (ReadArchive(in, archives.emplace_back())) continue;
+    Clear();
+    return false;
+  }
+  return true;
+}
+
+void ArchiveList::Write(Zef::ByteWriter& out) const {
+  out.U32(0);
+  out.U32(static_cast<std::uint32_t>(
+      std::count_if(archives.begin(), archives.end(), [](const Archive& a) { return a.persistent; })));
+  for (const Archive& archive : archives) {
+    if (!archive.persistent) continue;
+    out.U32(kArchiveVersion);
+    out.U8(archive.flag);
+    out.U32(archive.id);
+    PutStoredText(out, archive.path);
+    PutStoredText(out, archive.name);
+    out.U32(archive.stamp);
+    out.U32(static_cast<std::uint32_t>(archive.assets.size()));
+    for (const PLID& id : archive.assets) PutStoredId(out, id);
+    out.U32(kArchiveTail);
+  }
+}
+
+void ConfigCache::Clear() { tags_ = TagContainer(); }
+
+bool ConfigCache::Read(Zef::ByteReader& in, bool keep) {
+  Clear();
+  const Zef::ByteReader start = in;
+  const std::uint32_t magic = in.U32();
+  in.Skip(2 * sizeof(std::uint32_t));
+  const std::int32_t dataSize = in.I32();
+  const bool hasImage = magic == NOLBinaryFile::kMagic && dataSize > 0;
+  if (hasImage) in.Skip(static_cast<std::size_t>(dataSize));
+  if (in.Failed()) return false;
+  if (!hasImage || !keep) return true;
+
+  Zef::ByteReader image = start;
+  Zef::Ref<NOLBinaryFile> file = Zef::Ref<NOLBinaryFile>::Adopt(new NOLBinaryFile);
+  file->ReadImage(image.Bytes(in.Position() - start.Position()));
+  tags_ = TagContainer(file->GetRoot());
+  return true;
+}
+
+bool ConfigCache::Write(Zef::ByteWriter& out) const {
+  Zef::TBuffer buffer;
+  if (!WriteBinaryTags(buffer, tags_)) return false;
+  out.Bytes(buffer.View());
+  return true;
+}
+
+bool StationState::Read(Zef::ByteReader& in, std::uint64_t now) {
+  Clear();
+  if (in.U32() != kStationVersion) return false;
+  ReadStoredText(in, lastReceivedFile);
+  lastSearchTime = in.U64();
+  if (lastSearchTime > now) lastSearchTime = 0;
+  const std::uint32_t count = in.U32();
+  if (in.Failed() || count > in.Remaining() / sizeof(std::uint32_t)) return false;
+  urlQueue.reserve(count);
+  for (std::uint32_t i = 0; i < count && !in.Failed(); ++i) {
+    ReadStoredText(in, urlQueue.emplace_back());
+  }
+  return !in.Failed();
+}
+
+void StationState::Write(Zef::ByteWriter& out) const {
+  out.U32(kStationVersion);
+  PutStoredText(out, lastReceivedFile);
+  out.U64(lastSearchTime);
+  out.U32(static_cast<std::uint32_t>(urlQueue.size()));
+  for (const AssetText& url : urlQueue) PutStoredText(out, url);
+}

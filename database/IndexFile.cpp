@@ -1,0 +1,257 @@
+// The file form of MUKAssetIndex (docs/format-index.md): Load and Save.
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "database/AssetRecord.h"
+#include "database/IndexHost.h"
+#include "database/MUKAssetIndex.h"
+#include "kernel/ByteReader.h"
+#include "kernel/ByteWriter.h"
+#include "kernel/platform/FileSystem.h"
+#include "kernel/platform/System.h"
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/TStream.h"
+
+namespace {
+
+constexpr std::size_t kHeaderSize = 12;
+constexpr std::int64_t kLengthOffset = 8;
+constexpr std::uint64_t kLargestFile = 0xFFFFFFFF;
+/// A save writes beside the old file and replaces it at the end, so a failed one loses nothing.
+constexpr std::string_view kSavingSuffix = ".saving";
+constexpr std::size_t kFirstRead = 1u << 20;
+constexpr std::size_t kWriteSpan = 1u << 18;
+
+struct Image {
+  std::unique_ptr<std::byte[]> bytes;
+  std::size_t size = 0;
+};
+
+/// Reads exactly `size` bytes. A compressed file may promise more than it holds, so its image
+/// grows with what arrives.
+bool ReadImage(Zef::File& file, std::size_t size, Image& image) {
+  const bool compressed = (file.Mode() & 0xF0) == Zef::FileMode::kReadCompressed;
+  std::size_t capacity = compressed ? std::min(size, kFirstRead) : size;
+  std::size_t have = 0;
+  while (true) {
+    auto bytes = std::make_unique_for_overwrite<std::byte[]>(capacity);
+    if (have != 0) std::memcpy(bytes.get(), image.bytes.get(), have);
+    image.bytes = std::move(bytes);
+    have += file.Read(image.bytes.get() + have, 1, capacity - have);
+    if (have < capacity) return false;
+    if (have == size) break;
+    capacity = std::min(size, capacity * 2);
+  }
+  image.size = size;
+  return true;
+}
+
+/// Checks the three header words in their order.
+IndexDamage ReadHeader(Zef::File& file, IndexLoadReport& report) {
+  report.fileSize = static_cast<std::uint64_t>(file.Size());
+  std::array<std::byte, kHeaderSize> header{};
+  if (file.Read(header.data(), 1, header.size()) != header.size()) return IndexDamage::BadMagic;
+  Zef::ByteReader in(header);
+  const std::uint32_t magic = in.U32();
+  report.version = in.U32();
+  report.storedLength = in.U32();
+  if (magic != MUKAssetIndex::kMagic) return IndexDamage::BadMagic;
+  if (report.storedLength != report.fileSize) return IndexDamage::BadLength;
+  if (report.version != MUKAssetIndex::kVersion) return IndexDamage::BadVersion;
+  return IndexDamage::None;
+}
+
+/// Collects bytes and hands them to a file in large spans.
+class IndexFileWriter {
+ public:
+  explicit IndexFileWriter(Zef::File& file) : file_(file) {}
+
+  Zef::ByteWriter& Out() { return out_; }
+  std::uint64_t Total() const { return written_ + out_.Size(); }
+  void FlushIfLarge() {
+    if (out_.Size() >= kWriteSpan) Flush();
+  }
+  void Flush() {
+    file_.Write(out_.View().data(), 1, out_.Size());
+    written_ += out_.Size();
+    out_.Clear();
+  }
+
+ private:
+  Zef::File& file_;
+  Zef::ByteWriter out_;
+  std::uint64_t written_ = 0;
+};
+
+}  // namespace
+
+const char* IndexDamageText(IndexDamage damage) {
+  switch (damage) {
+    case IndexDamage::None:
+      return "the index is whole";
+    case IndexDamage::CannotOpen:
+      return "the file cannot be opened";
+    case IndexDamage::ReadError:
+      return "the file cannot be read to its end";
+    case IndexDamage::BadMagic:
+      return "the file is no asset index";
+    case IndexDamage::BadLength:
+      return "the stored length is not that of the file: it was cut, or its writing was cut short";
+    case IndexDamage::BadVersion:
+      return "the index has another format version";
+    case IndexDamage::Records:
+      return "the asset records are damaged";
+    case IndexDamage::Obsolete:
+      return "the obsolete table is damaged";
+    case IndexDamage::Dependencies:
+      return "the dependency table is damaged";
+    case IndexDamage::UserNames:
+      return "the user name table is damaged";
+    case IndexDamage::ConfigCache:
+      return "the config cache is cut short";
+    case IndexDamage::Archives:
+      return "the archive list is damaged";
+  }
+  return "";
+}
+
+bool MUKAssetIndex::Load(const std::string& path, IndexLoadReport* report, LoadOptions options) {
+  Clear();
+  IndexLoadReport unwanted;
+  IndexLoadReport& result = report != nullptr ? *report : unwanted;
+  result = IndexLoadReport();
+  try {
+    Zef::File file;
+    if (file.Open(path.c_str(), Zef::FileMode::kRead) != Zef::RES_OK) {
+      result.damage = IndexDamage::CannotOpen;
+      return false;
+    }
+    result.damage = ReadHeader(file, result);
+    if (result.damage != IndexDamage::None) return false;
+    Image image;
+    if (!ReadImage(file, static_cast<std::size_t>(result.storedLength) - kHeaderSize, image)) {
+      result.damage = IndexDamage::ReadError;
+      return false;
+    }
+    image_ = std::move(image.bytes);
+    Zef::ByteReader in(image_.get(), image.size);
+    if (!ReadTables(in, options, result)) {
+      result.offset = kHeaderSize + in.Position();
+      Clear();
+      return false;
+    }
+  } catch (const Zef::Exception&) {
+    result.damage = IndexDamage::ReadError;
+    Clear();
+    return false;
+  }
+  Sort();
+  return true;
+}
+
+bool MUKAssetIndex::ReadTables(Zef::ByteReader& in, const LoadOptions& options,
+                               IndexLoadReport& report) {
+  Zef::ByteReader ahead = in;
+  report.recordCount = ahead.U32();
+  report.damage = IndexDamage::Records;
+  if (!ReadRecords(in)) return false;
+  report.damage = IndexDamage::Obsolete;
+  if (!obsolete_.Read(in)) return false;
+  report.damage = IndexDamage::Dependencies;
+  if (!companions_.dependencies.Read(in)) return false;
+  report.damage = IndexDamage::UserNames;
+  if (!companions_.users.Read(in)) return false;
+  report.damage = IndexDamage::ConfigCache;
+  if (!companions_.configCache.Read(in, options.keepConfigCache)) return false;
+  report.damage = IndexDamage::Archives;
+  if (!companions_.archives.Read(in)) return false;
+  report.damage = IndexDamage::None;
+  ReadStation(in);
+  return true;
+}
+
+bool MUKAssetIndex::ReadRecords(Zef::ByteReader& in) {
+  const std::uint32_t count = in.U32();
+  if (in.Failed() || count > in.Remaining() / kSmallestRecord) return false;
+  byId_.Reserve(count);
+  allRecords_.reserve(count);
+  records_.reserve(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    MUKAsset& record = NextSlot();
+    ReadRecord(in, record);
+    if (in.Failed()) return false;
+    Enter(record);
+  }
+  return true;
+}
+
+void MUKAssetIndex::ReadStation(Zef::ByteReader& in) {
+  const std::int64_t now = host_ != nullptr ? host_->UnixTime() : Zef::Platform::UnixTime();
+  companions_.station.Read(in, static_cast<std::uint64_t>(now));
+  in.U32();
+  const std::uint32_t value = in.U32();
+  const float number = in.F32();
+  if (in.Failed()) {
+    MarkChanged(kChangeGeneral);
+  } else {
+    SetStoredValues(value, number);
+  }
+}
+
+bool MUKAssetIndex::Save(const std::string& path, SaveOptions options) {
+  if (host_ != nullptr) host_->BeforeSave();
+  std::string temporary;
+  try {
+    Zef::File file;
+    const std::string name = path + std::string(kSavingSuffix);
+    if (file.Open(name.c_str(), Zef::FileMode::kCreateWrite) != Zef::RES_OK) return false;
+    temporary = file.Name();
+    if (WriteTables(file, options.toDevice)) {
+      file.Close();
+      const std::string target(temporary, 0, temporary.size() - kSavingSuffix.size());
+      Zef::Platform::FileInfo old;
+      const bool readOnly = Zef::Platform::GetInfo(target, &old) && (old.readOnly || old.folder);
+      if (!readOnly && Zef::Platform::Replace(temporary, target)) return true;
+    }
+  } catch (...) {  // NOLINT(bugprone-empty-catch): reported below, the old file still stands
+  }
+  if (!temporary.empty()) static_cast<void>(Zef::Platform::DeleteFile(temporary));
+  return false;
+}
+
+bool MUKAssetIndex::WriteTables(Zef::File& file, bool toDevice) const {
+  IndexFileWriter writer(file);
+  Zef::ByteWriter& out = writer.Out();
+  out.U32(kMagic);
+  out.U32(kVersion);
+  out.U32(Zef::TStream::kLengthPlaceholder);
+  const auto records = AllRecords();
+  out.U32(static_cast<std::uint32_t>(records.size()));
+  for (const MUKAsset* record : records) {
+    AppendRecord(out, *record);
+    writer.FlushIfLarge();
+    if (writer.Total() > kLargestFile) return false;
+  }
+  obsolete_.Write(out);
+  companions_.dependencies.Write(out);
+  companions_.users.Write(out);
+  if (!companions_.configCache.Write(out)) return false;
+  companions_.archives.Write(out);
+  companions_.station.Write(out);
+  out.U32(0);
+  out.U32(companions_.storedValue);
+  out.F32(companions_.storedFloat);
+  if (writer.Total() > kLargestFile) return false;
+  const auto length = static_cast<std::uint32_t>(writer.Total());
+  writer.Flush();
+  if (toDevice) file.FlushToDevice();
+  file.Seek(kLengthOffset, 0);
+  file.Write(&length, sizeof length, 1);
+  if (toDevice) file.FlushToDevice();
+  return true;
+}

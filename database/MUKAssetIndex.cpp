@@ -1,0 +1,266 @@
+#include "database/MUKAssetIndex.h"
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+
+#include "database/CodeList.h"
+#include "database/IndexHost.h"
+#include "database/ShownName.h"
+
+namespace {
+
+/// Words that searches find beside a record's own, by class code.
+constexpr struct {
+  const char* code;
+  const char* word;
+} kClassWords[] = {{"ACTV", "interactive"},
+                   {"LOCO", "locomotive"},
+                   {"TEND", "tender"},
+                   {"ROLL", "rollingstock"}};
+
+/// Joins words once each, in order of arrival. The set keeps hostile keyword lists linear.
+class WordList {
+ public:
+  void Add(std::string_view words) {
+    while (!words.empty()) {
+      const std::size_t end = words.find(';');
+      const std::string_view word = words.substr(0, end);
+      words.remove_prefix(end == std::string_view::npos ? words.size() : end + 1);
+      if (word.empty() || !seen_.emplace(word).second) continue;
+      if (!text_.empty()) text_ += ';';
+      text_ += word;
+    }
+  }
+  const std::string& Text() const { return text_; }
+
+ private:
+  std::set<std::string, std::less<>> seen_;
+  std::string text_;
+};
+
+bool Compatible(const AssetText& a, const AssetText& b) {
+  return a == b || a.IsEmpty() || b.IsEmpty();
+}
+
+void TakeIfEmpty(AssetText& held, const AssetText& offered) {
+  if (held.IsEmpty()) held = offered;
+}
+
+}  // namespace
+
+void MUKAssetIndex::Clear() {
+  byId_.Clear();
+  obsolete_.Clear();
+  companions_.Clear();
+  allRecords_.clear();
+  records_.clear();
+  unsorted_ = 0;
+  ordersValid_ = true;
+  obsoleteBitsValid_ = false;
+  chunks_.clear();
+  usedInChunk_ = kChunk;
+  live_ = 0;
+  image_.reset();
+}
+
+MUKAsset* MUKAssetIndex::Find(const PLID& id) const {
+  if (host_ != nullptr) host_->Touch();
+  return byId_.Find(id);
+}
+
+MUKAsset& MUKAssetIndex::NextSlot() {
+  if (usedInChunk_ == kChunk) {
+    chunks_.push_back(std::make_unique<MUKAsset[]>(kChunk));
+    usedInChunk_ = 0;
+  }
+  return chunks_.back()[usedInChunk_++];
+}
+
+void MUKAssetIndex::Enter(MUKAsset& record) {
+  MUKAsset*& first = byId_.Insert(record.id);
+  if (first == nullptr) {
+    first = &record;
+  } else {
+    first->derived_.lastSameId->derived_.nextSameId = &record;
+  }
+  first->derived_.lastSameId = &record;
+  record.derived_.held = true;
+  allRecords_.push_back(&record);
+  records_.push_back(&record);
+  ++live_;
+}
+
+MUKAsset& MUKAssetIndex::Add(MUKAsset&& record) {
+  MUKAsset& held = NextSlot();
+  held = std::move(record);
+  Enter(held);
+  return held;
+}
+
+void MUKAssetIndex::Leave(MUKAsset& record) {
+  MUKAsset* next = record.derived_.nextSameId;
+  byId_.Remove(record.id);
+  if (next != nullptr) {
+    byId_.Insert(record.id) = next;
+    next->derived_.lastSameId = record.derived_.lastSameId;
+  }
+  record.derived_.nextSameId = nullptr;
+  record.derived_.held = false;
+  ordersValid_ = false;
+  --live_;
+}
+
+void MUKAssetIndex::Remove(const PLID& id) {
+  MUKAsset* record = byId_.Find(id);
+  if (record == nullptr) return;
+  for (const PLID& old : obsolete_.RemoveReplacedBy(id)) {
+    const MUKAsset* replaced = byId_.Find(old);
+    if (replaced == nullptr) continue;
+    if (!replaced->installPath.IsEmpty() || !replaced->legacyPath.IsEmpty()) {
+      RereadObsolete(*replaced);
+    }
+  }
+  obsoleteBitsValid_ = false;
+  Leave(*record);
+}
+
+MUKAsset* MUKAssetIndex::CreateNew(PLID id) {
+  MarkChanged(kChangeGeneral);
+  if (id.IsNull()) {
+    if (host_ == nullptr) return nullptr;
+    id = host_->NextLocalId();
+  } else if (byId_.Find(id) != nullptr) {
+    return nullptr;
+  }
+  MUKAsset record;
+  record.id = id;
+  record.category = "?";
+  record.name = "New Asset";
+  return &Add(std::move(record));
+}
+
+bool MUKAssetIndex::Merge(const MUKAsset& incoming) {
+  MUKAsset* existing = byId_.Find(incoming.id);
+  if (existing == nullptr) return false;
+  if (!Compatible(existing->editPath, incoming.editPath) ||
+      !Compatible(existing->legacyPath, incoming.legacyPath) ||
+      !Compatible(existing->installPath, incoming.installPath) ||
+      !Compatible(existing->archiveName, incoming.archiveName)) {
+    return false;
+  }
+  TakeIfEmpty(existing->editPath, incoming.editPath);
+  TakeIfEmpty(existing->legacyPath, incoming.legacyPath);
+  TakeIfEmpty(existing->archiveName, incoming.archiveName);
+  TakeIfEmpty(existing->installPath, incoming.installPath);
+  for (const AssetFlag flag : {AssetFlag::Listed, AssetFlag::Patched, AssetFlag::BuiltIn}) {
+    if (incoming.Has(flag)) existing->Set(flag, true);
+  }
+  existing->Set(AssetFlag::InArchiveKnown, false);
+  return true;
+}
+
+std::span<MUKAsset* const> MUKAssetIndex::AllRecords() const {
+  if (!ordersValid_) {
+    const std::lock_guard lock(derivedLock_);
+    SqueezeLocked();
+  }
+  return allRecords_;
+}
+
+std::span<MUKAsset* const> MUKAssetIndex::Records() const {
+  const std::lock_guard lock(derivedLock_);
+  SqueezeLocked();
+  if (unsorted_ != 0) {
+    std::vector<MUKAsset*> head(records_.begin(),
+                                records_.begin() + static_cast<std::ptrdiff_t>(unsorted_));
+    SortByShownName(head);
+    std::copy(head.begin(), head.end(), records_.begin());
+    unsorted_ = 0;
+  }
+  return records_;
+}
+
+void MUKAssetIndex::Sort() {
+  const std::lock_guard lock(derivedLock_);
+  SqueezeLocked();
+  unsorted_ = records_.size();
+  if (host_ != nullptr) host_->Touch();
+}
+
+void MUKAssetIndex::SqueezeLocked() const {
+  if (ordersValid_) return;
+  const auto removed = [](const MUKAsset* record) { return !record->derived_.held; };
+  const auto head = records_.begin() + static_cast<std::ptrdiff_t>(unsorted_);
+  unsorted_ -= static_cast<std::size_t>(std::count_if(records_.begin(), head, removed));
+  std::erase_if(records_, removed);
+  std::erase_if(allRecords_, removed);
+  ordersValid_ = true;
+}
+
+bool MUKAssetIndex::AddObsoleteRow(const PLID& old, const PLID& given) {
+  obsoleteBitsValid_ = false;
+  return obsolete_.AddRow(old, given);
+}
+
+void MUKAssetIndex::RereadObsolete(const MUKAsset& asset) {
+  std::vector<PLID> list;
+  if (host_ != nullptr) list = host_->ReadObsoleteList(asset);
+  for (const PLID& entry : list) {
+    if (entry.SameWithoutVersion(asset.id)) continue;
+    // A user may declare only his own assets obsolete.
+    if (asset.id.user >= 0 && entry.user != asset.id.user) continue;
+    obsolete_.AddRow(entry, asset.id);
+  }
+  const std::int32_t versions = std::min(asset.id.version, PLID::kNullVersion);
+  for (std::int32_t version = 0; version < versions; ++version) {
+    obsolete_.AddRow(PLID(asset.id.user, asset.id.content, version), asset.id);
+  }
+  obsoleteBitsValid_ = false;
+}
+
+bool MUKAssetIndex::IsObsolete(const MUKAsset& asset) const {
+  if (!obsoleteBitsValid_) {
+    const auto all = AllRecords();
+    const std::lock_guard lock(derivedLock_);
+    if (!obsoleteBitsValid_) {
+      for (MUKAsset* record : all) {
+        const PLID resolved = obsolete_.Resolve(record->id);
+        record->derived_.obsolete = !resolved.IsNull() && resolved != record->id;
+      }
+      obsoleteBitsValid_ = true;
+    }
+  }
+  return asset.derived_.obsolete;
+}
+
+Zef::SharedText MUKAssetIndex::SearchText(const MUKAsset& asset) const {
+  if (!asset.derived_.held) return {};
+  const std::lock_guard lock(derivedLock_);
+  auto& derived = const_cast<MUKAsset&>(asset).derived_;  // NOLINT: filled in by the first reader
+  if (derived.searchTextValid) return derived.searchText;
+  WordList words;
+  words.Add(KeywordForm(asset.ShownName().View()));
+  words.Add(asset.keywords.View());
+  for (const auto& row : kClassWords) {
+    if (MatchCodes(asset.category.View(), row.code)) words.Add(row.word);
+  }
+  derived.searchText = words.Text().c_str();
+  derived.searchTextValid = true;
+  return derived.searchText;
+}
+
+void MUKAssetIndex::ForgetSearchText(MUKAsset& asset) const {
+  const std::lock_guard lock(derivedLock_);
+  asset.derived_.searchTextValid = false;
+}
+
+void MUKAssetIndex::SetStoredValues(std::uint32_t value, float number) {
+  companions_.storedValue = value;
+  companions_.storedFloat = number;
+  MarkChanged(kChangeGeneral);
+}
+
+void MUKAssetIndex::MarkChanged(std::uint32_t mask) {
+  if (host_ != nullptr) host_->MarkChanged(mask);
+}

@@ -1,0 +1,172 @@
+// MUKAssetIndex: all asset records in memory, by identifier and in two orders, with the side
+// tables of the index file.
+//
+// The index owns its records and keeps the image of the file they were loaded from, so loading
+// costs neither a copy nor an allocation a text. A removed record leaves every table, but its
+// pointer stays valid until Clear. Find and Remove do not slow down as the index grows; removed
+// records are squeezed out of the orders by the next walk.
+//
+// Not thread-safe: the running database guards it with a reader/writer lock. What readers derive
+// in passing (order by name, search texts, obsolete bits) is guarded inside, so that any number
+// of threads may read together.
+
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "database/IdTable.h"
+#include "database/IndexCompanions.h"
+#include "database/MUKAsset.h"
+#include "database/ObsoleteTable.h"
+
+class IndexHost;
+
+namespace Zef {
+class ByteReader;
+class File;
+}
+
+/// Kinds of change, as bits of a mask.
+inline constexpr std::uint32_t kChangeGeneral = 1;
+inline constexpr std::uint32_t kChangeSize = 2;
+
+/// Why an index file did not load, for reports.
+enum class IndexDamage {
+  None,
+  CannotOpen,
+  ReadError,
+  BadMagic,
+  BadLength,
+  BadVersion,
+  Records,
+  Obsolete,
+  Dependencies,
+  UserNames,
+  ConfigCache,
+  Archives,
+};
+
+/// One plain sentence for a report, such as "the user name table is damaged".
+const char* IndexDamageText(IndexDamage damage);
+
+struct IndexLoadReport {
+  IndexDamage damage = IndexDamage::None;
+  std::uint64_t offset = 0;      ///< where reading stopped
+  std::uint64_t fileSize = 0;    ///< as read, compressed files unpacked
+  std::uint32_t version = 0;     ///< as stored
+  std::uint64_t storedLength = 0;
+  std::uint32_t recordCount = 0;  ///< as stored
+};
+
+class MUKAssetIndex {
+ public:
+  static constexpr std::uint32_t kMagic = 0xCEEBA2DB;
+  static constexpr std::uint32_t kVersion = 19;
+
+  /// The host is borrowed and may be null (a private index).
+  explicit MUKAssetIndex(IndexHost* host = nullptr) : host_(host) {}
+  MUKAssetIndex(const MUKAssetIndex&) = delete;
+  MUKAssetIndex& operator=(const MUKAssetIndex&) = delete;
+
+  /// Deletes all records, also removed ones, and empties every table.
+  void Clear();
+
+  struct LoadOptions {
+    bool keepConfigCache = true;  ///< false skips the largest side table, for read-only use
+  };
+  /// Replaces the content by that of an index file. False for a file that cannot be opened or is
+  /// damaged anywhere before the station state; the index is then empty. `report` may be null.
+  [[nodiscard]] bool Load(const std::string& path, IndexLoadReport* report = nullptr) {
+    return Load(path, report, LoadOptions());
+  }
+  [[nodiscard]] bool Load(const std::string& path, IndexLoadReport* report, LoadOptions options);
+
+  struct SaveOptions {
+    bool toDevice = false;  ///< wait for the content before and after the length is set
+  };
+  /// Writes the index file; its length word comes last, so a file with a good length was written
+  /// to its end. False, with the old file as it was, when it could not be written whole; an index
+  /// of 4 GiB and more cannot.
+  [[nodiscard]] bool Save(const std::string& path) { return Save(path, SaveOptions()); }
+  [[nodiscard]] bool Save(const std::string& path, SaveOptions options);
+
+  /// The record of an identifier, or null. With duplicates the first that arrived.
+  MUKAsset* Find(const PLID& id) const;
+  /// Moves the record in. Looks for no duplicate and marks nothing changed.
+  MUKAsset& Add(MUKAsset&& record);
+  /// Takes the record out and enters anew what the assets it had replaced declare obsolete.
+  void Remove(const PLID& id);
+  /// A default record under `id`, or under the next local identifier when that is null. Null
+  /// when the identifier is taken, or is null and there is no host to ask.
+  MUKAsset* CreateNew(PLID id);
+  /// Joins a record into the held one of the same identifier when their places on disk do not
+  /// contradict each other; false and nothing changed otherwise.
+  bool Merge(const MUKAsset& incoming);
+
+  std::size_t Count() const { return live_; }
+  /// All records in order of arrival, which is that of the file.
+  std::span<MUKAsset* const> AllRecords() const;
+  /// All records by shown name as of the last load or Sort, later arrivals behind.
+  std::span<MUKAsset* const> Records() const;
+  void Sort();
+
+  /// The replacement of an obsolete identifier, else the identifier itself.
+  PLID Resolve(const PLID& id) const { return obsolete_.Resolve(id); }
+  /// The replacement, or the null identifier.
+  PLID ResolveExact(const PLID& id) const { return obsolete_.ResolveExact(id); }
+  /// Dependencies are resolved by Resolve alone: the look for an installed replacement finds
+  /// none and hands the identifier back.
+  PLID ResolveInstalled(const PLID& id) const { return id; }
+  const ObsoleteTable& Obsolete() const { return obsolete_; }
+  bool AddObsoleteRow(const PLID& old, const PLID& given);
+  /// Enters what the asset's config and its own version make obsolete.
+  void RereadObsolete(const MUKAsset& asset);
+
+  /// True when another, real identifier replaces the record's.
+  bool IsObsolete(const MUKAsset& asset) const;
+  /// Lower-case words by which the asset is searched; empty for a record outside an index.
+  Zef::SharedText SearchText(const MUKAsset& asset) const;
+  /// To be called when a record's names, keywords or category changed.
+  void ForgetSearchText(MUKAsset& asset) const;
+
+  IndexCompanions& Companions() { return companions_; }
+  const IndexCompanions& Companions() const { return companions_; }
+  void SetStoredValues(std::uint32_t value, float number);
+
+ private:
+  bool ReadTables(Zef::ByteReader& in, const LoadOptions& options, IndexLoadReport& report);
+  bool ReadRecords(Zef::ByteReader& in);
+  void ReadStation(Zef::ByteReader& in);
+  bool WriteTables(Zef::File& file, bool toDevice) const;
+  MUKAsset& NextSlot();
+  void Enter(MUKAsset& record);
+  void Leave(MUKAsset& record);
+  void SqueezeLocked() const;
+  void MarkChanged(std::uint32_t mask);
+
+  static constexpr std::size_t kChunk = 512;
+
+  IndexHost* host_;
+  std::unique_ptr<std::byte[]> image_;  // declared before the records that borrow from it
+  std::vector<std::unique_ptr<MUKAsset[]>> chunks_;
+  std::size_t usedInChunk_ = kChunk;
+  std::size_t live_ = 0;
+  IdTable byId_;
+  ObsoleteTable obsolete_;
+  IndexCompanions companions_;
+
+  // Orders, derived on demand under derivedLock_ unless their flag says they stand.
+  mutable std::mutex derivedLock_;
+  mutable std::vector<MUKAsset*> allRecords_;
+  mutable std::vector<MUKAsset*> records_;
+  mutable std::size_t unsorted_ = 0;  // leading entries of records_ that still want sorting
+  mutable std::atomic<bool> ordersValid_{true};
+  mutable std::atomic<bool> obsoleteBitsValid_{false};
+};

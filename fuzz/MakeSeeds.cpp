@@ -1,0 +1,103 @@
+// Writes a seed corpus for the fuzz targets with the system's own writers.
+// Usage: make_seeds FOLDER; makes FOLDER/<target>/ for each.
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "database/AssetRecord.h"
+#include "database/MUKAssetIndex.h"
+#include "kernel/ByteWriter.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/TBuffer.h"
+#include "tagdata/BinaryTagWriter.h"
+#include "tagdata/TagContainer.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void Put(const fs::path& path, std::span<const std::byte> bytes) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
+}
+
+MUKAsset SampleRecord(int number) {
+  MUKAsset record;
+  record.id = PLID(1000 + number, number, number % 3);
+  record.category = "TR;TV;LOCO";
+  record.name = ("Sample " + std::to_string(number)).c_str();
+  record.region = "UK";
+  record.keywords = "steam;sample";
+  record.installPath = "sample";
+  record.archiveName = "local";
+  record.Set(AssetFlag::BuiltIn, true);
+  if (number % 2 == 0) record.userName = "";
+  return record;
+}
+
+TagContainer SampleTags() {
+  TagContainer inner;
+  inner.SetInt("number", 7);
+  inner.SetPLID("asset", PLID(1, 2, 3));
+  TagContainer tags;
+  tags.SetString("name", "text");
+  tags.SetFloat("length", 1.5F);
+  tags.SetNull("nothing");
+  tags.SetSubContainer("inner", inner);
+  return tags;
+}
+
+void SaveSampleIndex(const std::string& path) {
+  MUKAssetIndex index;
+  for (int i = 0; i < 3; ++i) index.Add(SampleRecord(i));
+  index.AddObsoleteRow(PLID(1, 1, 0), PLID(1, 1, 1));
+  IndexCompanions& sides = index.Companions();
+  sides.dependencies.Replace(PLID(1000, 0, 0), {PLID(1001, 1, 1)});
+  sides.users.entries.emplace_back().profileId = 5;
+  sides.configCache.Set(SampleTags());
+  sides.archives.archives.emplace_back().assets.push_back(PLID(1, 1, 1));
+  sides.station.urlQueue.emplace_back() = "https://host/list";
+  static_cast<void>(index.Save(path));
+}
+
+/// The same bytes in the compressed form, for readers that detect it.
+void Compress(const fs::path& from, const fs::path& to) {
+  std::ifstream in(from, std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  fs::create_directories(to.parent_path());
+  Zef::File file;
+  const auto mode = Zef::FileMode::kWriteCompressed | Zef::FileMode::kCreate;
+  if (file.Open(to.c_str(), mode) != Zef::RES_OK) return;
+  file.Write(bytes.data(), 1, bytes.size());
+  file.Close();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: make_seeds FOLDER\n");
+    return 2;
+  }
+  const fs::path root = argv[1];
+  fs::create_directories(root / "FuzzIndex");
+  const fs::path index = root / "FuzzIndex" / "plain";
+  SaveSampleIndex(index.string());
+  Compress(index, root / "FuzzIndex" / "compressed");
+  Compress(index, root / "FuzzFile" / "compressed");
+
+  Zef::ByteWriter set;
+  set.U8(20);
+  set.U8(200);
+  for (int i = 0; i < 2; ++i) AppendRecord(set, SampleRecord(i));
+  Put(root / "FuzzPatch" / "set", set.View());
+
+  Zef::TBuffer tags;
+  static_cast<void>(WriteBinaryTags(tags, SampleTags()));
+  Put(root / "FuzzTagFile" / "tags", tags.View());
+  return 0;
+}

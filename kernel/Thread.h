@@ -1,0 +1,93 @@
+// Thread: a thread of the kernel, with a stop signal, and what a thread asks of the process: ids,
+// sleep, high-resolution time, random numbers.
+//
+// A Thread is a SyncObject that is signalled once its function has returned. Its owner ends it
+// with Stop, or by destroying it: both set the stop event, which the function is to poll, and
+// wait as long as it takes. Nothing can stop a thread from outside.
+
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "kernel/Sync.h"
+#include "kernel/platform/System.h"
+
+namespace Zef {
+
+using Platform::CurrentProcessId;
+using Platform::CurrentThreadId;
+using Platform::IsProcessAlive;
+
+/// Gives up the processor for at least this long.
+inline void Sleep(std::uint32_t milliseconds) { Platform::SleepMilliseconds(milliseconds); }
+
+class Thread : public SyncObject {
+ public:
+  /// The result is the exit code. An exception that leaves the function ends the process.
+  using Function = std::int32_t (*)(void* argument);
+
+  enum Priority : std::int32_t { kNormal = 0, kHighest = 2 };
+
+  /// `argument` must live as long as the thread runs. Without `start` nothing runs until Start.
+  Thread(Function function, void* argument, bool start = true);
+  /// Stops the thread. On the thread itself it sets the event and lets the thread go on alone.
+  ~Thread() override;
+
+  /// Starts a thread that has not been; false if it has, or the system has no thread to give.
+  bool Start();
+  /// True for a thread that has not been started, which is as good as suspended; a running one
+  /// goes on, with false.
+  bool Suspend();
+  /// Notes the level; the system's scheduler is left alone.
+  void SetPriority(std::int32_t level) { priority_ = level; }
+  std::int32_t GetPriority() const { return priority_; }
+
+  /// Sets the stop event, waits for the end and gives the exit code, the same at every call. -1
+  /// without waiting for a thread that was never started and on the thread itself.
+  std::int32_t Stop();
+  /// False once the function has returned; true before, started or not.
+  bool IsRunning() const;
+  /// Auto-reset: a poll that finds it set clears it.
+  WEvent& StopEvent() { return stopEvent_; }
+
+ private:
+  class State;
+
+  Thread(std::shared_ptr<State> state, Function function, void* argument);
+
+  State* state_;  // owned by the base
+  Function function_;
+  void* argument_;
+  WEvent stopEvent_{false, false};
+  std::int32_t priority_ = kNormal;
+  mutable std::mutex mutex_;  // guards thread_
+  std::thread thread_;
+};
+
+/// High-resolution time that never goes back.
+class Time {
+ public:
+  static std::uint64_t Ticks() { return Platform::MonotonicTicks(); }
+  /// Ticks in a second.
+  static std::uint64_t Frequency();
+  /// Seconds since this module was loaded.
+  static double Seconds();
+};
+
+/// Park-Miller numbers, for scatter and never for secrets. The sequence of a seed is fixed, and
+/// its constants are not the textbook's: what was laid out by it must come out again.
+class RandomGenerator {
+ public:
+  /// A seed of 0 yields zeros for ever.
+  explicit RandomGenerator(std::uint32_t seed) : seed_(seed) {}
+  /// The next number, which is the next seed.
+  std::uint32_t Next();
+
+ private:
+  std::uint32_t seed_;
+};
+
+}  // namespace Zef

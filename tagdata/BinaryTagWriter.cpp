@@ -1,0 +1,105 @@
+#include "tagdata/BinaryTagWriter.h"
+
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "kernel/ByteWriter.h"
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/TStream.h"
+#include "tagdata/NOLBinaryFile.h"
+#include "tagdata/TagRecord.h"
+
+namespace {
+
+constexpr std::uint32_t kPlaceholder = 0xFFFFFFFF;
+constexpr std::size_t kMaxDataSize = 0x7FFFFFFF;
+
+TagCode CodeOf(std::int32_t type) {
+  switch (type) {
+    case TagSoup:
+      return TagCode::Container;
+    case TagBinary:
+      return TagCode::Binary;
+    case TagFloat:
+      return TagCode::Float;
+    case TagString:
+    case TagStringAlt:
+      return TagCode::String;
+    case TagInt:
+      return TagCode::Int;
+    case TagPLID:
+      return TagCode::PLID;
+    default:
+      return TagCode::Null;
+  }
+}
+
+/// A container whose records are being written, and where its own size word stands.
+struct OpenContainer {
+  std::unique_ptr<TagCursor> tags;
+  std::size_t sizeAt;
+};
+
+void CloseSize(Zef::ByteWriter& out, std::size_t sizeAt) {
+  out.PatchU32(sizeAt, static_cast<std::uint32_t>(out.Size() - sizeAt - 4));
+}
+
+/// Size placeholder, key and type code; returns where the size stands.
+std::size_t WriteRecordHead(Zef::ByteWriter& out, std::string_view key, TagCode code) {
+  const std::size_t sizeAt = out.Size();
+  out.U32(kPlaceholder);
+  out.U8(key.data() == nullptr ? 0 : static_cast<std::uint8_t>(key.size() + 1));
+  if (key.data() != nullptr) {
+    out.Text(key);
+    out.U8(0);
+  }
+  out.U8(static_cast<std::uint8_t>(code));
+  return sizeAt;
+}
+
+bool WriteTree(Zef::ByteWriter& out, std::unique_ptr<TagCursor> root) {
+  const std::size_t begin = out.Size();
+  std::vector<OpenContainer> open;
+  open.push_back({std::move(root), begin - 4});
+  std::string_view key;
+  ChunkRef chunk;
+  while (!open.empty()) {
+    if (out.Size() - begin > kMaxDataSize) return false;
+    TagCursor* tags = open.back().tags.get();
+    if (tags == nullptr || !tags->Next(key, chunk)) {
+      CloseSize(out, open.back().sizeAt);
+      open.pop_back();
+      continue;
+    }
+    if (key.size() > kMaxTagKeyLength) continue;
+    const std::int32_t type = chunk->GetType();
+    const std::size_t sizeAt = WriteRecordHead(out, key, CodeOf(type));
+    if (type == TagSoup) {
+      if (open.size() > kMaxTagDepth) return false;
+      open.push_back({chunk->Tags(), sizeAt});
+      continue;
+    }
+    if (type != TagNull) out.Bytes({chunk->GetData(), chunk->GetDataSize()});
+    CloseSize(out, sizeAt);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool WriteBinaryTags(Zef::TStream& stream, const TagContainer& root) try {
+  Zef::ByteWriter out;
+  out.U32(NOLBinaryFile::kMagic);
+  out.U32(NOLBinaryFile::kVersion);
+  out.U32(0);
+  out.U32(kPlaceholder);
+  if (!WriteTree(out, root.IsEmptyHandle() ? nullptr : root.Chunk()->Tags())) return false;
+  const auto size = static_cast<std::uint32_t>(out.Size());
+  return stream.WriteRaw(out.View().data(), size) == size;
+} catch (const Zef::FileEx&) {
+  return false;
+} catch (const std::bad_alloc&) {
+  return false;
+}

@@ -1,0 +1,150 @@
+// HCSChunk: one node of a tree of named, typed tags.
+//
+// Every structured datum of the system is such a tree: an asset's config, a package, the cache
+// list, the interface text. Two storage forms stand behind this one interface: heap nodes
+// (NOLContainerTag, NOLDataTag) and views into a loaded file (NOLBinarySoup, NOLDataChunk). Code
+// outside this folder works through the handle TagContainer and sees no node class.
+//
+// A lookup that finds nothing gives the null chunk, one shared object, never a null reference.
+// Reference counts are atomic, and lookups may run on several threads at once; a tree that is
+// being changed belongs to one thread. Trees nest at most kMaxTagDepth deep.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "kernel/Containers.h"
+#include "kernel/standard/PString.h"
+
+/// What a tag's payload holds. Types above 7 may be stored but mean nothing to anybody.
+enum TagType : std::int32_t {
+  TagNull = 0,       ///< a key without value
+  TagSoup = 1,       ///< child tags
+  TagBinary = 2,     ///< raw bytes
+  TagFloat = 3,      ///< one or more 32-bit floats
+  TagString = 4,     ///< UTF-8 with its closing zero; an empty text has no payload
+  TagStringAlt = 5,  ///< reserved: written as a string, never read
+  TagInt = 6,        ///< one or more signed 32-bit numbers
+  TagPLID = 7,       ///< the 8 stored bytes of an identifier
+};
+
+/// Containers within containers below the root; deeper files are refused.
+inline constexpr std::uint32_t kMaxTagDepth = 1024;
+
+class HCSChunk;
+class HCSRawDataCore;
+using ChunkRef = Zef::Ref<HCSChunk>;
+using CoreRef = Zef::Ref<HCSRawDataCore>;
+
+/// A payload that several tags may share; never changed once it is made. Its bytes have no
+/// alignment and strings need not end in a zero: read through the helpers.
+class HCSRawDataCore final : public Zef::ReferenceCountMP {
+ public:
+  /// All three give null for null data or size 0. Wrap leaves the bytes where they are and holds
+  /// `keepAlive`, the owner of them.
+  static CoreRef Wrap(const std::byte* data, std::uint32_t size,
+                      Zef::Ref<Zef::ReferenceCountMP> keepAlive);
+  static CoreRef Adopt(std::unique_ptr<std::byte[]> block, std::uint32_t size);
+  static CoreRef Copy(const void* data, std::uint32_t size);
+
+  const std::byte* Data() const { return data_; }
+  std::uint32_t Size() const { return size_; }
+  bool IsOwned() const { return block_ != nullptr; }
+  /// The bytes as text, up to the first zero.
+  std::string_view Text() const;
+
+ private:
+  HCSRawDataCore(const std::byte* data, std::uint32_t size) : data_(data), size_(size) {}
+
+  const std::byte* data_;
+  std::uint32_t size_;
+  std::unique_ptr<std::byte[]> block_;
+  Zef::Ref<Zef::ReferenceCountMP> keepAlive_;
+};
+
+/// A walk over the tags of a container in their order. Each tag comes as a lookup of its key
+/// would give it: of several tags with one key, every one carries the first one's value. One
+/// pass, whatever the size. Changes made during the walk do not show.
+class TagCursor {
+ public:
+  virtual ~TagCursor() = default;
+  /// False at the end. `key` has null data for a tag without key; it holds until the next call.
+  virtual bool Next(std::string_view& key, ChunkRef& chunk) = 0;
+};
+
+/// The bare class is the null chunk: its operations do nothing and give nothing.
+class HCSChunk : public Zef::ReferenceCountMP {
+ public:
+  HCSChunk() = default;
+
+  /// The first tag with this key, by identity of the key or by its bytes. A null key and the key
+  /// "" are told apart by identity only in heap containers and among tags added to a file.
+  virtual ChunkRef GetTag(const Zef::PString& key) const;
+  /// The same without interning a key; a null key and "" match each other.
+  virtual ChunkRef FindTag(std::string_view key) const;
+  virtual std::uint32_t GetCount() const;
+  /// Key of the tag at a position; null past the end.
+  virtual Zef::PString GetKey(std::uint32_t index) const;
+  /// Sorts by the bytes of the keys, stably. Only heap containers sort.
+  virtual void SortTags();
+  /// Exchanges two values under their keys. Only heap containers swap.
+  virtual void SwapTags(const ChunkRef& a, const ChunkRef& b);
+  /// Appends, whether or not the key exists. Null, and the container itself, are ignored.
+  virtual void AddTag(const Zef::PString& key, ChunkRef chunk);
+  /// Removes the first tag that holds `chunk`.
+  virtual void RemoveTag(const ChunkRef& chunk);
+  /// As RemoveTag of what GetTag gives for the key.
+  virtual void RemoveKey(const Zef::PString& key);
+  /// As RemoveTag of each tag found by key, last position first.
+  virtual void RemoveAllTags();
+  /// A new tag that is attached to nothing yet; `core` is ignored for a container.
+  virtual ChunkRef CreateTag(std::int32_t type, CoreRef core) const;
+  virtual CoreRef GetCore() const;
+  virtual std::int32_t GetType() const;
+  /// Replaces type and payload of a heap tag; nothing for every other node.
+  virtual void SetData(std::int32_t type, CoreRef core);
+  /// Null where there can be no tags.
+  virtual std::unique_ptr<TagCursor> Tags() const;
+  /// Where the tag lies in a file's image, which is its identity there; null for heap nodes.
+  virtual const std::byte* Identity() const;
+  /// False only for a view of a file that nobody has edited.
+  virtual bool HasChanges() const;
+
+  /// The payload in place, null and 0 if there is none.
+  const std::byte* GetData() const;
+  std::uint32_t GetDataSize() const;
+
+ protected:
+  ~HCSChunk() override = default;
+
+ private:
+  virtual const HCSRawDataCore* Core() const;
+};
+
+/// The shared null chunk, which lives to the end of the process.
+ChunkRef NullChunk();
+bool IsNullChunk(const HCSChunk* chunk);
+/// Whether two nodes are one, or two views of one place in a file.
+bool IsSameNode(const ChunkRef& a, const ChunkRef& b);
+
+/// A heap node for every type but the container.
+class NOLDataTag final : public HCSChunk {
+ public:
+  NOLDataTag(std::int32_t type, CoreRef core) : core_(std::move(core)), type_(type) {}
+
+  CoreRef GetCore() const override { return core_; }
+  std::int32_t GetType() const override { return type_; }
+  void SetData(std::int32_t type, CoreRef core) override;
+
+ private:
+  const HCSRawDataCore* Core() const override { return core_.Get(); }
+
+  CoreRef core_;
+  std::int32_t type_;
+};
+
+/// A new heap node of any type, as containers of both forms create it.
+ChunkRef NewHeapTag(std::int32_t type, CoreRef core);

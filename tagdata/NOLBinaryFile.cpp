@@ -1,0 +1,91 @@
+#include "tagdata/NOLBinaryFile.h"
+
+#include <cstring>
+#include <utility>
+
+#include "kernel/ByteReader.h"
+#include "kernel/standard/TStream.h"
+#include "tagdata/NOLBinarySoup.h"
+#include "tagdata/TagRecord.h"
+
+namespace {
+
+struct Header {
+  std::uint32_t version = 0;
+  std::uint32_t dataSize = 0;
+};
+
+/// False when there is no file, or one without records.
+bool ReadHeader(Zef::ByteReader in, Header& header) {
+  const std::uint32_t magic = in.U32();
+  header.version = in.U32();
+  in.U32();
+  const std::int32_t dataSize = in.I32();
+  header.dataSize = static_cast<std::uint32_t>(dataSize);
+  return !in.Failed() && magic == NOLBinaryFile::kMagic && dataSize > 0;
+}
+
+bool ReadHeader(Zef::TStream& stream, Header& header) {
+  std::byte bytes[NOLBinaryFile::kHeaderSize];
+  const std::uint32_t received = stream.ReadRaw(bytes, sizeof bytes);
+  return ReadHeader(Zef::ByteReader(bytes, received), header);
+}
+
+}  // namespace
+
+bool NOLBinaryFile::Read(Zef::TStream& stream) {
+  image_ = nullptr;
+  Header header;
+  if (!ReadHeader(stream, header)) return false;
+  const std::uint64_t here = stream.Tell();
+  const std::uint64_t size = stream.Size();
+  if (size < here || header.dataSize > size - here) {
+    stream.SkipForward(header.dataSize);
+    return false;
+  }
+  Zef::Ref<TagImage> image = TagImage::Make(header.dataSize, header.version);
+  if (!image) {
+    stream.SkipForward(header.dataSize);
+    return false;
+  }
+  if (stream.ReadRaw(image->Data(), header.dataSize) != header.dataSize) return false;
+  return Accept(std::move(image));
+}
+
+bool NOLBinaryFile::ReadImage(std::span<const std::byte> file) {
+  image_ = nullptr;
+  Header header;
+  if (!ReadHeader(Zef::ByteReader(file), header)) return false;
+  if (header.dataSize > file.size() - kHeaderSize) return false;
+  Zef::Ref<TagImage> image = TagImage::Make(header.dataSize, header.version);
+  if (!image) return false;
+  std::memcpy(image->Data(), file.data() + kHeaderSize, header.dataSize);
+  return Accept(std::move(image));
+}
+
+bool NOLBinaryFile::Accept(Zef::Ref<TagImage> image) {
+  if (!ValidateRun(image->Bytes())) return false;
+  image_ = std::move(image);
+  overlay_ = Zef::Ref<TagOverlay>(new TagOverlay);
+  return true;
+}
+
+bool NOLBinaryFile::Skip(Zef::TStream& stream) {
+  Header header;
+  if (!ReadHeader(stream, header)) return false;
+  stream.SkipForward(header.dataSize);
+  return true;
+}
+
+bool NOLBinaryFile::ValidateRun(std::span<const std::byte> run) { return ValidateTagRun(run); }
+
+std::uint32_t NOLBinaryFile::DataSize() const {
+  return image_ ? static_cast<std::uint32_t>(image_->Bytes().size()) : 0;
+}
+
+ChunkRef NOLBinaryFile::GetRoot() {
+  if (!image_) return NullChunk();
+  const std::uint32_t version = image_->Version();
+  if (version != TagImage::kUtf8Version && version != TagImage::kAnsiVersion) return NullChunk();
+  return ChunkRef(new NOLBinarySoup(image_, overlay_, image_->Bytes()));
+}

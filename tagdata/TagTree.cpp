@@ -1,0 +1,108 @@
+// The walks of TagContainer that go down a whole tree, each with a stack of its own.
+
+#include <cstring>
+#include <memory>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "tagdata/Convert.h"
+#include "tagdata/TagContainer.h"
+
+namespace {
+
+/// A container that is being copied, and the key under which the copy will be attached.
+struct OpenCopy {
+  Zef::PString key;
+  ChunkRef target;
+  std::unique_ptr<TagCursor> tags;
+};
+
+/// Attaches each copy only when it is complete, so that a source that contains its target is
+/// copied as it was.
+bool CopyTags(const ChunkRef& target, std::unique_ptr<TagCursor> tags) {
+  std::vector<OpenCopy> open;
+  open.push_back({Zef::PString(), target, std::move(tags)});
+  bool whole = true;
+  std::string_view key;
+  ChunkRef child;
+  while (!open.empty()) {
+    OpenCopy& top = open.back();
+    if (top.tags == nullptr || !top.tags->Next(key, child)) {
+      const OpenCopy done = std::move(top);
+      open.pop_back();
+      if (!open.empty()) open.back().target->AddTag(done.key, done.target);
+      continue;
+    }
+    Zef::PString childKey = key.data() == nullptr ? Zef::PString() : Zef::PString(key);
+    const std::int32_t type = child->GetType();
+    ChunkRef copy = top.target->CreateTag(type, type != TagNull ? child->GetCore() : nullptr);
+    if (type != TagSoup) {
+      top.target->AddTag(childKey, std::move(copy));
+    } else if (open.size() > kMaxTagDepth) {
+      whole = false;
+    } else {
+      open.push_back({std::move(childKey), std::move(copy), child->Tags()});
+    }
+  }
+  return whole;
+}
+
+/// Appends identifiers to a list, each once and never the null one.
+class IdCollector {
+ public:
+  explicit IdCollector(std::vector<PLID>& list) : list_(list), known_(list.begin(), list.end()) {}
+
+  void Add(const PLID& id) {
+    if (!id.IsNull() && known_.insert(id).second) list_.push_back(id);
+  }
+
+ private:
+  std::vector<PLID>& list_;
+  std::unordered_set<PLID> known_;
+};
+
+/// The identifier that a tag holds, as a value or by conversion.
+PLID IdOfTag(const ChunkRef& chunk) {
+  const CoreRef core = ConvertTagData(chunk->GetType(), chunk->GetCore(), TagPLID);
+  std::uint32_t words[2];
+  if (!core || core->Size() != sizeof words) return {};
+  std::memcpy(words, core->Data(), sizeof words);
+  return PLID::Unpack(words[1], words[0]);
+}
+
+}  // namespace
+
+bool TagContainer::CopyFrom(const TagContainer& source) {
+  Ensure();
+  const ChunkRef from = source.chunk_;
+  if (IsSameNode(from, chunk_)) return true;
+  const std::int32_t type = from ? from->GetType() : TagNull;
+  if (type != TagNull && type != TagSoup) chunk_->SetData(type, from->GetCore());
+  std::unique_ptr<TagCursor> tags = from ? from->Tags() : nullptr;
+  chunk_->RemoveAllTags();
+  return CopyTags(chunk_, std::move(tags));
+}
+
+void TagContainer::CollectPLIDs(std::vector<PLID>& list) const {
+  if (!chunk_) return;
+  IdCollector ids(list);
+  std::vector<std::unique_ptr<TagCursor>> open;
+  open.push_back(chunk_->Tags());
+  std::string_view key;
+  ChunkRef child;
+  while (!open.empty()) {
+    if (open.back() == nullptr || !open.back()->Next(key, child)) {
+      open.pop_back();
+      continue;
+    }
+    const std::int32_t type = child->GetType();
+    if (type == TagString || type == TagPLID) ids.Add(IdOfTag(child));
+    if (type == TagSoup && open.size() <= kMaxTagDepth) open.push_back(child->Tags());
+  }
+}
+
+void TagContainer::CollectPLIDsFlat(std::vector<PLID>& list) const {
+  IdCollector ids(list);
+  ForEach([&](std::string_view, const ChunkRef& chunk) { ids.Add(IdOfTag(chunk)); });
+}
