@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cstring>
 #include <vector>
 
@@ -67,8 +68,10 @@ TEST(BlockAllocatorDeathTest, ImpossibleSizesGiveNullAndImpossiblePointersTrap) 
   }
   EXPECT_THROW(static_cast<void>(KernelObject::operator new (~std::size_t{0})), std::bad_alloc);
   alignas(16) static std::byte room[32];
-  for (void* pointer : {static_cast<void*>(nullptr), reinterpret_cast<void*>(0xFFF0),
-                        static_cast<void*>(room + 20), reinterpret_cast<void*>(1ULL << 47)}) {
-    EXPECT_EXIT(BlockAllocator::Free(pointer), testing::KilledBySignal(SIGTRAP), "impossible");
+  const auto address = reinterpret_cast<std::uintptr_t>(room);
+  for (const std::uintptr_t pointer :
+       {std::uintptr_t{0}, std::uintptr_t{0xFFF0}, address + 20, std::uintptr_t{1} << 47}) {
+    EXPECT_EXIT(BlockAllocator::Free(std::bit_cast<void*>(pointer)),
+                testing::KilledBySignal(SIGTRAP), "impossible");
   }
 }

@@ -109,8 +109,10 @@ TEST(StringPool, CountsTextsHandlesAndLookups) {
   EXPECT_EQ(start.bucketCount, 997U);
   std::uintptr_t key = 0;
   {
-    const PString first(kText), second = first, third(kText);
-    key = first.Key();
+    const PString first(kText), third(kText);
+    PString second;
+    second = first;
+    key = second.Key();
     const StringPoolStatistics now = GetStringPoolStatistics();
     EXPECT_EQ(now.created - start.created, 1U);
     EXPECT_EQ(now.liveStrings - start.liveStrings, 1U);
