@@ -72,10 +72,36 @@ void UserNameTable::Write(Zef::ByteWriter& out) const {
   }
 }
 
+void ArchiveList::Clear() {
+  archives.clear();
+  held_.clear();
+  collected_ = false;
+}
+
+void ArchiveList::Add(Archive&& archive) {
+  archives.push_back(std::move(archive));
+  collected_ = false;
+}
+
+bool ArchiveList::Drop(std::uint32_t id, std::vector<PLID>* assets) {
+  const auto found = std::find_if(archives.begin(), archives.end(),
+                                  [=](const Archive& archive) { return archive.id == id; });
+  if (found == archives.end()) return false;
+  *assets = std::move(found->assets);
+  archives.erase(found);
+  collected_ = false;
+  return true;
+}
+
 bool ArchiveList::Contains(const PLID& id) const {
-  return std::any_of(archives.begin(), archives.end(), [&](const Archive& archive) {
-    return std::find(archive.assets.begin(), archive.assets.end(), id) != archive.assets.end();
-  });
+  if (!collected_) {
+    held_.clear();
+    for (const Archive& archive : archives) {
+      held_.insert(archive.assets.begin(), archive.assets.end());
+    }
+    collected_ = true;
+  }
+  return held_.contains(id);
 }
 
 bool ArchiveList::Read(Zef::ByteReader& in) {
@@ -122,7 +148,7 @@ bool ConfigCache::Read(Zef::ByteReader& in, bool keep) {
   if (!hasImage || !keep) return true;
 
   Zef::ByteReader image = start;
-  Zef::Ref<NOLBinaryFile> file = Zef::Ref<NOLBinaryFile>::Adopt(new NOLBinaryFile);
+  Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
   file->ReadImage(image.Bytes(in.Position() - start.Position()));
   tags_ = TagContainer(file->GetRoot());
   return true;

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <unordered_set>
 #include <vector>
 
 #include "database/AssetText.h"
@@ -45,12 +46,22 @@ struct ArchiveList {
     bool persistent = true;    ///< only these are stored
     std::vector<PLID> assets;  ///< in stored order
   };
+  /// May be filled directly until Contains was first asked.
   std::vector<Archive> archives;
 
-  void Clear() { archives.clear(); }
+  void Clear();
+  void Add(Archive&& archive);
+  /// Takes an archive out and hands back its assets; false for an id that is not there.
+  bool Drop(std::uint32_t id, std::vector<PLID>* assets);
+  /// True when an archive holds the asset. The first call after a change collects the
+  /// identifiers, so calls must not run beside each other.
   bool Contains(const PLID& id) const;
   [[nodiscard]] bool Read(Zef::ByteReader& in);
   void Write(Zef::ByteWriter& out) const;
+
+ private:
+  mutable std::unordered_set<PLID> held_;  // of all archives, when collected_
+  mutable bool collected_ = false;
 };
 
 /// Configs of assets that are not on disk, as one tag tree keyed by identifier.

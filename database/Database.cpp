@@ -1,0 +1,272 @@
+#include "database/Database.h"
+
+#include "database/ContentServices.h"
+#include "database/MUKLock.h"
+#include "kernel/Clock.h"
+#include "kernel/standard/Trace.h"
+
+namespace {
+
+/// The first guard of a run loads the database.
+std::int32_t LoadInBackground(void*) {
+  try {
+    const MUKLock guard(true);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the next guard tries again
+  }
+  return 0;
+}
+
+std::int32_t MUKThread_WriteDatabaseLocal(void*) {
+  const MUKLock guard(false);
+  if (guard.IsHeld()) MUKInternalWriteDatabase();
+  return 0;
+}
+
+/// Sets a flag for the length of a scope.
+template <typename Flag>
+class FlagScope {
+ public:
+  explicit FlagScope(Flag& flag) : flag_(flag) { flag_ = true; }
+  FlagScope(const FlagScope&) = delete;
+  FlagScope& operator=(const FlagScope&) = delete;
+  ~FlagScope() { flag_ = false; }
+
+ private:
+  Flag& flag_;
+};
+
+class ExclusiveHold {
+ public:
+  explicit ExclusiveHold(Zef::RWLock& lock) : lock_(lock) { lock_.LockExclusive(); }
+  ExclusiveHold(const ExclusiveHold&) = delete;
+  ExclusiveHold& operator=(const ExclusiveHold&) = delete;
+  ~ExclusiveHold() { lock_.UnlockExclusive(); }
+
+ private:
+  Zef::RWLock& lock_;
+};
+
+}  // namespace
+
+void MUKInitialise(const MUKSettings& settings) { Database::Get().Initialise(settings); }
+void MUKShutdown() { Database::Get().Shutdown(); }
+void MUKIdle() { Database::Get().Idle(); }
+void MUKInternalWriteDatabase() { Database::Get().Write(); }
+
+Database& Database::Get() {
+  // Never destroyed: guards of late threads still ask whether it runs.
+  static Database& database = *new Database;
+  return database;
+}
+
+void Database::Initialise(const MUKSettings& settings) {
+  const std::lock_guard turn(lifecycle_);
+  if (initialised_) return;
+  {
+    const ExclusiveHold hold(lock_);
+    settings_ = settings;
+    settings_.productRoot = DatabaseFiles::AbsoluteRoot(settings.productRoot);
+    files_ = DatabaseFiles(settings_.productRoot, settings_.stepObserver);
+    lastChange_ = GetClock().Seconds();
+    if (settings_.services != nullptr) settings_.services->LoadBaseId(settings_);
+    ipc_ = std::make_unique<IpcLock>(settings_.pollMilliseconds);
+    ipc_->IpcStartup(settings_.productRoot);
+    files_.RemoveEmptyEditFolders();
+    initialised_ = true;
+  }
+  starter_ = std::make_unique<Zef::Thread>(LoadInBackground, nullptr);
+}
+
+void Database::Shutdown() {
+  const std::lock_guard turn(lifecycle_);
+  if (!initialised_) return;
+  writer_.reset();
+  starter_.reset();
+  const ExclusiveHold hold(lock_);
+  // What is dirty is ours: ownership is not given up before the write.
+  if (dirty_) Write();
+  initialised_ = false;
+  index_.Clear();
+  ipc_.reset();
+  loaded_ = false;
+  dirty_ = false;
+  mainStands_ = false;
+  changeMask_ = 0;
+  settings_ = MUKSettings();
+  files_ = DatabaseFiles();
+}
+
+void Database::Idle() {
+  if (!initialised_ || lock_.IsHeldByCaller() || idling_.exchange(true)) return;
+  {
+    const FlagScope idling(idling_);
+    const std::lock_guard turn(lifecycle_);
+    if (initialised_) IdleTurn();
+  }
+  // What was changed while others held the database is told here.
+  Notify();
+}
+
+void Database::IdleTurn() {
+  ipc_->IpcPoll();
+  if (!ipc_->HoldsWriteLock()) return;
+  const bool wanted = ipc_->OthersWaiting();
+  if (wanted && !dirty_ && writer_ == nullptr && HandOver()) return;
+  if (writer_ != nullptr && writer_->IsRunning()) return;
+  writer_.reset();
+  if (dirty_ && (wanted || lastChange_ + kQuietSeconds < GetClock().Seconds())) {
+    auto writer = std::make_unique<Zef::Thread>(MUKThread_WriteDatabaseLocal, nullptr, false);
+    if (writer->Start()) writer_ = std::move(writer);
+  }
+  if (settings_.services != nullptr) settings_.services->IdleTurn(settings_.enableStation);
+}
+
+bool Database::HandOver() {
+  if (!lock_.TryLockExclusive()) return false;
+  // A guard may have changed something since the caller looked.
+  if (!dirty_) ipc_->ReleaseWriteLock();
+  lock_.UnlockExclusive();
+  return true;
+}
+
+void Database::Notify() {
+  if (changeMask_ == 0 || !lock_.TryLockExclusive()) return;
+  const std::function<void(std::uint32_t)> change = settings_.change;
+  lock_.UnlockExclusive();
+  if (!lock_.IsFree()) return;
+  const std::uint32_t mask = changeMask_.exchange(0);
+  if (mask != 0 && change) change(mask);
+}
+
+void Database::MakeReady() {
+  ipc_->AcquireWriteLock();
+  // The files are asked too: a process that died may have replaced them without saying so.
+  if (!ipc_->HasChanged() && loaded_ && files_.MainStamp() == stamp_) return;
+  LoadIndex();
+}
+
+void Database::LoadIndex() {
+  // Set first: what the load calls takes guards of its own.
+  loaded_ = true;
+  try {
+    bool leftover = false;
+    if (!files_.Enabled()) {
+      index_.Clear();
+    } else if (!LoadFiles(&leftover) && settings_.allowRepair) {
+      leftover ? Recover() : Rebuild();
+    }
+  } catch (...) {
+    loaded_ = false;
+    throw;
+  }
+  const std::lock_guard state(stateLock_);
+  stamp_ = files_.MainStamp();
+}
+
+bool Database::LoadFiles(bool* leftover) {
+  bool main = false;
+  {
+    const FlagScope busy(busyFiles_);
+    mainStands_ = false;
+    main = files_.LoadMain(index_);
+    files_.Step("load: database tried");
+    if (!main && settings_.allowRepair && !settings_.archivesOnly) {
+      *leftover = files_.LoadLeftover(index_);
+    }
+  }
+  const std::lock_guard state(stateLock_);
+  mainStands_ = main;
+  if (dirty_) BackUpLocked();
+  return main;
+}
+
+void Database::Recover() {
+  ContentServices* const services = settings_.services;
+  if (services != nullptr) {
+    const auto all = index_.AllRecords();
+    for (MUKAsset* record : std::vector<MUKAsset*>(all.begin(), all.end())) {
+      if (record->IsPresent()) services->Verify(index_, *record);
+    }
+    files_.Step("recovery: records verified");
+    services->Scan(ContentArea::Local, index_, settings_);
+    services->Scan(ContentArea::Editing, index_, settings_);
+    files_.Step("recovery: folders scanned");
+  }
+  index_.Sort();
+  MarkChanged(kChangeGeneral);
+  Write();
+}
+
+void Database::Rebuild() {
+  if (ContentServices* const services = settings_.services) {
+    services->Scan(ContentArea::World, index_, settings_);
+    services->Scan(ContentArea::Trains, index_, settings_);
+    if (!settings_.archivesOnly) {
+      services->Scan(ContentArea::Local, index_, settings_);
+      services->Scan(ContentArea::Editing, index_, settings_);
+    }
+  }
+  index_.Sort();
+  MarkChanged(kChangeGeneral);
+}
+
+void Database::Write() {
+  {
+    const std::lock_guard state(stateLock_);
+    busyFiles_ = true;
+    dirty_ = false;
+  }
+  const bool written = files_.Write(index_);
+  if (written) {
+    ipc_->MarkChanged();
+    files_.Step("write: counted");
+  }
+  const std::lock_guard state(stateLock_);
+  busyFiles_ = false;
+  mainStands_ = written;
+  stamp_ = files_.MainStamp();
+  if (dirty_ && written) {
+    Zef::Trace("MUKInternalWriteDatabase> asset cache marked changed during write operation\n");
+    BackUpLocked();
+  }
+  if (written) return;
+  lastChange_ = GetClock().Seconds();
+  dirty_ = true;
+  changeMask_ |= kChangeGeneral;
+}
+
+void Database::BackUpLocked() {
+  // A file that was neither loaded nor written whole must not take the place of a backup.
+  if (!mainStands_) return;
+  mainStands_ = false;
+  files_.BackUp();
+  stamp_ = files_.MainStamp();
+}
+
+void Database::Touch() { lastChange_ = GetClock().Seconds(); }
+
+void Database::MarkChanged(std::uint32_t mask) {
+  lastChange_ = GetClock().Seconds();
+  const std::lock_guard state(stateLock_);
+  if (!dirty_.exchange(true) && !busyFiles_) BackUpLocked();
+  changeMask_ |= mask;
+}
+
+void Database::BeforeSave() {
+  if (settings_.services != nullptr) settings_.services->RefreshBaseId();
+}
+
+std::int64_t Database::UnixTime() { return GetClock().UnixTime(); }
+
+std::vector<PLID> Database::ReadObsoleteList(const MUKAsset& asset) {
+  if (settings_.services == nullptr) return {};
+  return settings_.services->ReadObsoleteList(asset);
+}
+
+PLID Database::NextLocalId() {
+  return settings_.services != nullptr ? settings_.services->NextLocalId(index_) : PLID();
+}
+
+const Zef::Clock& Database::GetClock() const {
+  return settings_.clock != nullptr ? *settings_.clock : Zef::RealClock();
+}

@@ -1,0 +1,258 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <bit>
+#include <csignal>
+#include <filesystem>
+
+#include "tests/database/IndexFixture.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestFiles.h"
+
+namespace {
+
+using Test::Asset;
+using Test::Hex;
+using Test::ReadWholeFile;
+using Test::RunInChild;
+using Test::TempFolder;
+using Test::Text;
+using Test::WriteWholeFile;
+using Test::Word;
+
+const std::string kNullId = Hex("FFFFFFFF FFFFFFFF");
+
+/// An index file by its parts; the texts are what an index of nothing has.
+struct Parts {
+  std::string records = Word(0);
+  std::string obsolete = Word(0) + kNullId;
+  std::string dependencies = Word(0) + Word(0);
+  std::string users = Word(0) + Word(0);
+  std::string configs = "HCS$" + Word(1) + Word(0) + Word(0);
+  std::string archives = Word(0) + Word(0);
+  std::string station = Word(1) + Word(0) + Hex("0000000000000000") + Word(0);
+  std::string closing = Word(0) + Word(1) + Word(0);
+
+  std::string Judged() const {
+    return records + obsolete + dependencies + users + configs + archives;
+  }
+  std::string File() const {
+    const std::string body = Judged() + station + closing;
+    return Hex("DBA2EBCE 13000000") + Word(12 + body.size()) + body;
+  }
+};
+
+/// Two records under one identifier and something in every table.
+Parts FullParts() {
+  const std::string id = Hex("07000000 05000006");  // user 5, content 7, version 3
+  const std::string noFlags = std::string(17, '\0');
+  Parts parts;
+  parts.records = Word(2);
+  parts.records += id + Text("TR;LOCO") + Text("Engine") + Text("") + Word(0) + Text("steam;big");
+  parts.records += Text("editing/e") + Text("i") + Text("local") + Text("trains/old");
+  parts.records += Hex("08000000 05000000");  // the map
+  parts.records += Hex("01 00 01 00 01 00 01 00  00 01 00 01 00 01 00 01  00");
+  parts.records += Word(4096) + Hex("00003040") + Hex("FA") + Hex("0102030405060708");
+  parts.records += Hex("1112131415161718") + Text("long") + Text("Mine");
+  parts.records += id + Word(0) + Text("second") + Word(0) + Word(0) + Word(0) + Word(0) + Word(0);
+  parts.records += Word(0) + Word(0) + kNullId + noFlags + Word(0xFFFFFFFF) + Word(0) + Hex("FF");
+  parts.records += std::string(16, '\0') + Word(0) + Text("");
+  // Replacement and old, by the hash of old: 197, 228, 231 modulo 97.
+  parts.obsolete = Word(0) + id + Hex("06000000 05000000") + id + Hex("07000000 05000002") + id +
+                   Hex("07000000 05000004") + kNullId;
+  parts.dependencies = Word(0) + Word(1) + id + Hex("06000000 05000000");
+  parts.users = Word(0) + Word(1) + Text("Ann") + Word(9) + Word(5);
+  parts.configs = "HCS$" + Word(1) + Word(0) + Word(10) + Word(6) + Hex("02 6B00 03") + "v" + '\0';
+  parts.archives = Word(0) + Word(1) + Word(1) + Hex("07") + Word(2) + Text("a/b.ja") + Text("b") +
+                   Word(3) + Word(1) + id + "eNIA";
+  parts.station = Word(1) + Text("stamp") + Hex("0500000000000000") + Word(1) + Text("http://x/");
+  parts.closing = Word(0) + Word(0x12345678) + Hex("0100C07F");
+  return parts;
+}
+
+class IndexFile : public testing::Test {
+ protected:
+  bool Load(const std::string& bytes) {
+    WriteWholeFile(path_, bytes);
+    return index_.Load(path_, &report_);
+  }
+  std::string Saved() {
+    EXPECT_TRUE(index_.Save(path_));
+    return ReadWholeFile(path_);
+  }
+
+  TempFolder folder_;
+  std::string path_ = folder_ / "assets.mkx";
+  MUKAssetIndex index_;
+  IndexLoadReport report_;
+};
+
+TEST_F(IndexFile, HoldsTheseBytes) {
+  EXPECT_EQ(Saved(), Parts().File());
+  EXPECT_EQ(Parts().File().size(), 100u);
+
+  Parts parts;
+  parts.records = Word(1) + kNullId + std::string(36, '\0') + kNullId +
+                  Hex("0001000000010000 0000000000000101 01") + Word(0xFFFFFFFF) + Word(0) +
+                  Hex("FF") + std::string(24, '\0');
+  index_.Add(MUKAsset());
+  EXPECT_EQ(Saved(), parts.File());
+  EXPECT_EQ(parts.File().size(), 202u);
+}
+
+TEST_F(IndexFile, LoadsEveryFieldAndSavesTheSameBytes) {
+  const std::string bytes = FullParts().File();
+  ASSERT_TRUE(Load(bytes));
+  EXPECT_EQ(report_.recordCount, 2u);
+  const PLID id(5, 7, 3);
+  const MUKAsset& first = *index_.Find(id);
+  const std::pair<const AssetText*, const char*> texts[] = {
+      {&first.category, "TR;LOCO"},    {&first.name, "Engine"},  {&first.keywords, "steam;big"},
+      {&first.editPath, "editing/e"},  {&first.installPath, "i"}, {&first.archiveName, "local"},
+      {&first.legacyPath, "trains/old"}, {&first.description, "long"}, {&first.userName, "Mine"}};
+  for (const auto& [field, expected] : texts) EXPECT_EQ(field->View(), expected);
+  EXPECT_TRUE(first.region.HasStorage());
+  EXPECT_FALSE(first.era.HasStorage());
+  EXPECT_EQ(first.mapId, PLID(5, 8, 0));
+  EXPECT_TRUE(first.Has(AssetFlag::Marked) && first.Has(AssetFlag::Faulty));
+  EXPECT_FALSE(first.Has(AssetFlag::Enabled) || first.Has(AssetFlag::PermitListing));
+  EXPECT_EQ(first.sizeBytes, 4096u);
+  EXPECT_EQ(first.build, 2.75f);
+  EXPECT_EQ(first.rating, 0xFA);
+  EXPECT_EQ(first.uploadTime, 0x0807060504030201u);
+  EXPECT_EQ(first.modifyTime, 0x1817161514131211u);
+  EXPECT_EQ(index_.Resolve({5, 7, 1}), id);
+  const IndexCompanions& sides = index_.Companions();
+  EXPECT_EQ(sides.dependencies.Pairs().at(0).dependency, PLID(5, 6, 0));
+  EXPECT_EQ(sides.users.entries.at(0).name, "Ann");
+  EXPECT_STREQ(sides.configCache.Tags().GetText("k").Text(), "v");
+  EXPECT_TRUE(sides.archives.Contains(id));
+  EXPECT_EQ(sides.station.urlQueue.at(0), "http://x/");
+  EXPECT_EQ(sides.storedValue, 0x12345678u);
+  EXPECT_EQ(std::bit_cast<std::uint32_t>(sides.storedFloat), 0x7FC00001u);
+
+  EXPECT_EQ(Saved(), bytes);
+  ASSERT_TRUE(index_.Load(path_, nullptr, {.keepConfigCache = false}));
+  EXPECT_EQ(index_.Count(), 2u) << "the tables behind a config cache that was moved past";
+}
+
+TEST_F(IndexFile, RefusesDamageAndSaysWhere) {
+  const std::string null = kNullId;
+  const struct {
+    const char* what;
+    std::string Parts::*part;
+    std::string bytes;
+    IndexDamage damage;
+  } cases[] = {
+      {"a record too many", &Parts::records, Word(5), IndexDamage::Records},
+      {"records beyond count", &Parts::records, Word(0x80000000), IndexDamage::Records},
+      {"obsolete circle", &Parts::obsolete,
+       Word(1) + Word(1) + Word(0) + Word(2) + Word(0) + Word(1) + Word(0) + Word(2) + Word(0) +
+           Word(1) + Word(0) + Word(2) + Word(0) + null,
+       IndexDamage::Obsolete},
+      {"obsolete old null", &Parts::obsolete, Word(0) + Word(1) + Word(0) + null + null,
+       IndexDamage::Obsolete},
+      {"dependency mode", &Parts::dependencies, Word(1) + Word(0), IndexDamage::Dependencies},
+      {"dependency count", &Parts::dependencies, Word(0) + Word(0x10000000),
+       IndexDamage::Dependencies},
+      {"null dependency", &Parts::dependencies, Word(0) + Word(1) + Word(1) + Word(0) + null,
+       IndexDamage::Dependencies},
+      {"user without profile", &Parts::users,
+       Word(0) + Word(1) + Text("x") + Word(0xFFFFFFFF) + Word(1), IndexDamage::UserNames},
+      {"user without name and id", &Parts::users,
+       Word(0) + Word(1) + Text("") + Word(1) + Word(0xFFFFFFFF), IndexDamage::UserNames},
+      {"config longer than file", &Parts::configs, "HCS$" + Word(1) + Word(0) + Word(0x7FFFFFFF),
+       IndexDamage::ConfigCache},
+      {"archive version", &Parts::archives, Word(0) + Word(1) + Word(2) + std::string(25, '\0'),
+       IndexDamage::Archives},
+      {"archive tail", &Parts::archives,
+       Word(0) + Word(1) + Word(1) + Hex("00") + Word(1) + Word(0) + Word(0) + Word(0) + Word(0) +
+           "eNIB",
+       IndexDamage::Archives},
+      {"archive of nothing", &Parts::archives,
+       Word(0) + Word(1) + Word(1) + Hex("00") + Word(1) + Word(0) + Word(0) + Word(0) + Word(1) +
+           null + "eNIA",
+       IndexDamage::Archives},
+  };
+  for (const auto& c : cases) {
+    Parts parts;
+    parts.*c.part = c.bytes;
+    EXPECT_FALSE(Load(parts.File())) << c.what;
+    EXPECT_EQ(report_.damage, c.damage) << c.what << ": " << IndexDamageText(report_.damage);
+    EXPECT_EQ(index_.Count(), 0u);
+  }
+
+  const struct {
+    std::size_t offset;
+    std::string bytes;
+    IndexDamage damage;
+  } headers[] = {{0, Hex("DC"), IndexDamage::BadMagic},   {4, Word(18), IndexDamage::BadVersion},
+                 {4, Word(20), IndexDamage::BadVersion},  {8, Word(101), IndexDamage::BadLength},
+                 {8, Hex("EBCEEDFE"), IndexDamage::BadLength}};
+  for (const auto& c : headers) {
+    EXPECT_FALSE(Load(Parts().File().replace(c.offset, c.bytes.size(), c.bytes)));
+    EXPECT_EQ(report_.damage, c.damage) << IndexDamageText(report_.damage);
+  }
+  EXPECT_FALSE(index_.Load(folder_ / "none", &report_));
+  EXPECT_EQ(report_.damage, IndexDamage::CannotOpen);
+}
+
+// What is cut anywhere before the station does not load, also with a length that agrees.
+TEST_F(IndexFile, CutAnywhereLoadsNothing) {
+  const std::string whole = FullParts().File();
+  const std::size_t judged = 12 + FullParts().Judged().size();
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    std::string cut = whole.substr(0, length);
+    if (length < 12 || length % 64 == 0) {
+      EXPECT_FALSE(Load(cut)) << length;
+    }
+    if (length < 12) continue;
+    cut.replace(8, 4, Word(length));
+    EXPECT_EQ(Load(cut), length >= judged) << length;
+    EXPECT_EQ(index_.Count(), length >= judged ? 2u : 0u) << length;
+  }
+}
+
+// Any word at an extreme, any byte turned round: loads or not, but stays in its bounds.
+TEST_F(IndexFile, SurvivesEveryWordAndByteTurnedRound) {
+  const std::string whole = FullParts().File();
+  std::size_t refused = 0;
+  for (std::size_t at = 12; at < whole.size(); ++at) {
+    for (const std::string& bytes :
+         {Word(at % 2 == 0 ? 0xFFFFFFFF : 0x10000), std::string(1, static_cast<char>(~whole[at]))}) {
+      std::string changed = whole;
+      changed.replace(at, std::min(bytes.size(), whole.size() - at), bytes, 0, whole.size() - at);
+      if (Load(changed)) continue;
+      EXPECT_EQ(index_.Count(), 0u);
+      ++refused;
+    }
+  }
+  EXPECT_GT(refused, whole.size() / 2);
+}
+
+TEST_F(IndexFile, FailedSaveKeepsTheOldFile) {
+  const std::string old = FullParts().File();
+  WriteWholeFile(path_, old);
+  for (int i = 0; i < 1000; ++i) index_.Add(Asset({1, i, 0}, "some asset of some length"));
+
+  std::filesystem::create_directory(path_ + ".saving");
+  EXPECT_FALSE(index_.Save(path_)) << "a folder is in the way";
+  std::filesystem::remove(path_ + ".saving");
+  EXPECT_FALSE(index_.Save(folder_ / "no/folder/assets.mkx"));
+  std::filesystem::permissions(path_, std::filesystem::perms::owner_read);
+  EXPECT_FALSE(index_.Save(path_)) << "the old file is read-only";
+  std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
+  const int full = RunInChild([this] {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit room{20000, 20000};
+    setrlimit(RLIMIT_FSIZE, &room);
+    return index_.Save(path_) ? 1 : 0;
+  });
+  EXPECT_EQ(full, 0) << "the device is full";
+  EXPECT_EQ(ReadWholeFile(path_), old);
+  EXPECT_FALSE(std::filesystem::exists(path_ + ".saving"));
+  EXPECT_TRUE(index_.Save(path_));
+}
+
+}  // namespace
