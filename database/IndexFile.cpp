@@ -184,7 +184,6 @@ bool MUKAssetIndex::ReadRecords(Zef::ByteReader& in) {
   if (in.Failed() || count > in.Remaining() / kSmallestRecord) return false;
   byId_.Reserve(count);
   allRecords_.reserve(count);
-  records_.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     MUKAsset& record = NextSlot();
     ReadRecord(in, record);

@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "database/IdTable.h"
+#include "database/IdMap.h"
 #include "database/IndexCompanions.h"
 #include "database/MUKAsset.h"
 #include "database/ObsoleteTable.h"
@@ -73,6 +73,8 @@ class MUKAssetIndex {
  public:
   static constexpr std::uint32_t kMagic = 0xCEEBA2DB;
   static constexpr std::uint32_t kVersion = 19;
+  /// The documented size of the identifier table, for reports. The table behind grows.
+  static constexpr std::uint32_t kReportedBuckets = 4093;
 
   /// The host is borrowed and may be null (a private index).
   explicit MUKAssetIndex(IndexHost* host = nullptr) : host_(host) {}
@@ -167,15 +169,16 @@ class MUKAssetIndex {
   std::vector<std::unique_ptr<MUKAsset[]>> chunks_;
   std::size_t usedInChunk_ = kChunk;
   std::size_t live_ = 0;
-  IdTable byId_;
+  IdMap<MUKAsset*> byId_;  // the first that arrived; later ones are chained behind it
   ObsoleteTable obsolete_;
   IndexCompanions companions_;
 
   // Orders, derived on demand under derivedLock_ unless their flag says they stand.
   mutable std::mutex derivedLock_;
   mutable std::vector<MUKAsset*> allRecords_;
-  mutable std::vector<MUKAsset*> records_;
-  mutable std::size_t unsorted_ = 0;  // leading entries of records_ that still want sorting
+  mutable std::vector<MUKAsset*> records_;  // empty until asked for
+  mutable bool recordsBuilt_ = false;
+  mutable std::size_t sortedCount_ = 0;  // leading entries of allRecords_ that the last sort saw
   mutable std::atomic<bool> ordersValid_{true};
   mutable std::atomic<bool> obsoleteBitsValid_{false};
 };

@@ -57,7 +57,7 @@ Thread::Thread(Function function, void* argument, bool start)
   if (start) Start();
 }
 
-Thread::Thread(std::shared_ptr<State> state, Function function, void* argument)
+Thread::Thread(const std::shared_ptr<State>& state, Function function, void* argument)
     : SyncObject(state), state_(state.get()), function_(function), argument_(argument) {}
 
 Thread::~Thread() {

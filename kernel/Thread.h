@@ -56,7 +56,7 @@ class Thread : public SyncObject {
  private:
   class State;
 
-  Thread(std::shared_ptr<State> state, Function function, void* argument);
+  Thread(const std::shared_ptr<State>& state, Function function, void* argument);
 
   State* state_;  // owned by the base
   Function function_;

@@ -4,12 +4,9 @@
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdio>
-
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TestFiles.h"
 
 // All parties are processes of their own, forked from a parent that never joins and has no
@@ -19,89 +16,63 @@ namespace {
 
 class Party {
  public:
-  explicit Party(const std::string& root) {
-    int down[2];
-    int up[2];
-    if (pipe(down) != 0 || pipe(up) != 0) std::abort();
-    process_ = fork();
-    if (process_ == 0) Serve(root, down[0], up[1]);
-    close(down[0]);
-    close(up[1]);
-    orders_ = down[1];
-    answers_ = up[0];
+  explicit Party(const std::string& root) : process_([&] { return Serve(root); }) {
     EXPECT_TRUE(Ask('p')) << "the party has not come up";
   }
-  Party(const Party&) = delete;
-  Party& operator=(const Party&) = delete;
-  ~Party() {
-    close(orders_);
-    close(answers_);
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-  }
 
-  void Order(char what) { EXPECT_EQ(write(orders_, &what, 1), 1); }
+  void Order(char what) { EXPECT_EQ(write(orders_.ends[1], &what, 1), 1); }
   bool HasAnswer(int timeout) {
-    pollfd ready{.fd = answers_, .events = POLLIN, .revents = 0};
+    pollfd ready{.fd = answers_.ends[0], .events = POLLIN, .revents = 0};
     return poll(&ready, 1, timeout) == 1;
   }
   bool Answer() {
     char answer = 0;
-    EXPECT_TRUE(HasAnswer(10000) && read(answers_, &answer, 1) == 1);
+    EXPECT_TRUE(HasAnswer(10000) && read(answers_.ends[0], &answer, 1) == 1);
     return answer == 'y';
   }
   bool Ask(char what) {
     Order(what);
     return Answer();
   }
-  /// Kills the process and leaves it a zombie.
-  void Kill() const {
-    kill(process_, SIGKILL);
-    siginfo_t ended{};
-    EXPECT_EQ(waitid(P_PID, static_cast<id_t>(process_), &ended, WEXITED | WNOWAIT), 0);
-  }
+  /// Leaves a zombie.
+  void Kill() { process_.Kill(); }
 
  private:
-  static bool Do(IpcLock* lock, char what) {
-    switch (what) {
-      case 'p':
-        return lock->IpcPoll(), true;
-      case 'a':
-        return lock->AcquireWriteLock(), lock->HoldsWriteLock();
-      case 'r':
-        return lock->ReleaseWriteLock(), !lock->HoldsWriteLock();
-      case 'c':
-        return lock->MarkChanged(), true;
-      case 's':
-        return lock->IpcShutdown(), !lock->HoldsWriteLock();
-      case 'H':
-        return lock->HasChanged();
-      case 'W':
-        return lock->HoldsWriteLock();
-      case 'O':
-        return lock->OthersWaiting();
-      case 'M':
-        return lock->IsMaster();
-      default:
-        _exit(1);
+  struct Pipe {
+    int ends[2] = {-1, -1};
+    Pipe() { EXPECT_EQ(pipe(ends), 0); }
+    ~Pipe() {
+      close(ends[0]);
+      close(ends[1]);
     }
+  };
+
+  static bool Do(IpcLock* lock, char what) {
+    if (what == 'p') lock->IpcPoll();
+    if (what == 'a') lock->AcquireWriteLock();
+    if (what == 'r') lock->ReleaseWriteLock();
+    if (what == 'c') lock->MarkChanged();
+    if (what == 's') lock->IpcShutdown();
+    if (what == 'H') return lock->HasChanged();
+    if (what == 'O') return lock->OthersWaiting();
+    if (what == 'M') return lock->IsMaster();
+    return what == 'p' || what == 'c' || lock->HoldsWriteLock() == (what == 'a' || what == 'W');
   }
 
-  [[noreturn]] static void Serve(const std::string& root, int orders, int answers) {
-    alarm(60);
+  int Serve(const std::string& root) {
     IpcLock lock(2);
     lock.IpcStartup(root);
     lock.IpcStartup(root);
-    for (char what = 0; read(orders, &what, 1) == 1;) {
+    for (char what = 0; read(orders_.ends[0], &what, 1) == 1;) {
       const char answer = Do(&lock, what) ? 'y' : 'n';
-      if (write(answers, &answer, 1) != 1) break;
+      if (write(answers_.ends[1], &answer, 1) != 1) break;
     }
-    _exit(0);
+    return 0;
   }
 
-  pid_t process_;
-  int orders_ = -1;
-  int answers_ = -1;
+  Pipe orders_;
+  Pipe answers_;
+  ::Test::ChildProcess process_;  // after the pipes that it inherits
 };
 
 class IpcLockTest : public testing::Test {
@@ -132,37 +103,21 @@ TEST_F(IpcLockTest, HandsTheDatabaseOver) {
   EXPECT_FALSE(c.Ask('H')) << "changes before it came are not news";
 }
 
-TEST_F(IpcLockTest, DeadWriterIsStruckOutBeforeItIsCollected) {
+// Neither of the dead is collected: both are zombies while the others go on.
+TEST_F(IpcLockTest, DeadWriterAndDeadMasterHoldNobodyUp) {
   Party master(Root());
   Party writer(Root());
   Party waiter(Root());
   EXPECT_TRUE(writer.Ask('a'));
   waiter.Order('a');
-  EXPECT_FALSE(waiter.HasAnswer(50));
   writer.Kill();
   EXPECT_FALSE(waiter.HasAnswer(50)) << "it is the master's to strike it out";
-  EXPECT_TRUE(master.Ask('p'));
-  EXPECT_TRUE(waiter.Answer());
-}
-
-TEST_F(IpcLockTest, WaiterSucceedsADeadMasterThatWasTheWriter) {
-  Party master(Root());
-  Party waiter(Root());
-  EXPECT_TRUE(master.Ask('a'));
+  EXPECT_TRUE(master.Ask('p') && waiter.Answer());
+  EXPECT_TRUE(waiter.Ask('r') && master.Ask('a'));
   waiter.Order('a');
   EXPECT_FALSE(waiter.HasAnswer(50));
   master.Kill();
   EXPECT_TRUE(waiter.Answer() && waiter.Ask('M'));
-}
-
-TEST_F(IpcLockTest, DeadWaiterDoesNotBlockAnybody) {
-  Party a(Root());
-  Party b(Root());
-  EXPECT_TRUE(a.Ask('a'));
-  b.Order('a');
-  while (!a.Ask('O')) usleep(1000);
-  b.Kill();
-  EXPECT_TRUE(a.Ask('r') && a.Ask('a'));
 }
 
 TEST_F(IpcLockTest, LeavingGivesUpEverything) {
@@ -178,11 +133,18 @@ TEST_F(IpcLockTest, LeavingGivesUpEverything) {
 }
 
 TEST_F(IpcLockTest, RootsAreApartAndAnEmptyOneIsAlone) {
+  const std::string old = std::filesystem::current_path().string();
+  const std::string stale = folder_ / "09731AC6-B611-4e2a-B181-578073F64F24-ipc";
+  ::Test::WriteWholeFile(stale, "x");
+  std::filesystem::current_path(folder_.Path());
   const ::Test::TempFolder other;
-  Party a(Root());
-  Party b(other.Path().string());
   Party none(std::string{});
   Party none2(std::string{});
+  EXPECT_TRUE(std::filesystem::exists(stale)) << "without a root no file is touched";
+  Party a(Root());
+  EXPECT_FALSE(std::filesystem::exists(stale)) << "the first process cleans up";
+  std::filesystem::current_path(old);
+  Party b(other.Path().string());
   for (Party* party : {&a, &b, &none, &none2}) {
     EXPECT_TRUE(party->Ask('M') && party->Ask('a') && party->Ask('c'));
     EXPECT_TRUE(!party->Ask('H') && !party->Ask('O') && party->Ask('r'));
@@ -190,43 +152,24 @@ TEST_F(IpcLockTest, RootsAreApartAndAnEmptyOneIsAlone) {
   Forget(other);
 }
 
-TEST_F(IpcLockTest, FirstProcessRemovesTheStaleFile) {
-  const std::string stale = folder_ / "09731AC6-B611-4e2a-B181-578073F64F24-ipc";
-  const std::string old = std::filesystem::current_path().string();
-  std::filesystem::current_path(folder_.Path());
-  ::Test::WriteWholeFile(stale, "x");
-  { const Party alone(std::string{}); }
-  EXPECT_TRUE(std::filesystem::exists(stale)) << "without a root no file is touched";
-  { const Party first(Root()); }
-  std::filesystem::current_path(old);
-  EXPECT_FALSE(std::filesystem::exists(stale));
-}
-
 // A folder stands while one holds the lock, and nobody else may find it.
 TEST_F(IpcLockTest, NoTwoProcessesEverWriteTogether) {
   const std::string held = folder_ / "held";
-  std::vector<pid_t> workers;
-  for (int i = 0; i < 4; ++i) {
-    const pid_t worker = fork();
-    if (worker == 0) {
-      IpcLock lock(1);
-      lock.IpcStartup(Root());
-      for (int round = 0; round < 100; ++round) {
-        lock.AcquireWriteLock();
-        const bool alone = mkdir(held.c_str(), 0700) == 0;
-        usleep(50);
-        if (!alone || rmdir(held.c_str()) != 0) _exit(1);
-        lock.ReleaseWriteLock();
-      }
-      _exit(0);
+  const auto work = [&] {
+    IpcLock lock(1);
+    lock.IpcStartup(Root());
+    for (int round = 0; round < 100; ++round) {
+      lock.AcquireWriteLock();
+      const bool alone = mkdir(held.c_str(), 0700) == 0;
+      usleep(50);
+      if (!alone || rmdir(held.c_str()) != 0) return 1;
+      lock.ReleaseWriteLock();
     }
-    workers.push_back(worker);
-  }
-  for (const pid_t worker : workers) {
-    int status = -1;
-    EXPECT_EQ(waitpid(worker, &status, 0), worker);
-    EXPECT_EQ(status, 0);
-  }
+    return 0;
+  };
+  ::Test::ChildProcess first(work);
+  ::Test::ChildProcess second(work);
+  EXPECT_EQ(first.Wait() + second.Wait() + ::Test::RunInChild(work), 0);
 }
 
 }  // namespace

@@ -1,61 +1,26 @@
+#include "kernel/platform/System.h"
+
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
 
 #include "kernel/platform/SharedBlock.h"
-#include "kernel/platform/System.h"
+#include "tests/support/ChildProcess.h"
 
 namespace Zef::Platform {
 namespace {
 
-// Ends as a zombie: it is not waited for before Collect.
-template <typename Body>
-pid_t EndedChild(Body body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    body();
-    _exit(0);
-  }
-  siginfo_t ended{};
-  EXPECT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
-  return child;
-}
-
-void Collect(pid_t child) { EXPECT_EQ(waitpid(child, nullptr, 0), child); }
-
 TEST(PlatformSystem, AnEndedProcessIsDeadBeforeItsParentCollectsIt) {
-  EXPECT_TRUE(IsProcessAlive(CurrentProcessId()));
-  EXPECT_TRUE(IsProcessAlive(1));
-  const pid_t child = EndedChild([] {});
+  EXPECT_TRUE(IsProcessAlive(CurrentProcessId()) && IsProcessAlive(1));
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  siginfo_t ended{};
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
   EXPECT_EQ(kill(child, 0), 0) << "the signal test alone takes it for alive";
   EXPECT_FALSE(IsProcessAlive(static_cast<ProcessId>(child)));
-  Collect(child);
-  EXPECT_FALSE(IsProcessAlive(static_cast<ProcessId>(child)));
-  for (const ProcessId none : {0U, 0x7FFFFFFFU, 0xFFFFFFFFU}) EXPECT_FALSE(IsProcessAlive(none));
-}
-
-TEST(PlatformSystem, SleepLastsAsLongAsAsked) {
-  const std::uint64_t start = MonotonicTicks();
-  SleepMilliseconds(20);
-  EXPECT_GE(MonotonicTicks() - start, MonotonicFrequency() / 50);
-}
-
-TEST(PlatformSystem, EnvironmentTellsEmptyFromMissing) {
-  setenv("QUARLE_TEST_VALUE", "", 1);
-  std::string value = "old";
-  EXPECT_TRUE(GetEnvironment("QUARLE_TEST_VALUE", &value));
-  EXPECT_EQ(value, "");
-  unsetenv("QUARLE_TEST_VALUE");
-  EXPECT_FALSE(GetEnvironment("QUARLE_TEST_VALUE", &value));
-}
-
-TEST(PlatformSystem, ModulePathIsWhereThisCodeLies) {
-  const std::string path = ModulePath();
-  EXPECT_EQ(path.front(), '/');
-  EXPECT_EQ(access(path.c_str(), X_OK), 0) << path;
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+  for (const ProcessId none : {static_cast<ProcessId>(child), 0U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+    EXPECT_FALSE(IsProcessAlive(none)) << none;
+  }
 }
 
 TEST(PlatformSystem, LibrariesLoadByPathOnly) {
@@ -63,11 +28,9 @@ TEST(PlatformSystem, LibrariesLoadByPathOnly) {
   EXPECT_FALSE(Library("libm.so.6", &error)) << "the loader's own path must not be searched";
   EXPECT_NE(error, "");
   EXPECT_EQ(Library().Symbol("cos"), nullptr);
-  Library first("/lib/x86_64-linux-gnu/libm.so.6", nullptr);
-  Library second(std::move(first));
-  ASSERT_TRUE(second);
-  EXPECT_NE(second.Symbol("cos"), nullptr);
-  EXPECT_EQ(second.Symbol("no_such_name"), nullptr);
+  const Library library("/lib/x86_64-linux-gnu/libm.so.6", nullptr);
+  EXPECT_TRUE(library.Symbol("cos") != nullptr && library.Symbol("no_such_name") == nullptr);
+  EXPECT_EQ(access(ModulePath().c_str(), X_OK), 0) << ModulePath();
 }
 
 TEST(PlatformSystemDeathTest, TrapSaysWhyAndStopsAsABreakpoint) {
@@ -76,12 +39,9 @@ TEST(PlatformSystemDeathTest, TrapSaysWhyAndStopsAsABreakpoint) {
 
 class SharedBlockTest : public testing::Test {
  protected:
-  SharedBlockTest() : name_("/quarle-test-" + std::to_string(getpid())) {
-    shm_unlink(name_.c_str());
-  }
   ~SharedBlockTest() override { shm_unlink(name_.c_str()); }
 
-  std::string name_;
+  const std::string name_ = "/quarle-test-" + std::to_string(getpid());
 };
 
 TEST_F(SharedBlockTest, OpenersSeeTheSameBytes) {
@@ -103,29 +63,25 @@ TEST_F(SharedBlockTest, SlotsExcludeByKindAndNumber) {
   EXPECT_TRUE(a->LockExclusive(0, false));
   EXPECT_FALSE(a->IsLockedByOthers(0)) << "one's own slot is no one else's";
   EXPECT_TRUE(b->IsLockedByOthers(0));
-  EXPECT_FALSE(b->LockExclusive(0, false));
-  EXPECT_FALSE(b->LockShared(0, false));
+  EXPECT_TRUE(!b->LockExclusive(0, false) && !b->LockShared(0, false));
   EXPECT_TRUE(b->LockExclusive(1, false)) << "slots are apart";
   a->Unlock(0);
-  EXPECT_TRUE(b->LockShared(0, false));
-  EXPECT_TRUE(a->LockShared(0, false));
+  EXPECT_TRUE(b->LockShared(0, false) && a->LockShared(0, false));
   EXPECT_FALSE(a->LockExclusive(0, false));
-  EXPECT_TRUE(a->LockExclusive(far, false));
-  EXPECT_TRUE(b->IsLockedByOthers(far));
+  EXPECT_TRUE(a->LockExclusive(far, false) && b->IsLockedByOthers(far));
 }
 
 TEST_F(SharedBlockTest, DeathFreesSlotsBeforeTheProcessIsCollected) {
   const auto block = SharedBlock::Open(name_, 16);
-  const pid_t child = EndedChild([&] {
+  auto* const word = static_cast<std::uint32_t*>(block->Data());
+  const ::Test::ChildProcess child([&] {
     const auto own = SharedBlock::Open(name_, 16);
-    if (!own->LockExclusive(7, false)) _exit(1);
-    static_cast<std::uint32_t*>(own->Data())[0] = 7;
-    raise(SIGKILL);
+    *static_cast<std::uint32_t*>(own->Data()) = own->LockExclusive(7, false) ? 7 : 0;
+    return raise(SIGKILL);
   });
-  EXPECT_EQ(static_cast<std::uint32_t*>(block->Data())[0], 7U);
-  EXPECT_FALSE(block->IsLockedByOthers(7));
-  EXPECT_TRUE(block->LockExclusive(7, true));
-  Collect(child);
+  child.AwaitEnd();
+  EXPECT_EQ(*word, 7U);
+  EXPECT_TRUE(!block->IsLockedByOthers(7) && block->LockExclusive(7, true));
 }
 
 }  // namespace

@@ -91,6 +91,9 @@ TEST(PairCoder, RoundTripsAllTexturesAndLengths) {
       ASSERT_LT(coded.size(), length);
       EXPECT_EQ(Decode(coded, length), source);
       EXPECT_EQ(Decode(coded, length - 1), std::nullopt);
+      Bytes damaged = coded;
+      for (int i = 0; i < 3; i++) damaged[random() % damaged.size()] ^= random() % 255 + 1;
+      EXPECT_NE(Decode(damaged, length), source);
     }
   }
   EXPECT_GT(shrunk, 20);
