@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "tests/apps/QuarleProgram.h"
 
 namespace {
@@ -53,6 +55,7 @@ void FillTables(MUKAssetIndex& index) {
   companions.station.urlQueue.emplace_back();
   companions.station.urlQueue.back() = "http://x";
   companions.storedValue = 77;
+  companions.storedFloat = std::numeric_limits<float>::infinity();
 }
 
 TEST_F(IndexCommands, ShowGivesEveryFieldAndTable) {
@@ -102,6 +105,15 @@ TEST_F(IndexCommands, ShowGivesEveryFieldAndTable) {
   EXPECT_EQ(shown["archives"][0]["assets"], json({"<plid:1:1>"}));
   EXPECT_EQ(shown["station"]["urlQueue"], json({"http://x"}));
   EXPECT_EQ(shown["storedValue"], 77);
+  EXPECT_EQ(shown["storedFloat"], nullptr);
+
+  const std::string text = Run("index show i.mkx").out;
+  for (const char* part :
+       {"Records (2)\n  <plid2:1:2:3> ", "mine", "Obsolete (1)\n  <plid2:1:2:1> -> <plid2:1:2:3>",
+        "<plid2:1:2:3> needs <plid:1:1>", "-7         someone", "Cached configs (1)",
+        "content, 1 asset,", "http://x"}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part;
+  }
 }
 
 // A name from a downloaded index must not reach the terminal as a command.

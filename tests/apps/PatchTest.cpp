@@ -96,6 +96,21 @@ TEST_F(Patching, PutsTheCopyBackWhenThePluginFails) {
   }
 }
 
+// Beside the program, then where both are installed; a program without one says so.
+TEST_F(Patching, FindsThePluginThatBelongsToTheProgram) {
+  fs::create_directory(temp_ / "bin");
+  fs::copy(QUARLE_PATH, temp_ / "bin/quarle");
+  const std::string diff = "bin/quarle diff old new set";
+  const Outcome none = Shell(diff);
+  EXPECT_EQ(none.status, 1);
+  EXPECT_NE(none.err.find("--plugin"), std::string::npos) << none.err;
+  fs::create_directories(temp_ / "lib/quarle");
+  fs::copy(GNE_D_PATH, temp_ / "lib/quarle/gne_d.so");
+  EXPECT_EQ(Shell(diff).status, 0);
+  fs::copy(FAKE_PLUGIN_PATH, temp_ / "bin/gne_d.so");
+  EXPECT_EQ(Shell(diff).status, 1);  // its Diff always fails
+}
+
 TEST_F(Patching, OtherNamesAndColonsInFoldersWork) {
   fs::rename(temp_ / "old", temp_ / "local:old");
   fs::rename(temp_ / "local:old/assets.mkx", temp_ / "local:old/x.mkx");
