@@ -31,7 +31,7 @@ class IndexHost;
 namespace Zef {
 class ByteReader;
 class File;
-}
+}  // namespace Zef
 
 /// Kinds of change, as bits of a mask.
 inline constexpr std::uint32_t kChangeGeneral = 1;
@@ -58,9 +58,9 @@ const char* IndexDamageText(IndexDamage damage);
 
 struct IndexLoadReport {
   IndexDamage damage = IndexDamage::None;
-  std::uint64_t offset = 0;      ///< where reading stopped
-  std::uint64_t fileSize = 0;    ///< as read, compressed files unpacked
-  std::uint32_t version = 0;     ///< as stored
+  std::uint64_t offset = 0;    ///< where reading stopped
+  std::uint64_t fileSize = 0;  ///< as read, compressed files unpacked
+  std::uint32_t version = 0;   ///< as stored
   std::uint64_t storedLength = 0;
   std::uint32_t recordCount = 0;  ///< as stored
 };

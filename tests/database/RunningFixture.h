@@ -33,17 +33,6 @@ inline std::string RunningNames() {
   return guard.IsHeld() ? Names(Database::Get().Index()) : "not running";
 }
 
-/// Writes an index file with records of these one-letter names.
-inline void WriteIndex(const std::string& path, std::string_view letters) {
-  MUKAssetIndex index;
-  int content = 0;
-  for (const char letter : letters) {
-    index.Add(Asset({1, ++content, 0}, std::string(1, letter).c_str()));
-  }
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  ASSERT_TRUE(index.Save(path));
-}
-
 /// Waits for what another thread or process is about to do.
 template <typename Condition>
 bool Eventually(Condition condition) {
@@ -64,6 +53,24 @@ class RunningTest : public testing::Test {
   ~RunningTest() override {
     MUKShutdown();
     shm_unlink(IpcLock::BlockName(folder_.Path().string()).c_str());
+  }
+
+  /// Makes an index file with records of these one-letter names; "x" a damaged one, "-" none.
+  void Lay(const char* name, std::string_view letters) const {
+    std::filesystem::remove_all(folder_ / name);
+    if (letters == "-") return;
+    WriteWholeFile(folder_ / name, "damaged");
+    if (letters == "x") return;
+    MUKAssetIndex index;
+    for (int i = 0; i < static_cast<int>(letters.size()); ++i) {
+      index.Add(Asset({1, i, 0}, std::string(letters.substr(i, 1)).c_str()));
+    }
+    ASSERT_TRUE(index.Save(folder_ / name));
+  }
+  void Lay(const char* main, const char* temporary, const char* backup) const {
+    Lay(kMain, main);
+    Lay(kTemporary, temporary);
+    Lay(kBackup, backup);
   }
 
   /// Starts and waits for the load.
