@@ -11,6 +11,8 @@
 
 #include <string>
 
+#include "plugin/PatchSetReader.h"
+
 /// Writes the set that leads from `oldRoot` + `indexName` to `newRoot` + `indexName` into
 /// `outputRoot` + "data/". False when an index does not load or a file cannot be written.
 [[nodiscard]] bool MakePatchSet(const std::string& indexName, const std::string& oldRoot,
@@ -21,8 +23,3 @@
 /// True once the set was applied, also when the save then fails.
 [[nodiscard]] bool ApplyPatchSet(const std::string& indexName, const std::string& indexRoot,
                                  const std::string& patchRoot);
-
-/// What the three files of a set are called behind the index name.
-inline constexpr const char* kAddExtension = ".MUKAdd";
-inline constexpr const char* kDeleteExtension = ".MUKDel";
-inline constexpr const char* kPatchExtension = ".MUKPatch";

@@ -4,6 +4,7 @@
 
 #include "kernel/KernelBoot.h"
 #include "kernel/standard/StringPool.h"
+#include "kernel/standard/Task.h"
 
 namespace Zef {
 namespace {
@@ -15,6 +16,7 @@ using BootStep = void (*)();
 constexpr BootStep kBootSteps[] = {
     KernelBoot,
     StringPool::Create,
+    TaskSystem::Create,
 };
 
 constinit std::atomic<bool> started{false};

@@ -41,8 +41,7 @@ constexpr const char* kStatusTable[] = {
     "RES_SUBSTNOTFOUND",
     "Subst not found",
     "RES_FILEALREADYEXISTS",
-    "File already exists"
-    "RES_READONLY",
+    "File already existsRES_READONLY",
     "File is read-only",
     nullptr,
 };
@@ -87,6 +86,7 @@ File::~File() {
   } catch (...) {
     // Who wants to know whether the last bytes arrived calls Close.
   }
+  ReleaseHandle();
   BlockAllocator::Free(buffer_);
 }
 
@@ -241,8 +241,8 @@ void File::FinishOnDisk() {
   // After a failed write the content is not what was meant, and must not pass for it.
   if (FileMode::IsCompressing(mode_) && !writeFailed_) CompressFile(origin_.handle, origin_.name);
   const bool closed = Platform::CloseFile(std::exchange(origin_.handle, Platform::kNoFile));
-  if (!closed && (mode_ & FileMode::kWriteMask) != 0)
-    RaiseFileEx("WriteBuffer(void) Writing failed");
+  const bool written = (mode_ & FileMode::kWriteMask) != 0;
+  if (written && !closed) RaiseFileEx("WriteBuffer(void) Writing failed");
 }
 
 void File::ReleaseHandle() {

@@ -6,12 +6,17 @@
 #include <unistd.h>
 
 #include "kernel/platform/FileSystem.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TestFiles.h"
 
 namespace Zef::Platform {
 namespace {
 
 namespace fs = std::filesystem;
+
+std::string Make(const ::Test::TempFolder& folder, const char* name, const char* content) {
+  ::Test::WriteWholeFile(folder / name, content);
+  return folder / name;
+}
 
 OpenError TryOpen(const std::string& path, const OpenOptions& options) {
   OpenError error = OpenError::Failed;
@@ -32,8 +37,8 @@ void MakeSocket(const std::string& path) {
 
 // A pipe must neither hang the caller nor pass for a file.
 TEST(PlatformFile, OpenAnswersByWhatStandsThere) {
-  const TemporaryFolder folder;
-  folder.Write("file", "x");
+  const ::Test::TempFolder folder;
+  Make(folder, "file", "x");
   fs::create_directory(folder / "sub");
   ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
   MakeSocket(folder / "socket");
@@ -44,7 +49,7 @@ TEST(PlatformFile, OpenAnswersByWhatStandsThere) {
     OpenError expected;
   } cases[] = {
       {folder / "file", {}, OpenError::None},
-      {folder.Path() + "\\sub\\..\\file", {.write = true}, OpenError::None},
+      {folder.Path().string() + "\\sub\\..\\file", {.write = true}, OpenError::None},
       {"/dev/null", {.write = true}, OpenError::None},
       {folder / "sub", {}, OpenError::NotFound},
       {folder / "sub", {.write = true, .creation = Creation::Truncate}, OpenError::NotFound},
@@ -57,15 +62,15 @@ TEST(PlatformFile, OpenAnswersByWhatStandsThere) {
       {folder / "no/where", {.write = true, .creation = Creation::CreateNew}, OpenError::NotFound},
       {folder / "file", {.write = true, .creation = Creation::CreateNew}, OpenError::AlreadyExists},
       {std::string(), {}, OpenError::NotFound},
-      {folder.Path() + std::string("/file\0tail", 10), {}, OpenError::NotFound},
-      {folder.Path() + std::string(4096, '/') + "file", {}, OpenError::NotFound},
+      {folder.Path().string() + std::string("/file\0tail", 10), {}, OpenError::NotFound},
+      {folder.Path().string() + std::string(4096, '/') + "file", {}, OpenError::NotFound},
   };
   for (const auto& c : cases) EXPECT_EQ(TryOpen(c.path, c.options), c.expected) << c.path;
 }
 
 TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
-  const TemporaryFolder folder;
-  const std::string path = folder.Write("file", "x");
+  const ::Test::TempFolder folder;
+  const std::string path = Make(folder, "file", "x");
   const auto any = Sharing::Anything;
   const auto denyWrite = Sharing::DenyWrite;
   const auto denyAll = Sharing::DenyAll;
@@ -92,8 +97,8 @@ TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
 }
 
 TEST(PlatformFile, RefusedTruncationLosesNothing) {
-  const TemporaryFolder folder;
-  const std::string path = folder.Write("file", "precious");
+  const ::Test::TempFolder folder;
+  const std::string path = Make(folder, "file", "precious");
   OpenOptions empty{.write = true, .creation = Creation::Truncate, .sharing = Sharing::DenyAll};
   const FileHandle reader = OpenFile(path, {.sharing = Sharing::DenyWrite});
   EXPECT_EQ(TryOpen(path, empty), OpenError::Refused);
@@ -105,7 +110,7 @@ TEST(PlatformFile, RefusedTruncationLosesNothing) {
 }
 
 TEST(PlatformFile, TransfersStopAtTheEndAndRefuseImpossibleOffsets) {
-  const TemporaryFolder folder;
+  const ::Test::TempFolder folder;
   const FileHandle file = OpenFile(folder / "f", {.write = true, .creation = Creation::CreateNew});
   EXPECT_EQ(WriteAt(file, "abcdef", 6, 10), 6);
   EXPECT_EQ(FileSize(file), 16);
@@ -116,7 +121,7 @@ TEST(PlatformFile, TransfersStopAtTheEndAndRefuseImpossibleOffsets) {
   EXPECT_EQ(ReadAt(file, text, sizeof text, 16), 0);
   EXPECT_EQ(ReadAt(file, text, sizeof text, UINT64_MAX - 3), -1);
   EXPECT_FALSE(SetFileSize(file, UINT64_MAX));
-  EXPECT_TRUE(SetFileSize(file, 11) && FlushFile(file) && FlushFolder(folder.Path()));
+  EXPECT_TRUE(SetFileSize(file, 11) && FlushFile(file) && FlushFolder(folder.Path().string()));
   EXPECT_EQ(FileSize(file), 11);
   EXPECT_TRUE(CloseFile(file));
   EXPECT_EQ(ReadAt(file, text, 1, 0), -1);
@@ -127,9 +132,9 @@ TEST(PlatformFile, TransfersStopAtTheEndAndRefuseImpossibleOffsets) {
 }
 
 TEST(PlatformFile, RenamesNeverLoseAFile) {
-  const TemporaryFolder folder;
-  const std::string a = folder.Write("a", "1");
-  const std::string b = folder.Write("b", "2");
+  const ::Test::TempFolder folder;
+  const std::string a = Make(folder, "a", "1");
+  const std::string b = Make(folder, "b", "2");
   EXPECT_FALSE(Rename(a, b));
   fs::create_hard_link(a, folder / "A");
   EXPECT_FALSE(Rename(a, folder / "A")) << "two names of one file are two entries here";
@@ -146,8 +151,8 @@ TEST(PlatformFile, RenamesNeverLoseAFile) {
 }
 
 TEST(PlatformFile, InfoTellsLinksFromTheirTargets) {
-  const TemporaryFolder folder;
-  const std::string path = folder.Write("file", "four");
+  const ::Test::TempFolder folder;
+  const std::string path = Make(folder, "file", "four");
   fs::create_symlink("file", folder / "link");
   EXPECT_TRUE(SetReadOnly(path, true));
   FileInfo file;

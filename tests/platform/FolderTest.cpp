@@ -4,30 +4,35 @@
 #include <unistd.h>
 
 #include "kernel/platform/FileSystem.h"
-#include "tests/platform/TemporaryFolder.h"
+#include "tests/support/TestFiles.h"
 
 namespace Zef::Platform {
 namespace {
 
 namespace fs = std::filesystem;
 
+std::string Make(const ::Test::TempFolder& folder, const char* name, const char* content) {
+  ::Test::WriteWholeFile(folder / name, content);
+  return folder / name;
+}
+
 TEST(PlatformFolder, ListsInAnOrderThatRepeats) {
-  const TemporaryFolder folder;
-  for (const char* name : {"b", "B", "a_", "aZ", "ab", ".x"}) folder.Write(name, "");
+  const ::Test::TempFolder folder;
+  for (const char* name : {"b", "B", "a_", "aZ", "ab", ".x"}) Make(folder, name, "");
   std::vector<std::string> names = {"stale"};
-  ASSERT_TRUE(ListFolder(folder.Path(), &names));
+  ASSERT_TRUE(ListFolder(folder.Path().string(), &names));
   EXPECT_EQ(names, (std::vector<std::string>{".x", "a_", "ab", "aZ", "B", "b"}));
   EXPECT_FALSE(ListFolder(folder / "b", &names));
   EXPECT_FALSE(ListFolder("", &names));
 }
 
 TEST(PlatformFolder, ResolveCaseFindsTheSpellingOnDisk) {
-  const TemporaryFolder folder;
+  const ::Test::TempFolder folder;
   fs::create_directories(folder / "Settings/Sub");
-  folder.Write("Settings/plid.TXT", "");
+  Make(folder, "Settings/plid.TXT", "");
   fs::create_directory(folder / "Twin");
   fs::create_directory(folder / "TWIN");
-  folder.Write("Twin/only", "");
+  Make(folder, "Twin/only", "");
   fs::create_symlink("nowhere", folder / "Dangling");
   const struct {
     const char* relative;
@@ -45,17 +50,17 @@ TEST(PlatformFolder, ResolveCaseFindsTheSpellingOnDisk) {
       {"", ""},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(ResolveCase(folder.Path(), c.relative), folder / c.expected) << c.relative;
+    EXPECT_EQ(ResolveCase(folder.Path().string(), c.relative), folder / c.expected) << c.relative;
   }
   EXPECT_EQ(ResolveCase("", "no-such-entry"), "no-such-entry") << "an empty root is not \"/\"";
 }
 
 TEST(PlatformFolder, MakesAllLevelsButNotThroughAFile) {
-  const TemporaryFolder folder;
-  EXPECT_TRUE(MakeFolders(folder.Path() + "\\a\\b/c/"));
+  const ::Test::TempFolder folder;
+  EXPECT_TRUE(MakeFolders(folder.Path().string() + "\\a\\b/c/"));
   EXPECT_TRUE(MakeFolders(folder / "a/b/c"));
   EXPECT_TRUE(IsFolder(folder / "a/b/c"));
-  folder.Write("file", "");
+  Make(folder, "file", "");
   EXPECT_FALSE(MakeFolders(folder / "file"));
   EXPECT_FALSE(MakeFolders(folder / "file/below"));
   EXPECT_FALSE(MakeFolders(""));
@@ -68,13 +73,13 @@ class DeleteTreeTest : public testing::Test {
   DeleteTreeTest() {
     fs::create_directories(folder_ / "outside/kept");
     fs::create_directories(folder_ / "root/a/b");
-    folder_.Write("root/a/b/file", "x");
+    Make(folder_, "root/a/b/file", "x");
     fs::create_directory_symlink("../../outside", folder_ / "root/a/link");
   }
 
   bool OutsideStands() const { return Exists(folder_ / "outside/kept"); }
 
-  TemporaryFolder folder_;
+  ::Test::TempFolder folder_;
 };
 
 TEST_F(DeleteTreeTest, RemovesLinksAndNeverFollowsThem) {

@@ -59,7 +59,7 @@ TEST(PluginExports, TouchNothingInTheWorkingFolder) {
   fs::current_path(decoys.Path());
   for (const char* folder : {"cache", "Settings", "world", "local"}) fs::create_directory(folder);
   for (const char* file : {"assets.mkx", "cache/assets.mkx", "Settings/plid.txt"}) {
-    WriteWholeFile(file, "decoy");
+    WriteWholeFile(decoys / file, "decoy");
   }
   const std::string root = temp / "";
   fs::create_directory(root + "data");
@@ -73,7 +73,8 @@ TEST(PluginExports, TouchNothingInTheWorkingFolder) {
   std::size_t entries = 0;
   for (const auto& entry : fs::recursive_directory_iterator(decoys.Path())) {
     ++entries;
-    if (entry.is_regular_file()) EXPECT_EQ(ReadWholeFile(entry.path()), "decoy");
+    if (!entry.is_regular_file()) continue;
+    EXPECT_EQ(ReadWholeFile(entry.path()), "decoy");
   }
   EXPECT_EQ(entries, 7u);
   fs::current_path(before);

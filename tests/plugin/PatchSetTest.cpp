@@ -181,9 +181,9 @@ TEST_F(PatchSetTest, ChangesReplaceNothing) {
 
 TEST_F(PatchSetTest, HostilePathsDeleteNothing) {
   fs::create_directories(Folder("outside") / "kept");
-  for (const std::string path :
-       {std::string("../outside"), std::string("."), std::string(".."), std::string("a/../../outside"),
-        Root("outside"), std::string("link/kept"), std::string("\\..\\outside")}) {
+  const std::string paths[] = {"../outside",    ".",         "..",           "a/../../outside",
+                               Root("outside"), "link/kept", "\\..\\outside"};
+  for (const std::string& path : paths) {
     MUKAsset held = Asset({1, 1, 0}, "held");
     held.legacyPath = path;
     SaveIndex(Folder("old"), {held});
@@ -203,14 +203,14 @@ TEST_F(PatchSetTest, ASetCutAnywhereIsAppliedAsFarAsItGoes) {
   MUKAsset record = Asset({1, 1, 0}, "name");
   record.description = std::string(600, 'd').c_str();
   const std::string whole = Bytes({record});
-  for (std::size_t size = 0; size < whole.size(); ++size) {
+  for (std::size_t size = 0; size < whole.size(); size += size < 130 ? 1 : 61) {
     SaveIndex(Folder("old"), {});
     WriteSet(whole.substr(0, size), std::string(size % 8, 'x'), "");
     ASSERT_TRUE(Apply());
     MUKAssetIndex index;
     ASSERT_TRUE(index.Load((Folder("old") / kIndex).string())) << size;
     ASSERT_EQ(index.Count(), size == 0 ? 0u : 1u) << size;
-    if (size != 0) EXPECT_EQ(index.Find({1, 1, 0}) != nullptr, size > 8) << size;
+    EXPECT_EQ(index.Find({1, 1, 0}) != nullptr, size > 8) << size;
   }
 }
 

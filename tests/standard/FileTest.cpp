@@ -13,47 +13,25 @@
 
 namespace {
 
-using Test::ReadWholeFile;
-using Test::TempFolder;
-using Test::WriteWholeFile;
-using Zef::File;
-namespace FileMode = Zef::FileMode;
-
-const std::string kCompressed(
-    "CFIL\x01\x01\0\0\x03\0\0\0\x03\x80"
-    "abc",
-    17);
+using namespace Test;
+using namespace Zef;
 
 template <class Action>
 std::string ReasonOf(Action action) {
   try {
     action();
-  } catch (const Zef::FileEx& failure) {
+  } catch (const FileEx& failure) {
     return failure.Reason();
   }
   return "(nothing raised)";
 }
 
-std::string ReadAll(File& file) {
-  std::string all(static_cast<std::size_t>(file.Size()) + 100, '?');
-  all.resize(file.Read(all.data(), 1, all.size()));
-  return all;
-}
-
 TEST(FileStatus, TableKeepsItsSlips) {
-  EXPECT_EQ(Zef::FileStatusName(Zef::RES_OK), nullptr);
-  EXPECT_STREQ(Zef::FileStatusText(Zef::RES_FILEALREADYEXISTS), "File already existsRES_READONLY");
-  EXPECT_STREQ(Zef::FileStatusName(Zef::RES_FILEREADONLY), "File is read-only");
-  EXPECT_EQ(Zef::FileStatusText(Zef::RES_FILEREADONLY), nullptr);
-  EXPECT_EQ(Zef::FileStatusText(0xFFFFFFFF), nullptr);
-}
-
-TEST(Exception, CutsItsTexts) {
-  Zef::FileEx failure("here.cpp", 12, std::string(300, 'r').c_str());
-  EXPECT_EQ(std::string(failure.Reason()), std::string(255, 'r'));
-  failure.FormatReason("%s!", std::string(300, 'f').c_str());
-  EXPECT_EQ(std::string(failure.Reason()), std::string(255, 'f'));
-  EXPECT_STREQ(failure.CallStack(), "No call stack available\r\n");
+  EXPECT_EQ(FileStatusName(RES_OK), nullptr);
+  EXPECT_STREQ(FileStatusText(RES_FILEALREADYEXISTS), "File already existsRES_READONLY");
+  EXPECT_STREQ(FileStatusName(RES_FILEREADONLY), "File is read-only");
+  EXPECT_EQ(FileStatusText(RES_FILEREADONLY), nullptr);
+  EXPECT_EQ(FileStatusText(0xFFFFFFFF), nullptr);
 }
 
 TEST(FileOpen, AnswersByModeAndContent) {
@@ -63,41 +41,40 @@ TEST(FileOpen, AnswersByModeAndContent) {
     std::uint32_t status;
     std::uint32_t modeAfter;
   } cases[] = {
-      {"missing", 0x10, Zef::RES_FILENOTFOUND, 0},
-      {"folder", 0x10, Zef::RES_FILENOTFOUND, 0},
-      {"folder", 0x301, Zef::RES_FILEALREADYEXISTS, 0},
-      {"plain", 0x10, Zef::RES_OK, 0x20},
-      {"plain", 0x11, Zef::RES_OK, 0x21},
-      {"plain", 0x30, Zef::RES_NOTCOMPRESSED, 0},
-      {"plain", 0x301, Zef::RES_FILEALREADYEXISTS, 0},
-      {"short", 0x10, Zef::RES_OK, 0x20},
-      {"short", 0x30, Zef::RES_OK, 0x20},
-      {"cfil", 0x10, Zef::RES_OK, 0x30},
-      {"cfil", 0x20, Zef::RES_OK, 0x20},
-      {"cfil", 0x11, Zef::RES_CANTWRITECOMPRESSED, 0},
-      {"new1", 0x111, Zef::RES_OK, 0x121},
-      {"new2", 0x210, Zef::RES_OK, 0x220},
-      {"plain", 0x1010, Zef::RES_MODENOTSUPPORTED, 0},
-      {"plain", 0x13, Zef::RES_MODENOTSUPPORTED, 0},
-      {"plain", 0x40, Zef::RES_MODENOTSUPPORTED, 0},
-      {"plain", 0x410, Zef::RES_MODENOTSUPPORTED, 0},
+      {"missing", 0x10, RES_FILENOTFOUND, 0},
+      {"folder", 0x10, RES_FILENOTFOUND, 0},
+      {"folder", 0x301, RES_FILEALREADYEXISTS, 0},
+      {"plain", 0x10, RES_OK, 0x20},
+      {"plain", 0x11, RES_OK, 0x21},
+      {"plain", 0x30, RES_NOTCOMPRESSED, 0},
+      {"plain", 0x301, RES_FILEALREADYEXISTS, 0},
+      {"short", 0x10, RES_OK, 0x20},
+      {"short", 0x30, RES_OK, 0x20},
+      {"cfil", 0x10, RES_OK, 0x30},
+      {"cfil", 0x20, RES_OK, 0x20},
+      {"cfil", 0x11, RES_CANTWRITECOMPRESSED, 0},
+      {"new1", 0x111, RES_OK, 0x121},
+      {"new2", 0x210, RES_OK, 0x220},
+      {"plain", 0x1010, RES_MODENOTSUPPORTED, 0},
+      {"plain", 0x13, RES_MODENOTSUPPORTED, 0},
+      {"plain", 0x40, RES_MODENOTSUPPORTED, 0},
+      {"plain", 0x410, RES_MODENOTSUPPORTED, 0},
   };
   const TempFolder folder;
   std::filesystem::create_directory(folder / "folder");
   WriteWholeFile(folder / "plain", "CFIX is not the magic");
   WriteWholeFile(folder / "short", "CFIL short");
-  WriteWholeFile(folder / "cfil", kCompressed);
+  WriteWholeFile(folder / "cfil", std::string("CFIL\x01\x01\0\0\0\0\0\0", 12));
   for (const auto& c : cases) {
     File file;
     EXPECT_EQ(file.Open((folder / c.name).c_str(), c.mode), c.status) << c.name << " " << c.mode;
     EXPECT_EQ(file.Mode(), c.modeAfter) << c.name << " " << c.mode;
-    EXPECT_EQ(File::OpenCount(), c.status == Zef::RES_OK ? 1U : 0U);
-    EXPECT_EQ(file.Open("other", 0x10),
-              file.IsOpen() ? Zef::RES_ALREADYOPEN : Zef::RES_FILENOTFOUND);
+    EXPECT_EQ(File::OpenCount(), c.status == RES_OK ? 1U : 0U);
+    EXPECT_EQ(file.Open("other", 0x10), file.IsOpen() ? RES_ALREADYOPEN : RES_FILENOTFOUND);
   }
   EXPECT_EQ(ReadWholeFile(folder / "plain"), "CFIX is not the magic") << "changed by opening";
   File file;
-  EXPECT_EQ(file.Open(Zef::PString("no-such-name"), "plain", 0x10), Zef::RES_SUBSTNOTFOUND);
+  EXPECT_EQ(file.Open(PString("no-such-name"), "plain", 0x10), RES_SUBSTNOTFOUND);
 }
 
 TEST(FileOpen, WritersAndReadersKeepEachOtherOut) {
@@ -105,14 +82,14 @@ TEST(FileOpen, WritersAndReadersKeepEachOtherOut) {
   const std::string path = folder / "shared";
   WriteWholeFile(path, "content");
   File first, second;
-  ASSERT_EQ(first.Open(path.c_str(), 0x10), Zef::RES_OK);
-  EXPECT_EQ(second.Open(path.c_str(), FileMode::kCreateWrite), Zef::RES_FILENOTFOUND);
-  EXPECT_EQ(ReadAll(first), "content") << "emptied by an opening that was refused";
-  EXPECT_EQ(second.Open(path.c_str(), 0x10), Zef::RES_OK);
+  ASSERT_EQ(first.Open(path.c_str(), 0x10), RES_OK);
+  EXPECT_EQ(second.Open(path.c_str(), FileMode::kCreateWrite), RES_FILENOTFOUND);
+  EXPECT_EQ(first.Size(), 7) << "emptied by an opening that was refused";
+  EXPECT_EQ(second.Open(path.c_str(), 0x10), RES_OK);
   second.Close();
   first.Close();
-  ASSERT_EQ(first.Open(path.c_str(), 0x11), Zef::RES_OK);
-  EXPECT_EQ(second.Open(path.c_str(), 0x10), Zef::RES_FILENOTFOUND);
+  ASSERT_EQ(first.Open(path.c_str(), 0x11), RES_OK);
+  EXPECT_EQ(second.Open(path.c_str(), 0x10), RES_FILENOTFOUND);
 }
 
 // A text in memory goes through the same steps as the file.
@@ -121,7 +98,7 @@ TEST(FileStream, AgreesWithAModelOverRandomSteps) {
   std::mt19937 random(3);
   const std::size_t sizes[] = {0, 1, 7, 100, 16383, 16384, 16385, 40000};
   File file;
-  ASSERT_EQ(file.Open((folder / "model").c_str(), 0x111), Zef::RES_OK);
+  ASSERT_EQ(file.Open((folder / "model").c_str(), 0x111), RES_OK);
   std::string model;
   std::size_t at = 0;
   for (int step = 0; step < 4000; step++) {
@@ -152,33 +129,27 @@ TEST(FileStream, AgreesWithAModelOverRandomSteps) {
     }
     ASSERT_EQ(file.Tell(), static_cast<std::int64_t>(at));
     ASSERT_EQ(file.Size(), static_cast<std::int64_t>(model.size()));
-    if (model.size() > 400000) break;
+    if (model.size() > 3000000) break;
   }
   file.Close();
   EXPECT_EQ(ReadWholeFile(folder / "model"), model);
 }
 
-TEST(FileStream, AppendingStartsAtTheEnd) {
+TEST(FileStream, EdgesOfAppendReadAndSeek) {
   const TempFolder folder;
-  WriteWholeFile(folder / "log", "12345");
-  File file;
-  ASSERT_EQ(file.Open((folder / "log").c_str(), 0x201), Zef::RES_OK);
-  EXPECT_EQ(file.Tell(), 5);
-  file.Write("678", 1, 3);
-  EXPECT_EQ(file.Size(), 8) << "bytes in the buffer count";
-  file.Close();
-  EXPECT_EQ(ReadWholeFile(folder / "log"), "12345678");
-}
-
-TEST(FileStream, EdgesOfReadAndSeek) {
-  const TempFolder folder;
-  WriteWholeFile(folder / "f", "0123456789");
+  WriteWholeFile(folder / "f", "01234");
   File file;
   char bytes[16];
   EXPECT_EQ(file.Seek(0, 0), -1);
   EXPECT_EQ(ReasonOf([&] { file.Read(bytes, 1, 1); }), "Read() File is not open");
   EXPECT_EQ(ReasonOf([&] { file.Write(bytes, 1, 1); }), "Write() File not open");
-  ASSERT_EQ(file.Open((folder / "f").c_str(), 0x10), Zef::RES_OK);
+  ASSERT_EQ(file.Open((folder / "f").c_str(), 0x201), RES_OK);
+  EXPECT_EQ(ReasonOf([&] { file.Read(bytes, 1, 1); }), "Read() File not open for reading");
+  EXPECT_EQ(file.Tell(), 5);
+  file.Write("56789", 1, 5);
+  EXPECT_EQ(file.Size(), 10) << "bytes in the buffer count";
+  file.Close();
+  ASSERT_EQ(file.Open((folder / "f").c_str(), 0x10), RES_OK);
   EXPECT_EQ(ReasonOf([&] { file.Write(bytes, 1, 1); }), "Write() File not open for writing");
   EXPECT_EQ(file.Read(bytes, 4, 4), 2U) << "only whole items count";
   EXPECT_EQ(file.Read(bytes, 1, 1), 0U);
@@ -188,30 +159,24 @@ TEST(FileStream, EdgesOfReadAndSeek) {
   EXPECT_EQ(bytes[0], '7');
   EXPECT_EQ(file.Seek(0, 3), -1);
   EXPECT_EQ(file.Seek(INT64_MAX, 1), -1);
-  EXPECT_EQ(file.Tell(), 8);
   EXPECT_EQ(file.Seek(INT64_MAX, 0), 0);
   EXPECT_EQ(file.Read(bytes, 1, 1), 0U);
   EXPECT_EQ(file.Seek(-1, 0), 0);
   const std::string reason = ReasonOf([&] { file.Read(bytes, 1, 1); });
   EXPECT_TRUE(reason.starts_with("Seek failure handle=") && reason.ends_with(" to -1")) << reason;
-  file.Close();
-  ASSERT_EQ(file.Open((folder / "f").c_str(), 0x01), Zef::RES_OK);
-  EXPECT_EQ(ReasonOf([&] { file.Read(bytes, 1, 1); }), "Read() File not open for reading");
 }
 
 TEST(FileStream, FullDeviceRaisesAndStillCloses) {
   const std::string much(20000, 'x');
   File file;
-  ASSERT_EQ(file.Open("/dev/full", 0x01), Zef::RES_OK);
+  ASSERT_EQ(file.Open("/dev/full", 0x01), RES_OK);
   EXPECT_EQ(ReasonOf([&] { file.Write(much.data(), 1, much.size()); }),
             "WriteBuffer() Write failed");
   EXPECT_NO_THROW(file.Close()) << "what failed before is not written again";
-  ASSERT_EQ(file.Open("/dev/full", 0x01), Zef::RES_OK);
+  ASSERT_EQ(file.Open("/dev/full", 0x01), RES_OK);
   file.Write("small", 1, 5);
   EXPECT_EQ(ReasonOf([&] { file.Close(); }), "WriteBuffer(void) Writing failed");
   EXPECT_FALSE(file.IsOpen());
-  ASSERT_EQ(file.Open("/dev/full", 0x01), Zef::RES_OK);
-  file.Write("lost", 1, 4);  // the destructor must swallow the failure
 }
 
 TEST(FileText, LinesEndInEveryWay) {
@@ -232,7 +197,7 @@ TEST(FileText, LinesEndInEveryWay) {
   for (const auto& c : cases) {
     WriteWholeFile(folder / "lines", c.content);
     File file;
-    ASSERT_EQ(file.Open((folder / "lines").c_str(), 0x10), Zef::RES_OK);
+    ASSERT_EQ(file.Open((folder / "lines").c_str(), 0x10), RES_OK);
     std::vector<std::string> lines;
     std::vector<char> line(c.limit);
     while (file.ReadLine(line.data(), c.limit, c.encoding)) lines.emplace_back(line.data());
@@ -243,7 +208,7 @@ TEST(FileText, LinesEndInEveryWay) {
 TEST(FileText, EncodingIsFoundAndWritten) {
   const TempFolder folder;
   File file;
-  ASSERT_EQ(file.Open((folder / "wide").c_str(), 0x111), Zef::RES_OK);
+  ASSERT_EQ(file.Open((folder / "wide").c_str(), 0x111), RES_OK);
   file.Write("\xFF\xFE", 1, 2);
   file.WriteText("\x80z", 2);
   file.WriteText("q", 1);
@@ -254,7 +219,7 @@ TEST(FileText, EncodingIsFoundAndWritten) {
   file.Close();
   EXPECT_EQ(ReadWholeFile(folder / "wide"), std::string("\xFF\xFE\xAC\x20z\0q", 7));
   WriteWholeFile(folder / "narrow", "\xFF");
-  ASSERT_EQ(file.Open((folder / "narrow").c_str(), 0x10, 2), Zef::RES_OK);
+  ASSERT_EQ(file.Open((folder / "narrow").c_str(), 0x10, 2), RES_OK);
   EXPECT_EQ(file.Encoding(), 2U);
   file.DetectEncoding();
   EXPECT_EQ(file.Encoding(), 1U);
@@ -263,30 +228,31 @@ TEST(FileText, EncodingIsFoundAndWritten) {
 
 TEST(FileOps, ActOnBothKindsOfName) {
   const TempFolder folder;
-  const Zef::PString name("fileops");
-  ASSERT_TRUE(Zef::Subst(name, (folder / "below/").c_str(), true));
+  const PString name("fileops");
+  std::filesystem::create_directory(folder / "below");
+  ASSERT_TRUE(Subst(name, (folder / "below/").c_str(), true));
   const std::string roots[] = {folder / "direct/", "fileops:"};
   for (const std::string& root : roots) {
     const std::string file = root + "sub/file", moved = root + "sub/moved", tree = root + "sub";
-    EXPECT_EQ(File::IsReadOnly(file.c_str()), Zef::RES_FILENOTFOUND);
+    EXPECT_EQ(File::IsReadOnly(file.c_str()), RES_FILENOTFOUND);
     ASSERT_TRUE(File::MakeFolder((root + "sub/deep").c_str()));
-    ASSERT_EQ(File().Open(file.c_str(), FileMode::kCreateWrite), Zef::RES_OK);
-    EXPECT_EQ(File::Exists(file.c_str()), Zef::RES_OK);
+    ASSERT_EQ(File().Open(file.c_str(), FileMode::kCreateWrite), RES_OK);
+    EXPECT_EQ(File::Exists(file.c_str()), RES_OK);
     std::uint32_t time = 0;
     EXPECT_TRUE(File::GetTime(file.c_str(), &time) && time > 1000000000);
     EXPECT_TRUE(File::SetReadOnly(file.c_str(), true));
-    EXPECT_EQ(File::IsReadOnly(file.c_str()), Zef::RES_FILEREADONLY);
+    EXPECT_EQ(File::IsReadOnly(file.c_str()), RES_FILEREADONLY);
     EXPECT_TRUE(File::SetReadOnly(file.c_str(), false));
-    EXPECT_EQ(File::IsReadOnly(file.c_str()), Zef::RES_OK);
+    EXPECT_EQ(File::IsReadOnly(file.c_str()), RES_OK);
     EXPECT_TRUE(File::Rename(file.c_str(), moved.c_str()));
     EXPECT_TRUE(File::Delete(moved.c_str()));
     EXPECT_FALSE(File::Delete(moved.c_str()));
     EXPECT_TRUE(File::DeleteFolder(tree.c_str()));
-    EXPECT_EQ(File::Exists(tree.c_str()), Zef::RES_FILENOTFOUND);
+    EXPECT_EQ(File::Exists(tree.c_str()), RES_FILENOTFOUND);
   }
   WriteWholeFile(folder / "outside", "");
   EXPECT_FALSE(File::Rename((folder / "outside").c_str(), "fileops:inside"));
-  Zef::Subst(name, nullptr, false);
+  Subst(name, nullptr, false);
 }
 
 }  // namespace

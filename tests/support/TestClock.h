@@ -7,6 +7,8 @@
 
 #include "kernel/Clock.h"
 
+namespace Test {
+
 class TestClock final : public Zef::Clock {
  public:
   explicit TestClock(double seconds = 0, std::int64_t unixTime = 1'700'000'000)
@@ -29,3 +31,5 @@ class TestClock final : public Zef::Clock {
   std::atomic<double> seconds_;
   std::atomic<std::int64_t> unixTime_;
 };
+
+}  // namespace Test

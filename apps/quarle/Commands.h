@@ -1,0 +1,53 @@
+// Commands: what each command takes and the function that runs it.
+//
+// The options are as the user spelled them. Every function prints its result and gives the exit
+// status; on kFailed it has printed the one line that says why.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/quarle/Output.h"
+
+inline constexpr const char* kDefaultIndexName = "assets.mkx";
+
+struct DiffOptions {
+  std::string oldRoot;
+  std::string newRoot;
+  std::string output;
+  std::string indexName = kDefaultIndexName;
+  std::string plugin;  ///< empty: the one that belongs to this program
+};
+[[nodiscard]] int RunDiff(const DiffOptions& options, const CommonOptions& common);
+
+struct PatchOptions {
+  std::string root;
+  std::string set;
+  std::string indexName = kDefaultIndexName;
+  std::string plugin;
+  bool dryRun = false;
+  bool noBackup = false;
+};
+[[nodiscard]] int RunPatch(const PatchOptions& options, const CommonOptions& common);
+
+struct SetOptions {
+  std::string set;
+  std::string indexName = kDefaultIndexName;
+};
+[[nodiscard]] int RunSetShow(const SetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunSetCheck(const SetOptions& options, const CommonOptions& common);
+
+struct IndexOptions {
+  std::string file;
+  std::size_t top = 10;  ///< classes that `index stat` lists
+};
+[[nodiscard]] int RunIndexShow(const IndexOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunIndexStat(const IndexOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunIndexCheck(const IndexOptions& options, const CommonOptions& common);
+
+struct PlidOptions {
+  std::vector<std::string> texts;
+  bool strict = false;
+};
+[[nodiscard]] int RunPlid(const PlidOptions& options, const CommonOptions& common);

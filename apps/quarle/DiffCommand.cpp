@@ -1,0 +1,72 @@
+// quarle diff: makes a patch set through the plug-in and sums it up.
+
+#include <array>
+
+#include "apps/quarle/Commands.h"
+#include "apps/quarle/IndexFiles.h"
+#include "apps/quarle/JsonWriter.h"
+#include "apps/quarle/PluginHost.h"
+#include "apps/quarle/Progress.h"
+#include "apps/quarle/SetFile.h"
+#include "kernel/platform/FileSystem.h"
+
+namespace {
+
+/// The plug-in only says no; looks for the reason afterwards, so that a good run pays nothing.
+int ExplainFailure(const std::string& oldIndex, const std::string& newIndex,
+                   const std::string& stem, const CommonOptions& common) {
+  for (const std::string& path : {oldIndex, newIndex}) {
+    MUKAssetIndex index;
+    if (!LoadIndex(path, common, index, nullptr, {.keepConfigCache = false})) return kFailed;
+  }
+  return Fail("cannot write the patch set " + Quoted(stem) +
+              ".MUK*: check that its folder may be written and has room");
+}
+
+int Report(const std::string& output, const std::string& stem, const CommonOptions& common) {
+  std::array<PatchFileReport, kSetParts.size()> reports;
+  if (!CountSet(stem, reports)) return kFailed;
+  std::uint64_t bytes = 0;
+  for (const PatchFileReport& report : reports) bytes += report.size;
+  if (common.json) {
+    JsonWriter json;
+    json.BeginObject();
+    json.Text("set", output);
+    for (std::size_t i = 0; i < kSetParts.size(); ++i) {
+      json.Unsigned(kSetParts[i].name, reports[i].entries);
+    }
+    json.Unsigned("bytes", bytes);
+    json.EndObject();
+  } else if (!common.quiet) {
+    std::string line = "Patch set " + Quoted(output) + ":";
+    for (std::size_t i = 0; i < kSetParts.size(); ++i) {
+      line += " " + std::to_string(reports[i].entries) + " " + kSetParts[i].name + ",";
+    }
+    Print(line + " " + ByteSize(bytes) + "\n");
+  }
+  return kDone;
+}
+
+}  // namespace
+
+int RunDiff(const DiffOptions& options, const CommonOptions& common) {
+  const std::string oldRoot = FolderPath(options.oldRoot);
+  const std::string newRoot = FolderPath(options.newRoot);
+  const std::string output = FolderPath(options.output);
+  const std::string stem = SetStem(options.output, options.indexName);
+  PluginHost plugin;
+  if (!plugin.Load(options.plugin)) return kFailed;
+  const std::string folder = stem.substr(0, stem.find_last_of("/\\"));
+  if (!Zef::Platform::MakeFolders(folder)) {
+    return Fail("cannot make the folder " + Quoted(folder) + "; choose another place for the set");
+  }
+  bool made = false;
+  {
+    const Progress progress(common, "comparing");
+    made = plugin.Diff(options.indexName, oldRoot, newRoot, output);
+  }
+  if (!made) {
+    return ExplainFailure(oldRoot + options.indexName, newRoot + options.indexName, stem, common);
+  }
+  return Report(output, stem, common);
+}

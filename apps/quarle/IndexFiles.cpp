@@ -1,0 +1,83 @@
+#include "apps/quarle/IndexFiles.h"
+
+#include <algorithm>
+
+#include "apps/quarle/Progress.h"
+#include "kernel/platform/FileSystem.h"
+
+namespace {
+
+bool IsSeparator(char c) { return c == '/' || c == '\\'; }
+
+const char* Advice(IndexDamage damage) {
+  switch (damage) {
+    case IndexDamage::CannotOpen:
+      return "check the folder and the --index name";
+    case IndexDamage::BadMagic:
+      return "name an index file";
+    case IndexDamage::BadVersion:
+      return "build it anew";
+    default:
+      return "restore a copy or build it anew";
+  }
+}
+
+}  // namespace
+
+std::string ExactPath(const std::string& path) {
+  const std::size_t stop = path.find_first_of("/\\:");
+  const bool prefixed = stop != std::string::npos && path[stop] == ':';
+  return prefixed ? "./" + path : path;
+}
+
+std::string FolderPath(const std::string& path) {
+  const std::string exact = ExactPath(path);
+  return exact.empty() || IsSeparator(exact.back()) ? exact : exact + "/";
+}
+
+std::string SetStem(const std::string& set, const std::string& indexName) {
+  return FolderPath(set) + "data/" + indexName;
+}
+
+bool LoadIndex(const std::string& path, const CommonOptions& common, MUKAssetIndex& index,
+               IndexLoadReport* report, MUKAssetIndex::LoadOptions options) {
+  IndexLoadReport local;
+  IndexLoadReport& result = report != nullptr ? *report : local;
+  bool loaded = false;
+  {
+    const Progress progress(common, "loading " + Quoted(path));
+    loaded = index.Load(path, &result, options);
+  }
+  if (!loaded) static_cast<void>(Fail(LoadFailure(path, result)));
+  return loaded;
+}
+
+std::string LoadFailure(const std::string& path, const IndexLoadReport& report) {
+  return "cannot load the index " + Quoted(path) + ": " + DamageText(path, report) + "; " +
+         Advice(report.damage);
+}
+
+std::string DamageText(const std::string& path, const IndexLoadReport& report) {
+  if (report.damage == IndexDamage::CannotOpen) {
+    if (!Zef::Platform::Exists(path)) return "there is no such file";
+    if (Zef::Platform::IsFolder(path)) return "it is a folder";
+  }
+  std::string text = IndexDamageText(report.damage);
+  if (report.damage == IndexDamage::BadVersion) {
+    text += " (" + std::to_string(report.version) + " instead of " +
+            std::to_string(MUKAssetIndex::kVersion) + ")";
+  }
+  if (report.offset != 0) text += " (at byte " + std::to_string(report.offset) + ")";
+  return text;
+}
+
+std::vector<std::uint64_t> SortedIds(const MUKAssetIndex& index) {
+  std::vector<std::uint64_t> ids;
+  ids.reserve(index.Count());
+  for (const MUKAsset* record : index.AllRecords()) {
+    const auto content = static_cast<std::uint32_t>(record->id.content);
+    ids.push_back((std::uint64_t{content} << 32) | record->id.PackedWord());
+  }
+  std::sort(ids.begin(), ids.end());
+  return ids;
+}
