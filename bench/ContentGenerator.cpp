@@ -196,8 +196,8 @@ MUKAsset ContentGenerator::Asset(std::uint32_t number, std::int32_t versionsAhea
   FillPaths(random, kind, builtIn, asset);
   FillFlags(random, builtIn, asset);
   if (!random.Percent(3)) {
-    asset.description = MakeProse(Stream(options_.seed, Aspect::Prose, number), country,
-                                  random.Between(150, 235));
+    asset.description =
+        MakeProse(Stream(options_.seed, Aspect::Prose, number), country, random.Between(150, 235));
   }
   return asset;
 }

@@ -45,7 +45,8 @@ ReleasePair::ReleasePair(const Options& options) : options_(options), content_(o
   for (std::uint32_t number = 0; number < records; ++number) {
     if (content_.IsBuiltIn(number)) builtIn.push_back(number);
   }
-  vanished_ = static_cast<std::uint32_t>(builtIn.size() * std::uint64_t{options.churnPercent} / 100);
+  vanished_ =
+      static_cast<std::uint32_t>(builtIn.size() * std::uint64_t{options.churnPercent} / 100);
   Random churn(options.content.seed, kChurnStream);
   DrawToFront(churn, builtIn, vanished_);
   const std::uint32_t returning = vanished_ / 2;
@@ -93,19 +94,21 @@ void ReleasePair::FillCompanions(MUKAssetIndex& index, const std::vector<Place>&
     }
   }
 
-  TagContainer configs = TagContainer();
+  TagContainer configs;
+  configs.Ensure();
   const std::size_t step = std::max<std::size_t>(1, places.size() / kCachedConfigs);
   for (std::size_t at = 0; at < places.size(); at += step) {
     const std::uint32_t number = places[at].number;
     const MUKAsset asset = content_.Asset(number, 0);
-    TagContainer config = TagContainer();
+    TagContainer config;
     config.SetPLID("plid", asset.id);
     config.SetString("username", asset.name.String().c_str());
     config.SetString("category-class", asset.category.String().c_str());
     config.SetString("category-region", asset.region.String().c_str());
     config.SetFloat("quarle-build", asset.build);
     config.SetString("description", content_.Prose(number, 300).c_str());
-    TagContainer needs = TagContainer();
+    TagContainer needs;
+    needs.Ensure();
     for (const PLID& dependency : content_.Dependencies(number)) {
       needs.SetPLID(std::to_string(dependency.content).c_str(), dependency);
     }

@@ -32,7 +32,8 @@ class Files {
       : root_(fs::temp_directory_path() /
               ("quarle_bench_" + std::to_string(records) + "_" +
                std::to_string(Random(reinterpret_cast<std::uintptr_t>(this), 0).Next()))) {
-    for (const char* folder : {"old", "new", "set/data", "work"}) fs::create_directories(root_ / folder);
+    for (const char* folder : {"old", "new", "set/data", "work"})
+      fs::create_directories(root_ / folder);
     ReleasePair::Options options;
     options.content.records = records;
     const ReleasePair pair(options);
@@ -54,7 +55,8 @@ class Files {
   static const Files& Of(benchmark::State& state) {
     static std::map<std::int64_t, std::unique_ptr<Files>> all;
     auto& files = all[state.range(0)];
-    if (files == nullptr) files = std::make_unique<Files>(static_cast<std::uint32_t>(state.range(0)));
+    if (files == nullptr)
+      files = std::make_unique<Files>(static_cast<std::uint32_t>(state.range(0)));
     if (!files->Made()) state.SkipWithError("cannot make the index files");
     return *files;
   }
@@ -145,8 +147,8 @@ void BM_SortByShownName(benchmark::State& state) {
 void BM_Diff(benchmark::State& state) {
   const Files& files = Files::Of(state);
   for (auto _ : state) {
-    Expect(state, MakePatchSet(kIndexName, files.Folder("old"), files.Folder("new"),
-                               files.Folder("set")));
+    Expect(state,
+           MakePatchSet(kIndexName, files.Folder("old"), files.Folder("new"), files.Folder("set")));
   }
   CountRecords(state);
 }

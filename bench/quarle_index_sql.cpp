@@ -32,17 +32,18 @@ int main(int argc, char** argv) {
     return 1;
   }
   const char* table = argv[2];
-  std::printf("CREATE TABLE %s(user INTEGER, content INTEGER, version INTEGER, builtin INTEGER, "
-              "record BLOB);\nBEGIN;\n",
-              table);
+  std::printf(
+      "CREATE TABLE %s(user INTEGER, content INTEGER, version INTEGER, builtin INTEGER, "
+      "record BLOB);\nBEGIN;\n",
+      table);
   std::string line;
   Zef::ByteWriter bytes;
   for (const MUKAsset* record : index.AllRecords()) {
     bytes.Clear();
     AppendRecord(bytes, *record);
-    line = std::string("INSERT INTO ") + table + " VALUES(" + std::to_string(record->id.user) + "," +
-           std::to_string(record->id.content) + "," + std::to_string(record->id.version) + "," +
-           (record->Has(AssetFlag::BuiltIn) ? "1" : "0") + ",X'";
+    line = std::string("INSERT INTO ") + table + " VALUES(" + std::to_string(record->id.user) +
+           "," + std::to_string(record->id.content) + "," + std::to_string(record->id.version) +
+           "," + (record->Has(AssetFlag::BuiltIn) ? "1" : "0") + ",X'";
     AppendHex(line, bytes.View());
     line += "');\n";
     std::fwrite(line.data(), 1, line.size(), stdout);

@@ -32,7 +32,8 @@ int main(int argc, char** argv) {
   ReleasePair::Options options;
   std::string oldFolder;
   std::string newFolder;
-  CLI::App app("Writes OLDDIR/assets.mkx and NEWDIR/assets.mkx, two releases of a made-up product.");
+  CLI::App app(
+      "Writes OLDDIR/assets.mkx and NEWDIR/assets.mkx, two releases of a made-up product.");
   app.add_option("--records", options.content.records, "records in each index")
       ->required()
       ->check(CLI::Range(std::uint32_t{0}, kMostRecords));

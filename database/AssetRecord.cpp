@@ -34,18 +34,25 @@ void VisitFields(Visitor&& visit, Record& record) {
   visit.Text(record.userName);
 }
 
-/// Spreads stored flag bytes, one a bit and any non-zero set, over the flag bits. Bits behind
-/// `count` stay as they were.
+/// Eight stored flag bytes, any non-zero one set, as the bits of one byte, lowest first.
+std::uint8_t GatherBits(const std::byte* bytes) {
+  constexpr std::uint64_t kLow = 0x7F7F7F7F7F7F7F7F;
+  std::uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  const std::uint64_t ones = (((word & kLow) + kLow) | word) >> 7 & 0x0101010101010101;
+  return static_cast<std::uint8_t>((ones * 0x0102040810204080) >> 56);
+}
+
+/// Takes over the first `count` of the stored flag bytes; the other flags stay as they were.
 void FlagsFromBytes(const std::byte* bytes, std::size_t count, AssetFlags& flags) {
-  for (int index = 0; index < AssetFlags::kBytes; ++index) {
-    unsigned value = flags.Byte(index);
-    for (unsigned bit = 0; bit < 8; ++bit) {
-      const std::size_t at = static_cast<std::size_t>(index) * 8 + bit;
-      if (at >= count) break;
-      const unsigned mask = 1u << bit;
-      value = bytes[at] != std::byte{0} ? value | mask : value & ~mask;
-    }
-    flags.SetByte(index, static_cast<std::uint8_t>(value));
+  if (count == kAssetFlagCount) {
+    flags.SetByte(0, GatherBits(bytes));
+    flags.SetByte(1, GatherBits(bytes + 8));
+    flags.SetByte(2, std::uint8_t{bytes[16] != std::byte{0}});
+    return;
+  }
+  for (std::size_t at = 0; at < count; ++at) {
+    flags.Set(static_cast<AssetFlag>(at), bytes[at] != std::byte{0});
   }
 }
 

@@ -1,8 +1,9 @@
 #include "database/DependencyTable.h"
 
 #include <algorithm>
+#include <cstring>
+#include <span>
 
-#include "database/StoredText.h"
 #include "kernel/ByteReader.h"
 #include "kernel/ByteWriter.h"
 
@@ -13,16 +14,16 @@ void DependencyTable::Replace(const PLID& asset, const std::vector<PLID>& depend
   BuildIndex();
   std::vector<std::uint32_t>& own = byAsset_[asset];
   for (const std::uint32_t at : own) {
-    std::vector<std::uint32_t>& back = byDependency_[pairs_[at].dependency];
+    std::vector<std::uint32_t>& back = byDependency_[pairs_[at].dependency.Id()];
     back.erase(std::find(back.begin(), back.end(), at));
-    pairs_[at].asset = PLID();
+    pairs_[at].asset = StoredId();
   }
   live_ -= own.size();
   own.clear();
   for (const PLID& dependency : dependencies) {
     if (dependency.IsNull() || dependency.PacksToNull()) continue;
     const auto at = static_cast<std::uint32_t>(pairs_.size());
-    pairs_.push_back({asset, dependency});
+    pairs_.push_back({Pack(asset), Pack(dependency)});
     own.push_back(at);
     byDependency_[dependency].push_back(at);
     ++live_;
@@ -35,7 +36,7 @@ std::vector<PLID> DependencyTable::DependenciesOf(const PLID& asset) {
   std::vector<PLID> ids;
   const auto found = byAsset_.find(asset);
   if (found == byAsset_.end()) return ids;
-  for (const std::uint32_t at : found->second) ids.push_back(pairs_[at].dependency);
+  for (const std::uint32_t at : found->second) ids.push_back(pairs_[at].dependency.Id());
   return ids;
 }
 
@@ -44,15 +45,16 @@ std::vector<PLID> DependencyTable::DependentsOf(const PLID& dependency) {
   std::vector<PLID> ids;
   const auto found = byDependency_.find(dependency);
   if (found == byDependency_.end()) return ids;
-  for (const std::uint32_t at : found->second) ids.push_back(pairs_[at].asset);
+  for (const std::uint32_t at : found->second) ids.push_back(pairs_[at].asset.Id());
   return ids;
 }
 
 std::vector<DependencyTable::Pair> DependencyTable::Pairs() const {
   std::vector<Pair> pairs;
   pairs.reserve(live_);
-  std::copy_if(pairs_.begin(), pairs_.end(), std::back_inserter(pairs),
-               [](const Pair& pair) { return !pair.asset.IsNull(); });
+  for (const StoredPair& pair : pairs_) {
+    if (!pair.asset.IsNull()) pairs.push_back({pair.asset.Id(), pair.dependency.Id()});
+  }
   return pairs;
 }
 
@@ -60,16 +62,16 @@ bool DependencyTable::Read(Zef::ByteReader& in) {
   Clear();
   const std::uint32_t mode = in.U32();
   const std::uint32_t count = in.U32();
-  if (mode != 0 || in.Failed() || count > in.Remaining() / (2 * PLID::kStoredSize)) return false;
-  pairs_.reserve(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    const PLID asset = ReadStoredId(in);
-    const PLID dependency = ReadStoredId(in);
-    if (asset.IsNull() || dependency.IsNull()) {
-      Clear();
-      return false;
-    }
-    pairs_.push_back({asset, dependency});
+  if (mode != 0 || in.Failed() || count > in.Remaining() / sizeof(StoredPair)) return false;
+  const auto bytes = in.Bytes(count * sizeof(StoredPair));
+  pairs_.resize(count);
+  if (count != 0) std::memcpy(pairs_.data(), bytes.data(), bytes.size());
+  const bool damaged = std::any_of(pairs_.begin(), pairs_.end(), [](const StoredPair& pair) {
+    return pair.asset.IsNull() || pair.dependency.IsNull();
+  });
+  if (damaged) {
+    Clear();
+    return false;
   }
   live_ = count;
   return true;
@@ -78,25 +80,29 @@ bool DependencyTable::Read(Zef::ByteReader& in) {
 void DependencyTable::Write(Zef::ByteWriter& out) const {
   out.U32(0);
   out.U32(static_cast<std::uint32_t>(live_));
-  for (const Pair& pair : pairs_) {
-    if (pair.asset.IsNull()) continue;
-    PutStoredId(out, pair.asset);
-    PutStoredId(out, pair.dependency);
+  for (const StoredPair& pair : pairs_) {
+    if (!pair.asset.IsNull()) out.Bytes(std::as_bytes(std::span(&pair, 1)));
   }
+}
+
+DependencyTable::StoredId DependencyTable::Pack(const PLID& id) {
+  return {static_cast<std::uint32_t>(id.content), id.PackedWord()};
 }
 
 void DependencyTable::BuildIndex() {
   if (indexed_) return;
   for (std::uint32_t at = 0; at < pairs_.size(); ++at) {
-    byAsset_[pairs_[at].asset].push_back(at);
-    byDependency_[pairs_[at].dependency].push_back(at);
+    if (pairs_[at].asset.IsNull()) continue;
+    byAsset_[pairs_[at].asset.Id()].push_back(at);
+    byDependency_[pairs_[at].dependency.Id()].push_back(at);
   }
   indexed_ = true;
 }
 
 void DependencyTable::Squeeze() {
-  std::vector<Pair> pairs = Pairs();
+  std::vector<StoredPair> pairs = std::move(pairs_);
   Clear();
+  std::erase_if(pairs, [](const StoredPair& pair) { return pair.asset.IsNull(); });
   live_ = pairs.size();
   pairs_ = std::move(pairs);
 }

@@ -42,10 +42,25 @@ class DependencyTable {
  private:
   using Index = std::unordered_map<PLID, std::vector<std::uint32_t>>;
 
+  /// A pair as it lies in the file, so that a table is read and written in one piece.
+  struct StoredId {
+    std::uint32_t content = 0xFFFFFFFF;
+    std::uint32_t packed = 0xFFFFFFFF;
+
+    bool IsNull() const { return content == 0xFFFFFFFF && packed == 0xFFFFFFFF; }
+    PLID Id() const { return PLID::Unpack(packed, content); }
+  };
+  struct StoredPair {
+    StoredId asset;
+    StoredId dependency;
+  };
+  static_assert(sizeof(StoredPair) == 2 * PLID::kStoredSize);
+
+  static StoredId Pack(const PLID& id);
   void BuildIndex();
   void Squeeze();
 
-  std::vector<Pair> pairs_;  // dropped pairs stay as holes: a null asset
+  std::vector<StoredPair> pairs_;  // dropped pairs stay as holes: a null asset
   std::size_t live_ = 0;
   bool indexed_ = false;
   Index byAsset_;

@@ -158,19 +158,23 @@ bool MUKAssetIndex::ReadTables(Zef::ByteReader& in, const LoadOptions& options,
                                IndexLoadReport& report) {
   Zef::ByteReader ahead = in;
   report.recordCount = ahead.U32();
-  report.damage = IndexDamage::Records;
+  auto begin = [&, section = std::size_t{0}](IndexDamage damage) mutable {
+    report.damage = damage;
+    report.sectionStarts[section++] = kHeaderSize + in.Position();
+  };
+  begin(IndexDamage::Records);
   if (!ReadRecords(in)) return false;
-  report.damage = IndexDamage::Obsolete;
+  begin(IndexDamage::Obsolete);
   if (!obsolete_.Read(in)) return false;
-  report.damage = IndexDamage::Dependencies;
+  begin(IndexDamage::Dependencies);
   if (!companions_.dependencies.Read(in)) return false;
-  report.damage = IndexDamage::UserNames;
+  begin(IndexDamage::UserNames);
   if (!companions_.users.Read(in)) return false;
-  report.damage = IndexDamage::ConfigCache;
+  begin(IndexDamage::ConfigCache);
   if (!companions_.configCache.Read(in, options.keepConfigCache)) return false;
-  report.damage = IndexDamage::Archives;
+  begin(IndexDamage::Archives);
   if (!companions_.archives.Read(in)) return false;
-  report.damage = IndexDamage::None;
+  begin(IndexDamage::None);
   ReadStation(in);
   return true;
 }
@@ -180,7 +184,6 @@ bool MUKAssetIndex::ReadRecords(Zef::ByteReader& in) {
   if (in.Failed() || count > in.Remaining() / kSmallestRecord) return false;
   byId_.Reserve(count);
   allRecords_.reserve(count);
-  records_.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     MUKAsset& record = NextSlot();
     ReadRecord(in, record);

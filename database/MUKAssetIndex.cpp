@@ -14,10 +14,8 @@ namespace {
 constexpr struct {
   const char* code;
   const char* word;
-} kClassWords[] = {{"ACTV", "interactive"},
-                   {"LOCO", "locomotive"},
-                   {"TEND", "tender"},
-                   {"ROLL", "rollingstock"}};
+} kClassWords[] = {
+    {"ACTV", "interactive"}, {"LOCO", "locomotive"}, {"TEND", "tender"}, {"ROLL", "rollingstock"}};
 
 /// Joins words once each, in order of arrival. The set keeps hostile keyword lists linear.
 class WordList {
@@ -55,7 +53,8 @@ void MUKAssetIndex::Clear() {
   companions_.Clear();
   allRecords_.clear();
   records_.clear();
-  unsorted_ = 0;
+  recordsBuilt_ = false;
+  sortedCount_ = 0;
   ordersValid_ = true;
   obsoleteBitsValid_ = false;
   chunks_.clear();
@@ -87,7 +86,7 @@ void MUKAssetIndex::Enter(MUKAsset& record) {
   first->derived_.lastSameId = &record;
   record.derived_.held = true;
   allRecords_.push_back(&record);
-  records_.push_back(&record);
+  if (recordsBuilt_) records_.push_back(&record);
   ++live_;
 }
 
@@ -171,12 +170,12 @@ std::span<MUKAsset* const> MUKAssetIndex::AllRecords() const {
 std::span<MUKAsset* const> MUKAssetIndex::Records() const {
   const std::lock_guard lock(derivedLock_);
   SqueezeLocked();
-  if (unsorted_ != 0) {
-    std::vector<MUKAsset*> head(records_.begin(),
-                                records_.begin() + static_cast<std::ptrdiff_t>(unsorted_));
-    SortByShownName(head);
-    std::copy(head.begin(), head.end(), records_.begin());
-    unsorted_ = 0;
+  if (!recordsBuilt_) {
+    const auto sorted = allRecords_.begin() + static_cast<std::ptrdiff_t>(sortedCount_);
+    records_.assign(allRecords_.begin(), sorted);
+    SortByShownName(records_);
+    records_.insert(records_.end(), sorted, allRecords_.end());
+    recordsBuilt_ = true;
   }
   return records_;
 }
@@ -184,15 +183,17 @@ std::span<MUKAsset* const> MUKAssetIndex::Records() const {
 void MUKAssetIndex::Sort() {
   const std::lock_guard lock(derivedLock_);
   SqueezeLocked();
-  unsorted_ = records_.size();
+  sortedCount_ = allRecords_.size();
+  records_.clear();
+  recordsBuilt_ = false;
   if (host_ != nullptr) host_->Touch();
 }
 
 void MUKAssetIndex::SqueezeLocked() const {
   if (ordersValid_) return;
   const auto removed = [](const MUKAsset* record) { return !record->derived_.held; };
-  const auto head = records_.begin() + static_cast<std::ptrdiff_t>(unsorted_);
-  unsorted_ -= static_cast<std::size_t>(std::count_if(records_.begin(), head, removed));
+  const auto sorted = allRecords_.begin() + static_cast<std::ptrdiff_t>(sortedCount_);
+  sortedCount_ -= static_cast<std::size_t>(std::count_if(allRecords_.begin(), sorted, removed));
   std::erase_if(records_, removed);
   std::erase_if(allRecords_, removed);
   ordersValid_ = true;

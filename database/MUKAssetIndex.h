@@ -12,6 +12,7 @@
 
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "database/IdTable.h"
+#include "database/IdMap.h"
 #include "database/IndexCompanions.h"
 #include "database/MUKAsset.h"
 #include "database/ObsoleteTable.h"
@@ -31,7 +32,7 @@ class IndexHost;
 namespace Zef {
 class ByteReader;
 class File;
-}
+}  // namespace Zef
 
 /// Kinds of change, as bits of a mask.
 inline constexpr std::uint32_t kChangeGeneral = 1;
@@ -58,17 +59,22 @@ const char* IndexDamageText(IndexDamage damage);
 
 struct IndexLoadReport {
   IndexDamage damage = IndexDamage::None;
-  std::uint64_t offset = 0;      ///< where reading stopped
-  std::uint64_t fileSize = 0;    ///< as read, compressed files unpacked
-  std::uint32_t version = 0;     ///< as stored
+  std::uint64_t offset = 0;    ///< where reading stopped
+  std::uint64_t fileSize = 0;  ///< as read, compressed files unpacked
+  std::uint32_t version = 0;   ///< as stored
   std::uint64_t storedLength = 0;
   std::uint32_t recordCount = 0;  ///< as stored
+  /// Where records, obsolete table, dependencies, user names, config cache, archives and station
+  /// state begin, as far as reading got; 0 behind that.
+  std::array<std::uint64_t, 7> sectionStarts{};
 };
 
 class MUKAssetIndex {
  public:
   static constexpr std::uint32_t kMagic = 0xCEEBA2DB;
   static constexpr std::uint32_t kVersion = 19;
+  /// The documented size of the identifier table, for reports. The table behind grows.
+  static constexpr std::uint32_t kReportedBuckets = 4093;
 
   /// The host is borrowed and may be null (a private index).
   explicit MUKAssetIndex(IndexHost* host = nullptr) : host_(host) {}
@@ -163,15 +169,16 @@ class MUKAssetIndex {
   std::vector<std::unique_ptr<MUKAsset[]>> chunks_;
   std::size_t usedInChunk_ = kChunk;
   std::size_t live_ = 0;
-  IdTable byId_;
+  IdMap<MUKAsset*> byId_;  // the first that arrived; later ones are chained behind it
   ObsoleteTable obsolete_;
   IndexCompanions companions_;
 
   // Orders, derived on demand under derivedLock_ unless their flag says they stand.
   mutable std::mutex derivedLock_;
   mutable std::vector<MUKAsset*> allRecords_;
-  mutable std::vector<MUKAsset*> records_;
-  mutable std::size_t unsorted_ = 0;  // leading entries of records_ that still want sorting
+  mutable std::vector<MUKAsset*> records_;  // empty until asked for
+  mutable bool recordsBuilt_ = false;
+  mutable std::size_t sortedCount_ = 0;  // leading entries of allRecords_ that the last sort saw
   mutable std::atomic<bool> ordersValid_{true};
   mutable std::atomic<bool> obsoleteBitsValid_{false};
 };

@@ -15,12 +15,7 @@ bool IsUnusable(const PLID& id) { return id.IsNull() || id.PacksToNull(); }
 
 }  // namespace
 
-void ObsoleteTable::Clear() {
-  rows_.clear();
-  groups_.clear();
-  groupStore_.clear();
-  arrivals_ = 0;
-}
+void ObsoleteTable::Clear() { *this = ObsoleteTable(); }
 
 bool ObsoleteTable::AddRow(const PLID& old, const PLID& given) {
   if (IsUnusable(old) || IsUnusable(given)) return false;
@@ -28,50 +23,63 @@ bool ObsoleteTable::AddRow(const PLID& old, const PLID& given) {
   if (replacement == old) return false;
   MoveGroup(old, replacement);
 
-  auto [at, added] = rows_.try_emplace(old);
-  Row& row = at->second;
-  if (!added) Unlink(row);
+  Link& link = rowByOld_.Insert(old);
+  if (link == 0) {
+    link = TakeRow();
+  } else {
+    Unlink(link);
+  }
+  Row& row = RowAt(link);
   row.old = old;
   row.given = given;
   row.arrival = arrivals_++;
-  Append(*GroupFor(replacement), row);
+  Append(GroupFor(replacement), link);
   return true;
 }
 
 PLID ObsoleteTable::ResolveExact(const PLID& id) const {
-  const auto at = rows_.find(id);
-  return at == rows_.end() ? PLID() : GroupOf(at->second)->replacement;
+  const Link row = rowByOld_.Find(id);
+  return row == 0 ? PLID() : GroupAt(GroupOf(row)).replacement;
 }
 
 PLID ObsoleteTable::Resolve(const PLID& id) const {
-  const auto at = rows_.find(id);
-  return at == rows_.end() ? id : GroupOf(at->second)->replacement;
+  const Link row = rowByOld_.Find(id);
+  return row == 0 ? id : GroupAt(GroupOf(row)).replacement;
 }
 
 std::vector<PLID> ObsoleteTable::RemoveReplacedBy(const PLID& id) {
   std::vector<PLID> olds;
-  const auto at = groups_.find(id);
-  if (at == groups_.end()) return olds;
-  for (const Row* row = at->second->first; row != nullptr; row = row->next) {
-    olds.push_back(row->old);
+  const Link group = groupByReplacement_.Find(id);
+  if (group == 0) return olds;
+  groupByReplacement_.Remove(id);
+  for (Link row = GroupAt(group).first; row != 0; row = RowAt(row).next) {
+    olds.push_back(RowAt(row).old);
+    rowByOld_.Remove(RowAt(row).old);
+    freeRows_.push_back(row);
   }
-  groups_.erase(at);
-  for (const PLID& old : olds) rows_.erase(old);
   return olds;
 }
 
 std::vector<ObsoleteTable::RowView> ObsoleteTable::Rows() const {
-  std::vector<const Row*> order;
-  order.reserve(rows_.size());
-  for (const auto& [old, row] : rows_) order.push_back(&row);
-  std::sort(order.begin(), order.end(), [](const Row* a, const Row* b) {
-    const std::uint32_t bucketA = a->old.Hash() % kStoredBuckets;
-    const std::uint32_t bucketB = b->old.Hash() % kStoredBuckets;
-    return bucketA != bucketB ? bucketA < bucketB : a->arrival < b->arrival;
+  struct Key {
+    std::uint32_t bucket;
+    std::uint64_t arrival;
+    RowView row;
+  };
+  std::vector<Key> keys;
+  keys.reserve(Count());
+  for (Link link = 1; link <= rows_.size(); ++link) {
+    const Row& row = RowAt(link);
+    if (rowByOld_.Find(row.old) != link) continue;
+    keys.push_back({row.old.Hash() % kStoredBuckets, row.arrival,
+                    {row.old, row.given, GroupAt(GroupOf(link)).replacement}});
+  }
+  std::sort(keys.begin(), keys.end(), [](const Key& a, const Key& b) {
+    return a.bucket != b.bucket ? a.bucket < b.bucket : a.arrival < b.arrival;
   });
   std::vector<RowView> views;
-  views.reserve(order.size());
-  for (const Row* row : order) views.push_back({row->old, row->given, GroupOf(*row)->replacement});
+  views.reserve(keys.size());
+  for (const Key& key : keys) views.push_back(key.row);
   return views;
 }
 
@@ -84,7 +92,7 @@ bool ObsoleteTable::Read(Zef::ByteReader& in) {
     const PLID old = ReadStoredId(in);
     const PLID given = withGiven ? ReadStoredId(in) : replacement;
     if (in.Failed() || !AddRow(old, replacement)) break;
-    rows_.find(old)->second.given = given;
+    RowAt(rowByOld_.Find(old)).given = given;
   }
   Clear();
   return false;
@@ -99,55 +107,67 @@ void ObsoleteTable::Write(Zef::ByteWriter& out) const {
   PutStoredId(out, PLID());
 }
 
-ObsoleteTable::Group* ObsoleteTable::GroupOf(const Row& row) {
-  Group* group = row.group;
-  while (group->merged != nullptr) {
-    if (group->merged->merged != nullptr) group->merged = group->merged->merged;
-    group = group->merged;
+ObsoleteTable::Link ObsoleteTable::GroupOf(Link row) const {
+  Link group = RowAt(row).group;
+  while (const Link merged = GroupAt(group).merged) {
+    // Halves the path for the next one who asks.
+    if (const Link further = GroupAt(merged).merged) groups_[group - 1].merged = further;
+    group = merged;
   }
   return group;
 }
 
-ObsoleteTable::Group* ObsoleteTable::GroupFor(const PLID& replacement) {
-  Group*& group = groups_[replacement];
-  if (group == nullptr) {
-    group = &groupStore_.emplace_back();
-    group->replacement = replacement;
+ObsoleteTable::Link ObsoleteTable::GroupFor(const PLID& replacement) {
+  Link& group = groupByReplacement_.Insert(replacement);
+  if (group == 0) {
+    groups_.push_back({.replacement = replacement});
+    group = static_cast<Link>(groups_.size());
   }
   return group;
+}
+
+ObsoleteTable::Link ObsoleteTable::TakeRow() {
+  if (freeRows_.empty()) {
+    rows_.emplace_back();
+    return static_cast<Link>(rows_.size());
+  }
+  const Link row = freeRows_.back();
+  freeRows_.pop_back();
+  return row;
 }
 
 void ObsoleteTable::MoveGroup(const PLID& from, const PLID& to) {
-  const auto at = groups_.find(from);
-  if (at == groups_.end()) return;
-  Group* group = at->second;
-  groups_.erase(at);
-  const auto target = groups_.find(to);
-  if (target == groups_.end()) {
-    group->replacement = to;
-    groups_.emplace(to, group);
+  const Link moved = groupByReplacement_.Find(from);
+  if (moved == 0) return;
+  groupByReplacement_.Remove(from);
+  Link& target = groupByReplacement_.Insert(to);
+  Group& group = GroupAt(moved);
+  if (target == 0) {
+    target = moved;
+    group.replacement = to;
     return;
   }
-  Group* into = target->second;
-  group->merged = into;
-  if (group->first == nullptr) return;
-  group->first->previous = into->last;
-  (into->last != nullptr ? into->last->next : into->first) = group->first;
-  into->last = group->last;
-  group->first = group->last = nullptr;
+  group.merged = target;
+  if (group.first == 0) return;
+  Group& into = GroupAt(target);
+  RowAt(group.first).previous = into.last;
+  (into.last != 0 ? RowAt(into.last).next : into.first) = group.first;
+  into.last = group.last;
 }
 
-void ObsoleteTable::Unlink(Row& row) {
-  Group* group = GroupOf(row);
-  (row.previous != nullptr ? row.previous->next : group->first) = row.next;
-  (row.next != nullptr ? row.next->previous : group->last) = row.previous;
-  if (group->first == nullptr) groups_.erase(group->replacement);
-  row.previous = row.next = nullptr;
+void ObsoleteTable::Unlink(Link link) {
+  Group& group = GroupAt(GroupOf(link));
+  const Row& row = RowAt(link);
+  (row.previous != 0 ? RowAt(row.previous).next : group.first) = row.next;
+  (row.next != 0 ? RowAt(row.next).previous : group.last) = row.previous;
 }
 
-void ObsoleteTable::Append(Group& group, Row& row) {
-  row.group = &group;
-  row.previous = group.last;
-  (group.last != nullptr ? group.last->next : group.first) = &row;
-  group.last = &row;
+void ObsoleteTable::Append(Link group, Link link) {
+  Group& into = GroupAt(group);
+  Row& row = RowAt(link);
+  row.group = group;
+  row.previous = into.last;
+  row.next = 0;
+  (into.last != 0 ? RowAt(into.last).next : into.first) = link;
+  into.last = link;
 }

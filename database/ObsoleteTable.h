@@ -9,10 +9,9 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
-#include <unordered_map>
 #include <vector>
 
+#include "database/IdMap.h"
 #include "tagdata/PLID.h"
 
 namespace Zef {
@@ -29,7 +28,7 @@ class ObsoleteTable {
   };
 
   void Clear();
-  std::size_t Count() const { return rows_.size(); }
+  std::size_t Count() const { return rowByOld_.Count(); }
 
   /// Adds or replaces the row of `old`. False, and nothing changed, for a null identifier (also
   /// one that would be stored as null) and for a row that would close a circle.
@@ -51,30 +50,39 @@ class ObsoleteTable {
   void Write(Zef::ByteWriter& out) const;
 
  private:
-  struct Row;
+  /// Place in rows_ or groups_ plus one; 0 is none.
+  using Link = std::uint32_t;
+
   struct Group {
     PLID replacement;
-    Group* merged = nullptr;  ///< the group this one went into
-    Row* first = nullptr;
-    Row* last = nullptr;
+    Link merged = 0;  ///< the group this one went into
+    Link first = 0;
+    Link last = 0;
   };
   struct Row {
     PLID old;
     PLID given;
     std::uint64_t arrival = 0;
-    Group* group = nullptr;  ///< possibly merged: see GroupOf
-    Row* previous = nullptr;
-    Row* next = nullptr;
+    Link group = 0;  ///< possibly merged: see GroupOf
+    Link previous = 0;
+    Link next = 0;
   };
 
-  static Group* GroupOf(const Row& row);
-  Group* GroupFor(const PLID& replacement);
+  Row& RowAt(Link link) { return rows_[link - 1]; }
+  const Row& RowAt(Link link) const { return rows_[link - 1]; }
+  Group& GroupAt(Link link) { return groups_[link - 1]; }
+  const Group& GroupAt(Link link) const { return groups_[link - 1]; }
+  Link GroupOf(Link row) const;
+  Link GroupFor(const PLID& replacement);
+  Link TakeRow();
   void MoveGroup(const PLID& from, const PLID& to);
-  void Unlink(Row& row);
-  static void Append(Group& group, Row& row);
+  void Unlink(Link link);
+  void Append(Link group, Link link);
 
-  std::unordered_map<PLID, Row> rows_;  // by old; nodes do not move
-  std::unordered_map<PLID, Group*> groups_;
-  std::deque<Group> groupStore_;
+  std::vector<Row> rows_;
+  std::vector<Link> freeRows_;
+  mutable std::vector<Group> groups_;  // lookups shorten the paths through merged groups
+  IdMap<Link> rowByOld_;
+  IdMap<Link> groupByReplacement_;
   std::uint64_t arrivals_ = 0;
 };

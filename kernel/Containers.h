@@ -304,7 +304,7 @@ class ChunkList {
   }
 
   static void MoveEntries(Chunk* chunk, std::uint32_t from, std::uint32_t to) {
-    std::memmove(chunk->entries + to, chunk->entries + from, (chunk->count - from) * sizeof(T));
+    std::memmove(chunk->entries + to, chunk->entries + from, (chunk->count - from) * sizeof(void*));
   }
 
   Chunk* head_ = nullptr;

@@ -166,6 +166,7 @@ class File : public KernelObject {
   int PeekByte();
   std::int32_t PeekCharacter(std::uint32_t encoding);
   void TakeCharacter(std::uint32_t encoding);
+  std::uint32_t TakeLineBytes(char* line, std::uint32_t room);
   void WriteBytes(const std::uint8_t* from, std::size_t size);
   void WritePhysical(const std::uint8_t* from, std::size_t size, const char* failure);
   void MoveOn(std::size_t bytes);

@@ -41,8 +41,7 @@ constexpr const char* kStatusTable[] = {
     "RES_SUBSTNOTFOUND",
     "Subst not found",
     "RES_FILEALREADYEXISTS",
-    "File already exists"
-    "RES_READONLY",
+    "File already existsRES_READONLY",
     "File is read-only",
     nullptr,
 };

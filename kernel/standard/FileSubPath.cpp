@@ -12,8 +12,6 @@ namespace Zef {
 namespace {
 
 constexpr std::string_view kSeparators = FilePath::kSeparators;
-constexpr std::uint32_t kWriteNibble = 0x000F;
-constexpr std::uint32_t kCreateNibble = 0x0F00;
 
 std::string WithoutTrailingSeparators(const std::string& folder) {
   const std::size_t last = folder.find_last_not_of(kSeparators);
@@ -56,8 +54,8 @@ std::string FileSubPath::Locate(const FilePath& path) const {
 bool FileSubPath::Open(File& file, const FilePath& path, std::uint32_t mode) {
   File::Opened opened;
   opened.name = Locate(path);
-  const bool creates = (mode & kCreateNibble) != 0;
-  if (readOnly_ && (creates || (mode & kWriteNibble) != 0)) return false;
+  const bool creates = (mode & FileMode::kCreateMask) != 0;
+  if (readOnly_ && (creates || (mode & FileMode::kWriteMask) != 0)) return false;
   if (creates && !Platform::MakeFolders(ParentOf(opened.name))) return false;
   opened.handle = Platform::OpenFile(opened.name, File::SystemOptions(mode));
   if (opened.handle == Platform::kNoFile) return false;

@@ -32,6 +32,19 @@ void File::TakeCharacter(std::uint32_t encoding) {
   MoveTo(position_ + (encoding == kWideEncoding ? 2 : 1));
 }
 
+// Takes what the buffer has of the line, at most `room` bytes; returns how many.
+std::uint32_t File::TakeLineBytes(char* line, std::uint32_t room) {
+  const auto cursor = static_cast<std::uint32_t>(position_ - bufferStart_);
+  const std::uint8_t* from = buffer_ + cursor;
+  const std::uint8_t* end =
+      std::find_if(from, from + std::min(room, bufferBytes_ - cursor),
+                   [](std::uint8_t byte) { return byte == '\r' || byte == '\n'; });
+  const auto taken = static_cast<std::uint32_t>(end - from);
+  std::memcpy(line, from, taken);
+  position_ += taken;
+  return taken;
+}
+
 bool File::ReadLine(char* line, std::uint32_t limit, std::uint32_t encoding) {
   RequireReading();
   if (limit > 0) line[0] = 0;
@@ -40,9 +53,12 @@ bool File::ReadLine(char* line, std::uint32_t limit, std::uint32_t encoding) {
   if (next < 0) return false;
   std::uint32_t length = 0;
   while (next >= 0 && next != '\r' && next != '\n' && length + 1 < limit) {
-    line[length++] = encoding == kWideEncoding ? NarrowCharacter(static_cast<char32_t>(next))
-                                               : static_cast<char>(next);
-    TakeCharacter(encoding);
+    if (encoding == kWideEncoding) {
+      line[length++] = NarrowCharacter(static_cast<char32_t>(next));
+      TakeCharacter(encoding);
+    } else {
+      length += TakeLineBytes(line + length, limit - 1 - length);
+    }
     next = PeekCharacter(encoding);
   }
   line[length] = 0;

@@ -56,7 +56,7 @@ void PString::InsertView(std::string_view text, std::uint32_t position) {
   const auto newLength = static_cast<std::uint32_t>(length + copy.size());
   record_ = pool->Change(record_, newLength, [&](char* bytes) {
     std::memmove(bytes + position + copy.size(), bytes + position, length - position);
-    std::memcpy(bytes + position, copy.data(), copy.size());
+    copy.copy(bytes + position, copy.size());
   });
 }
 

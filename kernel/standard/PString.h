@@ -46,7 +46,8 @@ class PString {
   PString(const PString& other) noexcept : record_(AddReference(other.record_)) {}
   PString(PString&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
   PString& operator=(const PString& other) noexcept {
-    Release(std::exchange(record_, AddReference(other.record_)));
+    PString copy(other);
+    std::swap(record_, copy.record_);
     return *this;
   }
   PString& operator=(PString&& other) noexcept {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <numeric>
 #include <utility>
@@ -50,6 +51,20 @@ std::uint8_t Largest(const std::uint8_t* counts) {
   return result;
 }
 
+// Index of the first lane where both compares hold, or the number of lanes.
+std::uint32_t FirstMatch(const std::uint8_t* bytes, std::uint8_t a, std::uint8_t b) {
+  Lanes first;
+  Lanes second;
+  std::memcpy(&first, bytes, sizeof first);
+  std::memcpy(&second, bytes + 1, sizeof second);
+  const auto both = (first == a) & (second == b);
+  std::uint64_t halves[2];
+  std::memcpy(halves, &both, sizeof halves);
+  if (halves[0] != 0) return static_cast<std::uint32_t>(std::countr_zero(halves[0])) / 8;
+  return halves[1] == 0 ? sizeof(Lanes)
+                        : 8 + static_cast<std::uint32_t>(std::countr_zero(halves[1])) / 8;
+}
+
 // Output that gives up at a limit instead of passing it.
 class BoundedOutput {
  public:
@@ -80,7 +95,7 @@ struct PairCoder::Page {
   alignas(16) std::uint8_t counts[kPairSlots];
   std::uint8_t lefts[kPairSlots];
   std::uint8_t rights[kPairSlots];
-  std::uint8_t bytes[kPageBytes];
+  std::uint8_t bytes[kPageBytes + sizeof(Lanes)];  // searches look a little past the end
   std::uint32_t length;
   bool used[kCodes];
   CodeTable left;
@@ -94,6 +109,7 @@ struct PairCoder::Page {
   std::uint32_t Slot(std::uint8_t a, std::uint8_t b);
   void Count(std::uint8_t a, std::uint8_t b);
   void Uncount(std::uint8_t a, std::uint8_t b);
+  std::uint32_t FindPair(std::uint32_t from, std::uint8_t a, std::uint8_t b) const;
   void Replace(std::uint8_t a, std::uint8_t b, std::uint8_t code);
   bool IsChanged(std::uint32_t code) const { return left[code] != code; }
   std::uint32_t ChangedRun(std::uint32_t code) const;
@@ -156,36 +172,36 @@ void PairCoder::Page::ReplacePairs() {
   }
 }
 
+// Place of the next pair, or the length of the page.
+std::uint32_t PairCoder::Page::FindPair(std::uint32_t from, std::uint8_t a, std::uint8_t b) const {
+  for (std::uint32_t at = from; at < length; at += sizeof(Lanes)) {
+    const std::uint32_t lane = FirstMatch(bytes + at, a, b);
+    if (lane == sizeof(Lanes)) continue;
+    return at + lane + 1 < length ? at + lane : length;
+  }
+  return length;
+}
+
 // Left to right, no overlap. Neighbours are counted as the page stands at that moment: new
 // codes to the left, old bytes to the right.
 void PairCoder::Page::Replace(std::uint8_t a, std::uint8_t b, std::uint8_t code) {
-  const std::uint32_t oldLength = length;
   std::uint32_t from = 0;
   std::uint32_t to = 0;
-  while (from < oldLength) {
-    const auto* found =
-        static_cast<const std::uint8_t*>(std::memchr(bytes + from, a, oldLength - from));
-    const std::uint32_t next =
-        found == nullptr ? oldLength : static_cast<std::uint32_t>(found - bytes);
-    const std::uint32_t skipped = next - from;
-    if (from != to) std::memmove(bytes + to, bytes + from, skipped);
-    from += skipped;
-    to += skipped;
-    if (from == oldLength) break;
-    if (from + 1 == oldLength || bytes[from + 1] != b) {
-      bytes[to++] = bytes[from++];
-      continue;
-    }
+  for (;;) {
+    const std::uint32_t found = FindPair(from, a, b);
+    std::memmove(bytes + to, bytes + from, found - from);
+    to += found - from;
+    if (found == length) break;
     if (to > 0) {
       Uncount(bytes[to - 1], a);
       Count(bytes[to - 1], code);
     }
-    if (from + 2 < oldLength) {
-      Uncount(b, bytes[from + 2]);
-      Count(code, bytes[from + 2]);
+    from = found + 2;
+    if (from < length) {
+      Uncount(b, bytes[from]);
+      Count(code, bytes[from]);
     }
     bytes[to++] = code;
-    from += 2;
   }
   length = to;
   left[code] = a;
@@ -304,15 +320,14 @@ class PageDecoder {
     std::uint8_t stack[kStackLimit];
     std::uint32_t depth = 0;
     while (depth > 0 || data < dataEnd) {
-      const std::uint8_t code = depth > 0 ? stack[--depth] : *data++;
-      if (left_[code] == code) {
-        if (to == end) return nullptr;
-        *to++ = code;
-        continue;
+      std::uint8_t code = depth > 0 ? stack[--depth] : *data++;
+      while (left_[code] != code) {
+        if (depth == kStackLimit) return nullptr;
+        stack[depth++] = right_[code];
+        code = left_[code];
       }
-      if (depth + 2 > kStackLimit) return nullptr;
-      stack[depth++] = right_[code];
-      stack[depth++] = left_[code];
+      if (to == end) return nullptr;
+      *to++ = code;
     }
     return to;
   }

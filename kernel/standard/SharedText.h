@@ -43,7 +43,8 @@ class SharedText {
   SharedText(const SharedText& other) noexcept : record_(AddReference(other.record_)) {}
   SharedText(SharedText&& other) noexcept : record_(std::exchange(other.record_, &empty_.record)) {}
   SharedText& operator=(const SharedText& other) noexcept {
-    Release(std::exchange(record_, AddReference(other.record_)));
+    SharedText copy(other);
+    std::swap(record_, copy.record_);
     return *this;
   }
   SharedText& operator=(SharedText&& other) noexcept {

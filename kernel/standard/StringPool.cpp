@@ -135,7 +135,7 @@ Record* StringPool::FindAndRaise(std::string_view text, std::uint32_t hash) {
 }
 
 void StringPool::Insert(Record* record, std::uint32_t hash) {
-  if (entries_ >= buckets_.size()) Grow();
+  if (entries_ >= buckets_.size() / 2) Grow();
   record->hash = hash;
   record->next = BucketOf(hash);
   BucketOf(hash) = record;

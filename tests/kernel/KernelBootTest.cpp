@@ -5,29 +5,27 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
-namespace Zef {
-namespace {
+#include "tests/support/Threads.h"
 
-std::string order;
+using namespace Zef;
+
+static std::string order;
 
 TEST(KernelBoot, TheBootingThreadIsTheMainThreadUntilAnotherTakesItsPlace) {
   KernelBoot();
   EXPECT_TRUE(IsMainThread());
-  std::thread([] {
+  ::Test::OnThreads(1, [](int) {
     KernelBoot();
     EXPECT_FALSE(IsMainThread());
     RememberMainThread();
     EXPECT_TRUE(IsMainThread());
-  }).join();
+  });
   EXPECT_FALSE(IsMainThread());
   RememberMainThread();
-  EXPECT_TRUE(IsMainThread());
 }
 
 TEST(KernelExitTable, RunsBackwardAndTakesNewEntriesOnTheWay) {
-  order.clear();
   KernelExitTable::Register([] { order += '1'; });
   KernelExitTable::Register(nullptr);
   KernelExitTable::Register([] {
@@ -36,28 +34,17 @@ TEST(KernelExitTable, RunsBackwardAndTakesNewEntriesOnTheWay) {
   });
   EXPECT_EQ(KernelExitTable::Count(), 2U);
   KernelExitTable::Run();
-  EXPECT_EQ(order, "231");
   KernelExitTable::Run();
-  EXPECT_EQ(order, "231") << "an entry runs once";
+  EXPECT_EQ(order, "231") << "each entry once, the last one first";
 }
 
-TEST(KernelExitTableDeathTest, RunsAtTheEndOfTheProcess) {
-  EXPECT_EXIT(
-      {
-        KernelExitTable::Register([] { std::fputs("table ran", stderr); });
-        std::exit(3);
-      },
-      testing::ExitedWithCode(3), "table ran");
-}
-
-TEST(KernelExitTableDeathTest, ATableThatIsFullStopsAtATrap) {
-  const auto fill = [](std::uint32_t count) {
-    while (count-- > 0) KernelExitTable::Register([] {});
+TEST(KernelExitTableDeathTest, RunsAtTheEndOfTheProcessAndTrapsWhenFull) {
+  const auto registerMany = [](std::uint32_t count) {
+    while (count-- > 0) KernelExitTable::Register([] { std::fputc('r', stderr); });
   };
-  fill(KernelExitTable::kCapacity);
-  EXPECT_EXIT(fill(1), testing::KilledBySignal(SIGTRAP), "full");
-  KernelExitTable::Run();
+  EXPECT_EXIT((registerMany(3), std::exit(3)), testing::ExitedWithCode(3), "rrr");
+  EXPECT_EXIT((registerMany(KernelExitTable::kCapacity), std::exit(3)), testing::ExitedWithCode(3),
+              "");
+  EXPECT_EXIT(registerMany(KernelExitTable::kCapacity + 1), testing::KilledBySignal(SIGTRAP),
+              "full");
 }
-
-}  // namespace
-}  // namespace Zef

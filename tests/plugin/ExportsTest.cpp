@@ -59,7 +59,7 @@ TEST(PluginExports, TouchNothingInTheWorkingFolder) {
   fs::current_path(decoys.Path());
   for (const char* folder : {"cache", "Settings", "world", "local"}) fs::create_directory(folder);
   for (const char* file : {"assets.mkx", "cache/assets.mkx", "Settings/plid.txt"}) {
-    WriteWholeFile(file, "decoy");
+    WriteWholeFile(decoys / file, "decoy");
   }
   const std::string root = temp / "";
   fs::create_directory(root + "data");

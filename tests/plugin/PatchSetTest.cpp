@@ -203,7 +203,7 @@ TEST_F(PatchSetTest, ASetCutAnywhereIsAppliedAsFarAsItGoes) {
   MUKAsset record = Asset({1, 1, 0}, "name");
   record.description = std::string(600, 'd').c_str();
   const std::string whole = Bytes({record});
-  for (std::size_t size = 0; size < whole.size(); ++size) {
+  for (std::size_t size = 0; size < whole.size(); size += size < 130 ? 1 : 61) {
     SaveIndex(Folder("old"), {});
     WriteSet(whole.substr(0, size), std::string(size % 8, 'x'), "");
     ASSERT_TRUE(Apply());

@@ -1,0 +1,203 @@
+// quarle: the command line of the asset library. Here command lines are parsed; what the
+// commands do is in the files that are named after them.
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "apps/quarle/Commands.h"
+#include "apps/quarle/Utf8.h"
+
+namespace {
+
+/// What all commands have parsed into, and the one that was chosen.
+struct CommandLine {
+  CommonOptions common;
+  DiffOptions diff;
+  PatchOptions patch;
+  SetOptions set;
+  IndexOptions index;
+  PlidOptions plid;
+  std::function<int()> run;
+};
+
+const CLI::Validator kNotEmpty(
+    [](const std::string& text) { return text.empty() ? "must not be empty" : std::string(); }, "");
+
+const std::map<std::string, ProgressMode> kModes = {
+    {"auto", ProgressMode::Auto}, {"always", ProgressMode::Always}, {"never", ProgressMode::Never}};
+
+CLI::App* AddCommand(CLI::App& parent, const char* name, const char* what, const char* example) {
+  CLI::App* const command = parent.add_subcommand(name, what);
+  command->footer(std::string("Example:\n  ") + example);
+  return command;
+}
+
+void AddCommon(CLI::App& command, CommonOptions& common) {
+  command.add_flag("--json", common.json, "Print the result as one JSON document");
+  command.add_flag("-q,--quiet", common.quiet, "Print no summary and no progress");
+  command
+      .add_option_function<std::string>(
+          "--progress", [&common](const std::string& when) { common.progress = kModes.at(when); },
+          "Progress bar on standard error: auto (on a terminal), always, never")
+      ->check(CLI::IsMember(kModes).description(""))
+      ->type_name("WHEN")
+      ->default_str("auto");
+}
+
+void AddText(CLI::App& command, const char* name, std::string& value, const char* what) {
+  command.add_option(name, value, what)->required()->check(kNotEmpty)->type_name("");
+}
+
+void AddIndexName(CLI::App& command, std::string& name) {
+  command.add_option("--index", name, "Name of the index file")
+      ->check(kNotEmpty)
+      ->type_name("NAME")
+      ->capture_default_str();
+}
+
+void AddPlugin(CLI::App& command, std::string& file) {
+  command.add_option("--plugin", file, "The plug-in to load; without it the one of this program")
+      ->check(kNotEmpty)
+      ->type_name("FILE");
+}
+
+void AddDiff(CLI::App& app, CommandLine& line) {
+  CLI::App* const diff =
+      AddCommand(app, "diff", "Make the patch set that leads from one release to another",
+                 "quarle diff release-1 release-2 patch-1-2");
+  DiffOptions& options = line.diff;
+  AddText(*diff, "OLD", options.oldRoot, "Folder of the old index");
+  AddText(*diff, "NEW", options.newRoot, "Folder of the new index");
+  AddText(*diff, "OUT", options.output, "Folder for the set; it goes into data/ there");
+  AddIndexName(*diff, options.indexName);
+  AddPlugin(*diff, options.plugin);
+  AddCommon(*diff, line.common);
+  diff->callback([&] { line.run = [&] { return RunDiff(line.diff, line.common); }; });
+}
+
+void AddPatch(CLI::App& app, CommandLine& line) {
+  CLI::App* const patch = AddCommand(
+      app, "patch", "Apply a patch set to an index",
+      "quarle patch --dry-run /srv/content patch-1-2\n  quarle patch /srv/content patch-1-2");
+  PatchOptions& options = line.patch;
+  AddText(*patch, "ROOT", options.root, "Folder of the index; replaced assets are deleted below");
+  AddText(*patch, "SET", options.set, "Folder of the patch set");
+  AddIndexName(*patch, options.indexName);
+  AddPlugin(*patch, options.plugin);
+  patch->add_flag("-n,--dry-run", options.dryRun, "Say what would change, and change nothing");
+  patch->add_flag("--no-backup", options.noBackup, "Keep no copy of the index as NAME.bak");
+  AddCommon(*patch, line.common);
+  patch->callback([&] { line.run = [&] { return RunPatch(line.patch, line.common); }; });
+}
+
+using SetFunction = int (*)(const SetOptions&, const CommonOptions&);
+using IndexFunction = int (*)(const IndexOptions&, const CommonOptions&);
+
+void AddSetCommand(CLI::App& set, CommandLine& line, const char* name, const char* what,
+                   const char* example, SetFunction run) {
+  CLI::App* const command = AddCommand(set, name, what, example);
+  AddText(*command, "SET", line.set.set, "Folder of the patch set");
+  AddIndexName(*command, line.set.indexName);
+  AddCommon(*command, line.common);
+  command->callback(
+      [&line, run] { line.run = [&line, run] { return run(line.set, line.common); }; });
+}
+
+CLI::App* AddIndexCommand(CLI::App& index, CommandLine& line, const char* name, const char* what,
+                          const char* example, IndexFunction run) {
+  CLI::App* const command = AddCommand(index, name, what, example);
+  AddText(*command, "FILE", line.index.file, "The index file");
+  AddCommon(*command, line.common);
+  command->callback(
+      [&line, run] { line.run = [&line, run] { return run(line.index, line.common); }; });
+  return command;
+}
+
+void AddGroups(CLI::App& app, CommandLine& line) {
+  CLI::App* const set =
+      AddCommand(app, "set", "Look into a patch set", "quarle set show patch-1-2");
+  set->require_subcommand(1);
+  AddSetCommand(*set, line, "show", "List what a patch set holds",
+                "quarle set show patch-1-2 --json", RunSetShow);
+  AddSetCommand(*set, line, "check", "Say whether every record of a patch set is whole",
+                "quarle set check patch-1-2", RunSetCheck);
+
+  CLI::App* const index =
+      AddCommand(app, "index", "Look into an index file", "quarle index stat release-1/assets.mkx");
+  index->require_subcommand(1);
+  AddIndexCommand(*index, line, "show", "List the records and side tables of an index",
+                  "quarle index show release-1/assets.mkx --json", RunIndexShow);
+  CLI::App* const stat =
+      AddIndexCommand(*index, line, "stat", "Counts, sizes, share of each flag, classes",
+                      "quarle index stat release-1/assets.mkx --top 20", RunIndexStat);
+  stat->add_option("--top", line.index.top, "Classes to list")
+      ->type_name("N")
+      ->capture_default_str();
+  AddIndexCommand(*index, line, "check",
+                  "Say why an index does not load, or what does not hold together in it",
+                  "quarle index check release-1/assets.mkx", RunIndexCheck);
+}
+
+void AddPlid(CLI::App& app, CommandLine& line) {
+  CLI::App* const plid = AddCommand(app, "plid", "Say what a text means as an asset identifier",
+                                    "quarle plid '<plid2:1234:56789:3>' 1234:56789");
+  plid->add_option("TEXT", line.plid.texts, "Identifiers in any spelling")
+      ->required()
+      ->type_name("");
+  plid->add_flag("--strict", line.plid.strict, "Take only the bracketed forms");
+  AddCommon(*plid, line.common);
+  plid->callback([&] { line.run = [&] { return RunPlid(line.plid, line.common); }; });
+}
+
+/// Usage errors are one line of ours, with the way to the help of the command.
+int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
+  if (error.get_exit_code() == 0) return app.exit(error);
+  std::string command = "quarle";
+  const CLI::App* at = &app;
+  while (!at->get_subcommands().empty()) {
+    at = at->get_subcommands().front();
+    command += " " + at->get_name();
+  }
+  std::string what = error.what();
+  what.resize(std::min(what.find('\n'), what.size()));
+  const std::vector<std::string> unknown = at->remaining();
+  if (error.get_name() == "RequiredError" && !unknown.empty()) {
+    what = "There is no command " + Quoted(unknown.front());
+  }
+  return FailUsage(Printable(what) + "; see " + command + " --help");
+}
+
+int Run(int argc, char** argv) {
+  CLI::App app("Asset indexes and their patch sets.", "quarle");
+  app.footer("Example:\n  quarle diff release-1 release-2 patch-1-2");
+  app.set_version_flag("--version", "quarle " QUARLE_VERSION);
+  app.require_subcommand(1);
+  CommandLine line;
+  AddDiff(app, line);
+  AddPatch(app, line);
+  AddGroups(app, line);
+  AddPlid(app, line);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return ReportParse(app, error);
+  }
+  return line.run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int status = kFailed;
+  try {
+    status = Run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    status = Fail("there is not enough memory for this file");
+  } catch (const std::exception& failure) {
+    status = Fail(Printable(failure.what()));
+  }
+  return FinishOutput(status);
+}

@@ -1,0 +1,245 @@
+#!/usr/bin/env bash
+# Measures Diff and Patch against what else would do the job, in one run on a warm page cache,
+# checks the speed goals and writes docs/performance.md with its plot.
+#
+# Every round runs every contender once, one after the other, so that a disturbance of the
+# machine meets them all; the median of the rounds counts. Output is deleted and the disk
+# brought to rest before each run, outside the time that is taken.
+#
+# Exit status: 0 all goals met, 1 a goal missed, 2 the measurement could not be made.
+set -euo pipefail
+export LC_ALL=C
+
+usage() {
+  cat <<'TXT'
+usage: bench/compare.sh [options]
+  --rounds N     timed rounds, at least 5 (default 7)
+  --large        also a pair of 1,000,000 records: cost of a record as the index grows
+  --records N    size of the measured pair (default 100000)
+  --dir DIR      where data goes (default build/compare); about 1 GB, 6 GB with --large
+  --slow         also bsdiff, about half a minute a round
+  --no-install   measure against the peers that are there
+  --no-build     use build/release as it is
+Example: bench/compare.sh --large --rounds 9
+TXT
+}
+
+rounds=7 records=100000 large=0 slow=0 install=1 build=1 dir=
+while [ $# -gt 0 ]; do
+  case $1 in
+    --rounds) rounds=$2; shift ;;
+    --records) records=$2; shift ;;
+    --dir) dir=$2; shift ;;
+    --large) large=1 ;;
+    --slow) slow=1 ;;
+    --no-install) install=0 ;;
+    --no-build) build=0 ;;
+    --help) usage; exit 0 ;;
+    *) usage >&2; exit 2 ;;
+  esac
+  shift
+done
+[ "$rounds" -ge 5 ] || { echo "compare.sh: a median wants 5 rounds or more" >&2; exit 2; }
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+dir=${dir:-$root/build/compare}
+mkdir -p "$dir"
+dir=$(cd "$dir" && pwd)
+bin=$root/build/release
+command_line="bench/compare.sh --rounds $rounds --records $records"
+[ $large = 0 ] || command_line+=" --large"
+[ $slow = 0 ] || command_line+=" --slow"
+
+say() { printf '== %s\n' "$*" >&2; }
+have() { command -v "$1" >/dev/null; }
+
+peers="sqlite3 zstd xdelta3 sha256sum"
+[ $slow = 0 ] || peers+=" bsdiff bspatch"
+if [ $install = 1 ]; then
+  missing=
+  for peer in $peers; do have "$peer" || missing+=" ${peer/bspatch/bsdiff}"; done
+  if [ -n "$missing" ] && [ "$(id -u)" = 0 ] && have apt-get; then
+    say "installing$missing"
+    # shellcheck disable=SC2086
+    apt-get install -y -q $missing >&2 || say "cannot install; going on without"
+  fi
+fi
+
+if [ $build = 1 ]; then
+  say "building"
+  (cd "$root" && cmake --preset release && cmake --build --preset release \
+    --target gne_d plugin_host quarle_makeindex quarle_index_sql) >&2 || exit 2
+fi
+host=$bin/bench/plugin_host plugin=$bin/plugin/gne_d.so
+
+# make_pair NAME RECORDS: the two indexes under $dir/NAME, unless they stand there already.
+make_pair() {
+  if [ "$(cat "$dir/$1/records" 2>/dev/null)" != "$2" ] || [ "$bin/bench/quarle_makeindex" -nt "$dir/$1/records" ]; then
+    say "making two indexes of $2 records"
+    rm -rf "${dir:?}/$1"
+    mkdir -p "$dir/$1/set/data" "$dir/$1/work"
+    "$bin/bench/quarle_makeindex" --records "$2" "$dir/$1/old" "$dir/$1/new" >&2
+    echo "$2" >"$dir/$1/records"
+  fi
+}
+
+# use_pair NAME: what the contenders below work on.
+use_pair() {
+  here=$dir/$1
+  old=$here/old/assets.mkx new=$here/new/assets.mkx out=$here/work
+}
+
+# A contender is three functions: before_X (not timed), run_X, and none, or the size of what it
+# made in made_X.
+before_diff() { rm -f "$here"/set/data/*; }
+run_diff() { "$host" "$plugin" diff assets.mkx "$here/old/" "$here/new/" "$here/set/"; }
+made_diff() { cat "$here"/set/data/* | wc -c; }
+before_patch() { cp "$old" "$out/assets.mkx"; }
+run_patch() { "$host" "$plugin" patch assets.mkx "$out" "$here/set/"; }
+run_cat() { cat "$old" "$new"; }
+run_sha256sum() { sha256sum "$old" "$new"; }
+before_sqlite() { rm -f "$out/answer.db"; }
+run_sqlite() { sqlite3 -batch "$here/tables.db" ".read $here/query.sql"; }
+made_sqlite() { stat -c %s "$out/answer.db"; }
+before_zstd() { rm -f "$out/zstd"; }
+run_zstd() { zstd -q -1 --patch-from="$old" "$new" -o "$out/zstd"; }
+made_zstd() { stat -c %s "$out/zstd"; }
+before_unzstd() { rm -f "$out/new"; }
+run_unzstd() { zstd -q -d --patch-from="$old" "$out/zstd" -o "$out/new"; }
+before_xdelta3() { rm -f "$out/xdelta3"; }
+run_xdelta3() { xdelta3 -e -s "$old" "$new" "$out/xdelta3"; }
+made_xdelta3() { stat -c %s "$out/xdelta3"; }
+before_unxdelta3() { rm -f "$out/new"; }
+run_unxdelta3() { xdelta3 -d -s "$old" "$out/xdelta3" "$out/new"; }
+before_bsdiff() { rm -f "$out/bsdiff"; }
+run_bsdiff() { bsdiff "$old" "$new" "$out/bsdiff"; }
+made_bsdiff() { stat -c %s "$out/bsdiff"; }
+before_bspatch() { rm -f "$out/new"; }
+run_bspatch() { bspatch "$old" "$out/new" "$out/bsdiff"; }
+
+# The tables and their indexes are there before the clock starts. Both covering indexes are
+# the fastest we found for the question; the answer goes to a file without journal or sync.
+make_tables() {
+  [ "$here/tables.db" -nt "$here/records" ] && return
+  say "filling the SQL tables"
+  rm -f "$here/tables.db"
+  {
+    echo "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;"
+    "$bin/bench/quarle_index_sql" "$old" older
+    "$bin/bench/quarle_index_sql" "$new" newer
+    for table in older newer; do
+      echo "CREATE INDEX ${table}_id ON $table(content, user, version);"
+      echo "CREATE INDEX ${table}_builtin ON $table(builtin, content, user, version);"
+    done
+    echo "ANALYZE;"
+  } | sqlite3 -batch "$here/tables.db" >&2
+}
+write_query() {
+  cat >"$here/query.sql" <<SQL
+PRAGMA mmap_size=4294967296;
+ATTACH '$out/answer.db' AS answer;
+PRAGMA answer.journal_mode=OFF;
+PRAGMA answer.synchronous=OFF;
+CREATE TABLE answer.deletions AS SELECT content, user, version FROM older o WHERE builtin = 1 AND
+  NOT EXISTS (SELECT 1 FROM newer n WHERE n.content = o.content AND n.user = o.user AND n.version = o.version);
+CREATE TABLE answer.additions AS SELECT record FROM newer n WHERE builtin = 1 AND
+  NOT EXISTS (SELECT 1 FROM older o WHERE o.content = n.content AND o.user = n.user AND o.version = n.version);
+SQL
+}
+
+now() { printf '%s' "${EPOCHREALTIME/./}"; }
+
+# measure PAIR CONTENDER...: all rounds, the first untimed; microseconds go to PAIR.CONTENDER,
+# the peaks that the host reports to PAIR.CONTENDER.peak.
+measure() {
+  local pair=$1 round contender start end
+  shift
+  use_pair "$pair"
+  rm -f "$dir/$pair".*
+  for ((round = 0; round <= rounds; ++round)); do
+    say "$pair: round $round of $rounds"
+    for contender in "$@"; do
+      if declare -F "before_$contender" >/dev/null; then "before_$contender"; fi
+      sync -f "$here"
+      start=$(now)
+      if ! "run_$contender" >"$dir/output" 2>"$dir/errors"; then
+        echo "compare.sh: $contender failed" >&2
+        head -5 "$dir/errors" >&2
+        exit 2
+      fi
+      end=$(now)
+      [ $round = 0 ] && continue
+      echo $((end - start)) >>"$dir/$pair.$contender"
+      sed -n 's/.*peak_kib //p' "$dir/output" >>"$dir/$pair.$contender.peak"
+    done
+  done
+}
+median() { sort -n "$1" | awk '{a[NR] = $1} END {print (a[int((NR + 1) / 2)] + a[int(NR / 2) + 1]) / 2}'; }
+largest() { sort -n "$1" | tail -1; }
+
+# The set and the SQL answer must say the same, or their times say nothing.
+check_answers() {
+  local deletions additions
+  deletions=$(sqlite3 "$out/answer.db" 'SELECT count(*) FROM deletions')
+  additions=$(sqlite3 "$out/answer.db" 'SELECT sum(length(record)) FROM additions')
+  if [ $((deletions * 8)) != "$(stat -c %s "$here/set/data/assets.mkx.MUKDel")" ] ||
+    [ "$additions" != "$(stat -c %s "$here/set/data/assets.mkx.MUKAdd")" ]; then
+    echo "compare.sh: the patch set and the SQL answer differ" >&2
+    exit 2
+  fi
+}
+
+contenders="diff patch cat"
+for peer in sha256sum sqlite3 zstd xdelta3; do
+  if ! have "$peer"; then
+    say "$peer is not installed: left out"
+    continue
+  fi
+  case $peer in
+    zstd | xdelta3) contenders+=" $peer un$peer" ;;
+    *) contenders+=" ${peer%3}" ;;
+  esac
+done
+if [ $slow = 1 ] && have bsdiff; then contenders+=" bsdiff bspatch"; fi
+
+make_pair pair "$records"
+use_pair pair
+if have sqlite3; then
+  make_tables
+  write_query
+fi
+# shellcheck disable=SC2086
+measure pair $contenders
+if have sqlite3; then check_answers; fi
+if [ $large = 1 ]; then
+  make_pair large 1000000
+  measure large diff patch cat
+fi
+
+# One line a contender: pair, name, microseconds, peak in KiB, bytes made.
+results=$dir/results.tsv
+: >"$results"
+for pair in pair large; do
+  use_pair $pair
+  for contender in $contenders; do
+    [ -f "$dir/$pair.$contender" ] || continue
+    made=0
+    if declare -F "made_$contender" >/dev/null; then made=$("made_$contender"); fi
+    printf '%s\t%s\t%s\t%s\t%s\n' $pair "$contender" "$(median "$dir/$pair.$contender")" \
+      "$(largest "$dir/$pair.$contender.peak")" "$made" >>"$results"
+  done
+done
+bytes() { stat -c %s "$@" | awk '{s += $1} END {print s}'; }
+facts=(-v rounds="$rounds" -v records="$records" -v command_line="$command_line"
+  -v diff_bytes="$(bytes "$dir/pair/old/assets.mkx" "$dir/pair/new/assets.mkx")"
+  -v patch_bytes="$(bytes "$dir/pair/old/assets.mkx" "$dir"/pair/set/data/*)"
+  -v cpu="$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1), $(nproc) cores"
+  -v platform="$(uname -sr), $(. /etc/os-release && echo "$PRETTY_NAME")"
+  -v compiler="$(c++ --version | head -1)")
+
+mkdir -p "$root/docs"
+awk "${facts[@]}" -f "$root/bench/plot.awk" "$results" >"$root/docs/performance.svg"
+status=0
+awk "${facts[@]}" -f "$root/bench/report.awk" "$results" >"$root/docs/performance.md" || status=1
+sed -n '/^## Results/,/^## Machine/{/^## Machine/d;/^!/d;p}' "$root/docs/performance.md"
+exit $status

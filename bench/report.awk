@@ -1,0 +1,100 @@
+# Turns the measured medians into docs/performance.md; exits with 1 when a goal is missed.
+# Input lines: pair, contender, microseconds, peak in KiB, bytes made.
+
+BEGIN {
+  FS = "\t"
+  label["diff"] = "**Diff**"
+  label["patch"] = "**Patch**"
+  label["cat"] = "`cat` of both files"
+  label["sha256sum"] = "`sha256sum` of both files"
+  label["sqlite"] = "SQLite, the same question to indexed tables"
+  label["zstd"] = "`zstd -1 --patch-from`"
+  label["unzstd"] = "`zstd -d --patch-from`"
+  label["xdelta3"] = "`xdelta3 -e`"
+  label["unxdelta3"] = "`xdelta3 -d`"
+  label["bsdiff"] = "`bsdiff`"
+  label["bspatch"] = "`bspatch`"
+  split("diff cat sha256sum sqlite zstd xdelta3 bsdiff", makers, " ")
+  split("patch unzstd unxdelta3 bspatch", appliers, " ")
+}
+
+{
+  time[$1, $2] = $3
+  peak[$1, $2] = $4
+  made[$1, $2] = $5
+}
+
+function known(name) { return ("pair", name) in time }
+
+function table(names, count, base,    i, name) {
+  for (i = 1; i <= count; ++i) {
+    name = names[i]
+    if (!known(name)) continue
+    printf "| %s | %.3f s | %.2f | %s |\n", label[name], time["pair", name] / 1e6,
+      time["pair", name] / time["pair", base],
+      (made["pair", name] > 0 ? sprintf("%.2f MB", made["pair", name] / 1e6) : "")
+  }
+}
+
+# A goal: what was measured must not be above what is allowed.
+function goal(what, measured, allowed) {
+  printf "| %s | %.2f | %.2f | %s |\n", what, measured, allowed,
+    measured <= allowed ? "met" : "**missed**"
+  if (measured > allowed) ++missed
+}
+
+function each(pair, name) { return time[pair, name] / (pair == "large" ? 1000000 : records) }
+
+END {
+  print "# Performance"
+  print ""
+  print "Written by `" command_line "`; run it again to measure your machine."
+  print ""
+  print "Two generated releases of one product, " records " records each, 10 % of the built-in content"
+  print "changed between them. Whole processes are timed, their start included, on a warm page cache;"
+  print "the median of " rounds " interleaved rounds counts. Diff and Patch run in a C program that loads"
+  print "the plug-in. `cat` and `sha256sum` only read both files: no tool that looks at them can do with"
+  print "less than the first. SQLite finds its tables loaded and indexed; every other contender starts"
+  print "from the two index files."
+  print ""
+  print "## Results"
+  print ""
+  print "![Times of all contenders](performance.svg)"
+  print ""
+  print "| making a patch | time | against Diff | size made |"
+  print "| --- | ---: | ---: | ---: |"
+  table(makers, 7, "diff")
+  print ""
+  print "| applying it | time | against Patch | |"
+  print "| --- | ---: | ---: | --- |"
+  table(appliers, 4, "patch")
+  print ""
+  if (("large", "diff") in time) {
+    print "| a record costs | in " records " | in 1000000 | growth |"
+    print "| --- | ---: | ---: | ---: |"
+    for (i = 1; i <= 3; ++i) {
+      name = i == 1 ? "diff" : i == 2 ? "patch" : "cat"
+      printf "| %s | %.3f µs | %.3f µs | %.2f |\n", label[name], each("pair", name),
+        each("large", name), each("large", name) / each("pair", name)
+    }
+    print ""
+  }
+  print "| goal | measured | at most | |"
+  print "| --- | ---: | ---: | --- |"
+  if (known("sqlite")) goal("Diff, times SQLite", time["pair", "diff"] / time["pair", "sqlite"], 1)
+  if (known("zstd")) goal("Diff, times `zstd` making", time["pair", "diff"] / time["pair", "zstd"], 0.5)
+  if (known("unzstd")) goal("Patch, times `zstd` applying", time["pair", "patch"] / time["pair", "unzstd"], 2)
+  goal("Diff's peak memory, times the files", peak["pair", "diff"] * 1024 / diff_bytes, 3)
+  goal("Patch's peak memory, times the files", peak["pair", "patch"] * 1024 / patch_bytes, 3)
+  if (("large", "diff") in time) {
+    goal("Diff, a record of 1,000,000 times one of " records, each("large", "diff") / each("pair", "diff"), 1.3)
+    goal("Patch, the same, with 10 % deletions", each("large", "patch") / each("pair", "patch"), 1.3)
+  }
+  print ""
+  print "## Machine"
+  print ""
+  print "- " cpu
+  print "- " platform
+  print "- " compiler ", release build"
+  exit (missed > 0)
+}

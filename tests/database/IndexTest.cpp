@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <vector>
+
+#include "database/IndexHost.h"
+#include "database/ShownName.h"
+#include "tests/database/IndexFixture.h"
+
+namespace {
+
+using Test::Asset;
+using Test::Names;
+
+constexpr PLID kA(1, 1, 0), kB(1, 2, 0), kC(1, 3, 0), kD(1, 4, 0);
+
+/// A host whose assets declare what a test says.
+class DeclaringHost final : public IndexHost {
+ public:
+  void Touch() override {}
+  void MarkChanged(std::uint32_t) override {}
+  void BeforeSave() override {}
+  std::int64_t UnixTime() override { return 0; }
+  std::vector<PLID> ReadObsoleteList(const MUKAsset& asset) override {
+    return declared[asset.name.String()];
+  }
+  PLID NextLocalId() override { return {}; }
+
+  std::map<std::string, std::vector<PLID>> declared;
+};
+
+TEST(ObsoleteRows, KeepPointingToTheEndOfTheChain) {
+  const struct {
+    std::vector<std::pair<PLID, PLID>> rows;
+    bool lastIsTaken;
+    PLID expectedForA;
+  } cases[] = {
+      {{{kA, kB}, {kB, kA}}, false, kB},
+      {{{kA, kB}, {kB, kC}}, true, kC},
+      {{{kB, kC}, {kA, kB}}, true, kC},
+      {{{kA, kB}, {kB, kC}, {kC, kA}}, false, kC},
+      {{{kA, kB}, {kB, kC}, {kA, kD}, {kC, kA}}, true, kD},
+      {{{kA, kA}}, false, kA},
+      {{{kA, PLID()}}, false, kA},
+      {{{PLID(33554431, -1, 127), kB}}, false, kA},  // would be stored as the end of the list
+  };
+  for (const auto& c : cases) {
+    MUKAssetIndex index;
+    bool taken = false;
+    for (const auto& [old, given] : c.rows) taken = index.AddObsoleteRow(old, given);
+    EXPECT_EQ(taken, c.lastIsTaken) << &c - cases;
+    EXPECT_EQ(index.Resolve(kA), c.expectedForA) << &c - cases;
+    EXPECT_EQ(index.ResolveExact(kA), c.expectedForA == kA ? PLID() : c.expectedForA);
+  }
+}
+
+TEST(ObsoleteRows, ComeFromVersionsAndFromTheUsersOwnDeclarations) {
+  DeclaringHost host;
+  MUKAssetIndex index(&host);
+  const PLID id(7, 1, 3);
+  host.declared["new"] = {{7, 2, 5}, {8, 2, 0}, {7, 1, 9}};
+  const MUKAsset& old = index.Add(Asset({7, 2, 5}, "old"));
+  EXPECT_FALSE(index.IsObsolete(old));
+  index.RereadObsolete(index.Add(Asset(id, "new")));
+  for (const PLID& gone : {PLID(7, 1, 0), PLID(7, 1, 2), PLID(7, 2, 5)}) {
+    EXPECT_EQ(index.Resolve(gone), id);
+  }
+  EXPECT_EQ(index.Resolve({8, 2, 0}), PLID(8, 2, 0)) << "another user's";
+  EXPECT_EQ(index.Resolve({7, 1, 9}), PLID(7, 1, 9)) << "a version of its own";
+  EXPECT_TRUE(index.IsObsolete(old));
+
+  host.declared["default"] = {{8, 2, 0}};
+  index.RereadObsolete(index.Add(Asset({-5, 1, 0}, "default")));
+  EXPECT_EQ(index.Resolve({8, 2, 0}), PLID(-5, 1, 0)) << "built-in users declare for all";
+}
+
+TEST(IndexRemove, FreesWhatTheRecordHadReplaced) {
+  DeclaringHost host;
+  MUKAssetIndex index(&host);
+  MUKAsset middle = Asset(kB, "middle");
+  middle.installPath = "here";
+  host.declared["middle"] = {kA};
+  index.RereadObsolete(index.Add(std::move(middle)));
+  const MUKAsset& newest = index.Add(Asset(kC, "newest"));
+  index.AddObsoleteRow(kB, kC);
+  ASSERT_EQ(index.Resolve(kA), kC);
+  index.Remove(kC);
+  EXPECT_EQ(index.Resolve(kA), kB) << "declared again by the record that is back";
+  EXPECT_EQ(index.Resolve(kB), kB);
+  EXPECT_EQ(newest.name, "newest") << "a removed record stays where it is";
+}
+
+TEST(IndexRemove, ShowsTheNextRecordOfTheIdentifier) {
+  MUKAssetIndex index;
+  for (const char* name : {"z", "m", "a"}) index.Add(Asset(kA, name));
+  index.Add(Asset(kB, "b"));
+  index.Sort();
+  std::string seen;
+  while (const MUKAsset* record = index.Find(kA)) {
+    seen += record->name.String();
+    index.Remove(kA);
+  }
+  EXPECT_EQ(seen, "zma");
+  index.Add(Asset(kA, "A"));
+  EXPECT_EQ(Names(index), "b A ");
+  EXPECT_EQ(index.Records().front()->name, "b") << "sorted only by the next Sort";
+}
+
+TEST(ShownName, OrdersByTheCollationAndNothingElse) {
+  std::vector<MUKAsset> ordered;
+  for (const char* name : {static_cast<const char*>(nullptr), "", "a", "abcdefgh", "abcdefghi", "B",
+                           "z", " ", "1", "@", "\xC3\xA9", "\x01"}) {
+    ordered.push_back(Asset(kA, name));
+  }
+  for (std::size_t i = 0; i < ordered.size(); ++i) {
+    for (std::size_t k = 0; k < ordered.size(); ++k) {
+      EXPECT_EQ(CompareShownNames(ordered[i], ordered[k]), i < k ? -1 : i > k ? 1 : 0) << i << k;
+    }
+  }
+  MUKAssetIndex index;
+  const char* const names[] = {"same", "Zebra", "SAME", "abcdefghz", "abcdefgha"};
+  for (const char* name : names) index.Add(Asset(kA, name));
+  MUKAsset renamed = Asset(kA, "first by name");
+  renamed.userName = "zz";
+  index.Add(std::move(renamed));
+  index.Sort();
+  std::string order;
+  for (const MUKAsset* record : index.Records()) order += record->ShownName().String() + ' ';
+  EXPECT_EQ(order, "abcdefgha abcdefghz same SAME Zebra zz ") << "equal names keep their order";
+}
+
+TEST(IndexMerge, JoinsPlacesThatDoNotContradict) {
+  const struct {
+    AssetText MUKAsset::*field;
+    const char* held;
+    const char* offered;
+    const char* expected;  // null: refused
+  } cases[] = {{&MUKAsset::editPath, nullptr, "e", "e"},    {&MUKAsset::editPath, "e", "", "e"},
+               {&MUKAsset::editPath, "e", "f", nullptr},    {&MUKAsset::installPath, "i", "i", "i"},
+               {&MUKAsset::installPath, "i", "I", nullptr}, {&MUKAsset::legacyPath, "", "l", "l"},
+               {&MUKAsset::archiveName, "a", "b", nullptr}};
+  for (const auto& c : cases) {
+    MUKAssetIndex index;
+    MUKAsset& held = index.Add(Asset(kA, "held"));
+    MUKAsset offered = Asset(kA, "offered");
+    if (c.held != nullptr) held.*c.field = c.held;
+    offered.*c.field = c.offered;
+    offered.Set(AssetFlag::Patched, true);
+    const bool joined = c.expected != nullptr;
+    EXPECT_EQ(index.Merge(offered), joined) << &c - cases;
+    EXPECT_EQ((held.*c.field).View(), joined ? c.expected : c.held) << &c - cases;
+    EXPECT_EQ(held.Has(AssetFlag::Patched), joined);
+    EXPECT_EQ(held.Has(AssetFlag::InArchiveKnown), !joined);
+  }
+}
+
+TEST(IndexRecords, AreSearchedByNameKeywordsAndClass) {
+  MUKAssetIndex index;
+  MUKAsset& made = *index.CreateNew(kB);
+  EXPECT_EQ(index.SearchText(made).View(), "new;asset");
+  made.userName = "My \"Big\" Engine, old";
+  made.keywords = "steam;big";
+  made.category = "TR;LOCO";
+  index.ForgetSearchText(made);
+  EXPECT_EQ(index.SearchText(made).View(), "my;big;engine;old;steam;locomotive");
+}
+
+}  // namespace

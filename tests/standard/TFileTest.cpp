@@ -1,0 +1,78 @@
+// A TFile gives its File back where the reader stopped, or closes it with what was written.
+
+#include "kernel/standard/TFile.h"
+
+#include <gtest/gtest.h>
+
+#include "kernel/standard/File.h"
+#include "kernel/standard/SharedText.h"
+#include "tests/support/TestFiles.h"
+
+using Test::ReadWholeFile;
+using Test::TempFolder;
+using Test::WriteWholeFile;
+using Zef::FileMode::kRead;
+
+TEST(TFile, BorrowedFileStandsWhereTheReaderStopped) {
+  const TempFolder folder;
+  WriteWholeFile(folder / "f", "0123456789");
+  Zef::File file;
+  ASSERT_EQ(file.Open((folder / "f").c_str(), kRead), Zef::RES_OK);
+  {
+    Zef::TFile stream(&file, /*owned=*/false);
+    std::uint16_t word = 0;
+    stream.Read16(word);
+    EXPECT_EQ(stream.Tell(), 2u);
+    EXPECT_EQ(stream.Size(), 10u);
+    EXPECT_FALSE(stream.Eof()) << "bytes read ahead are still to come";
+  }
+  ASSERT_TRUE(file.IsOpen());
+  char next = 0;
+  EXPECT_EQ(file.Read(&next, 1, 1), 1u);
+  EXPECT_EQ(next, '2');
+}
+
+TEST(TFile, OwnedFileIsWrittenInPlaceAndClosed) {
+  const TempFolder folder;
+  WriteWholeFile(folder / "f", "0123456789");
+  auto* file = new Zef::File;
+  ASSERT_EQ(file->Open((folder / "f").c_str(), kRead | Zef::FileMode::kWrite), Zef::RES_OK);
+  Zef::TFile stream(file, /*owned=*/true);
+  std::uint8_t byte = 0;
+  stream.Read8(byte);
+  stream.WriteRaw("ab", 2);  // behind the byte that was taken, not behind those read ahead
+  stream.Read8(byte);
+  EXPECT_EQ(byte, '3');
+  stream.Seek(1, 2);
+  stream.Read8(byte);
+  EXPECT_EQ(byte, '9');
+  EXPECT_TRUE(stream.Eof());
+  stream.Seek(0, 0);
+  char all[11] = {};
+  stream.ReadRaw(all, 10);
+  EXPECT_STREQ(all, "0ab3456789");
+  stream.Clear();
+  EXPECT_EQ(stream.Size(), 0u);
+  stream.WriteRaw("new", 3);
+  stream.Close();
+  EXPECT_FALSE(stream.IsOpen());
+  EXPECT_EQ(ReadWholeFile(folder / "f"), "new") << "cleared, then written on";
+}
+
+TEST(TFile, WithoutAnOpenFileEverythingIsHarmless) {
+  Zef::TFile streams[] = {{nullptr, true}, {new Zef::File, true}};
+  for (Zef::TFile& stream : streams) {
+    std::uint32_t value = 5;
+    Zef::SharedText text("old");
+    EXPECT_TRUE(!stream.IsOpen() && stream.Eof());
+    stream.Clear();
+    stream.Seek(10, 0);
+    EXPECT_EQ(stream.WriteRaw("x", 1), 0u);
+    EXPECT_EQ(stream.Tell() + stream.Size(), 0u);
+    EXPECT_TRUE(!stream.Read32(value) && value == 5);
+    stream.ReadText(text);
+    EXPECT_EQ(text.Text(), nullptr);
+    stream.SkipForward(UINT64_MAX);
+    stream.Close();
+  }
+}

@@ -1,0 +1,245 @@
+// The read-ahead must never show: whatever is read, sought and written, the stream behaves like
+// a cursor over plain bytes, and what a short or hostile stream cannot give is left alone.
+
+#include "kernel/standard/TStream.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "kernel/standard/PString.h"
+#include "kernel/standard/SharedText.h"
+#include "kernel/standard/TBuffer.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+std::string BytesOf(const Zef::TBuffer& stream) {
+  const auto view = stream.View();
+  return {reinterpret_cast<const char*>(view.data()), view.size()};
+}
+
+/// A memory stream that counts what reaches the storage below the read-ahead.
+class CountingStream : public Zef::TBuffer {
+ public:
+  explicit CountingStream(const std::string& bytes = {}) {
+    TBuffer::Write(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    TBuffer::Seek(0, 0);
+  }
+  std::uint32_t Read(void* to, std::uint32_t size) override {
+    ++reads;
+    return TBuffer::Read(to, size);
+  }
+  void Seek(std::int64_t offset, std::int32_t whence) override {
+    ++seeks;
+    TBuffer::Seek(offset, whence);
+  }
+  int reads = 0;
+  int seeks = 0;
+};
+
+std::string Word(std::uint32_t value) {
+  return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+
+}  // namespace
+
+TEST(TStream, FieldsLieAsTheFormatSays) {
+  Zef::TBuffer stream;
+  Zef::SharedText noCharacters;
+  noCharacters = "";
+  const std::uint64_t length = stream.ReserveLength();
+  stream.Write8(0xAB);
+  stream.Write16(0x1234);
+  stream.Write64(0x0102030405060708);
+  stream.WriteFloat(1.0f);
+  stream.WriteBool(true);
+  stream.WriteText(Zef::SharedText());
+  stream.WriteText(noCharacters);
+  stream.WriteText(Zef::SharedText("hi"));
+  stream.WriteText(Zef::SharedText("hi"), /*withLength=*/false);
+  stream.WritePString(Zef::PString());
+  stream.WritePString("");
+  stream.WritePString("key");
+  stream.Printf("%d-%s", 7, std::string(1500, 'x').c_str());
+  EXPECT_EQ(BytesOf(stream).substr(0, 4), "\xEB\xCE\xED\xFE"s);
+  stream.PatchLength(length, 0x01020304);
+  EXPECT_EQ(BytesOf(stream),
+            "\x04\x03\x02\x01\xAB\x34\x12\x08\x07\x06\x05\x04\x03\x02\x01\0\0\x80\x3F\x01"
+            "\0\0\0\0\x01\0\0\0\0\x03\0\0\0hi\0hi\0\0\0\0\x01\0\0\0\0\x04\0\0\0key\0"s +
+                "7-" + std::string(1500, 'x'));
+  EXPECT_EQ(stream.Tell(), stream.Size()) << "patching must come back to the end";
+}
+
+TEST(TStream, TextsOfEveryLengthSurvive) {
+  for (const std::size_t length : {1, 509, 510, 511, 4095, 4096, 65533, 65534}) {
+    Zef::TBuffer stream;
+    const std::string text(length, 'a');
+    stream.WriteText(Zef::SharedText(text.c_str()));
+    stream.Seek(0, 0);
+    Zef::PString read;
+    stream.ReadPString(read);
+    EXPECT_EQ(read.View(), text) << length;
+    EXPECT_TRUE(stream.AtEnd() && !stream.ShortRead()) << length;
+  }
+  Zef::TBuffer stream;
+  stream.WriteText(Zef::SharedText(std::string(65535, 'a').c_str()));
+  EXPECT_EQ(BytesOf(stream), Word(0)) << "a text that no reader takes is stored as none";
+}
+
+TEST(TStream, StoredTextsAreTakenAtTheirWordOnlySoFar) {
+  const struct {
+    const char* what;
+    std::string bytes;
+    const char* text;  // null: no storage
+    bool fieldBehind;
+  } cases[] = {
+      {"no storage", Word(0) + Word(77), nullptr, true},
+      {"storage without characters", Word(1) + "\0"s + Word(77), "", true},
+      {"cut at its first zero", Word(6) + "ab\0cd\0"s + Word(77), "ab", true},
+      {"no closing zero", Word(2) + "ab" + Word(77), "ab", true},
+      {"too long", Word(70000) + std::string(70000, 'x') + Word(77), nullptr, true},
+      {"backward as a signed number", Word(0xFFFFFFFF) + "abc" + Word(77), nullptr, false},
+      {"half a length", "\x05\0"s, nullptr, false},
+      {"short and truncated", Word(9) + "abc", "abc", false},
+      {"long and truncated", Word(600) + "abc", "abc", false},
+  };
+  for (const auto& c : cases) {
+    CountingStream stream(c.bytes);
+    Zef::SharedText text("old");
+    std::uint32_t behind = 0;
+    stream.ReadText(text);
+    EXPECT_EQ(text.Text() == nullptr, c.text == nullptr) << c.what;
+    EXPECT_STREQ(text.TextOrEmpty(), c.text != nullptr ? c.text : "") << c.what;
+    EXPECT_EQ(stream.Read32(behind), c.fieldBehind) << c.what;
+    EXPECT_EQ(behind, c.fieldBehind ? 77u : 0u) << c.what;
+    EXPECT_EQ(stream.ShortRead(), !c.fieldBehind) << c.what;
+    EXPECT_EQ(stream.AtEnd(), true) << c.what;
+  }
+}
+
+// Half a field must not become a value: callers keep the defaults they came with.
+TEST(TStream, TruncatedFieldsLeaveTheirDestination) {
+  std::string bytes(31, '\x11');
+  for (std::size_t size = 0; size < bytes.size(); ++size) {
+    CountingStream stream(bytes.substr(0, size));
+    std::uint8_t byte = 9;
+    std::uint16_t word16 = 9, two16[2] = {9, 9};
+    std::uint32_t two32[2] = {9, 9}, four32[4] = {9, 9, 9, 9};
+    const bool got[] = {stream.Read8(byte), stream.Read16(word16), stream.Read2x16(two16),
+                        stream.Read2x32(two32), stream.Read4x32(four32)};
+    const std::size_t ends[] = {1, 3, 7, 15, 31};
+    const std::uint32_t values[] = {byte, word16, two16[1], two32[1], four32[3]};
+    const std::uint32_t whole[] = {0x11, 0x1111, 0x1111, 0x11111111, 0x11111111};
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_EQ(got[i], ends[i] <= size) << size;
+      EXPECT_EQ(values[i], got[i] ? whole[i] : 9u) << size;
+    }
+    EXPECT_TRUE(stream.ShortRead());
+  }
+}
+
+TEST(TStream, LinesEndAtEitherMarkOrAPair) {
+  CountingStream stream("one\r\ntwo\n\rthree\r\0four\n\nsix\r"s);
+  const std::string expected[] = {"one", "two", "three", "\0four"s, "", "six"};
+  Zef::SharedText line;
+  for (const std::string& text : expected) {
+    ASSERT_TRUE(stream.ReadLine(line));
+    EXPECT_EQ(line.View(), text);
+  }
+  EXPECT_FALSE(stream.ReadLine(line));
+  EXPECT_EQ(line.Text(), nullptr);
+}
+
+TEST(TStream, ReadAheadSavesSeeksAndReads) {
+  CountingStream writer;
+  for (int i = 0; i < 17; ++i) writer.WriteBool(true);
+  EXPECT_EQ(writer.seeks, 0) << "a seek a flag would flush the file below each time";
+
+  CountingStream stream(std::string(10000, 'x'));
+  std::uint8_t byte = 0;
+  for (int i = 0; i < 4097; ++i) stream.Read8(byte);
+  EXPECT_EQ(stream.reads, 2);
+  stream.Seek(-16, 1);
+  for (int i = 0; i < 16; ++i) stream.Read8(byte);
+  EXPECT_EQ(stream.reads, 2) << "a short step back is served from memory";
+  EXPECT_EQ(stream.Tell(), 4097u);
+  EXPECT_EQ(stream.Size(), 10000u);
+  EXPECT_EQ(stream.Tell(), 4097u);
+}
+
+TEST(TStream, BehavesLikeACursorOverPlainBytes) {
+  std::mt19937 random(12345);
+  std::string model(30000, '\0');
+  for (char& c : model) c = static_cast<char>(random());
+  CountingStream stream(model);
+  std::size_t at = 0;
+  std::string received(9000, '\0');
+  for (int step = 0; step < 20000; ++step) {
+    const std::size_t size = random() % 8 == 0 ? random() % 9000 : random() % 40;
+    switch (random() % 8) {
+      case 0:
+        at = random() % model.size();
+        stream.Seek(static_cast<std::int64_t>(at), 0);
+        break;
+      case 1:
+        at = model.size() - size;
+        stream.Seek(static_cast<std::int64_t>(size), 2);
+        break;
+      case 2: {
+        const std::size_t back = std::min(at, size);
+        at -= back;
+        stream.Seek(-static_cast<std::int64_t>(back), 1);
+        break;
+      }
+      case 3:
+        at = std::min(at + size, model.size());
+        stream.SkipForward(size);
+        break;
+      case 4: {
+        const std::string piece(std::min(size, model.size() - at), static_cast<char>(step));
+        model.replace(at, piece.size(), piece);
+        stream.WriteRaw(piece.data(), static_cast<std::uint32_t>(piece.size()));
+        at += piece.size();
+        break;
+      }
+      default: {
+        const std::size_t count = std::min(size, model.size() - at);
+        ASSERT_EQ(stream.ReadRaw(received.data(), static_cast<std::uint32_t>(size)), count) << step;
+        ASSERT_EQ(received.compare(0, count, model, at, count), 0) << step;
+        at += count;
+      }
+    }
+    ASSERT_EQ(stream.Tell(), at) << step;
+    ASSERT_EQ(stream.AtEnd(), at == model.size()) << step;
+  }
+  EXPECT_EQ(BytesOf(stream), model);
+}
+
+TEST(TBuffer, GapsAreZeroAndBoundsHold) {
+  Zef::TBuffer::Storage storage;
+  {
+    Zef::TBuffer stream(&storage);
+    stream.Write8('a');
+    stream.Seek(4, 0);
+    EXPECT_EQ(stream.Size(), 1u) << "a seek alone adds nothing";
+    stream.Write8('b');
+    EXPECT_EQ(BytesOf(stream), "a\0\0\0b"s);
+    stream.Seek(-100, 1);
+    EXPECT_EQ(stream.Tell(), 0u);
+    stream.Seek(std::int64_t{1} << 60, 0);
+    EXPECT_EQ(stream.Tell(), Zef::TBuffer::kGrowStep);
+    stream.Seek(INT64_MIN, 2);
+    EXPECT_EQ(stream.Tell(), Zef::TBuffer::kGrowStep);
+    std::uint8_t byte = 7;
+    EXPECT_FALSE(stream.Read8(byte));
+  }
+  storage.fixed = true;
+  Zef::TBuffer fixed(&storage);
+  fixed.Seek(100, 0);
+  EXPECT_EQ(fixed.Tell(), 5u);
+  EXPECT_EQ(fixed.WriteRaw("c", 1), 0u);
+  EXPECT_EQ(BytesOf(fixed), "a\0\0\0b"s);
+}
