@@ -91,8 +91,8 @@ bool DatabaseFiles::Write(MUKAssetIndex& index) const {
   }
   Step("write: old file deleted");
   if (!Rename(Temporary(), Main())) {
-    Zef::Trace("MUKThread_WriteDatabaseLocal> Rename(\"%s\", \"%s\") failed\n",
-               Temporary().c_str(), Main().c_str());
+    Zef::Trace("MUKThread_WriteDatabaseLocal> Rename(\"%s\", \"%s\") failed\n", Temporary().c_str(),
+               Main().c_str());
     return false;
   }
   FlushFolders();

@@ -118,8 +118,8 @@ bool ArchiveList::Read(Zef::ByteReader& in) {
 
 void ArchiveList::Write(Zef::ByteWriter& out) const {
   out.U32(0);
-  out.U32(static_cast<std::uint32_t>(
-      std::count_if(archives.begin(), archives.end(), [](const Archive& a) { return a.persistent; })));
+  out.U32(static_cast<std::uint32_t>(std::count_if(archives.begin(), archives.end(),
+                                                   [](const Archive& a) { return a.persistent; })));
   for (const Archive& archive : archives) {
     if (!archive.persistent) continue;
     out.U32(kArchiveVersion);

@@ -15,19 +15,19 @@
 
 /// Flag bits in the order of their three stored bytes; the value is byte * 8 + bit.
 enum class AssetFlag : std::uint8_t {
-  Marked = 0,                   ///< free selection mark of the host
-  Enabled = 1,                  ///< takes part in searches by kind and obsolete resolution
-  IsClone = 2,                  ///< cloned without becoming a new version of its source
-  IsReskin = 3,                 ///< product type "reskin"
-  InArchive = 4,                ///< a copy lies in an asset archive; valid with the next bit
+  Marked = 0,     ///< free selection mark of the host
+  Enabled = 1,    ///< takes part in searches by kind and obsolete resolution
+  IsClone = 2,    ///< cloned without becoming a new version of its source
+  IsReskin = 3,   ///< product type "reskin"
+  InArchive = 4,  ///< a copy lies in an asset archive; valid with the next bit
   InArchiveKnown = 5,
-  Listed = 6,                   ///< the download catalogue knows it
-  Patched = 7,                  ///< came in through a patch; install refuses to overwrite it
-  BuiltIn = 8,                  ///< part of the product's own content: what a diff compares
-  MissingDependency = 9,        ///< something it depends on is missing; valid with the next bit
+  Listed = 6,             ///< the download catalogue knows it
+  Patched = 7,            ///< came in through a patch; install refuses to overwrite it
+  BuiltIn = 8,            ///< part of the product's own content: what a diff compares
+  MissingDependency = 9,  ///< something it depends on is missing; valid with the next bit
   MissingDependencyKnown = 10,
-  Faulty = 11,                  ///< the last commit's validity check failed
-  FaultyDependency = 12,        ///< something it depends on is faulty; valid with the next bit
+  Faulty = 11,            ///< the last commit's validity check failed
+  FaultyDependency = 12,  ///< something it depends on is faulty; valid with the next bit
   FaultyDependencyKnown = 13,
   PermitCommit = 14,
   PermitEdit = 15,

@@ -71,7 +71,8 @@ std::vector<ObsoleteTable::RowView> ObsoleteTable::Rows() const {
   for (Link link = 1; link <= rows_.size(); ++link) {
     const Row& row = RowAt(link);
     if (rowByOld_.Find(row.old) != link) continue;
-    keys.push_back({row.old.Hash() % kStoredBuckets, row.arrival,
+    keys.push_back({row.old.Hash() % kStoredBuckets,
+                    row.arrival,
                     {row.old, row.given, GroupAt(GroupOf(link)).replacement}});
   }
   std::sort(keys.begin(), keys.end(), [](const Key& a, const Key& b) {

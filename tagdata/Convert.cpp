@@ -104,7 +104,7 @@ float OutOfRange(std::string_view number) {
   const std::size_t exponent = number.find_first_of("eE");
   const bool tiny = exponent != std::string_view::npos
                         ? number[exponent + 1] == '-'
-                        : number.find_first_not_of("0") == number.find('.');
+                        : number.find_first_not_of('0') == number.find('.');
   return tiny ? 0.0f : std::numeric_limits<float>::infinity();
 }
 

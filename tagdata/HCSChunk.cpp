@@ -38,7 +38,7 @@ std::uint32_t HCSChunk::GetCount() const { return 0; }
 Zef::PString HCSChunk::GetKey(std::uint32_t) const { return {}; }
 void HCSChunk::SortTags() {}
 void HCSChunk::SwapTags(const ChunkRef&, const ChunkRef&) {}
-void HCSChunk::AddTag(const Zef::PString&, ChunkRef) {}
+void HCSChunk::AddTag(const Zef::PString&, const ChunkRef&) {}
 void HCSChunk::RemoveTag(const ChunkRef&) {}
 void HCSChunk::RemoveKey(const Zef::PString& key) { RemoveTag(GetTag(key)); }
 
@@ -46,10 +46,10 @@ void HCSChunk::RemoveAllTags() {
   for (std::uint32_t i = GetCount(); i-- > 0;) RemoveKey(GetKey(i));
 }
 
-ChunkRef HCSChunk::CreateTag(std::int32_t, CoreRef) const { return NullChunk(); }
+ChunkRef HCSChunk::CreateTag(std::int32_t, const CoreRef&) const { return NullChunk(); }
 CoreRef HCSChunk::GetCore() const { return nullptr; }
 std::int32_t HCSChunk::GetType() const { return TagNull; }
-void HCSChunk::SetData(std::int32_t, CoreRef) {}
+void HCSChunk::SetData(std::int32_t, const CoreRef&) {}
 std::unique_ptr<TagCursor> HCSChunk::Tags() const { return nullptr; }
 const std::byte* HCSChunk::Identity() const { return nullptr; }
 bool HCSChunk::HasChanges() const { return true; }
@@ -83,12 +83,12 @@ bool IsSameNode(const ChunkRef& a, const ChunkRef& b) {
   return a && b && a->Identity() != nullptr && a->Identity() == b->Identity();
 }
 
-void NOLDataTag::SetData(std::int32_t type, CoreRef core) {
+void NOLDataTag::SetData(std::int32_t type, const CoreRef& core) {
   type_ = type;
-  core_ = std::move(core);
+  core_ = core;
 }
 
-ChunkRef NewHeapTag(std::int32_t type, CoreRef core) {
+ChunkRef NewHeapTag(std::int32_t type, const CoreRef& core) {
   if (type == TagSoup) return ChunkRef(new NOLContainerTag);
-  return ChunkRef(new NOLDataTag(type, std::move(core)));
+  return ChunkRef(new NOLDataTag(type, core));
 }

@@ -93,7 +93,7 @@ class HCSChunk : public Zef::ReferenceCountMP {
   /// Exchanges two values under their keys. Only heap containers swap.
   virtual void SwapTags(const ChunkRef& a, const ChunkRef& b);
   /// Appends, whether or not the key exists. Null, and the container itself, are ignored.
-  virtual void AddTag(const Zef::PString& key, ChunkRef chunk);
+  virtual void AddTag(const Zef::PString& key, const ChunkRef& chunk);
   /// Removes the first tag that holds `chunk`.
   virtual void RemoveTag(const ChunkRef& chunk);
   /// As RemoveTag of what GetTag gives for the key.
@@ -101,11 +101,11 @@ class HCSChunk : public Zef::ReferenceCountMP {
   /// As RemoveTag of each tag found by key, last position first.
   virtual void RemoveAllTags();
   /// A new tag that is attached to nothing yet; `core` is ignored for a container.
-  virtual ChunkRef CreateTag(std::int32_t type, CoreRef core) const;
+  virtual ChunkRef CreateTag(std::int32_t type, const CoreRef& core) const;
   virtual CoreRef GetCore() const;
   virtual std::int32_t GetType() const;
   /// Replaces type and payload of a heap tag; nothing for every other node.
-  virtual void SetData(std::int32_t type, CoreRef core);
+  virtual void SetData(std::int32_t type, const CoreRef& core);
   /// Null where there can be no tags.
   virtual std::unique_ptr<TagCursor> Tags() const;
   /// Where the tag lies in a file's image, which is its identity there; null for heap nodes.
@@ -137,7 +137,7 @@ class NOLDataTag final : public HCSChunk {
 
   CoreRef GetCore() const override { return core_; }
   std::int32_t GetType() const override { return type_; }
-  void SetData(std::int32_t type, CoreRef core) override;
+  void SetData(std::int32_t type, const CoreRef& core) override;
 
  private:
   const HCSRawDataCore* Core() const override { return core_.Get(); }
@@ -147,4 +147,4 @@ class NOLDataTag final : public HCSChunk {
 };
 
 /// A new heap node of any type, as containers of both forms create it.
-ChunkRef NewHeapTag(std::int32_t type, CoreRef core);
+ChunkRef NewHeapTag(std::int32_t type, const CoreRef& core);

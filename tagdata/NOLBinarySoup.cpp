@@ -243,9 +243,9 @@ Zef::PString NOLBinarySoup::GetKey(std::uint32_t index) const {
   return overlay_->AddedKey(run_.data(), index - live);
 }
 
-void NOLBinarySoup::AddTag(const Zef::PString& key, ChunkRef chunk) {
+void NOLBinarySoup::AddTag(const Zef::PString& key, const ChunkRef& chunk) {
   if (!chunk || chunk->Identity() == run_.data()) return;
-  overlay_->Add(run_.data(), key, std::move(chunk));
+  overlay_->Add(run_.data(), key, chunk);
 }
 
 void NOLBinarySoup::RemoveTag(const ChunkRef& chunk) {
@@ -288,8 +288,8 @@ bool NOLBinarySoup::HasLiveRecord(const std::byte* payload) const {
   return found;
 }
 
-ChunkRef NOLBinarySoup::CreateTag(std::int32_t type, CoreRef core) const {
-  return NewHeapTag(type, std::move(core));
+ChunkRef NOLBinarySoup::CreateTag(std::int32_t type, const CoreRef& core) const {
+  return NewHeapTag(type, core);
 }
 
 std::unique_ptr<TagCursor> NOLBinarySoup::Tags() const { return std::make_unique<Cursor>(*this); }

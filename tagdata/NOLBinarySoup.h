@@ -33,13 +33,13 @@ class NOLBinarySoup final : public HCSChunk {
   ChunkRef FindTag(std::string_view key) const override;
   std::uint32_t GetCount() const override;
   Zef::PString GetKey(std::uint32_t index) const override;
-  void AddTag(const Zef::PString& key, ChunkRef chunk) override;
+  void AddTag(const Zef::PString& key, const ChunkRef& chunk) override;
   /// A heap tag that this container does not carry is ignored: texts of old files, which are
   /// converted into heap tags, can therefore be neither removed nor replaced.
   void RemoveTag(const ChunkRef& chunk) override;
   /// Hides every record but the texts that RemoveTag ignores, and drops every added tag.
   void RemoveAllTags() override;
-  ChunkRef CreateTag(std::int32_t type, CoreRef core) const override;
+  ChunkRef CreateTag(std::int32_t type, const CoreRef& core) const override;
   std::int32_t GetType() const override { return TagSoup; }
   std::unique_ptr<TagCursor> Tags() const override;
   const std::byte* Identity() const override { return run_.data(); }

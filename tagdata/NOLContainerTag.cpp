@@ -105,9 +105,9 @@ void NOLContainerTag::SwapTags(const ChunkRef& a, const ChunkRef& b) {
   if (first != nullptr && second != nullptr) std::swap(first->chunk, second->chunk);
 }
 
-void NOLContainerTag::AddTag(const Zef::PString& key, ChunkRef chunk) {
+void NOLContainerTag::AddTag(const Zef::PString& key, const ChunkRef& chunk) {
   if (!chunk || chunk.Get() == this) return;
-  pairs_.push_back({key, std::move(chunk), kNone});
+  pairs_.push_back({key, chunk, kNone});
   if (!byKey_.empty()) {
     Link(static_cast<std::uint32_t>(pairs_.size() - 1));
   } else if (pairs_.size() > kIndexedSize) {
@@ -141,8 +141,8 @@ void NOLContainerTag::RemoveAllTags() {
   holes_ = 0;
 }
 
-ChunkRef NOLContainerTag::CreateTag(std::int32_t type, CoreRef core) const {
-  return NewHeapTag(type, std::move(core));
+ChunkRef NOLContainerTag::CreateTag(std::int32_t type, const CoreRef& core) const {
+  return NewHeapTag(type, core);
 }
 
 std::unique_ptr<TagCursor> NOLContainerTag::Tags() const { return std::make_unique<Cursor>(*this); }
@@ -153,7 +153,7 @@ void NOLContainerTag::RemoveAt(std::uint32_t position) {
   pairs_[position].key = Zef::PString();
   ++holes_;
   const bool small = pairs_.size() <= kIndexedSize;
-  if (!small && holes_ * 2 <= pairs_.size()) return;
+  if (!small && holes_ <= pairs_.size() / 2) return;
   Squeeze();
   if (!small) Reindex();
 }

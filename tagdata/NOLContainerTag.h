@@ -24,11 +24,11 @@ class NOLContainerTag final : public HCSChunk {
   void SortTags() override;
   /// Of a value that is there twice the last place counts.
   void SwapTags(const ChunkRef& a, const ChunkRef& b) override;
-  void AddTag(const Zef::PString& key, ChunkRef chunk) override;
+  void AddTag(const Zef::PString& key, const ChunkRef& chunk) override;
   void RemoveTag(const ChunkRef& chunk) override;
   void RemoveKey(const Zef::PString& key) override;
   void RemoveAllTags() override;
-  ChunkRef CreateTag(std::int32_t type, CoreRef core) const override;
+  ChunkRef CreateTag(std::int32_t type, const CoreRef& core) const override;
   std::int32_t GetType() const override { return TagSoup; }
   std::unique_ptr<TagCursor> Tags() const override;
 

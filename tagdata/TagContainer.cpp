@@ -186,10 +186,10 @@ std::uint32_t TagContainer::GetRaw32(const Zef::PString& key, std::uint32_t fall
   return GetWord(key, TagBinary, fallback);
 }
 
-void TagContainer::Set(const Zef::PString& key, std::int32_t type, CoreRef core) {
+void TagContainer::Set(const Zef::PString& key, std::int32_t type, const CoreRef& core) {
   Ensure();
   chunk_->RemoveKey(key);
-  chunk_->AddTag(key, chunk_->CreateTag(type, std::move(core)));
+  chunk_->AddTag(key, chunk_->CreateTag(type, core));
 }
 
 void TagContainer::SetNull(const Zef::PString& key) { Set(key, TagNull, nullptr); }
@@ -232,7 +232,7 @@ void TagContainer::SetString(const Zef::PString& key, std::string_view text) {
     block[text.size()] = std::byte{0};
     core = HCSRawDataCore::Adopt(std::move(block), static_cast<std::uint32_t>(size));
   }
-  Set(key, TagString, std::move(core));
+  Set(key, TagString, core);
 }
 
 void TagContainer::SetInt(const Zef::PString& key, std::int32_t value) {

@@ -127,7 +127,7 @@ class TagContainer {
   CoreRef Converted(const Zef::PString& key, std::int32_t type) const;
   template <class T>
   T GetWord(const Zef::PString& key, std::int32_t type, T fallback) const;
-  void Set(const Zef::PString& key, std::int32_t type, CoreRef core);
+  void Set(const Zef::PString& key, std::int32_t type, const CoreRef& core);
 
   ChunkRef chunk_;
 };

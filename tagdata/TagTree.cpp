@@ -38,7 +38,7 @@ bool CopyTags(const ChunkRef& target, std::unique_ptr<TagCursor> tags) {
     const std::int32_t type = child->GetType();
     ChunkRef copy = top.target->CreateTag(type, type != TagNull ? child->GetCore() : nullptr);
     if (type != TagSoup) {
-      top.target->AddTag(childKey, std::move(copy));
+      top.target->AddTag(childKey, copy);
     } else if (open.size() > kMaxTagDepth) {
       whole = false;
     } else {

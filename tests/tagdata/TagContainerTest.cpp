@@ -6,12 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <random>
 #include <string>
+#include <thread>
 
 #include "kernel/standard/Trace.h"
-#include "tagdata/NOLBinarySoup.h"
-#include "tagdata/NOLContainerTag.h"
 #include "tests/tagdata/TagBytes.h"
 
 using namespace std::string_literals;
@@ -60,24 +60,18 @@ TEST(TagContainer, NullHandlesAndNullTagsGiveDefaults) {
   const TagContainer absent(NullChunk());
   TagContainer nullTag;
   nullTag.SetNull("k");
-  EXPECT_EQ(nullTag.GetCount(), 1u);
-  EXPECT_EQ(nullTag.GetTagIndex("k"), 0);
+  EXPECT_EQ(nullTag.GetTagIndex("k"), 0) << "it is there, but HasTag denies it";
   for (const TagContainer& tags : {none, absent, nullTag}) {
     EXPECT_FALSE(tags.HasTag("k"));
     EXPECT_EQ(tags.GetInt("k", 7), 7);
     EXPECT_TRUE(tags.GetBool("k", true));
-    EXPECT_EQ(tags.GetFloat("k", 2.5f), 2.5f);
     EXPECT_EQ(tags.GetPLID("k", PLID(1, 2, 3)), PLID(1, 2, 3));
     EXPECT_TRUE(tags.GetString("k").IsNull());
     EXPECT_EQ(tags.GetText("k").Text(), nullptr);
-    EXPECT_FALSE(tags.GetRawData("k"));
-    EXPECT_TRUE(tags.GetSubContainerAt(0).IsNull());
-    EXPECT_EQ(tags.GetTagIndex("other"), -1);
+    EXPECT_FALSE(tags.GetRawData("k") || tags.GetSubContainerAt(0).IsValid());
     EXPECT_EQ(tags.GetTag("other"), NullChunk()) << "one shared null chunk";
   }
-  EXPECT_FALSE(none.IsValid() || absent.IsValid());
   none.RemoveTag("k");
-  none.SortTags();
   none.SetInt("k", 1);
   EXPECT_EQ(none.GetInt("k"), 1) << "a setter makes the container";
 }
@@ -87,27 +81,22 @@ TEST(TagContainer, GettersConvertAndCheckSizes) {
   tags.SetString("text", "12");
   tags.SetFloatArray("array", {1, 2, 3});
   tags.SetFloatArray("color", {255, 0, 51, 102});
-  tags.SetInt("int", 3);
   tags.SetBool("bool", true);
   tags.SetPLID("id", PLID(5, 6, 0));
-  tags.SetString("idText", "<PLID:7:8>");
   tags.SetRaw32("raw", 0xDEADBEEF);
   EXPECT_EQ(tags.GetInt("text"), 12);
   EXPECT_EQ(tags.GetInt("array", -1), -1) << "1,2,3 is no number";
-  EXPECT_STREQ(tags.GetString("array").Text(), "1,2,3");
-  EXPECT_EQ(tags.GetFloat("int"), 3.0f);
   EXPECT_TRUE(tags.GetBool("bool"));
   EXPECT_STREQ(tags.GetString("id").Text(), "<plid:5:6>");
-  EXPECT_EQ(tags.GetPLID("idText"), PLID(7, 8, 0));
   EXPECT_EQ(tags.GetRaw32("raw"), 0xDEADBEEFu);
-  EXPECT_EQ(tags.GetRaw32("int", 9), 9u) << "nothing converts to raw bytes";
+  EXPECT_EQ(tags.GetRaw32("bool", 9), 9u) << "nothing converts to raw bytes";
   std::vector<float> values;
   EXPECT_TRUE(tags.GetFloatArray("array", values));
   EXPECT_EQ(values, std::vector<float>({1, 2, 3}));
   EXPECT_FALSE(tags.GetFloatArray("id", values));
   EXPECT_TRUE(values.empty());
   const TagContainer::Color fallback{9, 9, 9, 9};
-  EXPECT_EQ(tags.GetColor("int", fallback), fallback);
+  EXPECT_EQ(tags.GetColor("bool", fallback), fallback);
   EXPECT_EQ(tags.GetColor("array", fallback)[3], 1.0f);
   EXPECT_FLOAT_EQ(tags.GetColor("color", fallback)[3], 0.4f);
 }
@@ -159,20 +148,18 @@ TEST(TagContainer, EveryFormBehavesLikeAPlainList) {
       model.emplace_back("k" + std::to_string(i), static_cast<int>(i));
     }
     const bool isFile = !model.empty();
-    const auto expected = [&] {
-      std::string text;
-      for (const auto& [key, value] : model) {
-        const auto first = std::find_if(model.begin(), model.end(), [&key = key](const auto& pair) {
-          return pair.first == key;
-        });
-        text += key + "=" + std::to_string(first->second) + " ";
-      }
+    const auto find = [&](const std::string& key) {
+      return std::find_if(model.begin(), model.end(),
+                          [&](auto& pair) { return pair.first == key; });
+    };
+    // In a file the place of a dropped tag is taken by the next one: compare without order.
+    const auto comparable = [&](std::string text) {
+      if (isFile) std::sort(text.begin(), text.end());
       return text;
     };
     for (int step = 0; step < 3000; ++step) {
       const std::string key = "k" + std::to_string(random() % static_cast<unsigned>(c.keys));
-      const auto found = std::find_if(model.begin(), model.end(),
-                                      [&](const auto& pair) { return pair.first == key; });
+      const auto found = find(key);
       const Zef::PString name(key);
       ASSERT_EQ(tags.HasTag(name), found != model.end()) << c.what << step;
       ASSERT_EQ(tags.FindTag(key)->GetType(), found != model.end() ? TagInt : TagNull);
@@ -186,13 +173,12 @@ TEST(TagContainer, EveryFormBehavesLikeAPlainList) {
       }
       if (step % 50 != 0 && step < 2990) continue;
       ASSERT_EQ(tags.GetCount(), model.size()) << c.what << step;
-      // In a file the place of a dropped tag is taken by the next one: compare without order.
-      const auto sorted = [](std::string text) {
-        std::sort(text.begin(), text.end());
-        return text;
-      };
+      std::string expected;
+      for (const auto& [tagKey, value] : model) {
+        expected += tagKey + "=" + std::to_string(find(tagKey)->second) + " ";
+      }
       const std::string list = Listing(tags);
-      ASSERT_EQ(isFile ? sorted(list) : list, isFile ? sorted(expected()) : expected()) << c.what;
+      ASSERT_EQ(comparable(list), comparable(expected)) << c.what << step;
       ASSERT_EQ(WalkListing(tags), list) << c.what << step;
     }
     EXPECT_TRUE(tags.HasChanges());
@@ -246,8 +232,7 @@ TEST(TagContainer, CopyReplacesWhatStoodThere) {
     target.GetSubContainer("sub").SetInt("a", 2);
     EXPECT_EQ(source.GetSubContainer("sub").GetInt("a"), 1) << "containers are copied deeply";
   }
-  EXPECT_TRUE(source.CopyFrom(source));
-  EXPECT_EQ(source.GetCount(), 2u);
+  EXPECT_TRUE(source.CopyFrom(source) && source.GetCount() == 2);
   TagContainer sub = source.GetSubContainer("sub");
   EXPECT_TRUE(sub.CopyFrom(source));
   EXPECT_EQ(Listing(sub), "a=1 sub= ");
@@ -273,20 +258,32 @@ TEST(TagContainer, CollectsIdentifiersOnceAndInOrder) {
   EXPECT_EQ(flat, std::vector<PLID>({{3, 3, 3}, {-1, 42, 127}}));
 }
 
-TEST(TagContainer, DebugPrintWritesALineATag) {
+TEST(TagContainer, ManyThreadsMayLookUpInOneFile) {
+  const TagContainer tags = IntFile(500);
+  std::vector<std::thread> threads;
+  std::atomic<int> wrong = 0;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 500; ++i) {
+        const ChunkRef tag = tags.FindTag("k" + std::to_string(i));
+        wrong += std::to_integer<int>(tag->GetData()[0]) != (i & 255) || tags.GetCount() != 500;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST(TagContainer, TracesGoToTheSinkOnly) {
   static std::string lines;
   TagContainer tags;
   tags.SetInt("a", 1);
-  tags.SetNull("b");
   tags.DebugPrint();
-  const Zef::TraceSink before =
-      Zef::SetTraceSink([](const char* line) { lines.append(line).append("|"); });
+  Zef::SetTraceSink([](const char* line) { lines.append(line).append("|"); });
   tags.DebugPrint();
   EXPECT_FALSE(comptagstr("a", 1, nullptr));
-  Zef::SetTraceSink(before);
-  EXPECT_EQ(lines,
-            "TagContainer::DebugPrint> a 1|TagContainer::DebugPrint> b |comptagstr> null str|");
-  EXPECT_TRUE(comptagstr("CaChE-x", 5, "cache"));
+  Zef::SetTraceSink(nullptr);
+  EXPECT_EQ(lines, "TagContainer::DebugPrint> a 1|comptagstr> null str|");
+  EXPECT_TRUE(comptagstr("CaChE-x", 5, "cache") && comptagstr("Ab", 2, "aB", 2));
   EXPECT_FALSE(comptagstr("cache", 4, "cache") || comptagstr(nullptr, 0, ""));
-  EXPECT_TRUE(comptagstr(nullptr, 0, nullptr, 0) && comptagstr("Ab", 2, "aB", 2));
 }

@@ -1,0 +1,58 @@
+// Any bytes as a binary tag file: refused, or safe to walk, edit, copy and write; and what was
+// written reads back as the same tree.
+
+#include <cstdlib>
+#include <vector>
+
+#include "kernel/standard/TBuffer.h"
+#include "tagdata/BinaryTagWriter.h"
+#include "tagdata/NOLBinaryFile.h"
+
+namespace {
+
+using Bytes = std::vector<std::byte>;
+
+TagContainer Load(std::span<const std::byte> bytes) {
+  Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
+  file->ReadImage(bytes);
+  return TagContainer(file->GetRoot());
+}
+
+Bytes Save(const TagContainer& root) {
+  Zef::TBuffer stream;
+  if (!WriteBinaryTags(stream, root)) std::abort();
+  const auto view = stream.View();
+  return {view.begin(), view.end()};
+}
+
+/// Asks every getter for every tag, and removes every second one.
+void UseTags(TagContainer tags, int depth) {
+  std::uint32_t index = 0;
+  tags.ForEach([&](std::string_view key, const ChunkRef& chunk) {
+    const Zef::PString name(key);
+    std::vector<float> values;
+    tags.GetInt(name);
+    tags.GetFloatArray(name, values);
+    tags.GetText(name);
+    tags.GetPLID(name);
+    if (chunk->GetType() == TagSoup && depth < 8) UseTags(TagContainer(chunk), depth + 1);
+    if (index++ % 2 == 0) tags.RemoveTag(name);
+  });
+  tags.SetInt("added", 1);
+  if (tags.GetCount() == 0) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const TagContainer root = Load({reinterpret_cast<const std::byte*>(data), size});
+  if (root.IsNull()) return 0;
+  const Bytes first = Save(root);
+  if (Save(Load(first)) != first) std::abort();
+  if (Save(TagContainer::DeepCopy(root)) != first) std::abort();
+  std::vector<PLID> ids;
+  root.CollectPLIDs(ids);
+  UseTags(root, 0);
+  Save(root);
+  return 0;
+}
