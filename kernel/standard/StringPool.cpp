@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kernel/KernelBoot.h"
+#include "kernel/KeyedHash.h"
 #include "kernel/platform/System.h"
 #include "kernel/standard/EarlyInit.h"
 
@@ -23,25 +24,7 @@ constinit bool wasCreated = false;
 // Texts grow in steps of 16 bytes; the step decides which changes happen in place.
 constexpr std::uint32_t CapacityFor(std::uint32_t length) { return ((length + 41) & ~15U) - 24; }
 
-std::uint64_t LoadWord(const char* from, std::size_t size) {
-  std::uint64_t word = 0;
-  std::memcpy(&word, from, size);
-  return word;
-}
-
-// The seed differs from run to run, so that content cannot be made to fall into one chain.
-std::uint32_t Hash(std::string_view text, std::uint64_t seed) {
-  constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
-  constexpr std::size_t kWord = sizeof(std::uint64_t);
-  std::uint64_t hash = seed ^ (text.size() * kFactor);
-  for (; text.size() > kWord; text.remove_prefix(kWord)) {
-    hash = (hash ^ LoadWord(text.data(), kWord)) * kFactor;
-    hash ^= hash >> 32;
-  }
-  hash = (hash ^ LoadWord(text.data(), text.size())) * kFactor;
-  hash = (hash ^ (hash >> 32)) * kFactor;
-  return static_cast<std::uint32_t>(hash >> 32);
-}
+std::uint32_t Hash(std::string_view text) { return static_cast<std::uint32_t>(KeyedHash(text)); }
 
 Record* MakeRecord(std::string_view text, std::uint32_t roomFor) {
   const std::uint32_t capacity = CapacityFor(roomFor);
@@ -93,7 +76,7 @@ StringPool::~StringPool() {
 
 Record* StringPool::Intern(std::string_view text) {
   if (text.size() > kMostLength) return nullptr;
-  const std::uint32_t hash = HashOf(text);
+  const std::uint32_t hash = Hash(text);
   const std::lock_guard guard(lock_);
   if (Record* found = FindAndRaise(text, hash)) return found;
   Record* record = MakeRecord(text, static_cast<std::uint32_t>(text.size()));
@@ -112,10 +95,6 @@ StringPoolStatistics StringPool::Statistics() {
     }
   }
   return sum;
-}
-
-std::uint32_t StringPool::HashOf(std::string_view text) const {
-  return Hash(text, reinterpret_cast<std::uintptr_t>(this));
 }
 
 Record* StringPool::FindAndRaise(std::string_view text, std::uint32_t hash) {
@@ -176,7 +155,7 @@ Record* StringPool::TakeWorkingRecord(Record* old, std::uint32_t length) {
 }
 
 Record* StringPool::Reintern(Record* working) {
-  const std::uint32_t hash = HashOf(working->View());
+  const std::uint32_t hash = Hash(working->View());
   if (Record* found = FindAndRaise(working->View(), hash)) {
     BlockAllocator::Free(working);
     return found;

@@ -1,6 +1,6 @@
 // StringPool: the table behind PString. Only PString and the start-up use it.
 //
-// Records are found by a hash of the whole text, kept in the record, through a table that
+// Records are found by a keyed hash of the whole text, kept in the record, through a table that
 // doubles as it fills, so a probe is one word compare whatever the number of texts. A record
 // that nobody holds stays and is revived by the next interning of its text. One lock guards the
 // table; the counts in the records are atomic and need none, because nobody but a holder, or
@@ -52,7 +52,6 @@ class StringPool : public KernelObject {
   static void Destroy();
 
   Record*& BucketOf(std::uint32_t hash) { return buckets_[hash & (buckets_.size() - 1)]; }
-  std::uint32_t HashOf(std::string_view text) const;
   Record* FindAndRaise(std::string_view text, std::uint32_t hash);
   void Insert(Record* record, std::uint32_t hash);
   void Unlink(Record* record);
