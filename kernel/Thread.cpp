@@ -1,7 +1,7 @@
 #include "kernel/Thread.h"
 
 #include <atomic>
-#include <system_error>
+#include <exception>
 
 #include "kernel/Waitable.h"
 
@@ -54,7 +54,8 @@ class Thread::State final : public Waitable {
 
 Thread::Thread(Function function, void* argument, bool start)
     : Thread(std::make_shared<State>(), function, argument) {
-  if (start) Start();
+  // Refused by the system: who waits for it must not wait for ever.
+  if (start && !Start()) state_->End(-1);
 }
 
 Thread::Thread(const std::shared_ptr<State>& state, Function function, void* argument)
@@ -73,7 +74,7 @@ bool Thread::Start() {
               argument = argument_]() noexcept { state->End(function(argument)); };
   try {
     thread_ = std::thread(std::move(run));
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {
     return false;
   }
   return true;

@@ -31,7 +31,8 @@ class Thread : public SyncObject {
 
   enum Priority : std::int32_t { kNormal = 0, kHighest = 2 };
 
-  /// `argument` must live as long as the thread runs. Without `start` nothing runs until Start.
+  /// `argument` must live as long as the thread runs. Without `start` nothing runs until Start;
+  /// with it, a thread that the system has not to give counts as ended with -1.
   Thread(Function function, void* argument, bool start = true);
   /// Stops the thread. On the thread itself it sets the event and lets the thread go on alone.
   ~Thread() override;
