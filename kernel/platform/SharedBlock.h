@@ -29,7 +29,7 @@ class SharedBlock {
   /// Takes a slot together with other sharers.
   virtual bool LockShared(std::uint32_t slot, bool wait) = 0;
   virtual void Unlock(std::uint32_t slot) = 0;
-  /// True when another object or process holds the slot in any way.
+  /// True when another object or process holds the slot in any way, or the system cannot say.
   virtual bool IsLockedByOthers(std::uint32_t slot) = 0;
 
   /// Opens or creates the block. Null when the system has none to give.

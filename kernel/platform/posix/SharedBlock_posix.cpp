@@ -33,7 +33,7 @@ class PosixSharedBlock final : public SharedBlock {
 
   bool IsLockedByOthers(std::uint32_t slot) override {
     struct flock range = Range(F_WRLCK, slot);
-    return fcntl(object_.Get(), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+    return fcntl(object_.Get(), F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK;
   }
 
  private:
