@@ -193,6 +193,8 @@ void IpcLock::MarkChanged() {
 
 bool IpcLock::HasChanged() {
   if (record_ == nullptr) return false;
+  // Of several threads one gets the news, and none puts an older counter back.
+  std::uint32_t seen = lastSeenCounter_;
   const std::uint32_t counter = record_->changeCounter;
-  return lastSeenCounter_.exchange(counter) != counter;
+  return seen != counter && lastSeenCounter_.compare_exchange_strong(seen, counter);
 }
