@@ -139,6 +139,8 @@ void IpcLock::StrikeOutDeadWriter() {
   std::uint32_t writer = record_->writerPid;
   if (writer == kNone || IsAlive(writer)) return;
   const Section section(this);
+  // A new process may have come by the same id meanwhile, and by the lock.
+  if (IsAlive(writer)) return;
   record_->writerPid.compare_exchange_strong(writer, kNone);
 }
 
