@@ -16,6 +16,8 @@ constexpr std::uint32_t kMutexSlot = 0;
 constexpr std::uint32_t kPresenceSlot = 1;       // shared by all that are attached
 constexpr std::uint32_t kFirstLifeSlot = 65536;  // plus the process id; held for life
 constexpr std::uint32_t kLastProcess = 0x7FFFFFFF;
+constexpr std::uint32_t kMostTwins = 256;      // processes with one id
+constexpr std::uint32_t kTwinStep = 1U << 22;  // beyond every id that the system gives
 
 std::uint64_t HashOf(const std::string& text) {
   std::uint64_t hash = 0xCBF29CE484222325;
@@ -68,10 +70,20 @@ class IpcLock::Section {
 };
 
 void IpcLock::Reset(Record* record) const {
-  record->masterPid = myPid_;
+  record->masterPid = myId_;
   record->writerPid = kNone;
   record->waitCount = 0;
   record->changeCounter = 0;
+}
+
+// Usually the process id itself. A process in another container may have the same one, and an
+// object before this one in our own process has it too.
+bool IpcLock::TakeLifeSlot() {
+  for (std::uint32_t twin = 0; twin < kMostTwins; ++twin) {
+    myId_ = (processId_ + twin * kTwinStep) & kLastProcess;
+    if (block_->LockExclusive(kFirstLifeSlot + myId_, false)) return true;
+  }
+  return false;
 }
 
 // Memory objects outlive processes, so being the first means that nobody else is attached.
@@ -79,16 +91,16 @@ bool IpcLock::Join(const std::string& productRoot) {
   block_ = Platform::SharedBlock::Open(BlockName(productRoot), sizeof(Record));
   if (block_ == nullptr) return false;
   const Section section(this);
-  if (!block_->LockExclusive(kFirstLifeSlot + myPid_, false)) return false;
+  if (!TakeLifeSlot()) return false;
   auto* const record = static_cast<Record*>(block_->Data());
   if (!block_->IsLockedByOthers(kPresenceSlot)) {
     RemoveStaleFile();
     Reset(record);
   }
   // Our id in the record, while we hold its slot, is that of a dead process before us.
-  std::uint32_t predecessor = myPid_;
+  std::uint32_t predecessor = myId_;
   record->writerPid.compare_exchange_strong(predecessor, kNone);
-  isMaster_ = record->masterPid == myPid_;
+  isMaster_ = record->masterPid == myId_;
   lastSeenCounter_ = record->changeCounter.load();
   record_ = record;
   return block_->LockShared(kPresenceSlot, false);
@@ -96,7 +108,7 @@ bool IpcLock::Join(const std::string& productRoot) {
 
 void IpcLock::IpcStartup(const std::string& productRoot) {
   if (record_ != nullptr) return;
-  myPid_ = Platform::CurrentProcessId();
+  processId_ = myId_ = Platform::CurrentProcessId();
   if (!productRoot.empty() && Join(productRoot)) return;
   block_.reset();
   Reset(&own_);
@@ -108,7 +120,7 @@ void IpcLock::IpcStartup(const std::string& productRoot) {
 void IpcLock::IpcShutdown() {
   if (record_ == nullptr) return;
   // A forked child that runs its destructors must not give up what its parent holds.
-  const bool ours = myPid_ == Platform::CurrentProcessId();
+  const bool ours = processId_ == Platform::CurrentProcessId();
   if (ours) ReleaseWriteLock();
   if (ours && isMaster_) {
     const Section section(this);
@@ -121,8 +133,8 @@ void IpcLock::IpcShutdown() {
 
 // The slot of a process is free the moment it has died, while its id may live on in a zombie or
 // in an unrelated process.
-bool IpcLock::IsAlive(Platform::ProcessId process) const {
-  if (process == myPid_) return true;
+bool IpcLock::IsAlive(std::uint32_t process) const {
+  if (process == myId_) return true;
   return process <= kLastProcess && block_ != nullptr &&
          block_->IsLockedByOthers(kFirstLifeSlot + process);
 }
@@ -131,7 +143,7 @@ void IpcLock::TakeMaster() {
   const Section section(this);
   const std::uint32_t master = record_->masterPid;
   if (master != kNone && IsAlive(master)) return;
-  record_->masterPid = myPid_;
+  record_->masterPid = myId_;
   isMaster_ = true;
 }
 
@@ -158,8 +170,8 @@ void IpcLock::IpcPoll() {
 bool IpcLock::TryBecomeWriter(bool waiting) {
   const Section section(this);
   std::uint32_t writer = kNone;
-  const bool taken = record_->writerPid.compare_exchange_strong(writer, myPid_);
-  if (taken || writer == myPid_) {
+  const bool taken = record_->writerPid.compare_exchange_strong(writer, myId_);
+  if (taken || writer == myId_) {
     if (waiting) --record_->waitCount;
     return true;
   }
@@ -172,7 +184,7 @@ void IpcLock::AcquireWriteLock() {
   for (;;) {
     // Another thread of this process may have got it for all of us.
     const std::uint32_t writer = record_->writerPid;
-    if ((writer == kNone || writer == myPid_) && TryBecomeWriter(true)) return;
+    if ((writer == kNone || writer == myId_) && TryBecomeWriter(true)) return;
     Platform::SleepMilliseconds(poll_);
     IpcPoll();
   }
@@ -181,11 +193,11 @@ void IpcLock::AcquireWriteLock() {
 // Without the mutex: nobody but the writer changes the field while it names him.
 void IpcLock::ReleaseWriteLock() {
   if (record_ == nullptr) return;
-  std::uint32_t writer = myPid_;
+  std::uint32_t writer = myId_;
   record_->writerPid.compare_exchange_strong(writer, kNone);
 }
 
-bool IpcLock::HoldsWriteLock() const { return record_ != nullptr && record_->writerPid == myPid_; }
+bool IpcLock::HoldsWriteLock() const { return record_ != nullptr && record_->writerPid == myId_; }
 
 bool IpcLock::OthersWaiting() const { return HoldsWriteLock() && record_->waitCount != 0; }
 

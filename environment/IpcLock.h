@@ -9,7 +9,7 @@
 // With an empty root, or where the system has no shared memory to give, the record is the
 // process's own and everything works as if no other process were there.
 //
-// One object a process and root; a second one would count as alone. Any thread may call anything
+// A second object of one process and root counts as one more process. Any thread may call anything
 // between IpcStartup and IpcShutdown. After a fork the child must not use the object.
 
 #pragma once
@@ -72,8 +72,9 @@ class IpcLock {
   class Section;
 
   bool Join(const std::string& productRoot);
+  bool TakeLifeSlot();
   void Reset(Record* record) const;
-  bool IsAlive(Zef::Platform::ProcessId process) const;
+  bool IsAlive(std::uint32_t process) const;
   void TakeMaster();
   void StrikeOutDeadWriter();
   bool TryBecomeWriter(bool waiting);
@@ -82,8 +83,9 @@ class IpcLock {
   std::mutex mutex_;
   std::unique_ptr<Zef::Platform::SharedBlock> block_;
   Record own_{};
-  Record* record_ = nullptr;  // in the block, or own_; null while not started
-  Zef::Platform::ProcessId myPid_ = 0;
+  Record* record_ = nullptr;                // in the block, or own_; null while not started
+  Zef::Platform::ProcessId processId_ = 0;  // of the one that started it, and not of a fork
+  std::uint32_t myId_ = 0;                  // in the record: one that no living party has
   std::atomic<bool> isMaster_ = false;
   std::atomic<std::uint32_t> lastSeenCounter_ = 0;
 };
