@@ -1,5 +1,6 @@
 #include "environment/IpcLock.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 
@@ -25,14 +26,28 @@ std::uint64_t HashOf(const std::string& text) {
   return hash;
 }
 
-// The same text for every spelling of a root; for one that is not there yet, as near as can be.
+// The same text for every spelling of a root. What is there of it is resolved, the rest folded, so
+// that making the folder between two start-ups changes nothing.
 std::string Identity(const std::string& productRoot) {
   std::string root = Platform::CanonicalPath(productRoot);
   if (!root.empty()) return root;
-  root =
+  std::string path =
       Platform::IsRooted(productRoot) ? productRoot : Platform::CurrentFolder() + "/" + productRoot;
-  root.erase(root.find_last_not_of("/\\") + 1);
-  return root;
+  std::replace(path.begin(), path.end(), '\\', '/');
+  for (std::size_t start = 0; start < path.size();) {
+    const std::size_t end = std::min(path.find('/', start), path.size());
+    const std::string name = path.substr(start, end - start);
+    start = end + 1;
+    if (name.empty() || name == ".") continue;
+    if (name == "..") {
+      root.erase(std::min(root.rfind('/'), root.size()));
+      continue;
+    }
+    root += '/' + name;
+    const std::string resolved = Platform::CanonicalPath(root);
+    if (!resolved.empty()) root = resolved;
+  }
+  return root.empty() ? "/" : root;
 }
 
 void RemoveStaleFile() {
