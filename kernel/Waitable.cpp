@@ -43,6 +43,15 @@ struct Waitable::Waiter {
     return true;
   }
 
+  void Enter() {
+    try {
+      for (Waitable* object : objects) object->waiters_.push_back(this);
+    } catch (...) {
+      Leave();
+      throw;
+    }
+  }
+
   void Leave() {
     for (Waitable* object : objects) std::erase(object->waiters_, this);
   }
@@ -93,7 +102,7 @@ std::int32_t Waitable::Wait(std::span<Waitable* const> objects, bool all, std::i
   Waiter waiter{.objects = objects, .all = all, .thread = Self()};
   std::unique_lock guard(lock_);
   if (!waiter.TryTake() && timeout != 0) {
-    for (Waitable* object : objects) object->waiters_.push_back(&waiter);
+    waiter.Enter();
     const auto served = [&] { return waiter.taken >= 0; };
     if (timeout < 0) {
       waiter.wake.wait(guard, served);

@@ -41,12 +41,14 @@ class Waitable : public std::enable_shared_from_this<Waitable> {
   /// null or empty name always makes. Null when the name belongs to an object of another kind.
   template <typename Kind, typename Make>
   static std::shared_ptr<Kind> Named(const char* name, Make make) {
-    std::shared_ptr<Waitable> found;  // before the guard: its release may need the lock
+    // Before the guard: their release may need the lock.
+    std::shared_ptr<Waitable> found;
+    std::shared_ptr<Kind> made;
     const std::lock_guard guard(lock_);
     const bool named = name != nullptr && name[0] != '\0';
     if (named) found = FindName(name);
     if (found != nullptr) return std::dynamic_pointer_cast<Kind>(found);
-    std::shared_ptr<Kind> made = make();
+    made = make();
     if (named) made->Register(name);
     return made;
   }

@@ -130,7 +130,12 @@ void StringPool::Unlink(Record* record) {
 }
 
 void StringPool::Grow() {
-  std::vector<Record*> old(buckets_.size() * 2);
+  std::vector<Record*> old;
+  try {
+    old.resize(buckets_.size() * 2);
+  } catch (const std::bad_alloc&) {
+    return;  // longer chains are the lesser evil
+  }
   old.swap(buckets_);
   for (Record* record : old) {
     while (record != nullptr) {
