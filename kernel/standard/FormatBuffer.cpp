@@ -1,5 +1,7 @@
 #include "kernel/standard/FormatBuffer.h"
 
+#include <algorithm>
+
 #include "kernel/BlockAllocator.h"
 #include "kernel/platform/Format.h"
 
@@ -19,6 +21,8 @@ FormatBuffer::FormatBuffer(const char* format, std::va_list arguments) {
       va_copy(again, arguments);
       needed = Platform::FormatText(text_, size, format, again);
       va_end(again);
+      // An argument that another thread has lengthened meanwhile is cut.
+      needed = std::min(needed, static_cast<int>(size) - 1);
     }
   }
   const bool fits = needed >= 0 && (text_ != inline_ || needed < static_cast<int>(sizeof(inline_)));
