@@ -108,13 +108,17 @@ bool Less(const PString& a, const PString& b) {
   return a.View() < b.View();
 }
 
-int PString::Compare(const char* text) const { return SignOf(View().compare(ViewOf(text))); }
+int PString::Compare(const char* text) const {
+  return SignOf(ViewOf(Text()).compare(ViewOf(text)));
+}
 
 int PString::CompareNoCase(const PString& other) const {
   return record_ == other.record_ ? 0 : CompareFolded(View(), other.View());
 }
 
-int PString::CompareNoCase(const char* text) const { return CompareFolded(View(), ViewOf(text)); }
+int PString::CompareNoCase(const char* text) const {
+  return CompareFolded(ViewOf(Text()), ViewOf(text));
+}
 
 bool PString::EqualNoCase(const PString& other) const {
   if (record_ == other.record_) return true;

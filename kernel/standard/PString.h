@@ -77,9 +77,10 @@ class PString {
 
   /// Byte order; null sorts before every record, also before that of "".
   friend bool Less(const PString& a, const PString& b);
-  /// -1, 0 or 1 by bytes; null equals a null or empty text.
+  /// -1, 0 or 1 by bytes up to the first zero byte; null equals a null or empty text.
   int Compare(const char* text) const;
-  /// Order of the ASCII-folded bytes; null counts as empty.
+  /// Order of the ASCII-folded bytes, with plain text up to the first zero byte; null counts as
+  /// empty.
   int CompareNoCase(const PString& other) const;
   int CompareNoCase(const char* text) const;
   /// Null equals only null.
