@@ -150,7 +150,7 @@ Record* StringPool::TakeWorkingRecord(Record* old, std::uint32_t length) {
   // Acquire: whoever let go before has read the text before it changes. A count of 1 is the
   // caller's own and cannot rise, because raising it takes the lock or a handle.
   const bool isOwn = old->references.load(std::memory_order_acquire) < 2;
-  if (isOwn && old->capacity > length) {
+  if (isOwn && old->capacity >= length) {
     Unlink(old);
     return old;
   }
