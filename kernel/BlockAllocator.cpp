@@ -125,7 +125,10 @@ bool IsImpossible(const void* payload) {
 }  // namespace
 
 void* BlockAllocator::Allocate(std::size_t size) {
-  if (size > kMostBytes) return nullptr;
+  if (size > kMostBytes) {
+    largeRequests.fetch_add(1, std::memory_order_relaxed);
+    return nullptr;
+  }
   const std::uint64_t units = (size + kHeaderBytes + kUnitBytes - 1) / kUnitBytes;
   if (units >= kClassCount) return TakeLarge(units);
 
