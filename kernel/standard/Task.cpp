@@ -51,6 +51,7 @@ bool Task::Initialise(TaskSystem&) {
 std::int32_t Task::Update(float) { return 0; }
 
 void TaskSystem::Create() {
+  RememberMainThread();
   if (taskSystem != nullptr) return;
   taskSystem = new TaskSystem;
   logTask = new LogTask;

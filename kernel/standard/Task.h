@@ -50,7 +50,8 @@ class Task : public KernelObject, public IListNode {
 
 class TaskSystem : public KernelObject {
  public:
-  /// Makes the system and its log task, and registers their end in the exit table.
+  /// Makes the calling thread the main thread; makes the system and its log task, and registers
+  /// their end in the exit table.
   static void Create();
   /// The system; null before the start-up has made it and after its end.
   static TaskSystem* Get();
