@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "kernel/KernelBoot.h"
+#include "kernel/standard/EarlyInit.h"
 
 namespace Zef {
 
@@ -36,7 +37,7 @@ Task::Task(PString name, float period, bool automatic)
       lastRun_(Time::Seconds() - kBirthAge),
       period_(period),
       automatic_(automatic) {
-  if (taskSystem != nullptr) taskSystem->Add(this);
+  if (TaskSystem* system = TaskSystem::Get()) system->Add(this);
 }
 
 Task::~Task() {
@@ -58,7 +59,11 @@ void TaskSystem::Create() {
   KernelExitTable::Register(Destroy);
 }
 
-TaskSystem* TaskSystem::Get() { return taskSystem; }
+// A static object of a module that loads earlier may ask before the start-up.
+TaskSystem* TaskSystem::Get() {
+  if (taskSystem == nullptr) EarlyInit();
+  return taskSystem;
+}
 
 TaskSystem::~TaskSystem() {
   while (Task* task = adopted_.First()) delete task;

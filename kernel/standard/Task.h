@@ -53,7 +53,7 @@ class TaskSystem : public KernelObject {
   /// Makes the calling thread the main thread; makes the system and its log task, and registers
   /// their end in the exit table.
   static void Create();
-  /// The system; null before the start-up has made it and after its end.
+  /// The system, made if need be; null after its end.
   static TaskSystem* Get();
 
   TaskSystem(const TaskSystem&) = delete;
