@@ -10,6 +10,7 @@ namespace Zef {
 namespace {
 
 constinit std::atomic<bool> booted{false};
+constinit std::atomic<bool> exitArranged{false};
 constinit std::atomic<std::uint32_t> mainThread{0};
 
 // Recursion-free: a callback runs outside the lock, so it may register further ones.
@@ -28,8 +29,16 @@ void RunAtExit() { KernelExitTable::Run(); }
 
 void KernelBoot() {
   if (booted.load(std::memory_order_relaxed)) return;
-  if (booted.exchange(true)) return;
-  RememberMainThread();
+  BeginKernelBoot();
+  EndKernelBoot();
+}
+
+void BeginKernelBoot() {
+  if (!booted.exchange(true)) RememberMainThread();
+}
+
+void EndKernelBoot() {
+  if (exitArranged.exchange(true)) return;
   if (std::atexit(RunAtExit) != 0) Platform::Trap("KernelBoot: no room in the list of exits");
 }
 

@@ -13,6 +13,11 @@ namespace Zef {
 /// the exit table to run at unload. Costs one atomic load after the first call.
 void KernelBoot();
 
+/// The two halves of it, for a start-up with steps of its own in between. What those make with a
+/// destructor is destroyed after the exit table has run.
+void BeginKernelBoot();
+void EndKernelBoot();
+
 /// The light form: makes the calling thread the main thread, whoever booted the kernel before.
 void RememberMainThread();
 

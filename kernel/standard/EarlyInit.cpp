@@ -14,9 +14,10 @@ using BootStep = void (*)();
 // In this order. What a step registers in the exit table is undone in the opposite order, so
 // the string pool goes last.
 constexpr BootStep kBootSteps[] = {
-    KernelBoot,
+    BeginKernelBoot,
     StringPool::Create,
     TaskSystem::Create,
+    EndKernelBoot,
 };
 
 constinit std::atomic<bool> started{false};
