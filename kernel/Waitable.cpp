@@ -62,6 +62,7 @@ struct AbandonHeld {
   ThreadRecord* record;
   ~AbandonHeld() {
     const std::lock_guard guard(Waitable::lock_);
+    record->ended = true;
     while (record->held != nullptr) record->held->Abandon();
   }
 };
@@ -176,16 +177,18 @@ bool MutexState::Release() {
 bool MutexState::Take(ThreadRecord* by) {
   if (++depth_ > 1) return false;
   owner_ = by;
-  nextHeld_ = by->held;
-  by->held = this;
+  // A record that has ended is soon gone, and nobody looks at its list again.
+  linked_ = !by->ended;
+  if (linked_) nextHeld_ = std::exchange(by->held, this);
   return std::exchange(abandoned_, false);
 }
 
 void MutexState::Unlink() {
-  MutexState** link = &owner_->held;
+  ThreadRecord* const owner = std::exchange(owner_, nullptr);
+  if (!std::exchange(linked_, false)) return;
+  MutexState** link = &owner->held;
   while (*link != this) link = &(*link)->nextHeld_;
   *link = nextHeld_;
-  owner_ = nullptr;
 }
 
 void MutexState::Abandon() {

@@ -21,6 +21,7 @@ class MutexState;
 /// What a thread owns; lives as long as the thread.
 struct ThreadRecord {
   MutexState* held = nullptr;  // first of a list
+  bool ended = false;          // nothing can be abandoned any more
 };
 
 class Waitable : public std::enable_shared_from_this<Waitable> {
@@ -120,7 +121,8 @@ class MutexState final : public Waitable {
   ThreadRecord* owner_ = nullptr;
   std::uint32_t depth_ = 0;
   bool abandoned_ = false;
-  MutexState* nextHeld_ = nullptr;  // on the owner's list
+  bool linked_ = false;             // on the owner's list
+  MutexState* nextHeld_ = nullptr;  // there
 };
 
 }  // namespace Zef
