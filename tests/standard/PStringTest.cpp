@@ -58,6 +58,7 @@ TEST(PString, NullAndEmptyAreTwoTexts) {
   }
   EXPECT_EQ(PString("\xE9").Compare("z"), 1) << "bytes are unsigned";
   EXPECT_EQ(PString("KUID").CompareNoCase("kuid"), 0);
+  EXPECT_EQ(PString("a\0b", 3).Compare("a"), 0) << "plain text ends at a zero byte";
 }
 
 TEST(PString, ChangesGiveTheRecordOfTheNewText) {
