@@ -3,7 +3,7 @@
 // Named by a text; any process of the same user that opens the same name sees the same bytes,
 // zero at first. The block is never removed. Locks are numbered slots on the block, owned by
 // this object: the system frees them when the process dies in whatever way, also while it is a
-// zombie. After a fork the child must not use the object.
+// zombie. A forked child holds nothing, and must not use the object.
 //
 // One object a process and name: slots of two objects in one process exclude each other too.
 

@@ -6,9 +6,12 @@
 #include "kernel/platform/SharedBlock.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <mutex>
 
 #include "kernel/platform/posix/Posix.h"
 
@@ -16,15 +19,40 @@ namespace Zef::Platform {
 
 namespace {
 
+class PosixSharedBlock;
+
+// All open blocks of the process. A forked child inherits them and so the locks, which would
+// thereby outlive the parent.
+constinit std::mutex openLock;
+constinit PosixSharedBlock* firstOpen = nullptr;
+
 class PosixSharedBlock final : public SharedBlock {
  public:
+  /// With openLock held since before `object` was opened.
   PosixSharedBlock(Descriptor object, void* data, std::size_t size)
-      : object_(std::move(object)), data_(data), size_(size) {}
+      : object_(std::move(object)),
+        data_(data),
+        size_(size),
+        nextOpen_(std::exchange(firstOpen, this)) {}
   PosixSharedBlock(const PosixSharedBlock&) = delete;
   PosixSharedBlock& operator=(const PosixSharedBlock&) = delete;
 
-  // Closing is all: an explicit unlock in a forked child's exit would free the parent's slots.
-  ~PosixSharedBlock() override { munmap(data_, size_); }
+  // Closing frees the slots, and under the lock, so that no fork comes in between.
+  ~PosixSharedBlock() override {
+    munmap(data_, size_);
+    const std::lock_guard guard(openLock);
+    PosixSharedBlock** link = &firstOpen;
+    while (*link != this) link = &(*link)->nextOpen_;
+    *link = nextOpen_;
+    object_.Reset(-1);
+  }
+
+  /// True if every fork from now on leaves the child without any open block.
+  static bool WatchForks() {
+    static const int error =
+        pthread_atfork([] { openLock.lock(); }, [] { openLock.unlock(); }, LeaveAllToParent);
+    return error == 0;
+  }
 
   void* Data() override { return data_; }
   bool LockExclusive(std::uint32_t slot, bool wait) override { return Lock(F_WRLCK, slot, wait); }
@@ -37,6 +65,17 @@ class PosixSharedBlock final : public SharedBlock {
   }
 
  private:
+  static void LeaveAllToParent() {
+    for (PosixSharedBlock* block = firstOpen; block != nullptr; block = block->nextOpen_) {
+      block->object_.Reset(-1);
+      // The mapping holds the locks as well. Memory of the child's own in its place keeps a stray
+      // look harmless.
+      mmap(block->data_, block->size_, PROT_READ | PROT_WRITE,
+           MAP_FIXED | MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    }
+    openLock.unlock();
+  }
+
   static struct flock Range(int type, std::uint32_t slot) {
     struct flock range {};
     range.l_type = static_cast<short>(type);
@@ -55,6 +94,7 @@ class PosixSharedBlock final : public SharedBlock {
   Descriptor object_;
   void* data_;
   std::size_t size_;
+  PosixSharedBlock* nextOpen_;
 };
 
 // Reserves the memory too, so that touching the block cannot fault on a full system. Never
@@ -72,6 +112,8 @@ bool Reserve(int object, std::size_t size) {
 std::unique_ptr<SharedBlock> SharedBlock::Open(const std::string& name, std::size_t size) {
   if (size == 0 || name.find('\0') != std::string::npos) return nullptr;
   const std::string rooted = !name.empty() && name.front() == '/' ? name : "/" + name;
+  if (!PosixSharedBlock::WatchForks()) return nullptr;
+  const std::lock_guard guard(openLock);
   Descriptor object(Uninterrupted(
       [&] { return shm_open(rooted.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode_t{0600}); }));
   struct stat facts {};
