@@ -70,8 +70,8 @@ class PosixSharedBlock final : public SharedBlock {
       block->object_.Reset(-1);
       // The mapping holds the locks as well. Memory of the child's own in its place keeps a stray
       // look harmless.
-      mmap(block->data_, block->size_, PROT_READ | PROT_WRITE,
-           MAP_FIXED | MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+      (void)mmap(block->data_, block->size_, PROT_READ | PROT_WRITE,
+                 MAP_FIXED | MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     }
     openLock.unlock();
   }
