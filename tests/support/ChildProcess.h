@@ -26,7 +26,11 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  void Kill() const { kill(process_, SIGKILL); }
+  /// Kills and waits for the end, which leaves a zombie.
+  void Kill() const {
+    kill(process_, SIGKILL);
+    AwaitEnd();
+  }
   /// Waits for the end, which leaves a zombie. The exit status, or -1 for one that was killed.
   int AwaitEnd() const {
     siginfo_t ended{};
