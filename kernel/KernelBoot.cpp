@@ -1,7 +1,6 @@
 #include "kernel/KernelBoot.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <mutex>
 
 #include "kernel/platform/System.h"
@@ -22,7 +21,11 @@ KernelExitTable::Function PopLast() {
   return tableCount == 0 ? nullptr : table[--tableCount];
 }
 
-void RunAtExit() { KernelExitTable::Run(); }
+/// A static object and not std::atexit: its destructor is bound to this module, so it runs when
+/// the module is unloaded whoever stands in for atexit (the thread sanitizer does).
+struct RunAtExit {
+  ~RunAtExit() { KernelExitTable::Run(); }
+};
 
 }  // namespace
 
@@ -30,7 +33,7 @@ void KernelBoot() {
   if (booted.load(std::memory_order_relaxed)) return;
   if (booted.exchange(true)) return;
   RememberMainThread();
-  if (std::atexit(RunAtExit) != 0) Platform::Trap("KernelBoot: no room in the list of exits");
+  static const RunAtExit runAtExit;
 }
 
 void RememberMainThread() { mainThread.store(Platform::CurrentThreadId()); }
