@@ -74,6 +74,9 @@ class TagCursor {
   virtual ~TagCursor() = default;
   /// False at the end. `key` has null data for a tag without key; it holds until the next call.
   virtual bool Next(std::string_view& key, ChunkRef& chunk) = 0;
+  /// Whether the tag that Next gave is the first of its key. Walks that need every value only
+  /// once go by the first ones: repeats within repeats are exponentially many.
+  virtual bool IsFirst() const = 0;
 };
 
 /// The bare class is the null chunk: its operations do nothing and give nothing.

@@ -123,8 +123,10 @@ class NOLBinarySoup::Cursor final : public TagCursor {
 
   bool Next(std::string_view& key, ChunkRef& chunk) override {
     if (at_ < offsets_.size()) {
-      key = RecordAt(run_, offsets_[at_++]).key;
-      chunk = MakeNode(image_, overlay_, RecordAt(run_, offsets_[FirstRecord(key)]));
+      key = RecordAt(run_, offsets_[at_]).key;
+      const std::uint32_t first = FirstRecord(key);
+      chunk = MakeNode(image_, overlay_, RecordAt(run_, offsets_[first]));
+      isFirst_ = first == at_++;
       return true;
     }
     const std::size_t added = at_ - offsets_.size();
@@ -136,8 +138,11 @@ class NOLBinarySoup::Cursor final : public TagCursor {
     chunk = first != TagKeyIndex::kNone
                 ? MakeNode(image_, overlay_, RecordAt(run_, offsets_[first]))
                 : FirstAdded(added);
+    isFirst_ = chunk == added_[added].chunk;
     return true;
   }
+
+  bool IsFirst() const override { return isFirst_; }
 
  private:
   std::uint32_t FirstRecord(std::string_view key) const {
@@ -158,6 +163,7 @@ class NOLBinarySoup::Cursor final : public TagCursor {
   TagKeyIndex keys_;
   std::vector<TagOverlay::Added> added_;
   std::size_t at_ = 0;
+  bool isFirst_ = false;
 };
 
 NOLBinarySoup::NOLBinarySoup(Zef::Ref<TagImage> image, Zef::Ref<TagOverlay> overlay,

@@ -38,7 +38,7 @@ PLID IdOf(const HCSRawDataCore* core, const PLID& fallback) {
 TagContainer TagContainer::DeepCopy(const TagContainer& source) {
   TagContainer copy;
   copy.Ensure();
-  if (source.GetCount() > 0) copy.CopyFrom(source);
+  if (source.GetCount() > 0 && !copy.CopyFrom(source)) return {};
   return copy;
 }
 

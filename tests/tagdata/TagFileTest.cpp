@@ -133,6 +133,14 @@ TEST(TagFile, DuplicatesAreKeptButWrittenAsTheFirst) {
   const std::string expected = File(a + Record("x\0"s, 5, "") + a);
   EXPECT_EQ(Save(root), expected);
   EXPECT_EQ(Save(TagContainer::DeepCopy(root)), expected);
+
+  std::string bomb = Record("id\0"s, 13, Word(6) + Word(5));
+  for (int i = 0; i < 25; ++i) bomb = Record("a\0"s, 0, bomb) + Record("a\0"s, 5, "");
+  EXPECT_EQ(Save(Load(File(bomb))), "refused") << "it doubles at each level";
+  EXPECT_TRUE(TagContainer::DeepCopy(Load(File(bomb))).IsEmptyHandle());
+  std::vector<PLID> ids;
+  Load(File(bomb)).CollectPLIDs(ids);
+  EXPECT_EQ(ids.size(), 1u);
 }
 
 TEST(TagFile, KeysThatDoNotFitARecordAreLeftOut) {
