@@ -1,6 +1,7 @@
 #include "tagdata/NOLBinarySoup.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
