@@ -79,13 +79,18 @@ CoreRef CoreOfText(std::string_view text) {
   return HCSRawDataCore::Copy(text.data(), static_cast<std::uint32_t>(text.size()));
 }
 
+std::string_view TextOf(const HCSRawDataCore* source) {
+  return source != nullptr ? source->Text() : std::string_view();
+}
+
 /// All values of a payload as text with commas between. `print` takes a buffer and a value.
 template <class T, class Print>
-CoreRef JoinValues(const HCSRawDataCore& source, const Print& print) {
+CoreRef JoinValues(const HCSRawDataCore* source, const Print& print) {
+  if (source == nullptr) return nullptr;
   std::string text;
-  for (std::uint32_t at = 0; source.Size() - at >= sizeof(T); at += sizeof(T)) {
+  for (std::uint32_t at = 0; source->Size() - at >= sizeof(T); at += sizeof(T)) {
     T value{};
-    std::memcpy(&value, source.Data() + at, sizeof value);
+    std::memcpy(&value, source->Data() + at, sizeof value);
     char digits[64];
     if (!text.empty()) text.push_back(',');
     text.append(digits, print(digits, digits + sizeof digits, value).ptr);
@@ -120,8 +125,8 @@ HCSConverter::HCSConverter(std::int32_t from, std::int32_t to, ConverterList& li
 
 HCSConverter::~HCSConverter() { list_.Remove(this); }
 
-CoreRef HCSConverter_TextInt::Convert(const HCSRawDataCore& source) const {
-  const std::string_view text = source.Text();
+CoreRef HCSConverter_TextInt::Convert(const HCSRawDataCore* source) const {
+  const std::string_view text = TextOf(source);
   if (!IsNumberText(text)) return nullptr;
   std::int32_t value = 0;
   const char* at = text.data();
@@ -129,8 +134,8 @@ CoreRef HCSConverter_TextInt::Convert(const HCSRawDataCore& source) const {
   return CoreOfValue(value);
 }
 
-CoreRef HCSConverter_TextFloat::Convert(const HCSRawDataCore& source) const {
-  const std::string_view text = source.Text();
+CoreRef HCSConverter_TextFloat::Convert(const HCSRawDataCore* source) const {
+  const std::string_view text = TextOf(source);
   if (!IsNumberText(text)) return nullptr;
   float value = 0;
   const char* at = text.data();
@@ -138,29 +143,29 @@ CoreRef HCSConverter_TextFloat::Convert(const HCSRawDataCore& source) const {
   return CoreOfValue(value);
 }
 
-CoreRef HCSConverter_TextPLID::Convert(const HCSRawDataCore& source) const {
-  const PLID id(source.Text(), /*strict=*/false);
+CoreRef HCSConverter_TextPLID::Convert(const HCSRawDataCore* source) const {
+  const PLID id(TextOf(source), /*strict=*/false);
   const std::uint32_t words[2] = {static_cast<std::uint32_t>(id.content), id.PackedWord()};
   return CoreOfValue(words);
 }
 
-CoreRef HCSConverter_IntText::Convert(const HCSRawDataCore& source) const {
+CoreRef HCSConverter_IntText::Convert(const HCSRawDataCore* source) const {
   return JoinValues<std::int32_t>(source, [](char* begin, char* end, std::int32_t value) {
     return std::to_chars(begin, end, value);
   });
 }
 
 // Six significant digits in the general form, which is what "%g" prints in the "C" locale.
-CoreRef HCSConverter_FloatText::Convert(const HCSRawDataCore& source) const {
+CoreRef HCSConverter_FloatText::Convert(const HCSRawDataCore* source) const {
   return JoinValues<float>(source, [](char* begin, char* end, float value) {
     return std::to_chars(begin, end, value, std::chars_format::general, 6);
   });
 }
 
-CoreRef HCSConverter_PLIDText::Convert(const HCSRawDataCore& source) const {
+CoreRef HCSConverter_PLIDText::Convert(const HCSRawDataCore* source) const {
   std::uint32_t words[2];
-  if (source.Size() != sizeof words) return nullptr;
-  std::memcpy(words, source.Data(), sizeof words);
+  if (source == nullptr || source->Size() != sizeof words) return nullptr;
+  std::memcpy(words, source->Data(), sizeof words);
   std::string text = PLID::Unpack(words[1], words[0]).TagText();
   text.push_back('\0');
   return CoreOfText(text);
@@ -168,12 +173,12 @@ CoreRef HCSConverter_PLIDText::Convert(const HCSRawDataCore& source) const {
 
 CoreRef ConvertTagData(std::int32_t fromType, const CoreRef& source, std::int32_t toType) {
   if (fromType == toType) return source;
-  if (!source || fromType == TagNull || toType == TagNull) return nullptr;
+  if (fromType == TagNull || toType == TagNull) return nullptr;
   const HCSConverter* first = nullptr;
   const HCSConverter* second = nullptr;
   if (!ConverterList::Instance().FindWay(fromType, toType, first, second)) return nullptr;
-  CoreRef result = first->Convert(*source);
-  if (result && second != nullptr) result = second->Convert(*result);
+  CoreRef result = first->Convert(source.Get());
+  if (result && second != nullptr) result = second->Convert(result.Get());
   return result;
 }
 
