@@ -14,9 +14,10 @@
 /// The process's converters. Found under a shared lock and run without one.
 class ConverterList {
  public:
+  /// Never destroyed: static objects of other files may still convert, or leave it, at exit.
   static ConverterList& Instance() {
-    static ConverterList list;
-    return list;
+    static ConverterList* const list = new ConverterList;
+    return *list;
   }
 
   void PushFront(HCSConverter* converter) {
