@@ -76,9 +76,7 @@ CoreRef CoreOfValue(const T& value) {
   return HCSRawDataCore::Copy(&value, sizeof value);
 }
 
-CoreRef CoreOfText(std::string_view text) {
-  return HCSRawDataCore::Copy(text.data(), static_cast<std::uint32_t>(text.size()));
-}
+CoreRef CoreOfText(std::string_view text) { return HCSRawDataCore::Copy(text.data(), text.size()); }
 
 std::string_view TextOf(const HCSRawDataCore* source) {
   return source != nullptr ? source->Text() : std::string_view();

@@ -44,12 +44,12 @@ using CoreRef = Zef::Ref<HCSRawDataCore>;
 /// alignment and strings need not end in a zero: read through the helpers.
 class HCSRawDataCore final : public Zef::ReferenceCountMP {
  public:
-  /// All three give null for null data or size 0. Wrap leaves the bytes where they are and holds
-  /// `keepAlive`, the owner of them.
-  static CoreRef Wrap(const std::byte* data, std::uint32_t size,
+  /// All three give null for null data, for size 0 and for 4 GiB and more. Wrap leaves the bytes
+  /// where they are and holds `keepAlive`, the owner of them.
+  static CoreRef Wrap(const std::byte* data, std::size_t size,
                       Zef::Ref<Zef::ReferenceCountMP> keepAlive);
-  static CoreRef Adopt(std::unique_ptr<std::byte[]> block, std::uint32_t size);
-  static CoreRef Copy(const void* data, std::uint32_t size);
+  static CoreRef Adopt(std::unique_ptr<std::byte[]> block, std::size_t size);
+  static CoreRef Copy(const void* data, std::size_t size);
 
   const std::byte* Data() const { return data_; }
   std::uint32_t Size() const { return size_; }
@@ -58,7 +58,8 @@ class HCSRawDataCore final : public Zef::ReferenceCountMP {
   std::string_view Text() const;
 
  private:
-  HCSRawDataCore(const std::byte* data, std::uint32_t size) : data_(data), size_(size) {}
+  HCSRawDataCore(const std::byte* data, std::size_t size)
+      : data_(data), size_(static_cast<std::uint32_t>(size)) {}
 
   const std::byte* data_;
   std::uint32_t size_;

@@ -40,8 +40,7 @@ ChunkRef ConvertAnsiText(std::span<const std::byte> payload) {
     text.push_back('\0');
   }
   text.push_back('\0');
-  return NewHeapTag(TagString,
-                    HCSRawDataCore::Copy(text.data(), static_cast<std::uint32_t>(text.size())));
+  return NewHeapTag(TagString, HCSRawDataCore::Copy(text.data(), text.size()));
 }
 
 /// Cuts the padding off the front of an aligned payload; nothing is left if it is all padding.
@@ -69,7 +68,7 @@ ChunkRef MakeNode(const Zef::Ref<TagImage>& image, const Zef::Ref<TagOverlay>& o
   }
   CoreRef core;
   if (type != TagNull) {
-    core = HCSRawDataCore::Wrap(payload.data(), static_cast<std::uint32_t>(payload.size()), image);
+    core = HCSRawDataCore::Wrap(payload.data(), payload.size(), image);
   }
   return ChunkRef(new NOLDataChunk(image, std::move(core), type, record.payload));
 }

@@ -215,8 +215,7 @@ void TagContainer::SetFloat(const Zef::PString& key, float value) {
 }
 
 void TagContainer::SetFloatArray(const Zef::PString& key, const std::vector<float>& values) {
-  const auto size = static_cast<std::uint32_t>(values.size() * sizeof(float));
-  Set(key, TagFloat, HCSRawDataCore::Copy(values.data(), size));
+  Set(key, TagFloat, HCSRawDataCore::Copy(values.data(), values.size() * sizeof(float)));
 }
 
 void TagContainer::SetString(const Zef::PString& key, const char* text) {
@@ -230,7 +229,7 @@ void TagContainer::SetString(const Zef::PString& key, std::string_view text) {
     auto block = std::make_unique_for_overwrite<std::byte[]>(size);
     std::memcpy(block.get(), text.data(), text.size());
     block[text.size()] = std::byte{0};
-    core = HCSRawDataCore::Adopt(std::move(block), static_cast<std::uint32_t>(size));
+    core = HCSRawDataCore::Adopt(std::move(block), size);
   }
   Set(key, TagString, core);
 }

@@ -118,7 +118,7 @@ class TagContainer {
   void SetRaw32(const Zef::PString& key, std::uint32_t value);
   void SetFloat(const Zef::PString& key, float value);
   void SetFloatArray(const Zef::PString& key, const std::vector<float>& values);
-  /// Null and "" give a tag without payload.
+  /// Null and "" give a tag without payload, as do values of 4 GiB and more.
   void SetString(const Zef::PString& key, const char* text);
   void SetString(const Zef::PString& key, std::string_view text);
   void SetString(const Zef::PString& key, const Zef::PString& text) { SetString(key, text.View()); }
