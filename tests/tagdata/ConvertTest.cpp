@@ -45,7 +45,10 @@ TEST(Convert, TextsBecomeNumbersOnlyWhenTheyAre) {
                {"4294967295", -1, 4294967296.0f},
                {"1.0e+99", 1, INFINITY},
                {"-1.0e+999", -1, -INFINITY},
-               {"1.0e-999", 1, 0}};
+               {"1.0e-999", 1, 0},
+               {"0.0000000001e+999", 0, INFINITY},
+               {"12345678901.0e-999", -539222987, 0},
+               {"1.0e-99999999999999999999", 1, 0}};
   for (const auto& c : cases) {
     EXPECT_TRUE(IsNumberText(c.text)) << c.text;
     const CoreRef asInt = ConvertTagData(TagString, Text(c.text), TagInt);
