@@ -45,6 +45,7 @@ ChunkRef HCSChunk::GetTag(const Zef::PString&) const { return NullChunk(); }
 ChunkRef HCSChunk::FindTag(std::string_view) const { return NullChunk(); }
 std::uint32_t HCSChunk::GetCount() const { return 0; }
 Zef::PString HCSChunk::GetKey(std::uint32_t) const { return {}; }
+std::int32_t HCSChunk::GetIndex(const Zef::PString&) const { return -1; }
 void HCSChunk::SortTags() {}
 void HCSChunk::SwapTags(const ChunkRef&, const ChunkRef&) {}
 void HCSChunk::AddTag(const Zef::PString&, const ChunkRef&) {}

@@ -93,6 +93,8 @@ class HCSChunk : public Zef::ReferenceCountMP {
   virtual std::uint32_t GetCount() const;
   /// Key of the tag at a position; null past the end.
   virtual Zef::PString GetKey(std::uint32_t index) const;
+  /// Position of the first tag with this key, a null key and "" told apart; -1 without one.
+  virtual std::int32_t GetIndex(const Zef::PString& key) const;
   /// Sorts by the bytes of the keys, stably. Only heap containers sort.
   virtual void SortTags();
   /// Exchanges two values under their keys. Only heap containers swap.

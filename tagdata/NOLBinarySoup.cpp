@@ -249,6 +249,22 @@ Zef::PString NOLBinarySoup::GetKey(std::uint32_t index) const {
   return overlay_->AddedKey(run_.data(), index - live);
 }
 
+std::int32_t NOLBinarySoup::GetIndex(const Zef::PString& key) const {
+  std::span<const std::byte> rest = run_;
+  TagRecord record{};
+  std::int32_t index = 0;
+  while (TakeTagRecord(rest, record)) {
+    if (IsHidden(record)) continue;
+    if (record.key == key.View() && (record.key.data() == nullptr) == key.IsNull()) return index;
+    ++index;
+  }
+  for (const TagOverlay::Added& added : overlay_->AddedTags(run_.data())) {
+    if (added.key == key) return index;
+    ++index;
+  }
+  return -1;
+}
+
 void NOLBinarySoup::AddTag(const Zef::PString& key, const ChunkRef& chunk) {
   if (!chunk || chunk->Identity() == run_.data()) return;
   overlay_->Add(run_.data(), key, chunk);

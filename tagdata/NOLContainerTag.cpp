@@ -90,6 +90,15 @@ Zef::PString NOLContainerTag::GetKey(std::uint32_t index) const {
   }
 }
 
+std::int32_t NOLContainerTag::GetIndex(const Zef::PString& key) const {
+  const std::uint32_t at = Position(key);
+  if (at == kNone) return -1;
+  if (holes_ == 0) return static_cast<std::int32_t>(at);
+  return static_cast<std::int32_t>(
+      std::count_if(pairs_.begin(), pairs_.begin() + at,
+                    [](const Pair& pair) { return static_cast<bool>(pair.chunk); }));
+}
+
 void NOLContainerTag::SortTags() {
   Squeeze();
   std::stable_sort(pairs_.begin(), pairs_.end(),

@@ -22,6 +22,7 @@ class NOLContainerTag final : public HCSChunk {
   ChunkRef FindTag(std::string_view key) const override;
   std::uint32_t GetCount() const override;
   Zef::PString GetKey(std::uint32_t index) const override;
+  std::int32_t GetIndex(const Zef::PString& key) const override;
   void SortTags() override;
   /// Of a value that is there twice the last place counts.
   void SwapTags(const ChunkRef& a, const ChunkRef& b) override;

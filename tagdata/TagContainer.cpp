@@ -55,14 +55,7 @@ Zef::PString TagContainer::GetTagName(std::uint32_t index) const {
 }
 
 std::int32_t TagContainer::GetTagIndex(const Zef::PString& key) const {
-  std::int32_t index = 0;
-  std::int32_t found = -1;
-  ForEach([&](std::string_view name, const ChunkRef&) {
-    const bool same = name == key.View() && (name.data() == nullptr) == key.IsNull();
-    if (same && found < 0) found = index;
-    ++index;
-  });
-  return found;
+  return chunk_ ? chunk_->GetIndex(key) : -1;
 }
 
 void TagContainer::SortTags() {
