@@ -37,6 +37,8 @@ class TStream {
   virtual std::uint64_t Tell() = 0;
   virtual bool IsOpen() { return true; }
   virtual std::uint64_t Size();
+  /// Write and Read are for streams to implement and pass the read-ahead by: callers use WriteRaw
+  /// and ReadRaw.
   virtual std::uint32_t Write(const void* from, std::uint32_t size) = 0;
   virtual std::uint32_t Read(void* to, std::uint32_t size) = 0;
   /// Whence 0 from the start, 1 from the logical position, 2 back from the end.
