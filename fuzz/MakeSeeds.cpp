@@ -51,6 +51,26 @@ TagContainer SampleTags() {
   return tags;
 }
 
+/// A tag file whose every container holds the next one and a null tag under one key, so that its
+/// tree doubles at each level.
+Zef::ByteWriter RepeatedKeys(std::uint32_t levels) {
+  constexpr std::uint32_t kNullSize = 8;  // "a" with its zero
+  const auto head = [](Zef::ByteWriter& out, std::uint32_t payload, std::uint8_t code) {
+    out.U32(4 + payload);
+    out.U8(2);
+    out.Text({"a", 2});
+    out.U8(code);
+  };
+  Zef::ByteWriter file;
+  file.Text("HCS$");
+  file.U32(1);
+  file.U32(0);
+  file.U32(levels * 2 * kNullSize);
+  for (std::uint32_t below = levels; below-- > 0;) head(file, below * 2 * kNullSize, 0);
+  for (std::uint32_t i = 0; i < levels; ++i) head(file, 0, 5);
+  return file;
+}
+
 void SaveSampleIndex(const std::string& path) {
   MUKAssetIndex index;
   for (int i = 0; i < 3; ++i) index.Add(SampleRecord(i));
@@ -99,5 +119,6 @@ int main(int argc, char** argv) {
   Zef::TBuffer tags;
   static_cast<void>(WriteBinaryTags(tags, SampleTags()));
   Put(root / "FuzzTagFile" / "tags", tags.View());
+  Put(root / "FuzzTagFile" / "repeats", RepeatedKeys(25).View());
   return 0;
 }

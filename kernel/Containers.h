@@ -177,6 +177,7 @@ class ITree {
 /// time an entry; Find walks; PushFront and Erase move at most 12 entries.
 template <typename T>
 class ChunkList {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the entries are pointers, and that is meant
   static_assert(sizeof(T) == sizeof(void*) && std::is_trivially_copyable_v<T>);
 
   static constexpr std::uint32_t kEntriesPerChunk = 13;

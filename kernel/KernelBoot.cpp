@@ -1,7 +1,6 @@
 #include "kernel/KernelBoot.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <mutex>
 
 #include "kernel/platform/System.h"
@@ -10,7 +9,6 @@ namespace Zef {
 namespace {
 
 constinit std::atomic<bool> booted{false};
-constinit std::atomic<bool> exitArranged{false};
 constinit std::atomic<std::uint32_t> mainThread{0};
 
 // Recursion-free: a callback runs outside the lock, so it may register further ones.
@@ -23,7 +21,11 @@ KernelExitTable::Function PopLast() {
   return tableCount == 0 ? nullptr : table[--tableCount];
 }
 
-void RunAtExit() { KernelExitTable::Run(); }
+/// A static object and not std::atexit: its destructor is bound to this module, so it runs when
+/// the module is unloaded whoever stands in for atexit (the thread sanitizer does).
+struct RunAtExit {
+  ~RunAtExit() { KernelExitTable::Run(); }
+};
 
 }  // namespace
 
@@ -37,10 +39,7 @@ void BeginKernelBoot() {
   if (!booted.exchange(true)) RememberMainThread();
 }
 
-void EndKernelBoot() {
-  if (exitArranged.exchange(true)) return;
-  if (std::atexit(RunAtExit) != 0) Platform::Trap("KernelBoot: no room in the list of exits");
-}
+void EndKernelBoot() { static const RunAtExit runAtExit; }
 
 void RememberMainThread() { mainThread.store(Platform::CurrentThreadId()); }
 

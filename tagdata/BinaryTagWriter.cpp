@@ -10,12 +10,14 @@
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/TStream.h"
 #include "tagdata/NOLBinaryFile.h"
+#include "tagdata/TagBudget.h"
 #include "tagdata/TagRecord.h"
 
 namespace {
 
 constexpr std::uint32_t kPlaceholder = 0xFFFFFFFF;
 constexpr std::size_t kMaxDataSize = 0x7FFFFFFF;
+constexpr std::uint64_t kByteAllowance = 64u << 20;
 
 TagCode CodeOf(std::int32_t type) {
   switch (type) {
@@ -60,10 +62,15 @@ std::size_t WriteRecordHead(Zef::ByteWriter& out, std::string_view key, TagCode 
   return sizeAt;
 }
 
-bool WriteTree(Zef::ByteWriter& out, std::unique_ptr<TagCursor> root) {
+std::uint64_t RecordSize(std::string_view key, const HCSChunk& chunk) {
+  return TagRecord::kSmallestSize + key.size() + 1 + chunk.GetDataSize();
+}
+
+bool WriteTree(Zef::ByteWriter& out, const HCSChunk& root) {
   const std::size_t begin = out.Size();
+  TagBudget budget(&root, kByteAllowance, RecordSize);
   std::vector<OpenContainer> open;
-  open.push_back({std::move(root), begin - 4});
+  open.push_back({root.Tags(), begin - 4});
   std::string_view key;
   ChunkRef chunk;
   while (!open.empty()) {
@@ -74,6 +81,7 @@ bool WriteTree(Zef::ByteWriter& out, std::unique_ptr<TagCursor> root) {
       open.pop_back();
       continue;
     }
+    if (!budget.Take(key, *chunk)) return false;
     if (key.size() > kMaxTagKeyLength) continue;
     const std::int32_t type = chunk->GetType();
     const std::size_t sizeAt = WriteRecordHead(out, key, CodeOf(type));
@@ -105,7 +113,7 @@ bool AppendBinaryTags(Zef::ByteWriter& out, const TagContainer& root) {
     return true;
   }
   out.U32(kPlaceholder);
-  return WriteTree(out, root.Chunk()->Tags());
+  return WriteTree(out, *root.Chunk());
 }
 
 bool WriteBinaryTags(Zef::TStream& stream, const TagContainer& root) try {

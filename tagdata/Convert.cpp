@@ -1,5 +1,6 @@
 #include "tagdata/Convert.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -14,9 +15,10 @@
 /// The process's converters. Found under a shared lock and run without one.
 class ConverterList {
  public:
+  /// Never destroyed: static objects of other files may still convert, or leave it, at exit.
   static ConverterList& Instance() {
-    static ConverterList list;
-    return list;
+    static ConverterList* const list = new ConverterList;
+    return *list;
   }
 
   void PushFront(HCSConverter* converter) {
@@ -75,17 +77,20 @@ CoreRef CoreOfValue(const T& value) {
   return HCSRawDataCore::Copy(&value, sizeof value);
 }
 
-CoreRef CoreOfText(std::string_view text) {
-  return HCSRawDataCore::Copy(text.data(), static_cast<std::uint32_t>(text.size()));
+CoreRef CoreOfText(std::string_view text) { return HCSRawDataCore::Copy(text.data(), text.size()); }
+
+std::string_view TextOf(const HCSRawDataCore* source) {
+  return source != nullptr ? source->Text() : std::string_view();
 }
 
 /// All values of a payload as text with commas between. `print` takes a buffer and a value.
 template <class T, class Print>
-CoreRef JoinValues(const HCSRawDataCore& source, const Print& print) {
+CoreRef JoinValues(const HCSRawDataCore* source, const Print& print) {
+  if (source == nullptr) return nullptr;
   std::string text;
-  for (std::uint32_t at = 0; source.Size() - at >= sizeof(T); at += sizeof(T)) {
+  for (std::uint32_t at = 0; source->Size() - at >= sizeof(T); at += sizeof(T)) {
     T value{};
-    std::memcpy(&value, source.Data() + at, sizeof value);
+    std::memcpy(&value, source->Data() + at, sizeof value);
     char digits[64];
     if (!text.empty()) text.push_back(',');
     text.append(digits, print(digits, digits + sizeof digits, value).ptr);
@@ -96,15 +101,29 @@ CoreRef JoinValues(const HCSRawDataCore& source, const Print& print) {
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
+/// Of "e+12" or the like, held within what any count of digits can make up for; 0 of "".
+std::int64_t ExponentOf(std::string_view text) {
+  constexpr std::int64_t kHuge = std::int64_t{1} << 62;
+  if (!text.empty()) text.remove_prefix(1);
+  if (text.starts_with('+')) text.remove_prefix(1);
+  std::int64_t exponent = 0;
+  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), exponent);
+  if (parsed.ec == std::errc::result_out_of_range) return text[0] == '-' ? -kHuge : kHuge;
+  return std::clamp(exponent, -kHuge, kHuge);
+}
+
 /// What a number beyond the range of float is taken for: nothing or infinity.
 float OutOfRange(std::string_view number) {
   double value = 0;
   const auto parsed = std::from_chars(number.data(), number.data() + number.size(), value);
   if (parsed.ec == std::errc()) return static_cast<float>(value);
-  const std::size_t exponent = number.find_first_of("eE");
-  const bool tiny = exponent != std::string_view::npos
-                        ? number[exponent + 1] == '-'
-                        : number.find_first_not_of('0') == number.find('.');
+  const std::size_t mark = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view digits = number.substr(0, mark);
+  const std::size_t leading = digits.find_first_of("123456789");
+  if (leading == std::string_view::npos) return 0.0f;
+  const std::size_t point = std::min(digits.find('.'), digits.size());
+  const std::int64_t power = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(leading);
+  const bool tiny = power + ExponentOf(number.substr(mark)) <= 0;
   return tiny ? 0.0f : std::numeric_limits<float>::infinity();
 }
 
@@ -120,8 +139,8 @@ HCSConverter::HCSConverter(std::int32_t from, std::int32_t to, ConverterList& li
 
 HCSConverter::~HCSConverter() { list_.Remove(this); }
 
-CoreRef HCSConverter_TextInt::Convert(const HCSRawDataCore& source) const {
-  const std::string_view text = source.Text();
+CoreRef HCSConverter_TextInt::Convert(const HCSRawDataCore* source) const {
+  const std::string_view text = TextOf(source);
   if (!IsNumberText(text)) return nullptr;
   std::int32_t value = 0;
   const char* at = text.data();
@@ -129,8 +148,8 @@ CoreRef HCSConverter_TextInt::Convert(const HCSRawDataCore& source) const {
   return CoreOfValue(value);
 }
 
-CoreRef HCSConverter_TextFloat::Convert(const HCSRawDataCore& source) const {
-  const std::string_view text = source.Text();
+CoreRef HCSConverter_TextFloat::Convert(const HCSRawDataCore* source) const {
+  const std::string_view text = TextOf(source);
   if (!IsNumberText(text)) return nullptr;
   float value = 0;
   const char* at = text.data();
@@ -138,29 +157,29 @@ CoreRef HCSConverter_TextFloat::Convert(const HCSRawDataCore& source) const {
   return CoreOfValue(value);
 }
 
-CoreRef HCSConverter_TextPLID::Convert(const HCSRawDataCore& source) const {
-  const PLID id(source.Text(), /*strict=*/false);
+CoreRef HCSConverter_TextPLID::Convert(const HCSRawDataCore* source) const {
+  const PLID id(TextOf(source), /*strict=*/false);
   const std::uint32_t words[2] = {static_cast<std::uint32_t>(id.content), id.PackedWord()};
   return CoreOfValue(words);
 }
 
-CoreRef HCSConverter_IntText::Convert(const HCSRawDataCore& source) const {
+CoreRef HCSConverter_IntText::Convert(const HCSRawDataCore* source) const {
   return JoinValues<std::int32_t>(source, [](char* begin, char* end, std::int32_t value) {
     return std::to_chars(begin, end, value);
   });
 }
 
 // Six significant digits in the general form, which is what "%g" prints in the "C" locale.
-CoreRef HCSConverter_FloatText::Convert(const HCSRawDataCore& source) const {
+CoreRef HCSConverter_FloatText::Convert(const HCSRawDataCore* source) const {
   return JoinValues<float>(source, [](char* begin, char* end, float value) {
     return std::to_chars(begin, end, value, std::chars_format::general, 6);
   });
 }
 
-CoreRef HCSConverter_PLIDText::Convert(const HCSRawDataCore& source) const {
+CoreRef HCSConverter_PLIDText::Convert(const HCSRawDataCore* source) const {
   std::uint32_t words[2];
-  if (source.Size() != sizeof words) return nullptr;
-  std::memcpy(words, source.Data(), sizeof words);
+  if (source == nullptr || source->Size() != sizeof words) return nullptr;
+  std::memcpy(words, source->Data(), sizeof words);
   std::string text = PLID::Unpack(words[1], words[0]).TagText();
   text.push_back('\0');
   return CoreOfText(text);
@@ -168,12 +187,12 @@ CoreRef HCSConverter_PLIDText::Convert(const HCSRawDataCore& source) const {
 
 CoreRef ConvertTagData(std::int32_t fromType, const CoreRef& source, std::int32_t toType) {
   if (fromType == toType) return source;
-  if (!source || fromType == TagNull || toType == TagNull) return nullptr;
+  if (fromType == TagNull || toType == TagNull) return nullptr;
   const HCSConverter* first = nullptr;
   const HCSConverter* second = nullptr;
   if (!ConverterList::Instance().FindWay(fromType, toType, first, second)) return nullptr;
-  CoreRef result = first->Convert(*source);
-  if (result && second != nullptr) result = second->Convert(*result);
+  CoreRef result = first->Convert(source.Get());
+  if (result && second != nullptr) result = second->Convert(result.Get());
   return result;
 }
 

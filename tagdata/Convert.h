@@ -26,8 +26,8 @@ class HCSConverter {
   HCSConverter(const HCSConverter&) = delete;
   HCSConverter& operator=(const HCSConverter&) = delete;
 
-  /// Null when the payload cannot be converted. `source` is never null.
-  virtual CoreRef Convert(const HCSRawDataCore& source) const = 0;
+  /// Null when the payload cannot be converted. A null `source` is an empty payload.
+  virtual CoreRef Convert(const HCSRawDataCore* source) const = 0;
 
   const std::int32_t fromType;
   const std::int32_t toType;
@@ -42,40 +42,40 @@ class HCSConverter {
 class HCSConverter_TextInt final : public HCSConverter {
  public:
   explicit HCSConverter_TextInt(ConverterList& list) : HCSConverter(TagString, TagInt, list) {}
-  CoreRef Convert(const HCSRawDataCore& source) const override;
+  CoreRef Convert(const HCSRawDataCore* source) const override;
 };
 
 class HCSConverter_TextFloat final : public HCSConverter {
  public:
   explicit HCSConverter_TextFloat(ConverterList& list) : HCSConverter(TagString, TagFloat, list) {}
-  CoreRef Convert(const HCSRawDataCore& source) const override;
+  CoreRef Convert(const HCSRawDataCore* source) const override;
 };
 
-/// Any text gives an identifier, a bad one the null identifier.
+/// Any text gives an identifier, a bad or empty one the null identifier.
 class HCSConverter_TextPLID final : public HCSConverter {
  public:
   explicit HCSConverter_TextPLID(ConverterList& list) : HCSConverter(TagString, TagPLID, list) {}
-  CoreRef Convert(const HCSRawDataCore& source) const override;
+  CoreRef Convert(const HCSRawDataCore* source) const override;
 };
 
 /// All values, joined by commas, without a closing zero.
 class HCSConverter_IntText final : public HCSConverter {
  public:
   explicit HCSConverter_IntText(ConverterList& list) : HCSConverter(TagInt, TagString, list) {}
-  CoreRef Convert(const HCSRawDataCore& source) const override;
+  CoreRef Convert(const HCSRawDataCore* source) const override;
 };
 
 class HCSConverter_FloatText final : public HCSConverter {
  public:
   explicit HCSConverter_FloatText(ConverterList& list) : HCSConverter(TagFloat, TagString, list) {}
-  CoreRef Convert(const HCSRawDataCore& source) const override;
+  CoreRef Convert(const HCSRawDataCore* source) const override;
 };
 
 /// The tag form with its closing zero; none for a payload that is not 8 bytes long.
 class HCSConverter_PLIDText final : public HCSConverter {
  public:
   explicit HCSConverter_PLIDText(ConverterList& list) : HCSConverter(TagPLID, TagString, list) {}
-  CoreRef Convert(const HCSRawDataCore& source) const override;
+  CoreRef Convert(const HCSRawDataCore* source) const override;
 };
 
 /// `source` itself when the types are equal; else through one converter or, through a type

@@ -1,27 +1,36 @@
 #include "tagdata/HCSChunk.h"
 
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "tagdata/NOLContainerTag.h"
 
-CoreRef HCSRawDataCore::Wrap(const std::byte* data, std::uint32_t size,
+namespace {
+
+bool IsPayloadSize(std::size_t size) {
+  return size > 0 && size <= std::numeric_limits<std::uint32_t>::max();
+}
+
+}  // namespace
+
+CoreRef HCSRawDataCore::Wrap(const std::byte* data, std::size_t size,
                              Zef::Ref<Zef::ReferenceCountMP> keepAlive) {
-  if (data == nullptr || size == 0) return nullptr;
+  if (data == nullptr || !IsPayloadSize(size)) return nullptr;
   CoreRef core(new HCSRawDataCore(data, size));
   core->keepAlive_ = std::move(keepAlive);
   return core;
 }
 
-CoreRef HCSRawDataCore::Adopt(std::unique_ptr<std::byte[]> block, std::uint32_t size) {
-  if (block == nullptr || size == 0) return nullptr;
+CoreRef HCSRawDataCore::Adopt(std::unique_ptr<std::byte[]> block, std::size_t size) {
+  if (block == nullptr || !IsPayloadSize(size)) return nullptr;
   CoreRef core(new HCSRawDataCore(block.get(), size));
   core->block_ = std::move(block);
   return core;
 }
 
-CoreRef HCSRawDataCore::Copy(const void* data, std::uint32_t size) {
-  if (data == nullptr || size == 0) return nullptr;
+CoreRef HCSRawDataCore::Copy(const void* data, std::size_t size) {
+  if (data == nullptr || !IsPayloadSize(size)) return nullptr;
   auto block = std::make_unique_for_overwrite<std::byte[]>(size);
   std::memcpy(block.get(), data, size);
   return Adopt(std::move(block), size);
@@ -36,6 +45,7 @@ ChunkRef HCSChunk::GetTag(const Zef::PString&) const { return NullChunk(); }
 ChunkRef HCSChunk::FindTag(std::string_view) const { return NullChunk(); }
 std::uint32_t HCSChunk::GetCount() const { return 0; }
 Zef::PString HCSChunk::GetKey(std::uint32_t) const { return {}; }
+std::int32_t HCSChunk::GetIndex(const Zef::PString&) const { return -1; }
 void HCSChunk::SortTags() {}
 void HCSChunk::SwapTags(const ChunkRef&, const ChunkRef&) {}
 void HCSChunk::AddTag(const Zef::PString&, const ChunkRef&) {}

@@ -44,12 +44,12 @@ using CoreRef = Zef::Ref<HCSRawDataCore>;
 /// alignment and strings need not end in a zero: read through the helpers.
 class HCSRawDataCore final : public Zef::ReferenceCountMP {
  public:
-  /// All three give null for null data or size 0. Wrap leaves the bytes where they are and holds
-  /// `keepAlive`, the owner of them.
-  static CoreRef Wrap(const std::byte* data, std::uint32_t size,
+  /// All three give null for null data, for size 0 and for 4 GiB and more. Wrap leaves the bytes
+  /// where they are and holds `keepAlive`, the owner of them.
+  static CoreRef Wrap(const std::byte* data, std::size_t size,
                       Zef::Ref<Zef::ReferenceCountMP> keepAlive);
-  static CoreRef Adopt(std::unique_ptr<std::byte[]> block, std::uint32_t size);
-  static CoreRef Copy(const void* data, std::uint32_t size);
+  static CoreRef Adopt(std::unique_ptr<std::byte[]> block, std::size_t size);
+  static CoreRef Copy(const void* data, std::size_t size);
 
   const std::byte* Data() const { return data_; }
   std::uint32_t Size() const { return size_; }
@@ -58,7 +58,8 @@ class HCSRawDataCore final : public Zef::ReferenceCountMP {
   std::string_view Text() const;
 
  private:
-  HCSRawDataCore(const std::byte* data, std::uint32_t size) : data_(data), size_(size) {}
+  HCSRawDataCore(const std::byte* data, std::size_t size)
+      : data_(data), size_(static_cast<std::uint32_t>(size)) {}
 
   const std::byte* data_;
   std::uint32_t size_;
@@ -74,6 +75,9 @@ class TagCursor {
   virtual ~TagCursor() = default;
   /// False at the end. `key` has null data for a tag without key; it holds until the next call.
   virtual bool Next(std::string_view& key, ChunkRef& chunk) = 0;
+  /// Whether the tag that Next gave is the first of its key. Walks that need every value only
+  /// once go by the first ones: repeats within repeats are exponentially many.
+  virtual bool IsFirst() const = 0;
 };
 
 /// The bare class is the null chunk: its operations do nothing and give nothing.
@@ -89,6 +93,8 @@ class HCSChunk : public Zef::ReferenceCountMP {
   virtual std::uint32_t GetCount() const;
   /// Key of the tag at a position; null past the end.
   virtual Zef::PString GetKey(std::uint32_t index) const;
+  /// Position of the first tag with this key, a null key and "" told apart; -1 without one.
+  virtual std::int32_t GetIndex(const Zef::PString& key) const;
   /// Sorts by the bytes of the keys, stably. Only heap containers sort.
   virtual void SortTags();
   /// Exchanges two values under their keys. Only heap containers swap.

@@ -1,5 +1,6 @@
 #include "tagdata/NOLBinaryFile.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -31,9 +32,31 @@ bool ReadHeader(Zef::TStream& stream, Header& header) {
   return ReadHeader(Zef::ByteReader(bytes, received), header);
 }
 
+/// Reads large files in pieces that double, so that memory follows what the stream really has and
+/// not what it says to have. Null when it has less, or when there is no memory.
+Zef::Ref<TagImage> ReadRecords(Zef::TStream& stream, const Header& header) {
+  constexpr std::uint32_t kFirstPiece = 1u << 20;
+  Zef::Ref<TagImage> image;
+  std::uint32_t have = 0;
+  while (have < header.dataSize) {
+    // Twice a size below 2^31 fits.
+    const std::uint32_t size = std::min(header.dataSize, std::max(kFirstPiece, have * 2));
+    Zef::Ref<TagImage> larger = TagImage::Make(size, header.version);
+    if (!larger) {
+      stream.SkipForward(header.dataSize - have);
+      return nullptr;
+    }
+    if (have > 0) std::memcpy(larger->Data(), image->Data(), have);
+    if (stream.ReadRaw(larger->Data() + have, size - have) != size - have) return nullptr;
+    image = std::move(larger);
+    have = size;
+  }
+  return image;
+}
+
 }  // namespace
 
-bool NOLBinaryFile::Read(Zef::TStream& stream) {
+bool NOLBinaryFile::Read(Zef::TStream& stream) try {
   image_ = nullptr;
   Header header;
   if (!ReadHeader(stream, header)) return false;
@@ -43,13 +66,11 @@ bool NOLBinaryFile::Read(Zef::TStream& stream) {
     stream.SkipForward(header.dataSize);
     return false;
   }
-  Zef::Ref<TagImage> image = TagImage::Make(header.dataSize, header.version);
-  if (!image) {
-    stream.SkipForward(header.dataSize);
-    return false;
-  }
-  if (stream.ReadRaw(image->Data(), header.dataSize) != header.dataSize) return false;
-  return Accept(std::move(image));
+  Zef::Ref<TagImage> image = ReadRecords(stream, header);
+  return image && Accept(std::move(image));
+} catch (...) {
+  image_ = nullptr;
+  return false;
 }
 
 bool NOLBinaryFile::ReadImage(std::span<const std::byte> file) {

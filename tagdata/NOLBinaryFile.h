@@ -37,8 +37,8 @@ class NOLBinaryFile final : public HCSFile {
   static constexpr std::uint32_t kHeaderSize = 16;
 
   /// Takes the header and as many bytes as it announces, and leaves the stream behind them;
-  /// trailing data is not looked at. A size beyond the stream's end moves it to the end. What
-  /// the stream raises passes through, and then no image is held.
+  /// trailing data is not looked at. A size beyond the stream's end moves it to the end. A
+  /// failure that the stream raises gives false like any other.
   bool Read(Zef::TStream& stream) override;
   /// The same from a whole file in memory, which is copied. Trailing bytes are ignored.
   bool ReadImage(std::span<const std::byte> file);

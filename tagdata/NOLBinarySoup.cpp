@@ -1,6 +1,7 @@
 #include "tagdata/NOLBinarySoup.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,8 +40,7 @@ ChunkRef ConvertAnsiText(std::span<const std::byte> payload) {
     text.push_back('\0');
   }
   text.push_back('\0');
-  return NewHeapTag(TagString,
-                    HCSRawDataCore::Copy(text.data(), static_cast<std::uint32_t>(text.size())));
+  return NewHeapTag(TagString, HCSRawDataCore::Copy(text.data(), text.size()));
 }
 
 /// Cuts the padding off the front of an aligned payload; nothing is left if it is all padding.
@@ -68,7 +68,7 @@ ChunkRef MakeNode(const Zef::Ref<TagImage>& image, const Zef::Ref<TagOverlay>& o
   }
   CoreRef core;
   if (type != TagNull) {
-    core = HCSRawDataCore::Wrap(payload.data(), static_cast<std::uint32_t>(payload.size()), image);
+    core = HCSRawDataCore::Wrap(payload.data(), payload.size(), image);
   }
   return ChunkRef(new NOLDataChunk(image, std::move(core), type, record.payload));
 }
@@ -123,8 +123,10 @@ class NOLBinarySoup::Cursor final : public TagCursor {
 
   bool Next(std::string_view& key, ChunkRef& chunk) override {
     if (at_ < offsets_.size()) {
-      key = RecordAt(run_, offsets_[at_++]).key;
-      chunk = MakeNode(image_, overlay_, RecordAt(run_, offsets_[FirstRecord(key)]));
+      key = RecordAt(run_, offsets_[at_]).key;
+      const std::uint32_t first = FirstRecord(key);
+      chunk = MakeNode(image_, overlay_, RecordAt(run_, offsets_[first]));
+      isFirst_ = first == at_++;
       return true;
     }
     const std::size_t added = at_ - offsets_.size();
@@ -136,8 +138,11 @@ class NOLBinarySoup::Cursor final : public TagCursor {
     chunk = first != TagKeyIndex::kNone
                 ? MakeNode(image_, overlay_, RecordAt(run_, offsets_[first]))
                 : FirstAdded(added);
+    isFirst_ = chunk == added_[added].chunk;
     return true;
   }
+
+  bool IsFirst() const override { return isFirst_; }
 
  private:
   std::uint32_t FirstRecord(std::string_view key) const {
@@ -158,6 +163,7 @@ class NOLBinarySoup::Cursor final : public TagCursor {
   TagKeyIndex keys_;
   std::vector<TagOverlay::Added> added_;
   std::size_t at_ = 0;
+  bool isFirst_ = false;
 };
 
 NOLBinarySoup::NOLBinarySoup(Zef::Ref<TagImage> image, Zef::Ref<TagOverlay> overlay,
@@ -241,6 +247,22 @@ Zef::PString NOLBinarySoup::GetKey(std::uint32_t index) const {
     return keyOf(record);
   }
   return overlay_->AddedKey(run_.data(), index - live);
+}
+
+std::int32_t NOLBinarySoup::GetIndex(const Zef::PString& key) const {
+  std::span<const std::byte> rest = run_;
+  TagRecord record{};
+  std::int32_t index = 0;
+  while (TakeTagRecord(rest, record)) {
+    if (IsHidden(record)) continue;
+    if (record.key == key.View() && (record.key.data() == nullptr) == key.IsNull()) return index;
+    ++index;
+  }
+  for (const TagOverlay::Added& added : overlay_->AddedTags(run_.data())) {
+    if (added.key == key) return index;
+    ++index;
+  }
+  return -1;
 }
 
 void NOLBinarySoup::AddTag(const Zef::PString& key, const ChunkRef& chunk) {

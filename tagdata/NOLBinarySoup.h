@@ -33,6 +33,7 @@ class NOLBinarySoup final : public HCSChunk {
   ChunkRef FindTag(std::string_view key) const override;
   std::uint32_t GetCount() const override;
   Zef::PString GetKey(std::uint32_t index) const override;
+  std::int32_t GetIndex(const Zef::PString& key) const override;
   void AddTag(const Zef::PString& key, const ChunkRef& chunk) override;
   /// A heap tag that this container does not carry is ignored: texts of old files, which are
   /// converted into heap tags, can therefore be neither removed nor replaced.

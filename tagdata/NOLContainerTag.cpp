@@ -33,16 +33,19 @@ class NOLContainerTag::Cursor final : public TagCursor {
     if (at_ == tags_.size()) return false;
     const Zef::PString& tagKey = tags_[at_++].first;
     key = tagKey.IsNull() ? std::string_view() : tagKey.View();
-    chunk = tags_[index_.Find(IdentityHash(tagKey), [&](std::uint32_t position) {
-              return tags_[position].first == tagKey;
-            })].second;
+    first_ = index_.Find(IdentityHash(tagKey),
+                         [&](std::uint32_t position) { return tags_[position].first == tagKey; });
+    chunk = tags_[first_].second;
     return true;
   }
+
+  bool IsFirst() const override { return first_ + 1 == at_; }
 
  private:
   std::vector<std::pair<Zef::PString, ChunkRef>> tags_;
   TagKeyIndex index_;
   std::size_t at_ = 0;
+  std::size_t first_ = 0;  ///< of the key at at_ - 1
 };
 
 std::uint32_t NOLContainerTag::Position(const Zef::PString& key) const {
@@ -85,6 +88,15 @@ Zef::PString NOLContainerTag::GetKey(std::uint32_t index) const {
   for (;; ++pair) {
     if (pair->chunk && index-- == 0) return pair->key;
   }
+}
+
+std::int32_t NOLContainerTag::GetIndex(const Zef::PString& key) const {
+  const std::uint32_t at = Position(key);
+  if (at == kNone) return -1;
+  if (holes_ == 0) return static_cast<std::int32_t>(at);
+  return static_cast<std::int32_t>(
+      std::count_if(pairs_.begin(), pairs_.begin() + at,
+                    [](const Pair& pair) { return static_cast<bool>(pair.chunk); }));
 }
 
 void NOLContainerTag::SortTags() {

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kernel/KeyedHash.h"
 #include "tagdata/HCSChunk.h"
 
 class NOLContainerTag final : public HCSChunk {
@@ -21,6 +22,7 @@ class NOLContainerTag final : public HCSChunk {
   ChunkRef FindTag(std::string_view key) const override;
   std::uint32_t GetCount() const override;
   Zef::PString GetKey(std::uint32_t index) const override;
+  std::int32_t GetIndex(const Zef::PString& key) const override;
   void SortTags() override;
   /// Of a value that is there twice the last place counts.
   void SwapTags(const ChunkRef& a, const ChunkRef& b) override;
@@ -53,5 +55,6 @@ class NOLContainerTag final : public HCSChunk {
 
   std::vector<Pair> pairs_;
   std::uint32_t holes_ = 0;
-  std::unordered_map<std::string_view, Chain> byKey_;  ///< empty while the list is small
+  std::unordered_map<std::string_view, Chain, Zef::KeyedTextHash>
+      byKey_;  ///< empty while the list is small
 };

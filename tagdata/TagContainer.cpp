@@ -38,7 +38,7 @@ PLID IdOf(const HCSRawDataCore* core, const PLID& fallback) {
 TagContainer TagContainer::DeepCopy(const TagContainer& source) {
   TagContainer copy;
   copy.Ensure();
-  if (source.GetCount() > 0) copy.CopyFrom(source);
+  if (source.GetCount() > 0 && !copy.CopyFrom(source)) return {};
   return copy;
 }
 
@@ -55,14 +55,7 @@ Zef::PString TagContainer::GetTagName(std::uint32_t index) const {
 }
 
 std::int32_t TagContainer::GetTagIndex(const Zef::PString& key) const {
-  std::int32_t index = 0;
-  std::int32_t found = -1;
-  ForEach([&](std::string_view name, const ChunkRef&) {
-    const bool same = name == key.View() && (name.data() == nullptr) == key.IsNull();
-    if (same && found < 0) found = index;
-    ++index;
-  });
-  return found;
+  return chunk_ ? chunk_->GetIndex(key) : -1;
 }
 
 void TagContainer::SortTags() {
@@ -215,8 +208,7 @@ void TagContainer::SetFloat(const Zef::PString& key, float value) {
 }
 
 void TagContainer::SetFloatArray(const Zef::PString& key, const std::vector<float>& values) {
-  const auto size = static_cast<std::uint32_t>(values.size() * sizeof(float));
-  Set(key, TagFloat, HCSRawDataCore::Copy(values.data(), size));
+  Set(key, TagFloat, HCSRawDataCore::Copy(values.data(), values.size() * sizeof(float)));
 }
 
 void TagContainer::SetString(const Zef::PString& key, const char* text) {
@@ -230,7 +222,7 @@ void TagContainer::SetString(const Zef::PString& key, std::string_view text) {
     auto block = std::make_unique_for_overwrite<std::byte[]>(size);
     std::memcpy(block.get(), text.data(), text.size());
     block[text.size()] = std::byte{0};
-    core = HCSRawDataCore::Adopt(std::move(block), static_cast<std::uint32_t>(size));
+    core = HCSRawDataCore::Adopt(std::move(block), size);
   }
   Set(key, TagString, core);
 }

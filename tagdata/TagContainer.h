@@ -31,7 +31,8 @@ class TagContainer {
 
   TagContainer() = default;
   explicit TagContainer(ChunkRef chunk) : chunk_(std::move(chunk)) {}
-  /// A new heap container with copies of all tags below `source`.
+  /// A new heap container with copies of all tags below `source`; a null handle for a source
+  /// that CopyFrom refuses.
   static TagContainer DeepCopy(const TagContainer& source);
 
   /// Makes an empty heap container if the handle is null.
@@ -73,8 +74,10 @@ class TagContainer {
   Zef::PString NextFreeNumericKey() const;
   /// Replaces all tags by copies of the source's, or type and value if the source is a value.
   /// Values are shared, not duplicated. Of several tags with one key each copy has the first
-  /// one's value. False when the source nests deeper than kMaxTagDepth and was cut there.
-  bool CopyFrom(const TagContainer& source);
+  /// one's value. False when the source nests deeper than kMaxTagDepth and was cut there, or
+  /// when repeated containers would make more than 2^18 nodes and four times what the source
+  /// has: then the copy stops there.
+  [[nodiscard]] bool CopyFrom(const TagContainer& source);
   void DebugPrint() const;
 
   /// Calls `visit(std::string_view key, const ChunkRef& chunk)` for every tag in order, with
@@ -115,7 +118,7 @@ class TagContainer {
   void SetRaw32(const Zef::PString& key, std::uint32_t value);
   void SetFloat(const Zef::PString& key, float value);
   void SetFloatArray(const Zef::PString& key, const std::vector<float>& values);
-  /// Null and "" give a tag without payload.
+  /// Null and "" give a tag without payload, as do values of 4 GiB and more.
   void SetString(const Zef::PString& key, const char* text);
   void SetString(const Zef::PString& key, std::string_view text);
   void SetString(const Zef::PString& key, const Zef::PString& text) { SetString(key, text.View()); }

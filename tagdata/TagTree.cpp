@@ -7,9 +7,32 @@
 #include <vector>
 
 #include "tagdata/Convert.h"
+#include "tagdata/TagBudget.h"
 #include "tagdata/TagContainer.h"
 
 namespace {
+
+/// Copies may make this many nodes of any tree, some 64 MiB.
+constexpr std::uint64_t kNodeAllowance = 0x40000;
+
+/// Calls `visit(key, chunk)` for the first tag of each key at any depth, as long as it gives
+/// true. Linear, whatever repeats itself.
+template <class Visit>
+void WalkFirsts(const HCSChunk& root, const Visit& visit) {
+  std::vector<std::unique_ptr<TagCursor>> open;
+  open.push_back(root.Tags());
+  std::string_view key;
+  ChunkRef child;
+  while (!open.empty()) {
+    if (open.back() == nullptr || !open.back()->Next(key, child)) {
+      open.pop_back();
+      continue;
+    }
+    if (!open.back()->IsFirst()) continue;
+    if (!visit(key, child)) return;
+    if (child->GetType() == TagSoup && open.size() <= kMaxTagDepth) open.push_back(child->Tags());
+  }
+}
 
 /// A container that is being copied, and the key under which the copy will be attached.
 struct OpenCopy {
@@ -19,8 +42,8 @@ struct OpenCopy {
 };
 
 /// Attaches each copy only when it is complete, so that a source that contains its target is
-/// copied as it was.
-bool CopyTags(const ChunkRef& target, std::unique_ptr<TagCursor> tags) {
+/// copied as it was. Stops when the budget is spent.
+bool CopyTags(const ChunkRef& target, std::unique_ptr<TagCursor> tags, TagBudget& budget) {
   std::vector<OpenCopy> open;
   open.push_back({Zef::PString(), target, std::move(tags)});
   bool whole = true;
@@ -34,6 +57,7 @@ bool CopyTags(const ChunkRef& target, std::unique_ptr<TagCursor> tags) {
       if (!open.empty()) open.back().target->AddTag(done.key, done.target);
       continue;
     }
+    if (!budget.Take(key, *child)) return false;
     Zef::PString childKey = key.data() == nullptr ? Zef::PString() : Zef::PString(key);
     const std::int32_t type = child->GetType();
     ChunkRef copy = top.target->CreateTag(type, type != TagNull ? child->GetCore() : nullptr);
@@ -73,6 +97,15 @@ PLID IdOfTag(const ChunkRef& chunk) {
 
 }  // namespace
 
+std::uint64_t TagBudget::Measure() const {
+  std::uint64_t total = 0;
+  WalkFirsts(*root_, [&](std::string_view key, const ChunkRef& chunk) {
+    total += cost_(key, *chunk);
+    return total < kMaxMeasure;
+  });
+  return total;
+}
+
 bool TagContainer::CopyFrom(const TagContainer& source) {
   Ensure();
   const ChunkRef from = source.chunk_;
@@ -81,28 +114,27 @@ bool TagContainer::CopyFrom(const TagContainer& source) {
   if (type != TagNull && type != TagSoup) chunk_->SetData(type, from->GetCore());
   std::unique_ptr<TagCursor> tags = from ? from->Tags() : nullptr;
   chunk_->RemoveAllTags();
-  return CopyTags(chunk_, std::move(tags));
+  TagBudget budget(from.Get(), kNodeAllowance,
+                   [](std::string_view, const HCSChunk&) -> std::uint64_t { return 1; });
+  return CopyTags(chunk_, std::move(tags), budget);
 }
 
 void TagContainer::CollectPLIDs(std::vector<PLID>& list) const {
   if (!chunk_) return;
   IdCollector ids(list);
-  std::vector<std::unique_ptr<TagCursor>> open;
-  open.push_back(chunk_->Tags());
-  std::string_view key;
-  ChunkRef child;
-  while (!open.empty()) {
-    if (open.back() == nullptr || !open.back()->Next(key, child)) {
-      open.pop_back();
-      continue;
-    }
-    const std::int32_t type = child->GetType();
-    if (type == TagString || type == TagPLID) ids.Add(IdOfTag(child));
-    if (type == TagSoup && open.size() <= kMaxTagDepth) open.push_back(child->Tags());
-  }
+  WalkFirsts(*chunk_, [&](std::string_view, const ChunkRef& chunk) {
+    const std::int32_t type = chunk->GetType();
+    if (type == TagString || type == TagPLID) ids.Add(IdOfTag(chunk));
+    return true;
+  });
 }
 
 void TagContainer::CollectPLIDsFlat(std::vector<PLID>& list) const {
   IdCollector ids(list);
-  ForEach([&](std::string_view, const ChunkRef& chunk) { ids.Add(IdOfTag(chunk)); });
+  const std::unique_ptr<TagCursor> tags = chunk_ ? chunk_->Tags() : nullptr;
+  std::string_view key;
+  ChunkRef chunk;
+  while (tags && tags->Next(key, chunk)) {
+    if (tags->IsFirst()) ids.Add(IdOfTag(chunk));
+  }
 }

@@ -26,7 +26,8 @@ enum class Creation {
 };
 
 /// What other openers of the same file are refused while this one is open. Advisory between
-/// openers that ask for a mode, whole file, never waited for.
+/// openers that ask for a mode, whole file, never waited for. An exclusive opener (writing,
+/// truncating or denying all) has the file that the path names at the moment of the lock.
 enum class Sharing { Anything, DenyWrite, DenyAll };
 
 enum class OpenError { None, NotFound, AlreadyExists, Refused, Failed };
@@ -52,6 +53,10 @@ bool CloseFile(FileHandle file);
                                    std::uint64_t offset);
 /// Length of an open file, or -1.
 [[nodiscard]] std::int64_t FileSize(FileHandle file);
+/// False for a device.
+[[nodiscard]] bool IsRegularFile(FileHandle file);
+/// Gives an open file the permissions of another one.
+bool CopyPermissions(FileHandle from, FileHandle to);
 /// Cuts or extends (with zeros) an open file.
 [[nodiscard]] bool SetFileSize(FileHandle file, std::uint64_t size);
 /// Waits until the content is on the device.
@@ -82,7 +87,8 @@ struct FileInfo {
 /// Renames a file or folder; fails when `to` exists, unless it is the same file in another
 /// letter case.
 [[nodiscard]] bool Rename(const std::string& from, const std::string& to);
-/// Renames a file over whatever file `to` names, atomically.
+/// Renames a file over whatever file `to` names, atomically; refuses a `to` that is no regular
+/// file and no link to one. A link is replaced, not what it points to.
 [[nodiscard]] bool Replace(const std::string& from, const std::string& to);
 [[nodiscard]] bool SetReadOnly(const std::string& path, bool readOnly);
 

@@ -179,9 +179,13 @@ class Temporary {
     written_ += view.size();
   }
 
-  void ReplaceTarget(const std::string& target) {
+  // On the device before it takes the place of what is there, which a crash would leave empty
+  // otherwise. A file system without permissions has none to pass on.
+  void ReplaceTarget(Platform::FileHandle source, const std::string& target) {
+    Platform::CopyPermissions(source, file_);
+    const bool flushed = Platform::FlushFile(file_);
     const bool closed = Platform::CloseFile(std::exchange(file_, Platform::kNoFile));
-    kept_ = closed && Platform::Replace(name_, target);
+    kept_ = flushed && closed && Platform::Replace(name_, target);
     if (!kept_) RaiseFileEx(kWriteFailed);
   }
 
@@ -224,7 +228,7 @@ void CompressFile(std::int32_t source, const std::string& path) {
     out.Clear();
   }
   temporary.Append(out);
-  temporary.ReplaceTarget(path);
+  temporary.ReplaceTarget(source, path);
 }
 
 std::int32_t CreateTemporaryBeside(const std::string& path, std::string* name) {

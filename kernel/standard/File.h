@@ -24,6 +24,7 @@ namespace Zef {
 
 class CompressedBlocks;
 class FileSub;
+struct FileEntry;
 
 namespace Platform {
 struct OpenOptions;
@@ -70,6 +71,7 @@ class File : public KernelObject {
   static constexpr std::uint32_t kBufferSize = 16384;
 
   class Find;
+  using Entry = FileEntry;  ///< what a search yields
 
   File();
   ~File();
@@ -82,6 +84,9 @@ class File : public KernelObject {
   /// Opens below a substitution; a null or empty name means none, an unknown one answers 7.
   [[nodiscard]] FileStatus Open(const PString& subst, const char* path, std::uint32_t mode,
                                 std::uint32_t encoding = 1);
+  /// Closes, and opens the same name again through the same substitution, or the same path of the
+  /// operating system. A file that is not open answers 2; a refusal leaves it closed.
+  [[nodiscard]] FileStatus Reopen(std::uint32_t mode);
   /// Flushes, compresses if the mode asks for it, closes. May raise FileEx; closed all the same.
   void Close();
   bool IsOpen() const;
@@ -110,14 +115,28 @@ class File : public KernelObject {
   const std::string& Name() const;
 
   // Path operations on names with or without a substitution prefix.
-  static FileStatus Exists(const char* path);
+  /// `substName` may be null; receives the substitution that was asked, null for none.
+  static FileStatus Exists(const char* path, PString* substName = nullptr);
   static FileStatus IsReadOnly(const char* path);
+  /// Modification time in seconds since 1970.
   static bool GetTime(const char* path, std::uint32_t* time);
   static bool Delete(const char* path);
   static bool Rename(const char* from, const char* to);
   static bool MakeFolder(const char* path);
+  /// Deletes a folder and all below it; true for one that is not there, with or without a prefix.
   static bool DeleteFolder(const char* path);
   static bool SetReadOnly(const char* path, bool readOnly);
+
+  // The same below a substitution, where a path has no prefix. A null or empty name means a path of
+  // the operating system; an unknown one answers 2 or false.
+  static FileStatus Exists(const PString& subst, const char* path);
+  static FileStatus IsReadOnly(const PString& subst, const char* path);
+  static bool GetTime(const PString& subst, const char* path, std::uint32_t* time);
+  static bool Delete(const PString& subst, const char* path);
+  static bool Rename(const PString& subst, const char* from, const char* to);
+  static bool MakeFolder(const PString& subst, const char* path);
+  static bool DeleteFolder(const PString& subst, const char* path);
+  static bool SetReadOnly(const PString& subst, const char* path, bool readOnly);
 
   /// Files open at the moment, in the whole process.
   static std::uint32_t OpenCount();
@@ -142,6 +161,8 @@ class File : public KernelObject {
   /// when opening fails later on.
   void Adopt(Opened opened);
   const Opened& Origin() const { return origin_; }
+  /// True when bytes were lost: the content is not what was meant and must not pass for it.
+  bool WriteFailed() const { return writeFailed_; }
   /// How the system is to open a file of this mode: access, creation and sharing.
   static Platform::OpenOptions SystemOptions(std::uint32_t mode);
   /// Closes the handle; in a compressing mode first replaces the file by its CFIL form. Raises
@@ -154,6 +175,7 @@ class File : public KernelObject {
   bool OpenBelow(const PString& subst, std::string_view path);
   bool OpenDirect(std::string path);
   FileStatus FinishOpen();
+  FileStatus PrepareCompression();
   FileStatus DetectCompression();
   FileStatus OpenBlocks(std::uint32_t header, std::int64_t size);
   void ReleaseHandle();
@@ -187,6 +209,8 @@ class File : public KernelObject {
   std::uint32_t encoding_ = 1;
   std::unique_ptr<CompressedBlocks> blocks_;  // set for a CFIL file
   Opened origin_;
+  PString subst_;     // what it was opened through, null for the operating system
+  std::string path_;  // below it
 };
 
 }  // namespace Zef

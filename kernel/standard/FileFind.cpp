@@ -54,6 +54,11 @@ class FolderSearch : public FileSubSearch {
     return false;
   }
 
+  bool IsLink() const override {
+    Platform::FileInfo info;
+    return next_ > 0 && Platform::GetInfoNoFollow(folder_ + names_[next_ - 1], &info) && info.link;
+  }
+
  private:
   std::string folder_;
   std::vector<std::string> names_;
@@ -80,12 +85,12 @@ std::unique_ptr<FileSubSearch> SearchFolder(const std::string& folder, const cha
 
 bool File::Find::Open(const char* pattern) {
   PString subst;
-  std::string_view path(pattern);
-  return FindSubst(pattern, &subst, &path) ? OpenIn(&subst, path) : OpenIn(nullptr, path);
+  std::string_view path(pattern ? pattern : "");
+  return FindSubst(path, &subst, &path) ? OpenIn(&subst, path) : OpenIn(nullptr, path);
 }
 
 bool File::Find::Open(const PString& subst, const char* pattern) {
-  return subst.IsEmpty() ? Open(pattern) : OpenIn(&subst, pattern);
+  return OpenIn(subst.IsEmpty() ? nullptr : &subst, pattern ? pattern : "");
 }
 
 bool File::Find::OpenIn(const PString* subst, std::string_view pattern) {

@@ -7,7 +7,7 @@
 // Every source reports "." and ".." first where they match and it has them, then its entries in the
 // order of their ASCII-folded names, so that walks repeat. A name comes once, ignoring case, from
 // the first source that has it. Links are reported as what they point to; who walks down or deletes
-// must look at the link itself. What is neither file nor folder is left out.
+// must ask IsLink. What is neither file nor folder is left out.
 //
 // A folder is read in one pass, and files are looked at only when their names match. One thread a
 // search. The sources searched stay alive until the search is closed.
@@ -73,6 +73,8 @@ class File::Find : public KernelObject {
   bool Next();
   /// The match that the last successful Next found.
   const FileEntry& Entry() const { return entry_; }
+  /// True when that match is a link, whatever it points to; looks at the disk. False at the end.
+  bool IsLink() const { return search_ != nullptr && search_->IsLink(); }
   void Close();
 
  private:

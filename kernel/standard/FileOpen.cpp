@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -60,7 +61,8 @@ bool IsSupported(std::uint32_t mode) {
 }
 
 // What an opening answers that yields no handle, whatever the reason.
-FileStatus FailureOf(std::uint32_t mode) {
+FileStatus FailureOf(std::uint32_t mode, bool belowSubst) {
+  if (belowSubst && (mode & FileMode::kReadMask) != 0) return RES_FILENOTFOUND;
   return (mode & FileMode::kCreateMask) == FileMode::kCreateNew ? RES_FILEALREADYEXISTS
                                                                 : RES_FILENOTFOUND;
 }
@@ -107,19 +109,34 @@ FileStatus File::OpenResolved(const PString& subst, std::string_view path, std::
   if (IsOpen()) return RES_ALREADYOPEN;
   if (!IsSupported(mode)) return RES_MODENOTSUPPORTED;
   if (!subst.IsEmpty() && !SubstList::Get().Contains(subst)) return RES_SUBSTNOTFOUND;
-  Reset();
+  // Nothing stays behind of an opening that is refused or raises.
+  struct Attempt {
+    File& file;
+    ~Attempt() {
+      if (file.open_) return;
+      file.ReleaseHandle();
+      file.Reset();
+    }
+  } attempt{*this};
   mode_ = mode;
   encoding_ = encoding;
+  subst_ = subst;
+  if (!subst.IsEmpty()) path_ = path;
   const bool opened = subst.IsEmpty() ? OpenDirect(std::string(path)) : OpenBelow(subst, path);
-  const FileStatus status = opened ? FinishOpen() : FailureOf(mode);
-  if (status != RES_OK) {
-    ReleaseHandle();
-    Reset();
-    return status;
-  }
+  const FileStatus status = opened ? FinishOpen() : FailureOf(mode, !subst.IsEmpty());
+  if (status != RES_OK) return status;
   open_ = true;
   openCount++;
   return RES_OK;
+}
+
+FileStatus File::Reopen(std::uint32_t mode) {
+  if (!IsOpen()) return RES_FILENOTFOUND;
+  const PString subst = subst_;
+  const std::string path = subst.IsEmpty() ? origin_.name : path_;
+  const std::uint32_t encoding = encoding_;
+  Close();
+  return OpenResolved(subst, path, mode, encoding);
 }
 
 bool File::OpenBelow(const PString& subst, std::string_view path) {
@@ -149,6 +166,7 @@ Platform::OpenOptions File::SystemOptions(std::uint32_t mode) {
 }
 
 void File::Adopt(Opened opened) {
+  ReleaseHandle();
   origin_ = std::move(opened);
   if (origin_.source != nullptr) origin_.source->openFiles++;
 }
@@ -157,10 +175,9 @@ void File::Adopt(Opened opened) {
 FileStatus File::FinishOpen() {
   const std::uint32_t creation = mode_ & FileMode::kCreateMask;
   const std::uint32_t reading = mode_ & FileMode::kReadMask;
-  // The rename that ends a compression must hit this file, wherever the process has gone.
   if (FileMode::IsCompressing(mode_)) {
-    std::string absolute = Platform::CanonicalPath(origin_.name);
-    if (!absolute.empty()) origin_.name = std::move(absolute);
+    const FileStatus status = PrepareCompression();
+    if (status != RES_OK) return status;
   }
   size_ = origin_.storedSize;
   if (creation == 0) {
@@ -175,6 +192,20 @@ FileStatus File::FinishOpen() {
   const std::int64_t length = Platform::FileSize(origin_.handle);
   if (length < 0) return RES_UNKNOWN;
   position_ = bufferStart_ = length;
+  return RES_OK;
+}
+
+// The rename that ends a compression must hit this file, wherever the process has gone, and
+// nothing but a file. What an archive opened has no name on disk.
+FileStatus File::PrepareCompression() {
+  const FileSub* source = origin_.source;
+  if (origin_.borrowed || (source != nullptr && !source->IsKind(FileSubKind::Folder))) {
+    return RES_OK;
+  }
+  if (!Platform::IsRegularFile(origin_.handle)) return RES_FILENOTFOUND;
+  std::string absolute = Platform::CanonicalPath(origin_.name);
+  if (absolute.empty()) return RES_UNKNOWN;
+  origin_.name = std::move(absolute);
   return RES_OK;
 }
 
@@ -228,17 +259,27 @@ void File::Close() {
       openCount--;
     }
   } ending{*this};
-  Flush();
-  if (origin_.source != nullptr) {
-    origin_.source->CloseFile(*this);
-  } else {
-    FinishOnDisk();
+  // A source has to let go of the file even when the last bytes are lost.
+  std::exception_ptr failure;
+  try {
+    Flush();
+  } catch (...) {
+    failure = std::current_exception();
   }
+  try {
+    if (origin_.source != nullptr) {
+      origin_.source->CloseFile(*this);
+    } else {
+      FinishOnDisk();
+    }
+  } catch (...) {
+    if (!failure) failure = std::current_exception();
+  }
+  if (failure) std::rethrow_exception(failure);
 }
 
 void File::FinishOnDisk() {
   if (origin_.borrowed || origin_.handle == Platform::kNoFile) return;
-  // After a failed write the content is not what was meant, and must not pass for it.
   if (FileMode::IsCompressing(mode_) && !writeFailed_) CompressFile(origin_.handle, origin_.name);
   const bool closed = Platform::CloseFile(std::exchange(origin_.handle, Platform::kNoFile));
   const bool written = (mode_ & FileMode::kWriteMask) != 0;
@@ -255,6 +296,8 @@ void File::ReleaseHandle() {
 
 void File::Reset() {
   origin_ = Opened();
+  subst_ = PString();
+  path_.clear();
   blocks_.reset();
   bufferStart_ = position_ = 0;
   bufferBytes_ = 0;

@@ -42,10 +42,12 @@ std::string_view NextComponent(std::string_view& rest) {
   return component;
 }
 
-/// What may stand behind a '*' when the name is used up: a dot that the name need not have.
-bool IsOptionalEnd(std::string_view rest) {
-  if (!rest.empty() && rest.front() == '.') rest.remove_prefix(1);
-  return rest.find_first_not_of('*') == std::string_view::npos;
+/// What may be left of a pattern when the name is used up: stars, and right behind a '*' a dot
+/// that the name need not have.
+bool IsOptionalEnd(std::string_view rest, bool isBehindStar, bool dotIsOptional) {
+  if (rest.find_first_not_of('*') == std::string_view::npos) return true;
+  if (!dotIsOptional) return false;
+  return rest == "*." || (isBehindStar && (rest == "." || rest == ".*" || rest == "*.*"));
 }
 
 // Only the latest '*' is ever retried: whatever an earlier one could take more, the latest can take
@@ -71,9 +73,7 @@ bool MatchComponent(std::string_view name, std::string_view pattern, bool dotIsO
       return false;
     }
   }
-  while (in < pattern.size() && pattern[in] == '*') behindStar = ++in;
-  if (in == pattern.size()) return true;
-  return dotIsOptional && behindStar != kNone && IsOptionalEnd(pattern.substr(in));
+  return IsOptionalEnd(pattern.substr(in), in == behindStar, dotIsOptional);
 }
 
 std::string_view SkipDotSlash(std::string_view text) {
@@ -100,7 +100,7 @@ FilePath::FilePath(const char* text) : FilePath(std::string_view(text ? text : "
 
 FilePath::FilePath(std::string_view text) {
   const std::size_t length = std::min<std::size_t>(text.size(), kSize - 1);
-  std::memcpy(text_, text.data(), length);
+  if (length > 0) std::memcpy(text_, text.data(), length);
   text_[length] = 0;
 }
 
@@ -153,7 +153,7 @@ void FilePath::Join(const char* other, std::uint32_t count) {
 void FilePath::Append(std::string_view text) {
   const std::size_t length = Length();
   const std::size_t count = std::min<std::size_t>(text.size(), kSize - 1 - length);
-  std::memmove(text_ + length, text.data(), count);
+  if (count > 0) std::memmove(text_ + length, text.data(), count);
   text_[length + count] = 0;
 }
 
@@ -268,9 +268,9 @@ void FilePath::Cut(std::size_t length) {
 
 bool MatchWildcard(const char* name, const char* pattern, std::int32_t* outPosition) {
   if (outPosition) *outPosition = -1;
-  const std::string_view wholeName(name);
+  const std::string_view wholeName(name ? name : "");
   std::string_view rest = SkipDotSlash(wholeName);
-  std::string_view alternatives = SkipDotSlash(pattern);
+  std::string_view alternatives = SkipDotSlash(pattern ? pattern : "");
   if (!MatchFolders(rest, alternatives)) return false;
 
   const std::size_t end = std::min(rest.find_first_of(kSeparators), rest.size());

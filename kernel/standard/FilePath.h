@@ -83,7 +83,8 @@ class FilePath {
 
 /// Matches a name against a pattern of '*', '?', ';' alternatives and folder parts, folding ASCII
 /// case, with '/' and '\\' equal. '*' and '?' stay within a component, ';' counts in the last one,
-/// where "*.*" and "*." also match names without a dot. At worst the product of the lengths.
+/// where "*.*" and "*." also match names without a dot. At worst the product of the lengths. A null
+/// text is an empty one.
 ///
 /// A name that lies deeper than the pattern reaches, in a folder that it matches, is a match only
 /// for callers with an `outPosition`, which then receives the offset of the separator behind that

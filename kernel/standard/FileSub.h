@@ -30,6 +30,8 @@ class FileSubSearch : public KernelObject {
   virtual ~FileSubSearch() = default;
   /// Next entry that matches the pattern the search was opened with; false at the end.
   virtual bool Next(FileEntry* entry) = 0;
+  /// True when the entry that the last Next yielded is a link.
+  virtual bool IsLink() const { return false; }
 };
 
 class FileSub : public ISingleListNode, public KernelObject {
@@ -53,10 +55,8 @@ class FileSub : public ISingleListNode, public KernelObject {
   virtual void CloseFile(File& file);
   virtual bool Exists(const FilePath&) { return false; }
   /// Copies the path to `result`, then answers as Exists.
-  bool Resolve(const FilePath& path, FilePath& result);
+  virtual bool Resolve(const FilePath& path, FilePath& result);
   virtual bool Delete(const FilePath&) { return false; }
-  /// Deletes a folder and all below it, read-only files included; never follows a link.
-  virtual bool DeleteFolder(const FilePath&) { return false; }
   virtual bool Rename(const FilePath& /*from*/, const FilePath& /*to*/) { return false; }
   virtual bool MakeFolder(const FilePath&) { return false; }
   /// If the path exists here, rewrites it to the source's full form.
@@ -64,8 +64,6 @@ class FileSub : public ISingleListNode, public KernelObject {
   /// Modification time in seconds since 1970.
   virtual bool GetTime(std::uint32_t* /*time*/, const FilePath&) { return false; }
   virtual bool SetReadOnly(const FilePath&, bool /*readOnly*/) { return false; }
-  /// Tells of a path that exists whether it may not be written.
-  virtual bool GetReadOnly(const FilePath&, bool* /*readOnly*/) { return false; }
   /// Starts this source's part of a search, which the caller owns; null when there is nothing to
   /// search.
   virtual std::unique_ptr<FileSubSearch> OpenSearch(const FilePath& /*folder*/,
@@ -76,6 +74,11 @@ class FileSub : public ISingleListNode, public KernelObject {
   virtual void Unlock() {}
   /// Exact bytes of the path this source was registered with.
   virtual bool NameEquals(const char*) const { return false; }
+  /// Deletes a folder and all below it, read-only files included; never follows a link. True when
+  /// there is no folder and nothing else of that name in the end.
+  virtual bool DeleteFolder(const FilePath&) { return false; }
+  /// Tells of a path that exists whether it may not be written.
+  virtual bool GetReadOnly(const FilePath&, bool* /*readOnly*/) { return false; }
 
   /// Takes one off `openFiles`; the last one of a removed source destroys it.
   void ReleaseFile();

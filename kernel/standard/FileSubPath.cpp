@@ -18,17 +18,25 @@ std::string WithoutTrailingSeparators(const std::string& folder) {
   return last == std::string::npos ? folder.substr(0, 1) : folder.substr(0, last + 1);
 }
 
-/// True for a path that leaves the folder it starts in at any point.
-bool ClimbsOut(std::string_view path) {
-  int depth = 0;
-  while (!path.empty() && depth >= 0) {
+/// Takes "." and ".." out of a path by its text alone: on disk ".." behind a link leads out of the
+/// source. False for a path that leaves the folder it starts in at any point.
+bool FoldDots(std::string_view path, std::string* folded) {
+  while (!path.empty()) {
     const std::size_t end = path.find_first_of(kSeparators);
     const std::string_view component = path.substr(0, end);
     path.remove_prefix(end == std::string_view::npos ? path.size() : end + 1);
     if (component.empty() || component == ".") continue;
-    depth += component == ".." ? -1 : 1;
+    if (component == "..") {
+      if (folded->empty()) return false;
+      folded->pop_back();
+      folded->resize(folded->rfind('/') + 1);  // to nothing without another separator
+      continue;
+    }
+    folded->append(component);
+    // What stands before a separator or "." has to be a folder.
+    if (end != std::string_view::npos) folded->push_back('/');
   }
-  return depth < 0;
+  return true;
 }
 
 std::string ParentOf(const std::string& path) {
@@ -47,8 +55,9 @@ FileSubPath::FileSubPath(const char* target, bool readOnly)
 
 /// Path on disk; empty, which exists nowhere, for a path that is cut or climbs out.
 std::string FileSubPath::Locate(const FilePath& path) const {
-  if (path.IsFull() || ClimbsOut(path.View())) return {};
-  return Platform::ResolveCase(folder_, path.View());
+  std::string inside;
+  if (path.IsFull() || !FoldDots(path.View(), &inside)) return {};
+  return Platform::ResolveCase(folder_, inside);
 }
 
 bool FileSubPath::Open(File& file, const FilePath& path, std::uint32_t mode) {
@@ -81,8 +90,7 @@ bool FileSubPath::Delete(const FilePath& path) { return Platform::DeleteFile(Loc
 
 bool FileSubPath::DeleteFolder(const FilePath& path) {
   const std::string full = Locate(path);
-  if (!Platform::IsFolder(full)) return false;
-  const std::size_t inside = full.find_first_not_of('/', folder_.size());
+  const std::size_t inside = full.find_first_not_of('/', std::min(folder_.size(), full.size()));
   return inside != std::string::npos && Platform::DeleteTreeBelow(folder_, full.substr(inside));
 }
 

@@ -15,6 +15,11 @@ constexpr std::uint32_t kWideEncoding = 2;
 constexpr std::uint32_t kNarrowEncoding = 1;
 constexpr std::uint8_t kMark[] = {0xFF, 0xFE};
 
+// Two units that are one character, which no byte stands for.
+constexpr bool IsPair(std::int32_t unit, std::int32_t next) {
+  return (unit & ~0x3FF) == 0xD800 && (next & ~0x3FF) == 0xDC00;
+}
+
 }  // namespace
 
 // Next character without taking it, or -1 at the end; half a unit at the end is none.
@@ -53,12 +58,17 @@ bool File::ReadLine(char* line, std::uint32_t limit, std::uint32_t encoding) {
   if (next < 0) return false;
   std::uint32_t length = 0;
   while (next >= 0 && next != '\r' && next != '\n' && length + 1 < limit) {
-    if (encoding == kWideEncoding) {
-      line[length++] = NarrowCharacter(static_cast<char32_t>(next));
-      TakeCharacter(encoding);
-    } else {
+    if (encoding != kWideEncoding) {
       length += TakeLineBytes(line + length, limit - 1 - length);
+      next = PeekCharacter(encoding);
+      continue;
     }
+    const std::int32_t unit = next;
+    line[length++] = NarrowCharacter(static_cast<char32_t>(unit));
+    TakeCharacter(encoding);
+    next = PeekCharacter(encoding);
+    if (!IsPair(unit, next)) continue;
+    TakeCharacter(encoding);
     next = PeekCharacter(encoding);
   }
   line[length] = 0;
@@ -73,6 +83,7 @@ bool File::ReadLine(char* line, std::uint32_t limit, std::uint32_t encoding) {
 }
 
 void File::WriteText(const char* text, std::uint32_t encoding) {
+  if (text == nullptr) return;
   const std::size_t length = std::strlen(text);
   if (encoding != kWideEncoding) {
     Write(text, 1, length);

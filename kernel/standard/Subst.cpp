@@ -131,9 +131,13 @@ bool SubstList::Delete(const PString& name, std::string_view path) {
 }
 
 bool SubstList::DeleteFolder(const PString& name, std::string_view path) {
-  return EverySuccess(name, path, [](FileSub& source, const FilePath& inside) {
-    return source.DeleteFolder(inside);
+  bool remains = false;
+  const bool any = EverySuccess(name, path, [&](FileSub& source, const FilePath& inside) {
+    const bool gone = source.DeleteFolder(inside);
+    remains = remains || !gone;
+    return gone;
   });
+  return any && !remains;
 }
 
 bool SubstList::Rename(const PString& name, std::string_view from, std::string_view to) {
@@ -183,8 +187,8 @@ bool SubstList::Hold(const PString& name, std::vector<FileSub*>* sources) {
   if (!node) return false;
   for (FileSub* source = node->sources.Head(); source; source = node->sources.Next(source)) {
     if (!source->IsAvailable()) continue;
-    ++source->openFiles;
     sources->push_back(source);
+    ++source->openFiles;
   }
   return true;
 }

@@ -65,7 +65,7 @@ class SubstList {
   bool Exists(const PString& name, std::string_view path);
   /// Deletes the file in every writable source; true if it went in any.
   bool Delete(const PString& name, std::string_view path);
-  /// Deletes a folder with its content in every writable source; true if it went in any.
+  /// Deletes a folder with its content in every writable source; true if none has it in the end.
   bool DeleteFolder(const PString& name, std::string_view path);
   bool Rename(const PString& name, std::string_view from, std::string_view to);
   bool MakeFolder(const PString& name, std::string_view path);

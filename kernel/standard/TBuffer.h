@@ -2,7 +2,7 @@
 // readers of bytes already there. Grows geometrically.
 //
 // A seek past the end is allowed up to the next multiple of the growth step; a write there fills
-// the gap with zeros. Not thread-safe.
+// the gap with zeros. Size and Eof go by what was written, never by the room. Not thread-safe.
 
 #pragma once
 

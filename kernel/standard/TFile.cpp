@@ -14,7 +14,7 @@ TFile::TFile(File* file, bool owned) : file_(file), owned_(owned) {}
 TFile::~TFile() {
   try {
     Close();
-  } catch (const Exception&) {  // NOLINT(bugprone-empty-catch): destructors never throw
+  } catch (...) {  // NOLINT(bugprone-empty-catch): destructors never throw
   }
 }
 
@@ -35,11 +35,8 @@ void TFile::Close() {
 void TFile::Clear() {
   if (!IsOpen()) return;
   ForgetReadAhead();
-  const std::string name = file_->Name();
-  const std::uint32_t encoding = file_->Encoding();
-  file_->Close();
   // A refusal leaves the File closed, which every operation here takes as "at the end".
-  (void)file_->Open(name.c_str(), FileMode::kCreateWrite, encoding);
+  (void)file_->Reopen(FileMode::kCreateWrite);
 }
 
 bool TFile::IsOpen() { return file_ != nullptr && file_->IsOpen(); }

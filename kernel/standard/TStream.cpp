@@ -176,7 +176,7 @@ bool TStream::ReadLine(SharedText& line) {
   while (Read8(byte)) {
     any = true;
     if (byte != '\r' && byte != '\n') {
-      bytes.push_back(static_cast<char>(byte));
+      if (bytes.size() < kMaxLineLength) bytes.push_back(static_cast<char>(byte));
       continue;
     }
     std::uint8_t next = 0;

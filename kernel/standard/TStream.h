@@ -26,6 +26,7 @@ class TStream {
   static constexpr std::uint32_t kBufferSize = 4096;
   static constexpr std::uint32_t kLengthPlaceholder = 0xFEEDCEEB;
   static constexpr std::uint32_t kMaxTextLength = 65535;  ///< stored length, with the zero
+  static constexpr std::uint32_t kMaxLineLength = 1u << 20;
 
   TStream();
   virtual ~TStream() = default;
@@ -36,6 +37,8 @@ class TStream {
   virtual std::uint64_t Tell() = 0;
   virtual bool IsOpen() { return true; }
   virtual std::uint64_t Size();
+  /// Write and Read are for streams to implement and pass the read-ahead by: callers use WriteRaw
+  /// and ReadRaw.
   virtual std::uint32_t Write(const void* from, std::uint32_t size) = 0;
   virtual std::uint32_t Read(void* to, std::uint32_t size) = 0;
   /// Whence 0 from the start, 1 from the logical position, 2 back from the end.
@@ -80,7 +83,8 @@ class TStream {
   /// The text ends at its first zero byte, or where the stream ends.
   void ReadText(SharedText& text);
   void ReadPString(PString& text);
-  /// Reads up to CR, LF or a pair of them; false only when the stream was at its end.
+  /// Reads up to CR, LF or a pair of them; false only when the stream was at its end. Of a line
+  /// longer than kMaxLineLength the rest is taken and lost.
   bool ReadLine(SharedText& line);
   /// Formats and writes without a terminator.
   void Printf(const char* format, ...) __attribute__((format(printf, 2, 3)));

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <thread>
+
 #include "kernel/platform/FileSystem.h"
 #include "tests/support/TestFiles.h"
 
@@ -65,6 +68,7 @@ TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
       {{.write = true, .sharing = DenyWrite}, {.sharing = DenyWrite}, false},
       {{.write = true, .sharing = DenyWrite}, {.write = true, .sharing = DenyWrite}, false},
       {{.sharing = DenyWrite}, {.sharing = DenyAll}, false},
+      {{.sharing = DenyWrite}, {.creation = Creation::Truncate, .sharing = DenyWrite}, false},
       {{.sharing = DenyAll}, {.sharing = DenyWrite}, false},
       {{.write = true, .sharing = DenyAll}, {.sharing = Anything}, true},
       {{.sharing = Anything}, {.write = true, .sharing = DenyAll}, true},
@@ -84,6 +88,28 @@ TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
   CloseFile(reader);
   EXPECT_EQ(TryOpen(path, empty), OpenError::None);
   EXPECT_EQ(fs::file_size(path), 0U);
+}
+
+// What is written under a lock on a file that was replaced meanwhile would be lost.
+TEST(PlatformFile, ExclusiveOpenerHoldsTheFileThatThePathNames) {
+  const ::Test::TempFolder folder;
+  const std::string path = Make(folder, "file", "");
+  std::atomic<int> lost{0};
+  const auto replace = [&](const char* spare) {
+    for (int i = 0; i < 3000; ++i) {
+      const FileHandle file = OpenFile(path, {.write = true, .sharing = Sharing::DenyAll});
+      struct stat held {};
+      FileInfo named;
+      if (fstat(file, &held) != 0) continue;
+      lost += !GetInfo(path, &named) || held.st_ino != named.serial;
+      EXPECT_TRUE(Replace(Make(folder, spare, ""), path));
+      CloseFile(file);
+    }
+  };
+  std::thread other(replace, "one");
+  replace("two");
+  other.join();
+  EXPECT_EQ(lost, 0);
 }
 
 TEST(PlatformFile, TransfersStopAtTheEndAndRefuseImpossibleOffsets) {
@@ -119,6 +145,11 @@ TEST(PlatformFile, RenamesNeverLoseAFile) {
   fs::create_directory(folder / "sub");
   EXPECT_FALSE(Replace(folder / "sub", a) || Replace(a, folder / "sub"));
   EXPECT_TRUE(Replace(folder / "B", a) && !Exists(folder / "B"));
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  fs::create_symlink("pipe", folder / "way");
+  EXPECT_FALSE(Replace(a, folder / "pipe") || Replace(a, folder / "way"));
+  fs::create_symlink("a", folder / "link");
+  EXPECT_TRUE(Replace(Make(folder, "new", "3"), folder / "link") && Exists(a));
   EXPECT_FALSE(DeleteFile(folder / "sub"));
   EXPECT_TRUE(Rename(folder / "sub", folder / "moved") && IsFolder(folder / "moved"));
 }

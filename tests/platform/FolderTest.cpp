@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <thread>
+
 #include "kernel/platform/FileSystem.h"
 #include "tests/support/TestFiles.h"
 
@@ -53,6 +55,21 @@ TEST(PlatformFolder, ResolveCaseFindsTheSpellingOnDisk) {
     EXPECT_EQ(ResolveCase(folder.Path().string(), c.relative), folder / c.expected) << c.relative;
   }
   EXPECT_EQ(ResolveCase("", "no-such-entry"), "no-such-entry") << "an empty root is not \"/\"";
+}
+
+// Listings are remembered for a folder that has been at rest.
+TEST(PlatformFolder, ResolveCaseSeesEveryChange) {
+  const ::Test::TempFolder folder;
+  const std::string root = folder.Path().string();
+  for (int i = 0; i < 20; ++i) {
+    if (i % 2 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    ASSERT_EQ(ResolveCase(root, "NAME"), folder / "NAME") << i;
+    Make(folder, "Name", "");
+    ASSERT_EQ(ResolveCase(root, "NAME"), folder / "Name") << i;
+    if (i % 2 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    ASSERT_EQ(ResolveCase(root, "NAME"), folder / "Name") << i;
+    ASSERT_TRUE(DeleteFile(folder / "Name"));
+  }
 }
 
 class DeleteTreeTest : public testing::Test {

@@ -76,7 +76,9 @@ TEST(CompressedFile, ClosingWritesTheDocumentedBytes) {
     EXPECT_EQ(ReadWholeFile(path), bytes);
   }
   const std::string mixed = Mixed();
+  std::filesystem::permissions(path, std::filesystem::perms::owner_all);
   Pack(path, mixed);
+  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
   EXPECT_NE(ReadWholeFile(path).find("\0\xC0"_b + mixed.substr(16384, 16384)), std::string::npos)
       << "noise is stored, with the word 0xC000";
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1)
@@ -173,9 +175,13 @@ struct OldArchive : FileSub {
     file.Adopt({handle, true, packed ? 4U : 13U, packed ? 9 : 3, packed ? 3 : -1, "entry", this});
     return true;
   }
-  void CloseFile(File&) override { closed++; }
+  void CloseFile(File& file) override {
+    closed++;
+    sawFailure = file.WriteFailed();
+  }
   std::int32_t handle = -1;
   int closed = 0;
+  bool sawFailure = false;
 };
 
 TEST(CompressedFile, ArchiveEntriesEndWhereTheyEnd) {
@@ -196,6 +202,13 @@ TEST(CompressedFile, ArchiveEntriesEndWhereTheyEnd) {
   EXPECT_EQ(archive.openFiles, 0U);
   EXPECT_EQ(archive.closed, 2);
   EXPECT_TRUE(Platform::CloseFile(archive.handle)) << "the handle is the archive's";
+  archive.handle = Platform::OpenFile("/dev/full", {.write = true});
+  File lost;
+  ASSERT_EQ(lost.Open("oldarchive:plain", 0x21), RES_OK);
+  lost.Write("x", 1, 1);
+  EXPECT_THROW(lost.Close(), FileEx);
+  EXPECT_TRUE(archive.closed == 3 && archive.sawFailure) << "the source finishes a lost file too";
+  Platform::CloseFile(archive.handle);
   SubstList::Get().Remove("oldarchive");
 }
 

@@ -113,11 +113,12 @@ TEST(FilePath, CutPathStaysFullWhateverIsDoneToIt) {
 TEST(Wildcard, MatchesOrTellsTheFolderThatThePatternReaches) {
   for (const std::string& text :
        Words("readme~*.*>yes readme~*.>yes readme~read*.*>yes readme~readme.*>no readme~readme.>no "
+             "readme~*readme.>no readme~*me.*>no readme~readme*.>yes "
              "readme~*x.*>no a.txt~*.TXT>yes a.txt~*.tx>no a.txt~?.t?t>yes a.txt~??.txt>no ~*>yes "
              "~>yes a~>no b~a;b>yes c~a;b>no a;b~a;b>no x.ini~*.txt;*.ini>yes aXbXc~a*x*c>yes "
              "aabab~*ab>yes ab~a**b>yes ./a~a>yes a~.\\a>yes a/b~A\\B>yes a/b/c~a/*/c>yes "
              "a/b/c~*/c>no dir/x~d*/y;x>yes x/b~a;x/b>no a/b~a?b>no a~a/>no \xC4~\xE4>no "
-             "a/b~a/*>yes a/b~*>1 a/b/c.txt~a/*>3 ./a/b/c~a/b>5 a\\b/c~a/x;b*.*>3")) {
+             "a/b~a/*>yes a/b~*>1 a/b/c.txt~a/*>3 ./a/b/c~a/b>5 a\\b/c~a/x;b*.>3")) {
     const auto parts = Words(text, '>');
     const auto texts = Words(parts.at(0) + "~", '~');
     std::int32_t position = 77;
@@ -132,6 +133,7 @@ TEST(Wildcard, MatchesOrTellsTheFolderThatThePatternReaches) {
 TEST(Wildcard, HostilePatternDoesNotExplode) {
   std::string pattern;
   for (int i = 0; i < 120; ++i) pattern += "*a";
+  EXPECT_TRUE(MatchWildcard(nullptr, nullptr));
   EXPECT_FALSE(MatchWildcard(std::string(250, 'a').c_str(), (pattern + "*b").c_str()));
 }
 

@@ -52,9 +52,11 @@ TEST(FileOpen, AnswersByModeAndContent) {
       {"plain", 0x1010, RES_MODENOTSUPPORTED, 0},
       {"plain", 0x13, RES_MODENOTSUPPORTED, 0},
       {"plain", 0x40, RES_MODENOTSUPPORTED, 0},
+      {"device", 0x102, RES_FILENOTFOUND, 0},
   };
   const TempFolder folder;
   std::filesystem::create_directory(folder / "folder");
+  std::filesystem::create_symlink("/dev/full", folder / "device");
   WriteWholeFile(folder / "plain", "CFIX is not the magic");
   WriteWholeFile(folder / "short", "CFIL short");
   WriteWholeFile(folder / "cfil", std::string("CFIL\x01\x01\0\0\0\0\0\0", 12));
@@ -174,6 +176,7 @@ TEST(FileText, LinesEndInEveryWay) {
       {"abcdef\r\nx\r", 4, 1, {"abc", "def", "x"}},
       {std::string(16383, 'm') + "\r\nnext", 20000, 1, {std::string(16383, 'm'), "next"}},
       {std::string("a\0\xAC\x20\x00\x04\r\0\n\0z\0!", 13), 100, 2, {"a\x80?", "z"}},
+      {std::string("\x3D\xD8\0\xDE\x3D\xD8z\0", 8), 100, 2, {"??z"}},
       {"never", 1, 1, {}},
   };
   for (const auto& c : cases) {
@@ -224,7 +227,26 @@ TEST(FileOps, ActOnBothKindsOfName) {
     EXPECT_EQ(File::Exists(moved.c_str()), RES_OK);
     EXPECT_TRUE(File::Delete(moved.c_str()));
     EXPECT_TRUE(File::DeleteFolder(tree.c_str()));
-    EXPECT_EQ(File::Exists(tree.c_str()), RES_FILENOTFOUND);
+    EXPECT_TRUE(File::DeleteFolder(tree.c_str())) << "nothing is left of what never was";
+    PString name("stale");
+    EXPECT_EQ(File::Exists(tree.c_str(), &name), RES_FILENOTFOUND);
+    EXPECT_EQ(name.View(), root == "fileops:" ? "fileops" : "");
+  }
+  const PString empty(""), unknown("no-such-name");
+  for (const PString& name : {PString("fileops"), empty, unknown}) {
+    const bool known = name != unknown;
+    const std::string root = name == empty ? folder / "direct/" : "";
+    const std::string file = root + "sub/file", moved = root + "fileops:moved";
+    std::uint32_t time = 0;
+    EXPECT_EQ(File::MakeFolder(name, (root + "sub").c_str()), known);
+    EXPECT_EQ(File().Open(name, file.c_str(), 257), known ? RES_OK : RES_SUBSTNOTFOUND);
+    EXPECT_EQ(File::GetTime(name, file.c_str(), &time), known);
+    EXPECT_EQ(File::SetReadOnly(name, file.c_str(), true), known);
+    EXPECT_EQ(File::IsReadOnly(name, file.c_str()), known ? RES_FILEREADONLY : RES_FILENOTFOUND);
+    EXPECT_EQ(File::Rename(name, file.c_str(), moved.c_str()), known);
+    EXPECT_EQ(File::Exists(name, moved.c_str()), known ? RES_OK : RES_FILENOTFOUND);
+    EXPECT_EQ(File::Delete(name, moved.c_str()), known);
+    EXPECT_EQ(File::DeleteFolder(name, (root + "sub").c_str()), known);
   }
   Subst("fileops", nullptr, false);
 }

@@ -127,6 +127,9 @@ TEST_F(Substitution, WritingFallsThroughReadOnlySourcesAndMakesFolders) {
   EXPECT_EQ(File::IsReadOnly("vfs:deep/er/new.txt"), RES_OK);
   EXPECT_FALSE(list_.Delete(name_, "fixed.txt"));
   EXPECT_NE(File().Open(name_, "fixed.txt", FileMode::kRead | FileMode::kWrite), RES_OK);
+  Put("lo/deep/er/new.txt", "lo");
+  EXPECT_EQ(File().Open(name_, "deep/er/new.txt", 0x311), RES_FILENOTFOUND);
+  EXPECT_EQ(File().Open(name_, "deep/er/new.txt", 0x301), RES_FILEALREADYEXISTS);
   EXPECT_EQ(::Test::ReadWholeFile(root_ / "ro/fixed.txt"), "fixed");
 }
 
@@ -177,7 +180,12 @@ TEST_F(Substitution, PathsThatLeaveTheFolderOrDoNotFitExistNowhere) {
   Put("hi/in/x.txt", "x");
   EXPECT_EQ(Read("in/../../secret.txt"), "(none)");
   EXPECT_NE(Write("..\\new.txt"), RES_OK);
-  EXPECT_EQ(Read("in/../in/x.txt"), "x");
+  EXPECT_EQ(Read("in/../in/./x.txt"), "x");
+  fs::create_directory_symlink(root_ / "hi/in", root_ / "lo/link");
+  EXPECT_EQ(Read("link/../in/x.txt"), "x");
+  EXPECT_EQ(Read("link/../../secret.txt"), "(none)");
+  fs::create_directory_symlink(root_ / "hi", root_ / "lo/link2");
+  EXPECT_EQ(Read("link2/../secret.txt"), "(none)");  // on disk ".." leads out behind a link
   // Cut at 259 bytes the first one would name the file that exists.
   const std::string folder(100, 'd');
   const std::string fits = folder + "/" + folder + "/" + std::string(56, 'f');
@@ -220,6 +228,9 @@ TEST_F(Substitution, SearchOnDiskComesSortedWithoutDoubles) {
     EXPECT_EQ(All(root_ / none), (Names{"(none)"})) << none;
   }
   EXPECT_EQ(All("unknown:*.txt"), Names());  // a pattern for the current folder
+  File::Find find;
+  EXPECT_TRUE(find.Open(nullptr) && !find.Next());
+  EXPECT_FALSE(find.Open(PString(), "vfs:in/*"));  // without a name there is no prefix either
 }
 
 TEST_F(Substitution, FoundEntriesCarrySizeTimesAndAttributes) {
@@ -241,6 +252,7 @@ TEST_F(Substitution, FoundEntriesCarrySizeTimesAndAttributes) {
     EXPECT_STREQ(entry.name, name);
     EXPECT_TRUE(entry.size == size && entry.storedSize == size) << name;
     EXPECT_EQ(entry.attributes, attributes) << name;
+    EXPECT_EQ(find.IsLink(), std::string_view(name) == "link") << name;
     EXPECT_TRUE(size != 11 || entry.written == facts.st_mtime) << name;
   }
   EXPECT_FALSE(find.Next());

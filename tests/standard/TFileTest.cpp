@@ -6,6 +6,7 @@
 
 #include "kernel/standard/File.h"
 #include "kernel/standard/SharedText.h"
+#include "kernel/standard/Subst.h"
 #include "tests/support/TestFiles.h"
 
 using Test::ReadWholeFile;
@@ -57,6 +58,21 @@ TEST(TFile, OwnedFileIsWrittenInPlaceAndClosed) {
   stream.Close();
   EXPECT_FALSE(stream.IsOpen());
   EXPECT_EQ(ReadWholeFile(folder / "f"), "new") << "cleared, then written on";
+}
+
+TEST(TFile, ClearReopensThroughTheSubstitution) {
+  const TempFolder folder;
+  WriteWholeFile(folder / "low/f", "old");
+  ASSERT_TRUE(Zef::Subst("clear", (folder / "low/").c_str(), true));
+  Zef::File file;
+  ASSERT_EQ(file.Open("clear:f", kRead), Zef::RES_OK);
+  ASSERT_TRUE(Zef::Subst("clear", (folder / "high/").c_str(), true));
+  Zef::TFile stream(&file, /*owned=*/false);
+  stream.Clear();
+  EXPECT_TRUE(file.IsOpen() && file.Mode() == Zef::FileMode::kCreateWrite);
+  EXPECT_EQ(file.Name(), folder / "high/f") << "the source that writing goes to now";
+  EXPECT_EQ(ReadWholeFile(folder / "low/f"), "old");
+  Zef::Subst("clear", nullptr, false);
 }
 
 TEST(TFile, WithoutAnOpenFileEverythingIsHarmless) {

@@ -151,6 +151,9 @@ TEST(TStream, LinesEndAtEitherMarkOrAPair) {
   }
   EXPECT_FALSE(stream.ReadLine(line));
   EXPECT_EQ(line.Text(), nullptr);
+  CountingStream endless(std::string(Zef::TStream::kMaxLineLength + 9, 'x') + "\nnext");
+  EXPECT_TRUE(endless.ReadLine(line) && line.Length() == Zef::TStream::kMaxLineLength);
+  EXPECT_TRUE(endless.ReadLine(line) && line.View() == "next");
 }
 
 TEST(TStream, ReadAheadSavesSeeksAndReads) {

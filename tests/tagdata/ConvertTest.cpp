@@ -45,7 +45,10 @@ TEST(Convert, TextsBecomeNumbersOnlyWhenTheyAre) {
                {"4294967295", -1, 4294967296.0f},
                {"1.0e+99", 1, INFINITY},
                {"-1.0e+999", -1, -INFINITY},
-               {"1.0e-999", 1, 0}};
+               {"1.0e-999", 1, 0},
+               {"0.0000000001e+999", 0, INFINITY},
+               {"12345678901.0e-999", -539222987, 0},
+               {"1.0e-99999999999999999999", 1, 0}};
   for (const auto& c : cases) {
     EXPECT_TRUE(IsNumberText(c.text)) << c.text;
     const CoreRef asInt = ConvertTagData(TagString, Text(c.text), TagInt);
@@ -94,6 +97,9 @@ TEST(Convert, WaysLeadThroughTextAndNoFurther) {
   EXPECT_FALSE(ConvertTagData(TagInt, Values(1, 2), TagFloat)) << "1,2 is no number";
   const auto id = Word<std::uint64_t>(ConvertTagData(TagString, Text("rubbish"), TagPLID));
   EXPECT_EQ(id, UINT64_MAX) << "a bad text is the null identifier, not nothing";
+  EXPECT_EQ(Word<std::uint64_t>(ConvertTagData(TagString, nullptr, TagPLID)), UINT64_MAX);
+  EXPECT_FALSE(ConvertTagData(TagString, nullptr, TagInt));
+  EXPECT_FALSE(ConvertTagData(TagInt, nullptr, TagPLID));
   for (const std::int32_t type : {TagNull, TagSoup, TagBinary, TagStringAlt, TagType(9)}) {
     EXPECT_FALSE(ConvertTagData(type, seven, TagString)) << type;
     EXPECT_FALSE(ConvertTagData(TagInt, seven, type)) << type;
@@ -108,7 +114,7 @@ TEST(Convert, TheNewestConverterWins) {
   class Answer final : public HCSConverter {
    public:
     Answer() : HCSConverter(TagInt, TagString) {}
-    CoreRef Convert(const HCSRawDataCore&) const override { return Text("42"); }
+    CoreRef Convert(const HCSRawDataCore*) const override { return Text("42"); }
   };
   {
     const Answer answer;

@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 
+#include "kernel/standard/Exception.h"
 #include "tests/tagdata/TagBytes.h"
 
 using namespace std::string_literals;
@@ -133,6 +134,14 @@ TEST(TagFile, DuplicatesAreKeptButWrittenAsTheFirst) {
   const std::string expected = File(a + Record("x\0"s, 5, "") + a);
   EXPECT_EQ(Save(root), expected);
   EXPECT_EQ(Save(TagContainer::DeepCopy(root)), expected);
+
+  std::string bomb = Record("id\0"s, 13, Word(6) + Word(5));
+  for (int i = 0; i < 25; ++i) bomb = Record("a\0"s, 0, bomb) + Record("a\0"s, 5, "");
+  EXPECT_EQ(Save(Load(File(bomb))), "refused") << "it doubles at each level";
+  EXPECT_TRUE(TagContainer::DeepCopy(Load(File(bomb))).IsEmptyHandle());
+  std::vector<PLID> ids;
+  Load(File(bomb)).CollectPLIDs(ids);
+  EXPECT_EQ(ids.size(), 1u);
 }
 
 TEST(TagFile, KeysThatDoNotFitARecordAreLeftOut) {
@@ -202,6 +211,25 @@ TEST(TagFile, ReadingFromAStreamFindsItsOwnEnd) {
     Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
     file->Read(stream);
     EXPECT_EQ(stream.Tell(), 5 + c.consumed) << c.consumed;
+  }
+
+  class Liar final : public Zef::TBuffer {
+   public:
+    std::uint64_t Size() override { return UINT64_MAX; }
+    std::uint32_t Read(void* to, std::uint32_t size) override {
+      if (size >= 0x200000) Zef::RaiseFileEx("");
+      return TBuffer::Read(to, size);
+    }
+  };
+  std::string large = File(Record("b", 4, std::string(0x2FFFF0, 'b')));
+  for (const bool lies : {false, true}) {
+    Liar stream;
+    if (lies) large.replace(12, 4, Word(0x7FFFFFFF));
+    stream.WriteRaw(large.data(), static_cast<std::uint32_t>(large.size()));
+    stream.Seek(0, 0);
+    Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
+    EXPECT_EQ(file->Read(stream), !lies) << "read in pieces";
+    EXPECT_EQ(file->DataSize(), lies ? 0 : large.size() - 16);
   }
 }
 

@@ -55,16 +55,30 @@ int OpenFlags(const OpenOptions& options) {
   return flags;
 }
 
+// Who changes the file must be alone with it; emptying it is a change without the right to write.
+bool IsExclusive(const OpenOptions& options) {
+  return options.sharing != Sharing::Anything &&
+         (options.write || options.sharing == Sharing::DenyAll ||
+          options.creation == Creation::Truncate);
+}
+
 // A writer that denies anything excludes every other party that denies anything. A file system
 // without locks lets everybody pass, as the modes are advisory.
 bool TakeSharingLock(int file, const OpenOptions& options) {
   if (options.sharing == Sharing::Anything) return true;
-  const bool exclusive = options.write || options.sharing == Sharing::DenyAll;
-  const int operation = (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB;
+  const int operation = (IsExclusive(options) ? LOCK_EX : LOCK_SH) | LOCK_NB;
   return Uninterrupted([&] { return flock(file, operation); }) == 0 || errno != EWOULDBLOCK;
 }
 
-OpenError FinishOpen(int file, const OpenOptions& options) {
+bool IsStillAt(const char* path, const struct stat& facts) {
+  struct stat now {};
+  return stat(path, &now) == 0 && now.st_dev == facts.st_dev && now.st_ino == facts.st_ino;
+}
+
+// `moved` receives whether the path came to name another file before the lock was held: what is
+// written to the file in hand would be lost.
+OpenError FinishOpen(int file, const char* path, const OpenOptions& options, bool* moved) {
+  *moved = false;
   struct stat facts {};
   if (fstat(file, &facts) != 0) return OpenError::Failed;
   if (S_ISCHR(facts.st_mode)) {
@@ -74,6 +88,8 @@ OpenError FinishOpen(int file, const OpenOptions& options) {
   }
   if (!S_ISREG(facts.st_mode)) return OpenError::NotFound;
   if (!TakeSharingLock(file, options)) return OpenError::Refused;
+  *moved = IsExclusive(options) && !IsStillAt(path, facts);
+  if (*moved) return OpenError::Refused;
   if (options.creation == Creation::Truncate && !SetFileSize(file, 0)) return OpenError::Failed;
   return OpenError::None;
 }
@@ -140,10 +156,17 @@ bool IsMissing(const std::string& native) {
 }  // namespace
 
 FileHandle OpenFile(const std::string& path, const OpenOptions& options, OpenError* error) {
+  constexpr int kAttempts = 4;
   const std::string native = NativePath(path);
-  Descriptor file(
-      Uninterrupted([&] { return open(native.c_str(), OpenFlags(options), mode_t{0666}); }));
-  const OpenError result = file ? FinishOpen(file.Get(), options) : ErrorOf(errno);
+  Descriptor file;
+  OpenError result = OpenError::None;
+  bool moved = true;
+  for (int attempt = 0; moved && attempt < kAttempts; ++attempt) {
+    file.Reset(
+        Uninterrupted([&] { return open(native.c_str(), OpenFlags(options), mode_t{0666}); }));
+    moved = false;
+    result = file ? FinishOpen(file.Get(), native.c_str(), options, &moved) : ErrorOf(errno);
+  }
   if (error != nullptr) *error = result;
   return result == OpenError::None ? file.Release() : kNoFile;
 }
@@ -167,6 +190,16 @@ std::int64_t WriteAt(FileHandle file, const void* from, std::size_t size, std::u
 std::int64_t FileSize(FileHandle file) {
   struct stat facts {};
   return fstat(file, &facts) == 0 ? facts.st_size : -1;
+}
+
+bool IsRegularFile(FileHandle file) {
+  struct stat facts {};
+  return fstat(file, &facts) == 0 && S_ISREG(facts.st_mode);
+}
+
+bool CopyPermissions(FileHandle from, FileHandle to) {
+  struct stat facts {};
+  return fstat(from, &facts) == 0 && fchmod(to, facts.st_mode & 0777) == 0;
 }
 
 bool SetFileSize(FileHandle file, std::uint64_t size) {
@@ -222,6 +255,9 @@ bool Rename(const std::string& from, const std::string& to) {
 bool Replace(const std::string& from, const std::string& to) {
   FileInfo info;
   if (!GetInfoNoFollow(from, &info) || info.folder) return false;
+  // A device or pipe, or a link to one, is not a file that another could stand for.
+  FileInfo old;
+  if (GetInfoNoFollow(to, &old) && !(GetInfo(to, &old) && old.regular)) return false;
   return rename(NativePath(from).c_str(), NativePath(to).c_str()) == 0;
 }
 

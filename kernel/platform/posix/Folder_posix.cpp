@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
+#include <mutex>
 
 #include "kernel/platform/FileSystem.h"
 #include "kernel/platform/posix/Posix.h"
@@ -32,12 +34,18 @@ bool EqualFolded(std::string_view a, std::string_view b) {
                     [](char x, char y) { return Folded(x) == Folded(y); });
 }
 
-bool LessFolded(const std::string& a, const std::string& b) {
+// Below, at or above 0 as the folded bytes of `a` come before, are, or come after those of `b`.
+int CompareFolded(std::string_view a, std::string_view b) {
   const std::size_t common = std::min(a.size(), b.size());
   for (std::size_t i = 0; i < common; ++i) {
-    if (Folded(a[i]) != Folded(b[i])) return Folded(a[i]) < Folded(b[i]);
+    if (Folded(a[i]) != Folded(b[i])) return Folded(a[i]) < Folded(b[i]) ? -1 : 1;
   }
-  return a.size() != b.size() ? a.size() < b.size() : a < b;
+  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
+}
+
+bool LessFolded(const std::string& a, const std::string& b) {
+  const int order = CompareFolded(a, b);
+  return order != 0 ? order < 0 : a < b;
 }
 
 // Calls visit(name) for every entry but "." and "..".
@@ -59,13 +67,111 @@ bool EntryExists(const std::string& native) {
   return !native.empty() && lstat(native.c_str(), &facts) == 0;
 }
 
-// The entry of `folder` that equals `name` ignoring case, or `name` itself.
-std::string SpellingIn(const std::string& folder, std::string_view name) {
+// The latest listings of folders, so that probes for names that are not there do not read the
+// folder each time. A listing holds for as long as the folder carries the times it had before it
+// was read.
+class ListingCache {
+ public:
+  using Names = std::shared_ptr<const std::vector<std::string>>;
+
+  // Never destroyed: files that outlive it at exit still resolve names.
+  static ListingCache& Get() {
+    static auto* cache = new ListingCache;
+    return *cache;
+  }
+
+  // A folder changed so lately may change again and keep its times, which move on by a clock tick,
+  // or by seconds where a file system holds no more.
+  static bool IsSettled(const struct stat& facts) {
+    constexpr std::int64_t kSecond = 1'000'000'000;
+    constexpr std::int64_t kTick = 20'000'000;
+    timespec now{};
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0) return false;
+    const timespec& changed = facts.st_ctim;
+    const bool isCoarse = changed.tv_nsec == 0 || facts.st_mtim.tv_nsec == 0;
+    const std::int64_t seconds = std::int64_t{now.tv_sec} - changed.tv_sec;
+    if (seconds > 2) return true;
+    return seconds * kSecond + now.tv_nsec - changed.tv_nsec > (isCoarse ? 2 * kSecond : kTick);
+  }
+
+  Names Find(const struct stat& facts) {
+    const std::lock_guard guard(mutex_);
+    const auto found = std::find_if(listings_.begin(), listings_.end(), [&](const Listing& each) {
+      return IsSame(each.facts, facts) && HasSameTimes(each.facts, facts);
+    });
+    if (found == listings_.end()) return nullptr;
+    std::rotate(found, found + 1, listings_.end());
+    return listings_.back().names;
+  }
+
+  void Keep(const struct stat& facts, const Names& names) {
+    if (names->size() > kNameLimit) return;
+    const std::lock_guard guard(mutex_);
+    std::erase_if(listings_, [&](const Listing& each) { return IsSame(each.facts, facts); });
+    listings_.push_back({facts, names});
+    std::size_t total = 0;
+    std::size_t kept = 0;
+    while (kept < std::min(listings_.size(), kFolderLimit)) {
+      total += listings_[listings_.size() - 1 - kept].names->size();
+      if (total > kNameLimit) break;
+      ++kept;
+    }
+    listings_.erase(listings_.begin(), listings_.end() - static_cast<std::ptrdiff_t>(kept));
+  }
+
+ private:
+  static constexpr std::size_t kFolderLimit = 64;
+  static constexpr std::size_t kNameLimit = 200'000;
+
+  struct Listing {
+    struct stat facts;
+    Names names;
+  };
+
+  static bool IsSame(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+  }
+  static bool IsEqual(const timespec& a, const timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+  }
+  static bool HasSameTimes(const struct stat& a, const struct stat& b) {
+    return IsEqual(a.st_mtim, b.st_mtim) && IsEqual(a.st_ctim, b.st_ctim);
+  }
+
+  std::mutex mutex_;
+  std::vector<Listing> listings_;  // the latest used last
+};
+
+// Names of a folder in the order of ListFolder; null when they may change unseen.
+ListingCache::Names SettledNames(const std::string& folder) {
+  struct stat facts {};
+  if (stat(folder.c_str(), &facts) != 0) return nullptr;
+  ListingCache& cache = ListingCache::Get();
+  if (ListingCache::Names known = cache.Find(facts)) return known;
+  std::vector<std::string> names;
+  if (!ListingCache::IsSettled(facts) || !ListFolder(folder, &names)) return nullptr;
+  auto listing = std::make_shared<const std::vector<std::string>>(std::move(names));
+  cache.Keep(facts, listing);
+  return listing;
+}
+
+// The entry of `parent` that equals `name` ignoring case, or `name` itself.
+std::string SpellingIn(const std::string& parent, std::string_view name) {
+  const std::string folder = parent.empty() ? "." : parent;
   std::string best;
-  const bool listed = VisitFolder(folder.empty() ? "." : folder, [&](std::string_view entry) {
-    if (EqualFolded(entry, name) && (best.empty() || entry < best)) best = entry;
-  });
-  return listed && !best.empty() ? best : std::string(name);
+  if (const ListingCache::Names names = SettledNames(folder)) {
+    const auto first = std::lower_bound(names->begin(), names->end(), name,
+                                        [](const std::string& entry, std::string_view key) {
+                                          return CompareFolded(entry, key) < 0;
+                                        });
+    if (first != names->end() && EqualFolded(*first, name)) best = *first;
+  } else {
+    const bool whole = VisitFolder(folder, [&](std::string_view entry) {
+      if (EqualFolded(entry, name) && (best.empty() || entry < best)) best = entry;
+    });
+    if (!whole) best.clear();
+  }
+  return best.empty() ? std::string(name) : best;
 }
 
 void AppendComponent(std::string* path, std::string_view component) {
