@@ -7,6 +7,8 @@
 
 namespace {
 
+using Outcome = DatabaseFiles::Outcome;
+
 /// The first guard of a run loads the database.
 std::int32_t LoadInBackground(void*) {
   try {
@@ -152,7 +154,10 @@ void Database::LoadIndex() {
     bool leftover = false;
     if (!files_.Enabled()) {
       index_.Clear();
-    } else if (!LoadFiles(&leftover) && settings_.allowRepair) {
+    } else if (const auto outcome = LoadFiles(&leftover); outcome == Outcome::Unreadable) {
+      loaded_ = false;
+      return;
+    } else if (outcome == Outcome::NotWhole && settings_.allowRepair) {
       leftover ? Recover() : Rebuild();
     }
   } catch (...) {
@@ -163,19 +168,26 @@ void Database::LoadIndex() {
   stamp_ = files_.MainStamp();
 }
 
-bool Database::LoadFiles(bool* leftover) {
-  bool main = false;
+/// How "assets.mkx" loaded, or Unreadable if a file that would take its place was.
+DatabaseFiles::Outcome Database::LoadFiles(bool* leftover) {
+  Outcome main = Outcome::NotWhole;
+  Outcome left = Outcome::NotWhole;
   {
     const FlagScope busy(busyFiles_);
     mainStands_ = false;
     main = files_.LoadMain(index_);
     files_.Step("load: database tried");
-    if (!main && settings_.allowRepair && !settings_.archivesOnly) {
-      *leftover = files_.LoadLeftover(index_);
+    if (main == Outcome::NotWhole && settings_.allowRepair && !settings_.archivesOnly) {
+      left = files_.LoadLeftover(index_);
     }
   }
+  *leftover = left == Outcome::Loaded;
   const std::lock_guard state(stateLock_);
-  mainStands_ = main;
+  if (main == Outcome::Unreadable || left == Outcome::Unreadable) {
+    dirty_ = false;
+    return Outcome::Unreadable;
+  }
+  mainStands_ = main == Outcome::Loaded;
   if (dirty_) BackUpLocked();
   return main;
 }
@@ -211,6 +223,8 @@ void Database::Rebuild() {
 }
 
 void Database::Write() {
+  // An index that stands for no file must not replace one.
+  if (!loaded_) return;
   {
     const std::lock_guard state(stateLock_);
     busyFiles_ = true;

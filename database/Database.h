@@ -107,7 +107,7 @@ class Database final : public IndexHost {
   void Notify();
 
   void LoadIndex();
-  bool LoadFiles(bool* leftover);
+  DatabaseFiles::Outcome LoadFiles(bool* leftover);
   void Recover();
   void Rebuild();
   void BackUpLocked();

@@ -18,6 +18,21 @@ bool Rename(const std::string& from, const std::string& to) {
   return Zef::File::Rename(from.c_str(), to.c_str());
 }
 
+/// True when the file opens as plain bytes, whatever they are.
+bool OpensRaw(const std::string& path) {
+  Zef::File file;
+  return file.Open(path.c_str(), Zef::FileMode::kReadRaw) == Zef::RES_OK;
+}
+
+/// Renames a file to the first free of a few names. False, with the file in place, without one.
+bool SetAside(const std::string& path) {
+  for (char digit = '1'; digit <= '9'; ++digit) {
+    const std::string aside = path + ".unread" + digit;
+    if (!Exists(aside)) return Rename(path, aside);
+  }
+  return false;
+}
+
 bool EndsInSeparator(std::string_view path) {
   return !path.empty() && (path.back() == '/' || path.back() == '\\' || path.back() == ':');
 }
@@ -48,19 +63,38 @@ DatabaseFiles::Stamp DatabaseFiles::MainStamp() const {
   return {info.device, info.serial, info.size, info.written};
 }
 
-bool DatabaseFiles::LoadMain(MUKAssetIndex& index) const { return enabled_ && index.Load(Main()); }
+DatabaseFiles::Outcome DatabaseFiles::Load(MUKAssetIndex& index, const std::string& path) const {
+  IndexLoadReport report;
+  if (index.Load(path, &report)) return Outcome::Loaded;
+  if (report.damage == IndexDamage::CannotOpen) {
+    if (!Exists(path)) return Outcome::NotWhole;
+    if (!OpensRaw(path)) return Outcome::Unreadable;
+    // Damaged in its compressed form, unless what kept it shut has just ended.
+    if (index.Load(path, &report)) return Outcome::Loaded;
+  }
+  const bool mayBeWhole =
+      report.damage == IndexDamage::CannotOpen || report.damage == IndexDamage::ReadError;
+  if (!mayBeWhole) return Outcome::NotWhole;
+  // It would fail again: the database goes on without the file, but keeps it.
+  return SetAside(path) ? Outcome::NotWhole : Outcome::Unreadable;
+}
 
-bool DatabaseFiles::LoadLeftover(MUKAssetIndex& index) const {
-  if (!enabled_) return false;
-  const bool unfinished = index.Load(Temporary());
+DatabaseFiles::Outcome DatabaseFiles::LoadMain(MUKAssetIndex& index) const {
+  return enabled_ ? Load(index, Main()) : Outcome::NotWhole;
+}
+
+DatabaseFiles::Outcome DatabaseFiles::LoadLeftover(MUKAssetIndex& index) const {
+  if (!enabled_) return Outcome::NotWhole;
+  const Outcome unfinished = Load(index, Temporary());
   Step("recovery: unfinished write tried");
-  if (!unfinished) return index.Load(Backup());
+  if (unfinished == Outcome::Unreadable) return unfinished;
+  if (unfinished == Outcome::NotWhole) return Load(index, Backup());
   Delete(Backup());
   Step("recovery: backup deleted");
   Rename(Temporary(), Backup());
   FlushFolders();
   Step("recovery: unfinished write renamed");
-  return true;
+  return Outcome::Loaded;
 }
 
 void DatabaseFiles::BackUp() const {

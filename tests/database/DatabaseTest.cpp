@@ -1,6 +1,7 @@
 #include <vector>
 
 #include "database/ContentServices.h"
+#include "kernel/standard/File.h"
 #include "kernel/standard/Trace.h"
 #include "tests/database/RunningFixture.h"
 
@@ -81,6 +82,24 @@ TEST_F(DatabaseTest, StartsFromWhateverIsWhole) {
     }
     MUKShutdown();
     EXPECT_EQ(Stored(kMain), c.repair ? c.expected : "damaged") << &c - cases;
+  }
+}
+
+TEST_F(DatabaseTest, WaitsForAFileThatCannotBeOpened) {
+  for (const char* held : {kMain, kTemporary, kBackup}) {
+    Lay("-", "-", "-");
+    Lay(held, "a");
+    {
+      Zef::File other;
+      ASSERT_EQ(other.Open((folder_ / held).c_str(), Zef::FileMode::kWrite), Zef::RES_OK);
+      EXPECT_EQ(Start(), "not running");
+      AddRecord({2, 1, 0}, "b");
+      EXPECT_TRUE(WriteByIdle());
+      MUKInternalWriteDatabase();
+      EXPECT_EQ(Stored(held), "damaged") << "while it is held";
+    }
+    EXPECT_EQ(RunningNames(), "a ") << held;
+    MUKShutdown();
   }
 }
 
