@@ -19,8 +19,11 @@ std::int32_t LoadInBackground(void*) {
 }
 
 std::int32_t MUKThread_WriteDatabaseLocal(void*) {
-  const MUKLock guard(false);
-  if (guard.IsHeld()) MUKInternalWriteDatabase();
+  try {
+    const MUKLock guard(false);
+    if (guard.IsHeld()) MUKInternalWriteDatabase();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): still dirty; the next turn tries again
+  }
   return 0;
 }
 
@@ -230,10 +233,14 @@ void Database::Write() {
     busyFiles_ = true;
     dirty_ = false;
   }
-  const bool written = files_.Write(index_);
-  if (written) {
-    ipc_->MarkChanged();
-    files_.Step("write: counted");
+  bool written = false;
+  try {
+    written = files_.Write(index_);
+    if (written) {
+      ipc_->MarkChanged();
+      files_.Step("write: counted");
+    }
+  } catch (...) {  // NOLINT(bugprone-empty-catch): not written, and tried again
   }
   const std::lock_guard state(stateLock_);
   busyFiles_ = false;
