@@ -227,7 +227,7 @@ void Database::Rebuild() {
 
 void Database::Write() {
   // An index that stands for no file must not replace one.
-  if (!loaded_) return;
+  if (!initialised_ || !loaded_) return;
   {
     const std::lock_guard state(stateLock_);
     busyFiles_ = true;

@@ -58,7 +58,8 @@ void MUKShutdown();
 /// The database's turn on the host's main thread. Does nothing while the calling thread holds a
 /// guard.
 void MUKIdle();
-/// Writes the database now, on this thread, under its exclusive guard.
+/// Writes the database now, on this thread, under its exclusive guard. Nothing when it is not
+/// running or not loaded.
 void MUKInternalWriteDatabase();
 
 class Database final : public IndexHost {

@@ -40,6 +40,7 @@ TEST_F(DatabaseTest, WritesWhatWasLeftAloneForTenSeconds) {
   ASSERT_TRUE(WriteByIdle());
   MUKShutdown();
   EXPECT_EQ(Files(), "m");
+  MUKInternalWriteDatabase();
   EXPECT_EQ(Stored(kMain), "one ");
   EXPECT_EQ(RunningNames(), "not running");
 }
