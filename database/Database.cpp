@@ -105,8 +105,9 @@ void Database::Idle() {
   if (!initialised_ || lock_.IsHeldByCaller() || idling_.exchange(true)) return;
   {
     const FlagScope idling(idling_);
-    const std::lock_guard turn(lifecycle_);
-    if (initialised_) IdleTurn();
+    // Never waits: a shutdown may be joining the thread whose callback came here.
+    const std::unique_lock turn(lifecycle_, std::try_to_lock);
+    if (turn.owns_lock() && initialised_) IdleTurn();
   }
   // What was changed while others held the database is told here.
   Notify();

@@ -56,7 +56,7 @@ void MUKInitialise(const MUKSettings& settings);
 /// running. Not under a guard, and not from a callback.
 void MUKShutdown();
 /// The database's turn on the host's main thread. Does nothing while the calling thread holds a
-/// guard.
+/// guard, and during a start or a shutdown.
 void MUKIdle();
 /// Writes the database now, on this thread, under its exclusive guard. Nothing when it is not
 /// running or not loaded.

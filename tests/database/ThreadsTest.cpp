@@ -15,7 +15,10 @@ TEST_F(ThreadsTest, WorkTogetherThroughStartsAndEnds) {
   constexpr int kRecords = 40;
   std::atomic<bool> stop{false};
   std::atomic<std::uint32_t> told{0};
-  settings_.change = [&](std::uint32_t mask) { told |= mask; };
+  settings_.change = [&](std::uint32_t mask) {
+    told |= mask;
+    MUKIdle();
+  };
   MUKInitialise(settings_);
   for (int i = 0; i < kRecords; ++i) AddRecord({1, i, i % 3}, "Asset");
 
