@@ -73,6 +73,7 @@ void Database::Initialise(const MUKSettings& settings) {
     settings_.productRoot = DatabaseFiles::AbsoluteRoot(settings.productRoot);
     files_ = DatabaseFiles(settings_.productRoot, settings_.stepObserver);
     lastChange_ = GetClock().Seconds();
+    hurryFrom_ = lastChange_.load();
     if (settings_.services != nullptr) settings_.services->LoadBaseId(settings_);
     ipc_ = std::make_unique<IpcLock>(settings_.pollMilliseconds);
     ipc_->IpcStartup(settings_.productRoot);
@@ -116,11 +117,13 @@ void Database::Idle() {
 void Database::IdleTurn() {
   ipc_->IpcPoll();
   if (!ipc_->HoldsWriteLock()) return;
-  const bool wanted = ipc_->OthersWaiting();
+  const double now = GetClock().Seconds();
+  // Who waits does not hurry a write that has just failed.
+  const bool wanted = ipc_->OthersWaiting() && now >= hurryFrom_;
   if (wanted && !dirty_ && writer_ == nullptr && HandOver()) return;
   if (writer_ != nullptr && writer_->IsRunning()) return;
   writer_.reset();
-  if (dirty_ && (wanted || lastChange_ + kQuietSeconds < GetClock().Seconds())) {
+  if (dirty_ && (wanted || lastChange_ + kQuietSeconds < now)) {
     auto writer = std::make_unique<Zef::Thread>(MUKThread_WriteDatabaseLocal, nullptr, false);
     if (writer->Start()) writer_ = std::move(writer);
   }
@@ -252,7 +255,9 @@ void Database::Write() {
     BackUpLocked();
   }
   if (written) return;
-  lastChange_ = GetClock().Seconds();
+  const double now = GetClock().Seconds();
+  lastChange_ = now;
+  hurryFrom_ = now + kQuietSeconds;
   dirty_ = true;
   changeMask_ |= kChangeGeneral;
 }
