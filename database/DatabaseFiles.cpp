@@ -114,9 +114,7 @@ bool DatabaseFiles::Write(MUKAssetIndex& index) const {
   if (!enabled_) return true;
   Zef::File::MakeFolder(Path("cache").c_str());
   Step("write: folder made");
-  // Without a backup the file of an earlier attempt may be all there is: the save replaces it.
-  if (Exists(Backup())) Delete(Temporary());
-  Step("write: unfinished write deleted");
+  // The file of an earlier attempt may be all there is: the save replaces it when it is whole.
   if (!index.Save(Temporary(), {.toDevice = true})) return false;
   FlushFolders();
   Step("write: saved");
