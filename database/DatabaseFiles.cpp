@@ -48,9 +48,21 @@ DatabaseFiles::DatabaseFiles(std::string_view root, StepObserver observer)
 }
 
 std::string DatabaseFiles::AbsoluteRoot(const std::string& root) {
-  if (root.empty() || Zef::IsRootedPath(root)) return root;
+  if (root.empty()) return root;
+  std::string plain = root;
+  Zef::PString name;
+  std::string_view rest;
+  if (Zef::FindSubst(root, &name, &rest)) {
+    Zef::SubstList& list = Zef::SubstList::Get();
+    Zef::FilePath folder(rest);
+    if (!list.Qualify(name, folder)) {
+      if (!list.MakeFolder(name, rest) || !list.Qualify(name, folder)) return root;
+    }
+    plain = folder.View();
+  }
+  if (Zef::Platform::IsRooted(plain)) return plain;
   const std::string current = Zef::Platform::CurrentFolder();
-  return current.empty() ? std::string() : current + "/" + root;
+  return current.empty() ? std::string() : current + "/" + plain;
 }
 
 std::string DatabaseFiles::Path(std::string_view relative) const {

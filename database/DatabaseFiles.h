@@ -36,8 +36,8 @@ class DatabaseFiles {
   /// The root as AbsoluteRoot gives it. The observer may be null.
   DatabaseFiles(std::string_view root, StepObserver observer);
 
-  /// `root` made absolute by the current folder; one with a registered prefix, and the empty
-  /// one, as they are.
+  /// `root` as a folder of the system: by its registered prefix, or by the current folder. The
+  /// empty one, and a prefix that leads to no folder, as they are.
   static std::string AbsoluteRoot(const std::string& root);
 
   bool Enabled() const { return enabled_; }

@@ -2,6 +2,7 @@
 
 #include "database/ContentServices.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
 #include "tests/database/RunningFixture.h"
 
@@ -167,6 +168,15 @@ TEST_F(DatabaseTest, TouchesNoFileWithoutARootAndKeepsARelativeOne) {
   EXPECT_TRUE(fs::exists(folder_ / "product/assets.mkx"));
   EXPECT_FALSE(fs::exists(folder_ / "product/editing/empty"));
   EXPECT_TRUE(fs::exists(folder_ / "product/editing/full/empty"));
+
+  ASSERT_TRUE(Zef::Subst("running", (folder_.Path().string() + "/").c_str(), true));
+  settings_.productRoot = "running:product";
+  fs::create_directories(folder_ / "product/editing/empty");
+  EXPECT_EQ(Start(), "p ");
+  EXPECT_EQ(Database::Get().Settings().productRoot, (folder_ / "product"));
+  EXPECT_FALSE(fs::exists(folder_ / "product/editing/empty"));
+  MUKShutdown();
+  Zef::Subst("running", nullptr, true);
 }
 
 TEST_F(DatabaseTest, TellsTheHostOfChangesWhenNobodyHoldsTheDatabase) {
