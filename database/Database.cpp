@@ -1,8 +1,11 @@
 #include "database/Database.h"
 
+#include <utility>
+
 #include "database/ContentServices.h"
 #include "database/MUKLock.h"
 #include "kernel/Clock.h"
+#include "kernel/KernelBoot.h"
 #include "kernel/standard/Trace.h"
 
 namespace {
@@ -26,6 +29,9 @@ std::int32_t MUKThread_WriteDatabaseLocal(void*) {
   }
   return 0;
 }
+
+constexpr std::int32_t kExitPoll = 5;  // milliseconds
+constexpr std::int32_t kExitPatience = 10000;
 
 /// Sets a flag for the length of a scope.
 template <typename Flag>
@@ -80,7 +86,23 @@ void Database::Initialise(const MUKSettings& settings) {
     files_.RemoveEmptyEditFolders();
     initialised_ = true;
   }
+  if (!std::exchange(exitRegistered_, true)) {
+    Zef::KernelExitTable::Register([] { Get().EndThreads(); });
+  }
   starter_ = std::make_unique<Zef::Thread>(LoadInBackground, nullptr);
+}
+
+// A host that exits without a shutdown: the threads must not run on while the kernel goes. One
+// that waits for another process finds on waking that nothing runs any more.
+void Database::EndThreads() {
+  const std::unique_lock turn(lifecycle_, std::try_to_lock);
+  if (!turn.owns_lock() || !initialised_.exchange(false) || lock_.IsHeldByCaller()) return;
+  for (Zef::Thread* const thread : {writer_.get(), starter_.get()}) {
+    if (thread == nullptr || thread->Suspend()) continue;
+    std::int32_t left = kExitPatience;
+    while (left > 0 && !awaitsTurn_ && !thread->Lock(kExitPoll)) left -= kExitPoll;
+    if (!thread->IsRunning()) thread->Stop();
+  }
 }
 
 void Database::Shutdown() {
@@ -148,7 +170,11 @@ void Database::Notify() {
 }
 
 void Database::MakeReady() {
-  ipc_->AcquireWriteLock();
+  {
+    const FlagScope waits(awaitsTurn_);
+    ipc_->AcquireWriteLock();
+  }
+  if (!initialised_) return;
   // The files are asked too: a process that died may have replaced them without saying so.
   if (!ipc_->HasChanged() && loaded_ && files_.MainStamp() == stamp_) return;
   LoadIndex();

@@ -97,6 +97,7 @@ class Database final : public IndexHost {
 
   void Initialise(const MUKSettings& settings);
   void Shutdown();
+  void EndThreads();
   void Idle();
   void IdleTurn();
   bool HandOver();
@@ -117,6 +118,8 @@ class Database final : public IndexHost {
   std::mutex lifecycle_;  // Initialise, Shutdown and Idle, one at a time
   std::atomic<bool> idling_{false};
   std::atomic<bool> initialised_{false};
+  std::atomic<bool> awaitsTurn_{false};  // a thread waits for another process
+  bool exitRegistered_ = false;
 
   Zef::RWLock lock_;  // guards settings_, files_, ipc_, index_, loaded_
   MUKSettings settings_;
