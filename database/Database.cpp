@@ -76,6 +76,7 @@ void Database::Initialise(const MUKSettings& settings) {
   {
     const ExclusiveHold hold(lock_);
     settings_ = settings;
+    change_ = std::make_shared<const std::function<void(std::uint32_t)>>(settings.change);
     settings_.productRoot = DatabaseFiles::AbsoluteRoot(settings.productRoot);
     files_ = DatabaseFiles(settings_.productRoot, settings_.stepObserver);
     lastChange_ = GetClock().Seconds();
@@ -121,6 +122,7 @@ void Database::Shutdown() {
   mainStands_ = false;
   changeMask_ = 0;
   settings_ = MUKSettings();
+  change_.reset();
   files_ = DatabaseFiles();
 }
 
@@ -162,11 +164,11 @@ bool Database::HandOver() {
 
 void Database::Notify() {
   if (changeMask_ == 0 || !lock_.TryLockExclusive()) return;
-  const std::function<void(std::uint32_t)> change = settings_.change;
+  const auto change = change_;
   lock_.UnlockExclusive();
   if (!lock_.IsFree()) return;
   const std::uint32_t mask = changeMask_.exchange(0);
-  if (mask != 0 && change) change(mask);
+  if (mask != 0 && change != nullptr && *change) (*change)(mask);
 }
 
 void Database::MakeReady() {

@@ -121,8 +121,10 @@ class Database final : public IndexHost {
   std::atomic<bool> awaitsTurn_{false};  // a thread waits for another process
   bool exitRegistered_ = false;
 
-  Zef::RWLock lock_;  // guards settings_, files_, ipc_, index_, loaded_
+  Zef::RWLock lock_;  // guards settings_, change_, files_, ipc_, index_, loaded_
   MUKSettings settings_;
+  // Shared, as a destructor copies it, where nothing may throw.
+  std::shared_ptr<const std::function<void(std::uint32_t)>> change_;
   DatabaseFiles files_;
   std::unique_ptr<IpcLock> ipc_;
   MUKAssetIndex index_{this};
