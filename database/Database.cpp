@@ -1,11 +1,16 @@
 #include "database/Database.h"
 
+#include <utility>
+
 #include "database/ContentServices.h"
 #include "database/MUKLock.h"
 #include "kernel/Clock.h"
+#include "kernel/KernelBoot.h"
 #include "kernel/standard/Trace.h"
 
 namespace {
+
+using Outcome = DatabaseFiles::Outcome;
 
 /// The first guard of a run loads the database.
 std::int32_t LoadInBackground(void*) {
@@ -17,10 +22,16 @@ std::int32_t LoadInBackground(void*) {
 }
 
 std::int32_t MUKThread_WriteDatabaseLocal(void*) {
-  const MUKLock guard(false);
-  if (guard.IsHeld()) MUKInternalWriteDatabase();
+  try {
+    const MUKLock guard(false);
+    if (guard.IsHeld()) MUKInternalWriteDatabase();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): still dirty; the next turn tries again
+  }
   return 0;
 }
+
+constexpr std::int32_t kExitPoll = 5;  // milliseconds
+constexpr std::int32_t kExitPatience = 10000;
 
 /// Sets a flag for the length of a scope.
 template <typename Flag>
@@ -65,16 +76,34 @@ void Database::Initialise(const MUKSettings& settings) {
   {
     const ExclusiveHold hold(lock_);
     settings_ = settings;
+    change_ = std::make_shared<const std::function<void(std::uint32_t)>>(settings.change);
     settings_.productRoot = DatabaseFiles::AbsoluteRoot(settings.productRoot);
     files_ = DatabaseFiles(settings_.productRoot, settings_.stepObserver);
     lastChange_ = GetClock().Seconds();
+    hurryFrom_ = lastChange_.load();
     if (settings_.services != nullptr) settings_.services->LoadBaseId(settings_);
     ipc_ = std::make_unique<IpcLock>(settings_.pollMilliseconds);
     ipc_->IpcStartup(settings_.productRoot);
     files_.RemoveEmptyEditFolders();
     initialised_ = true;
   }
+  if (!std::exchange(exitRegistered_, true)) {
+    Zef::KernelExitTable::Register([] { Get().EndThreads(); });
+  }
   starter_ = std::make_unique<Zef::Thread>(LoadInBackground, nullptr);
+}
+
+// A host that exits without a shutdown: the threads must not run on while the kernel goes. One
+// that waits for another process finds on waking that nothing runs any more.
+void Database::EndThreads() {
+  const std::unique_lock turn(lifecycle_, std::try_to_lock);
+  if (!turn.owns_lock() || !initialised_.exchange(false) || lock_.IsHeldByCaller()) return;
+  for (Zef::Thread* const thread : {writer_.get(), starter_.get()}) {
+    if (thread == nullptr || thread->Suspend()) continue;
+    std::int32_t left = kExitPatience;
+    while (left > 0 && !awaitsTurn_ && !thread->Lock(kExitPoll)) left -= kExitPoll;
+    if (!thread->IsRunning()) thread->Stop();
+  }
 }
 
 void Database::Shutdown() {
@@ -93,6 +122,7 @@ void Database::Shutdown() {
   mainStands_ = false;
   changeMask_ = 0;
   settings_ = MUKSettings();
+  change_.reset();
   files_ = DatabaseFiles();
 }
 
@@ -100,8 +130,9 @@ void Database::Idle() {
   if (!initialised_ || lock_.IsHeldByCaller() || idling_.exchange(true)) return;
   {
     const FlagScope idling(idling_);
-    const std::lock_guard turn(lifecycle_);
-    if (initialised_) IdleTurn();
+    // Never waits: a shutdown may be joining the thread whose callback came here.
+    const std::unique_lock turn(lifecycle_, std::try_to_lock);
+    if (turn.owns_lock() && initialised_) IdleTurn();
   }
   // What was changed while others held the database is told here.
   Notify();
@@ -110,11 +141,13 @@ void Database::Idle() {
 void Database::IdleTurn() {
   ipc_->IpcPoll();
   if (!ipc_->HoldsWriteLock()) return;
-  const bool wanted = ipc_->OthersWaiting();
+  const double now = GetClock().Seconds();
+  // Who waits does not hurry a write that has just failed.
+  const bool wanted = ipc_->OthersWaiting() && now >= hurryFrom_;
   if (wanted && !dirty_ && writer_ == nullptr && HandOver()) return;
   if (writer_ != nullptr && writer_->IsRunning()) return;
   writer_.reset();
-  if (dirty_ && (wanted || lastChange_ + kQuietSeconds < GetClock().Seconds())) {
+  if (dirty_ && (wanted || lastChange_ + kQuietSeconds < now)) {
     auto writer = std::make_unique<Zef::Thread>(MUKThread_WriteDatabaseLocal, nullptr, false);
     if (writer->Start()) writer_ = std::move(writer);
   }
@@ -131,15 +164,19 @@ bool Database::HandOver() {
 
 void Database::Notify() {
   if (changeMask_ == 0 || !lock_.TryLockExclusive()) return;
-  const std::function<void(std::uint32_t)> change = settings_.change;
+  const auto change = change_;
   lock_.UnlockExclusive();
   if (!lock_.IsFree()) return;
   const std::uint32_t mask = changeMask_.exchange(0);
-  if (mask != 0 && change) change(mask);
+  if (mask != 0 && change != nullptr && *change) (*change)(mask);
 }
 
 void Database::MakeReady() {
-  ipc_->AcquireWriteLock();
+  {
+    const FlagScope waits(awaitsTurn_);
+    ipc_->AcquireWriteLock();
+  }
+  if (!initialised_) return;
   // The files are asked too: a process that died may have replaced them without saying so.
   if (!ipc_->HasChanged() && loaded_ && files_.MainStamp() == stamp_) return;
   LoadIndex();
@@ -152,7 +189,10 @@ void Database::LoadIndex() {
     bool leftover = false;
     if (!files_.Enabled()) {
       index_.Clear();
-    } else if (!LoadFiles(&leftover) && settings_.allowRepair) {
+    } else if (const auto outcome = LoadFiles(&leftover); outcome == Outcome::Unreadable) {
+      loaded_ = false;
+      return;
+    } else if (outcome == Outcome::NotWhole && settings_.allowRepair) {
       leftover ? Recover() : Rebuild();
     }
   } catch (...) {
@@ -163,19 +203,26 @@ void Database::LoadIndex() {
   stamp_ = files_.MainStamp();
 }
 
-bool Database::LoadFiles(bool* leftover) {
-  bool main = false;
+/// How "assets.mkx" loaded, or Unreadable if a file that would take its place was.
+DatabaseFiles::Outcome Database::LoadFiles(bool* leftover) {
+  Outcome main = Outcome::NotWhole;
+  Outcome left = Outcome::NotWhole;
   {
     const FlagScope busy(busyFiles_);
     mainStands_ = false;
     main = files_.LoadMain(index_);
     files_.Step("load: database tried");
-    if (!main && settings_.allowRepair && !settings_.archivesOnly) {
-      *leftover = files_.LoadLeftover(index_);
+    if (main == Outcome::NotWhole && settings_.allowRepair && !settings_.archivesOnly) {
+      left = files_.LoadLeftover(index_);
     }
   }
+  *leftover = left == Outcome::Loaded;
   const std::lock_guard state(stateLock_);
-  mainStands_ = main;
+  if (main == Outcome::Unreadable || left == Outcome::Unreadable) {
+    dirty_ = false;
+    return Outcome::Unreadable;
+  }
+  mainStands_ = main == Outcome::Loaded;
   if (dirty_) BackUpLocked();
   return main;
 }
@@ -211,15 +258,21 @@ void Database::Rebuild() {
 }
 
 void Database::Write() {
+  // An index that stands for no file must not replace one.
+  if (!initialised_ || !loaded_) return;
   {
     const std::lock_guard state(stateLock_);
     busyFiles_ = true;
     dirty_ = false;
   }
-  const bool written = files_.Write(index_);
-  if (written) {
-    ipc_->MarkChanged();
-    files_.Step("write: counted");
+  bool written = false;
+  try {
+    written = files_.Write(index_);
+    if (written) {
+      ipc_->MarkChanged();
+      files_.Step("write: counted");
+    }
+  } catch (...) {  // NOLINT(bugprone-empty-catch): not written, and tried again
   }
   const std::lock_guard state(stateLock_);
   busyFiles_ = false;
@@ -230,7 +283,9 @@ void Database::Write() {
     BackUpLocked();
   }
   if (written) return;
-  lastChange_ = GetClock().Seconds();
+  const double now = GetClock().Seconds();
+  lastChange_ = now;
+  hurryFrom_ = now + kQuietSeconds;
   dirty_ = true;
   changeMask_ |= kChangeGeneral;
 }

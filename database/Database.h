@@ -56,9 +56,10 @@ void MUKInitialise(const MUKSettings& settings);
 /// running. Not under a guard, and not from a callback.
 void MUKShutdown();
 /// The database's turn on the host's main thread. Does nothing while the calling thread holds a
-/// guard.
+/// guard, and during a start or a shutdown.
 void MUKIdle();
-/// Writes the database now, on this thread, under its exclusive guard.
+/// Writes the database now, on this thread, under its exclusive guard. Nothing when it is not
+/// running or not loaded.
 void MUKInternalWriteDatabase();
 
 class Database final : public IndexHost {
@@ -96,6 +97,7 @@ class Database final : public IndexHost {
 
   void Initialise(const MUKSettings& settings);
   void Shutdown();
+  void EndThreads();
   void Idle();
   void IdleTurn();
   bool HandOver();
@@ -107,7 +109,7 @@ class Database final : public IndexHost {
   void Notify();
 
   void LoadIndex();
-  bool LoadFiles(bool* leftover);
+  DatabaseFiles::Outcome LoadFiles(bool* leftover);
   void Recover();
   void Rebuild();
   void BackUpLocked();
@@ -116,9 +118,13 @@ class Database final : public IndexHost {
   std::mutex lifecycle_;  // Initialise, Shutdown and Idle, one at a time
   std::atomic<bool> idling_{false};
   std::atomic<bool> initialised_{false};
+  std::atomic<bool> awaitsTurn_{false};  // a thread waits for another process
+  bool exitRegistered_ = false;
 
-  Zef::RWLock lock_;  // guards settings_, files_, ipc_, index_, loaded_
+  Zef::RWLock lock_;  // guards settings_, change_, files_, ipc_, index_, loaded_
   MUKSettings settings_;
+  // Shared, as a destructor copies it, where nothing may throw.
+  std::shared_ptr<const std::function<void(std::uint32_t)>> change_;
   DatabaseFiles files_;
   std::unique_ptr<IpcLock> ipc_;
   MUKAssetIndex index_{this};
@@ -130,6 +136,7 @@ class Database final : public IndexHost {
 
   std::atomic<bool> dirty_{false};
   std::atomic<double> lastChange_{0};
+  std::atomic<double> hurryFrom_{0};  // another process that waits counts from this time on
   std::atomic<std::uint32_t> changeMask_{0};
   std::mutex stateLock_;     // guards the transitions of dirty_, and what follows
   bool busyFiles_ = false;   // a load or write is at work: its end does what changes ask for

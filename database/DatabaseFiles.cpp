@@ -18,6 +18,21 @@ bool Rename(const std::string& from, const std::string& to) {
   return Zef::File::Rename(from.c_str(), to.c_str());
 }
 
+/// True when the file opens as plain bytes, whatever they are.
+bool OpensRaw(const std::string& path) {
+  Zef::File file;
+  return file.Open(path.c_str(), Zef::FileMode::kReadRaw) == Zef::RES_OK;
+}
+
+/// Renames a file to the first free of a few names. False, with the file in place, without one.
+bool SetAside(const std::string& path) {
+  for (char digit = '1'; digit <= '9'; ++digit) {
+    const std::string aside = path + ".unread" + digit;
+    if (!Exists(aside)) return Rename(path, aside);
+  }
+  return false;
+}
+
 bool EndsInSeparator(std::string_view path) {
   return !path.empty() && (path.back() == '/' || path.back() == '\\' || path.back() == ':');
 }
@@ -33,9 +48,21 @@ DatabaseFiles::DatabaseFiles(std::string_view root, StepObserver observer)
 }
 
 std::string DatabaseFiles::AbsoluteRoot(const std::string& root) {
-  if (root.empty() || Zef::IsRootedPath(root)) return root;
+  if (root.empty()) return root;
+  std::string plain = root;
+  Zef::PString name;
+  std::string_view rest;
+  if (Zef::FindSubst(root, &name, &rest)) {
+    Zef::SubstList& list = Zef::SubstList::Get();
+    Zef::FilePath folder(rest);
+    if (!list.Qualify(name, folder)) {
+      if (!list.MakeFolder(name, rest) || !list.Qualify(name, folder)) return root;
+    }
+    plain = folder.View();
+  }
+  if (Zef::Platform::IsRooted(plain)) return plain;
   const std::string current = Zef::Platform::CurrentFolder();
-  return current.empty() ? std::string() : current + "/" + root;
+  return current.empty() ? std::string() : current + "/" + plain;
 }
 
 std::string DatabaseFiles::Path(std::string_view relative) const {
@@ -48,19 +75,38 @@ DatabaseFiles::Stamp DatabaseFiles::MainStamp() const {
   return {info.device, info.serial, info.size, info.written};
 }
 
-bool DatabaseFiles::LoadMain(MUKAssetIndex& index) const { return enabled_ && index.Load(Main()); }
+DatabaseFiles::Outcome DatabaseFiles::Load(MUKAssetIndex& index, const std::string& path) const {
+  IndexLoadReport report;
+  if (index.Load(path, &report)) return Outcome::Loaded;
+  if (report.damage == IndexDamage::CannotOpen) {
+    if (!Exists(path)) return Outcome::NotWhole;
+    if (!OpensRaw(path)) return Outcome::Unreadable;
+    // Damaged in its compressed form, unless what kept it shut has just ended.
+    if (index.Load(path, &report)) return Outcome::Loaded;
+  }
+  const bool mayBeWhole =
+      report.damage == IndexDamage::CannotOpen || report.damage == IndexDamage::ReadError;
+  if (!mayBeWhole) return Outcome::NotWhole;
+  // It would fail again: the database goes on without the file, but keeps it.
+  return SetAside(path) ? Outcome::NotWhole : Outcome::Unreadable;
+}
 
-bool DatabaseFiles::LoadLeftover(MUKAssetIndex& index) const {
-  if (!enabled_) return false;
-  const bool unfinished = index.Load(Temporary());
+DatabaseFiles::Outcome DatabaseFiles::LoadMain(MUKAssetIndex& index) const {
+  return enabled_ ? Load(index, Main()) : Outcome::NotWhole;
+}
+
+DatabaseFiles::Outcome DatabaseFiles::LoadLeftover(MUKAssetIndex& index) const {
+  if (!enabled_) return Outcome::NotWhole;
+  const Outcome unfinished = Load(index, Temporary());
   Step("recovery: unfinished write tried");
-  if (!unfinished) return index.Load(Backup());
+  if (unfinished == Outcome::Unreadable) return unfinished;
+  if (unfinished == Outcome::NotWhole) return Load(index, Backup());
   Delete(Backup());
   Step("recovery: backup deleted");
   Rename(Temporary(), Backup());
   FlushFolders();
   Step("recovery: unfinished write renamed");
-  return true;
+  return Outcome::Loaded;
 }
 
 void DatabaseFiles::BackUp() const {
@@ -80,9 +126,7 @@ bool DatabaseFiles::Write(MUKAssetIndex& index) const {
   if (!enabled_) return true;
   Zef::File::MakeFolder(Path("cache").c_str());
   Step("write: folder made");
-  // Without a backup the file of an earlier attempt may be all there is: the save replaces it.
-  if (Exists(Backup())) Delete(Temporary());
-  Step("write: unfinished write deleted");
+  // The file of an earlier attempt may be all there is: the save replaces it when it is whole.
   if (!index.Save(Temporary(), {.toDevice = true})) return false;
   FlushFolders();
   Step("write: saved");

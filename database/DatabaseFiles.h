@@ -36,19 +36,23 @@ class DatabaseFiles {
   /// The root as AbsoluteRoot gives it. The observer may be null.
   DatabaseFiles(std::string_view root, StepObserver observer);
 
-  /// `root` made absolute by the current folder; one with a registered prefix, and the empty
-  /// one, as they are.
+  /// `root` as a folder of the system: by its registered prefix, or by the current folder. The
+  /// empty one, and a prefix that leads to no folder, as they are.
   static std::string AbsoluteRoot(const std::string& root);
 
   bool Enabled() const { return enabled_; }
   /// Default values while there is no "assets.mkx".
   Stamp MainStamp() const;
 
+  /// NotWhole: missing or damaged, and so nobody's loss. Unreadable: there, but the system did not
+  /// let it be opened; it may be whole and must stay.
+  enum class Outcome { Loaded, NotWhole, Unreadable };
+
   /// Loads "assets.mkx".
-  [[nodiscard]] bool LoadMain(MUKAssetIndex& index) const;
+  [[nodiscard]] Outcome LoadMain(MUKAssetIndex& index) const;
   /// Loads what a crash left: the file that was being written if it is whole, which then
   /// becomes the backup, else the backup.
-  [[nodiscard]] bool LoadLeftover(MUKAssetIndex& index) const;
+  [[nodiscard]] Outcome LoadLeftover(MUKAssetIndex& index) const;
   /// Moves "assets.mkx" to the backup's place, if it exists.
   void BackUp() const;
   /// Writes the index and makes it "assets.mkx". False with a backup or the written file in
@@ -66,6 +70,7 @@ class DatabaseFiles {
   std::string Main() const { return Path("assets.mkx"); }
   std::string Temporary() const { return Path("cache/assets.mkx"); }
   std::string Backup() const { return Path("cache/assets.bku"); }
+  Outcome Load(MUKAssetIndex& index, const std::string& path) const;
   void FlushFolders() const;
 
   std::string root_;  // with a closing separator

@@ -15,6 +15,7 @@ MUKLock::MUKLock(bool exclusive, bool tryOnly) : database_(Database::Get()), exc
     Release();
     throw;
   }
+  if (!database_.IsInitialised() || !database_.IsReady()) Release();
 }
 
 MUKLock::~MUKLock() {

@@ -3,7 +3,7 @@
 // Any number of shared guards, or one exclusive one; a thread may nest them. The first guard
 // loads the database, and a guard that finds another process to own it waits for its turn and
 // loads what that process wrote; for this a shared guard becomes exclusive and stays so. A guard
-// holds nothing while the database is not running: ask IsHeld.
+// holds nothing while the database is not running, or its files cannot be opened: ask IsHeld.
 //
 // Belongs to the thread that made it, and is no thing to keep: MUKIdle does nothing meanwhile.
 // Taking an exclusive guard inside a shared one waits for all other readers; two threads that do

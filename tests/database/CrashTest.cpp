@@ -203,6 +203,21 @@ TEST_F(CrashTest, TwoProcessesHandTheDatabaseOver) {
   EXPECT_EQ(b.Ask('#'), 8);
 }
 
+TEST_F(CrashTest, AProcessThatExitsEndsItsThreadsAndWaitsForNoOther) {
+  const auto exits = [&] {
+    return ChildProcess([&] {
+             MUKInitialise(settings_);
+             std::exit(7);
+             return 0;
+           })
+        .AwaitEnd();
+  };
+  EXPECT_EQ(exits(), 7);
+  Party owner(settings_);
+  EXPECT_EQ(owner.Ask('a'), 1);
+  EXPECT_EQ(exits(), 7);
+}
+
 TEST_F(CrashTest, AProcessThatIsKilledHoldsNothingBack) {
   Lay("o", "-", "-");
   Party a(settings_);

@@ -1,6 +1,8 @@
 #include <vector>
 
 #include "database/ContentServices.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
 #include "tests/database/RunningFixture.h"
 
@@ -39,6 +41,7 @@ TEST_F(DatabaseTest, WritesWhatWasLeftAloneForTenSeconds) {
   ASSERT_TRUE(WriteByIdle());
   MUKShutdown();
   EXPECT_EQ(Files(), "m");
+  MUKInternalWriteDatabase();
   EXPECT_EQ(Stored(kMain), "one ");
   EXPECT_EQ(RunningNames(), "not running");
 }
@@ -81,6 +84,24 @@ TEST_F(DatabaseTest, StartsFromWhateverIsWhole) {
     }
     MUKShutdown();
     EXPECT_EQ(Stored(kMain), c.repair ? c.expected : "damaged") << &c - cases;
+  }
+}
+
+TEST_F(DatabaseTest, WaitsForAFileThatCannotBeOpened) {
+  for (const char* held : {kMain, kTemporary, kBackup}) {
+    Lay("-", "-", "-");
+    Lay(held, "a");
+    {
+      Zef::File other;
+      ASSERT_EQ(other.Open((folder_ / held).c_str(), Zef::FileMode::kWrite), Zef::RES_OK);
+      EXPECT_EQ(Start(), "not running");
+      AddRecord({2, 1, 0}, "b");
+      EXPECT_TRUE(WriteByIdle());
+      MUKInternalWriteDatabase();
+      EXPECT_EQ(Stored(held), "damaged") << "while it is held";
+    }
+    EXPECT_EQ(RunningNames(), "a ") << held;
+    MUKShutdown();
   }
 }
 
@@ -147,6 +168,15 @@ TEST_F(DatabaseTest, TouchesNoFileWithoutARootAndKeepsARelativeOne) {
   EXPECT_TRUE(fs::exists(folder_ / "product/assets.mkx"));
   EXPECT_FALSE(fs::exists(folder_ / "product/editing/empty"));
   EXPECT_TRUE(fs::exists(folder_ / "product/editing/full/empty"));
+
+  ASSERT_TRUE(Zef::Subst("running", (folder_.Path().string() + "/").c_str(), true));
+  settings_.productRoot = "running:product";
+  fs::create_directories(folder_ / "product/editing/empty");
+  EXPECT_EQ(Start(), "p ");
+  EXPECT_EQ(Database::Get().Settings().productRoot, (folder_ / "product"));
+  EXPECT_FALSE(fs::exists(folder_ / "product/editing/empty"));
+  MUKShutdown();
+  Zef::Subst("running", nullptr, true);
 }
 
 TEST_F(DatabaseTest, TellsTheHostOfChangesWhenNobodyHoldsTheDatabase) {

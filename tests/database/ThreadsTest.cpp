@@ -15,9 +15,18 @@ TEST_F(ThreadsTest, WorkTogetherThroughStartsAndEnds) {
   constexpr int kRecords = 40;
   std::atomic<bool> stop{false};
   std::atomic<std::uint32_t> told{0};
-  settings_.change = [&](std::uint32_t mask) { told |= mask; };
+  settings_.change = [&](std::uint32_t mask) {
+    told |= mask;
+    MUKIdle();
+  };
   MUKInitialise(settings_);
   for (int i = 0; i < kRecords; ++i) AddRecord({1, i, i % 3}, "Asset");
+  {
+    const MUKLock guard(true);
+    for (const auto& [old, given] : {std::pair(0, 1), {12, 2}, {1, 2}, {13, 3}, {2, 3}}) {
+      Database::Get().Index().AddObsoleteRow({1, old, old % 3}, {1, given, given % 3});
+    }
+  }
 
   std::vector<std::thread> threads;
   for (int reader = 0; reader < 3; ++reader) {
@@ -26,6 +35,7 @@ TEST_F(ThreadsTest, WorkTogetherThroughStartsAndEnds) {
         const PLID id(1, i % kRecords, i % kRecords % 3);
         MUKGetSearchText(id);
         MUKGetObsolete(id);
+        MUKResolve(id);
         MUKGetInArchive(id);
         RunningNames();
       }
