@@ -152,9 +152,8 @@ bool MUKGetPermitEdit(const PLID& id) { return GetFlag(id, AssetFlag::PermitEdit
 bool MUKGetPermitListing(const PLID& id) { return GetFlag(id, AssetFlag::PermitListing); }
 
 bool MUKGetObsolete(const PLID& id) {
-  return Get(id, false, [](const MUKAsset& record) {
-    return Database::Get().Index().IsObsolete(record);
-  });
+  return Get(id, false,
+             [](const MUKAsset& record) { return Database::Get().Index().IsObsolete(record); });
 }
 
 bool MUKGetInArchive(const PLID& id) {
@@ -251,6 +250,12 @@ bool MUKSetListed(const PLID& id, bool value) { return SetFlag(id, AssetFlag::Li
 bool MUKSetPatched(const PLID& id, bool value) { return SetFlag(id, AssetFlag::Patched, value); }
 bool MUKSetBuiltIn(const PLID& id, bool value) { return SetFlag(id, AssetFlag::BuiltIn, value); }
 bool MUKSetFaulty(const PLID& id, bool value) { return SetFlag(id, AssetFlag::Faulty, value); }
-bool MUKSetPermitCommit(const PLID& id, bool value) { return SetFlag(id, AssetFlag::PermitCommit, value); }
-bool MUKSetPermitEdit(const PLID& id, bool value) { return SetFlag(id, AssetFlag::PermitEdit, value); }
-bool MUKSetPermitListing(const PLID& id, bool value) { return SetFlag(id, AssetFlag::PermitListing, value); }
+bool MUKSetPermitCommit(const PLID& id, bool value) {
+  return SetFlag(id, AssetFlag::PermitCommit, value);
+}
+bool MUKSetPermitEdit(const PLID& id, bool value) {
+  return SetFlag(id, AssetFlag::PermitEdit, value);
+}
+bool MUKSetPermitListing(const PLID& id, bool value) {
+  return SetFlag(id, AssetFlag::PermitListing, value);
+}

@@ -3,9 +3,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "database/StoredText.h"
 #include "kernel/ByteReader.h"
 #include "kernel/ByteWriter.h"
-#include "database/StoredText.h"
 #include "kernel/standard/TStream.h"
 
 namespace {

@@ -41,12 +41,12 @@ struct MUKSettings {
   /// Called with the kinds of change when an exclusive guard was released and nobody holds one.
   /// May use the database, but not MUKShutdown.
   std::function<void(std::uint32_t mask)> change;
-  bool allowRepair = true;     ///< recover or rebuild when "assets.mkx" does not load
-  bool enableStation = true;   ///< give the download station its turns
-  bool archivesOnly = false;   ///< look for assets in archives alone; never recover
-  ContentServices* services = nullptr;  ///< borrowed; without them no asset folder is looked at
-  const Zef::Clock* clock = nullptr;    ///< borrowed; null is the system's
-  std::uint32_t pollMilliseconds = 100;   ///< between looks at another process's ownership
+  bool allowRepair = true;               ///< recover or rebuild when "assets.mkx" does not load
+  bool enableStation = true;             ///< give the download station its turns
+  bool archivesOnly = false;             ///< look for assets in archives alone; never recover
+  ContentServices* services = nullptr;   ///< borrowed; without them no asset folder is looked at
+  const Zef::Clock* clock = nullptr;     ///< borrowed; null is the system's
+  std::uint32_t pollMilliseconds = 100;  ///< between looks at another process's ownership
   StepObserver stepObserver = nullptr;
 };
 

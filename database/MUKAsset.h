@@ -15,19 +15,19 @@
 
 /// Flag bits in the order of their three stored bytes; the value is byte * 8 + bit.
 enum class AssetFlag : std::uint8_t {
-  Marked = 0,                   ///< free selection mark of the host
-  Enabled = 1,                  ///< takes part in searches by kind and obsolete resolution
-  IsClone = 2,                  ///< cloned without becoming a new version of its source
-  IsReskin = 3,                 ///< product type "reskin"
-  InArchive = 4,                ///< a copy lies in an asset archive; valid with the next bit
+  Marked = 0,     ///< free selection mark of the host
+  Enabled = 1,    ///< takes part in searches by kind and obsolete resolution
+  IsClone = 2,    ///< cloned without becoming a new version of its source
+  IsReskin = 3,   ///< product type "reskin"
+  InArchive = 4,  ///< a copy lies in an asset archive; valid with the next bit
   InArchiveKnown = 5,
-  Listed = 6,                   ///< the download catalogue knows it
-  Patched = 7,                  ///< came in through a patch; install refuses to overwrite it
-  BuiltIn = 8,                  ///< part of the product's own content: what a diff compares
-  MissingDependency = 9,        ///< something it depends on is missing; valid with the next bit
+  Listed = 6,             ///< the download catalogue knows it
+  Patched = 7,            ///< came in through a patch; install refuses to overwrite it
+  BuiltIn = 8,            ///< part of the product's own content: what a diff compares
+  MissingDependency = 9,  ///< something it depends on is missing; valid with the next bit
   MissingDependencyKnown = 10,
-  Faulty = 11,                  ///< the last commit's validity check failed
-  FaultyDependency = 12,        ///< something it depends on is faulty; valid with the next bit
+  Faulty = 11,            ///< the last commit's validity check failed
+  FaultyDependency = 12,  ///< something it depends on is faulty; valid with the next bit
   FaultyDependencyKnown = 13,
   PermitCommit = 14,
   PermitEdit = 15,
@@ -46,6 +46,7 @@ class AssetFlags {
 
   AssetFlags() = default;
   AssetFlags(const AssetFlags& other) { *this = other; }
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): bytes onto themselves
   AssetFlags& operator=(const AssetFlags& other) {
     for (int i = 0; i < kBytes; ++i) SetByte(i, other.Byte(i));
     return *this;
@@ -130,6 +131,7 @@ class MUKAsset {
     MUKAsset* lastSameId = nullptr;  ///< of the first under an identifier: the last one
     Derived() = default;
     Derived(const Derived&) {}
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assigns nothing
     Derived& operator=(const Derived&) { return *this; }
   };
   Derived derived_;

@@ -14,10 +14,8 @@ namespace {
 constexpr struct {
   const char* code;
   const char* word;
-} kClassWords[] = {{"ACTV", "interactive"},
-                   {"LOCO", "locomotive"},
-                   {"TEND", "tender"},
-                   {"ROLL", "rollingstock"}};
+} kClassWords[] = {
+    {"ACTV", "interactive"}, {"LOCO", "locomotive"}, {"TEND", "tender"}, {"ROLL", "rollingstock"}};
 
 /// Joins words once each, in order of arrival. The set keeps hostile keyword lists linear.
 class WordList {

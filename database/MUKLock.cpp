@@ -2,8 +2,7 @@
 
 #include "database/Database.h"
 
-MUKLock::MUKLock(bool exclusive, bool tryOnly)
-    : database_(Database::Get()), exclusive_(exclusive) {
+MUKLock::MUKLock(bool exclusive, bool tryOnly) : database_(Database::Get()), exclusive_(exclusive) {
   if (!Take(tryOnly) || database_.IsReady()) return;
   if (!exclusive_) {
     Release();

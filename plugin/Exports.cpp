@@ -3,8 +3,7 @@
 
 // No exception may cross into a host that can be written in any language.
 
-bool Diff(const char* indexName, const char* oldRoot, const char* newRoot,
-          const char* outputRoot) {
+bool Diff(const char* indexName, const char* oldRoot, const char* newRoot, const char* outputRoot) {
   if (indexName == nullptr || oldRoot == nullptr || newRoot == nullptr || outputRoot == nullptr) {
     return false;
   }

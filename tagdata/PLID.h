@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "kernel/KeyedHash.h"
 #include "kernel/standard/PString.h"
 
 namespace Zef {
@@ -62,8 +63,9 @@ struct PLID {
   static constexpr bool IsValidVersion(std::int32_t value) { return value >= 0 && value <= 127; }
 
   constexpr bool IsNull() const { return user == -1 && content == -1 && version == kNullVersion; }
-  /// True when 8 stored bytes would read back as the null identifier.
-  constexpr bool PacksToNull() const { return content == -1 && PackedWord() == 0xFFFFFFFFu; }
+  /// True for a real identifier that 8 stored bytes give back as it is. Some valid users do not
+  /// fit the stored form, and tables of stored identifiers refuse them.
+  constexpr bool IsStorable() const;
   constexpr bool IsUnassigned() const { return user == kUnassignedUser; }
   /// The local user's: -2, or the base user id once there is one.
   bool IsLocal() const;
@@ -92,6 +94,10 @@ struct PLID {
   void Read(Zef::TStream& stream);
 };
 
+constexpr bool PLID::IsStorable() const {
+  return !IsNull() && Unpack(PackedWord(), static_cast<std::uint32_t>(content)) == *this;
+}
+
 /// The base user id behind PLID::IsLocal: -2 until the settings file gives another. Atomic.
 std::int32_t BaseUserId();
 void SetBaseUserId(std::int32_t user);
@@ -102,16 +108,12 @@ bool ScanDecimal(const char*& text, const char* end, std::int32_t& value);
 
 template <>
 struct std::hash<PLID> {
-  /// A 64-bit mix, for open tables (the documented Hash is too regular for them).
+  /// Keyed, for open tables: the documented Hash is too regular for them, and identifiers come
+  /// from outside.
   std::size_t operator()(const PLID& id) const noexcept {
-    std::uint64_t x = (static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.content)) << 32) |
-                      static_cast<std::uint32_t>(id.user);
-    x ^= static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.version)) * 0x9E3779B97F4A7C15u;
-    x ^= x >> 32;
-    x *= 0xD6E8FEB86659FD93u;
-    x ^= x >> 32;
-    x *= 0xD6E8FEB86659FD93u;
-    x ^= x >> 32;
-    return static_cast<std::size_t>(x);
+    const std::uint64_t both =
+        (static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.content)) << 32) |
+        static_cast<std::uint32_t>(id.user);
+    return Zef::KeyedHash(both, static_cast<std::uint32_t>(id.version));
   }
 };

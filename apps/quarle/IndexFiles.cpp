@@ -12,7 +12,7 @@ bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 const char* Advice(IndexDamage damage) {
   switch (damage) {
     case IndexDamage::CannotOpen:
-      return "check the folder and the --index name";
+      return "check its name";
     case IndexDamage::BadMagic:
       return "name an index file";
     case IndexDamage::BadVersion:

@@ -61,7 +61,11 @@ void JsonWriter::Done() {
 
 void JsonWriter::Quote(std::string_view text) {
   buffer_ += '"';
-  while (!text.empty()) {
+  while (true) {
+    const std::size_t plain = PlainPrefixSize(text);
+    buffer_ += text.substr(0, plain);
+    text.remove_prefix(plain);
+    if (text.empty()) break;
     const std::size_t size = Utf8CharacterSize(text);
     const std::string_view character = text.substr(0, std::max<std::size_t>(size, 1));
     if (size == 0) {

@@ -136,7 +136,7 @@ int PutBack(const std::string& indexPath, const std::string& backup, const std::
 
 int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   const std::string root = ExactPath(options.root);
-  const std::string indexPath = root + "/" + options.indexName;
+  const std::string indexPath = FolderPath(options.root) + options.indexName;
   const std::string stem = SetStem(options.set, options.indexName);
   Plan plan;
   if (!MakePlan(indexPath, stem, common, plan)) return kFailed;

@@ -24,6 +24,12 @@ constexpr Lead kLeads[] = {
 
 }  // namespace
 
+std::size_t PlainPrefixSize(std::string_view text) {
+  const auto isPlain = [](char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; };
+  return static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isPlain) -
+                                  text.begin());
+}
+
 std::size_t Utf8CharacterSize(std::string_view text) {
   if (text.empty()) return 0;
   const std::uint8_t byte = ByteAt(text, 0);
@@ -47,13 +53,16 @@ bool IsControlCharacter(std::string_view character) {
 std::string Printable(std::string_view text) {
   std::string result;
   result.reserve(text.size());
-  while (!text.empty()) {
+  while (true) {
+    const std::size_t plain = PlainPrefixSize(text);
+    result += text.substr(0, plain);
+    text.remove_prefix(plain);
+    if (text.empty()) return result;
     const std::size_t size = Utf8CharacterSize(text);
     const std::string_view character = text.substr(0, std::max<std::size_t>(size, 1));
     result += size == 0 || IsControlCharacter(character) ? kReplacementCharacter : character;
     text.remove_prefix(character.size());
   }
-  return result;
 }
 
 std::size_t Utf8Length(std::string_view text) {

@@ -11,6 +11,10 @@
 
 inline constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 
+/// Bytes at the start of `text` that are printable ASCII other than '"' and '\\': most texts are
+/// nothing else, and such a run goes out in one piece.
+std::size_t PlainPrefixSize(std::string_view text);
+
 /// Bytes of the well-formed character at the start of `text`, or 0 when there is none.
 std::size_t Utf8CharacterSize(std::string_view text);
 

@@ -26,6 +26,9 @@ struct CommandLine {
 const CLI::Validator kNotEmpty(
     [](const std::string& text) { return text.empty() ? "must not be empty" : std::string(); }, "");
 
+const std::map<std::string, ProgressMode> kModes = {
+    {"auto", ProgressMode::Auto}, {"always", ProgressMode::Always}, {"never", ProgressMode::Never}};
+
 CLI::App* AddCommand(CLI::App& parent, const char* name, const char* what, const char* example) {
   CLI::App* const command = parent.add_subcommand(name, what);
   command->footer(std::string("Example:\n  ") + example);
@@ -33,16 +36,13 @@ CLI::App* AddCommand(CLI::App& parent, const char* name, const char* what, const
 }
 
 void AddCommon(CLI::App& command, CommonOptions& common) {
-  static const std::map<std::string, ProgressMode> kModes = {{"auto", ProgressMode::Auto},
-                                                             {"always", ProgressMode::Always},
-                                                             {"never", ProgressMode::Never}};
   command.add_flag("--json", common.json, "Print the result as one JSON document");
   command.add_flag("-q,--quiet", common.quiet, "Print no summary and no progress");
   command
-      .add_option("--progress", common.progress,
-                  "Progress bar on standard error: auto (on a terminal), always, never")
-      ->transform(CLI::Transformer(kModes))
-      ->check(CLI::IsMember({"0", "1", "2"}).description(""))
+      .add_option_function<std::string>(
+          "--progress", [&common](const std::string& when) { common.progress = kModes.at(when); },
+          "Progress bar on standard error: auto (on a terminal), always, never")
+      ->check(CLI::IsMember(kModes).description(""))
       ->type_name("WHEN")
       ->default_str("auto");
 }
@@ -142,9 +142,8 @@ void AddGroups(CLI::App& app, CommandLine& line) {
 }
 
 void AddPlid(CLI::App& app, CommandLine& line) {
-  CLI::App* const plid =
-      AddCommand(app, "plid", "Say what a text means as an asset identifier",
-                 "quarle plid '<plid2:1234:56789:3>' 1234:56789\n  quarle plid -- -3:7");
+  CLI::App* const plid = AddCommand(app, "plid", "Say what a text means as an asset identifier",
+                                    "quarle plid '<plid2:1234:56789:3>' 1234:56789");
   plid->add_option("TEXT", line.plid.texts, "Identifiers in any spelling")
       ->required()
       ->type_name("");
@@ -157,12 +156,17 @@ void AddPlid(CLI::App& app, CommandLine& line) {
 int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   if (error.get_exit_code() == 0) return app.exit(error);
   std::string command = "quarle";
-  for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+  const CLI::App* at = &app;
+  while (!at->get_subcommands().empty()) {
     at = at->get_subcommands().front();
     command += " " + at->get_name();
   }
   std::string what = error.what();
   what.resize(std::min(what.find('\n'), what.size()));
+  const std::vector<std::string> unknown = at->remaining();
+  if (error.get_name() == "RequiredError" && !unknown.empty()) {
+    what = "There is no command " + Quoted(unknown.front());
+  }
   return FailUsage(Printable(what) + "; see " + command + " --help");
 }
 

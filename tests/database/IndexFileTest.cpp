@@ -13,13 +13,13 @@
 namespace {
 
 using Test::Asset;
+using Test::ChildProcess;
 using Test::Hex;
 using Test::ReadWholeFile;
-using Test::RunInChild;
 using Test::TempFolder;
 using Test::Text;
-using Test::WriteWholeFile;
 using Test::Word;
+using Test::WriteWholeFile;
 
 const std::string kNullId = Hex("FFFFFFFF FFFFFFFF");
 
@@ -107,11 +107,13 @@ TEST_F(IndexFile, LoadsEveryFieldAndSavesTheSameBytes) {
   EXPECT_EQ(report_.recordCount, 2u);
   const PLID id(5, 7, 3);
   const MUKAsset& first = *index_.Find(id);
-  const std::pair<const AssetText*, const char*> texts[] = {
-      {&first.category, "TR;LOCO"},    {&first.name, "Engine"},  {&first.keywords, "steam;big"},
-      {&first.editPath, "editing/e"},  {&first.installPath, "i"}, {&first.archiveName, "local"},
-      {&first.legacyPath, "trains/old"}, {&first.description, "long"}, {&first.userName, "Mine"}};
-  for (const auto& [field, expected] : texts) EXPECT_EQ(field->View(), expected);
+  std::string texts;
+  for (const AssetText* text :
+       {&first.category, &first.name, &first.keywords, &first.editPath, &first.installPath,
+        &first.archiveName, &first.legacyPath, &first.description, &first.userName}) {
+    texts += text->String() + ' ';
+  }
+  EXPECT_EQ(texts, "TR;LOCO Engine steam;big editing/e i local trains/old long Mine ");
   EXPECT_TRUE(first.region.HasStorage());
   EXPECT_FALSE(first.era.HasStorage());
   EXPECT_EQ(first.mapId, PLID(5, 8, 0));
@@ -138,95 +140,63 @@ TEST_F(IndexFile, LoadsEveryFieldAndSavesTheSameBytes) {
 }
 
 TEST_F(IndexFile, RefusesDamageAndSaysWhere) {
-  const std::string null = kNullId;
+  using enum IndexDamage;
   const struct {
-    const char* what;
     std::string Parts::*part;
-    std::string bytes;
     IndexDamage damage;
+    const char* bytes;
   } cases[] = {
-      {"a record too many", &Parts::records, Word(5), IndexDamage::Records},
-      {"records beyond count", &Parts::records, Word(0x80000000), IndexDamage::Records},
-      {"obsolete circle", &Parts::obsolete,
-       Word(1) + Word(1) + Word(0) + Word(2) + Word(0) + Word(1) + Word(0) + Word(2) + Word(0) +
-           Word(1) + Word(0) + Word(2) + Word(0) + null,
-       IndexDamage::Obsolete},
-      {"obsolete old null", &Parts::obsolete, Word(0) + Word(1) + Word(0) + null + null,
-       IndexDamage::Obsolete},
-      {"dependency mode", &Parts::dependencies, Word(1) + Word(0), IndexDamage::Dependencies},
-      {"dependency count", &Parts::dependencies, Word(0) + Word(0x10000000),
-       IndexDamage::Dependencies},
-      {"null dependency", &Parts::dependencies, Word(0) + Word(1) + Word(1) + Word(0) + null,
-       IndexDamage::Dependencies},
-      {"user without profile", &Parts::users,
-       Word(0) + Word(1) + Text("x") + Word(0xFFFFFFFF) + Word(1), IndexDamage::UserNames},
-      {"user without name and id", &Parts::users,
-       Word(0) + Word(1) + Text("") + Word(1) + Word(0xFFFFFFFF), IndexDamage::UserNames},
-      {"config longer than file", &Parts::configs, "HCS$" + Word(1) + Word(0) + Word(0x7FFFFFFF),
-       IndexDamage::ConfigCache},
-      {"archive version", &Parts::archives, Word(0) + Word(1) + Word(2) + std::string(25, '\0'),
-       IndexDamage::Archives},
-      {"archive tail", &Parts::archives,
-       Word(0) + Word(1) + Word(1) + Hex("00") + Word(1) + Word(0) + Word(0) + Word(0) + Word(0) +
-           "eNIB",
-       IndexDamage::Archives},
-      {"archive of nothing", &Parts::archives,
-       Word(0) + Word(1) + Word(1) + Hex("00") + Word(1) + Word(0) + Word(0) + Word(0) + Word(1) +
-           null + "eNIA",
-       IndexDamage::Archives},
+      {&Parts::records, Records, "05000000"},
+      {&Parts::obsolete, Obsolete,  // a circle
+       "00000000 0100000000000000 0200000000000000 0200000000000000 0100000000000000"},
+      {&Parts::dependencies, Dependencies, "01000000 00000000"},
+      {&Parts::dependencies, Dependencies, "00000000 00000010"},
+      {&Parts::dependencies, Dependencies, "00000000 01000000 0100000000000000 FFFFFFFFFFFFFFFF"},
+      {&Parts::users, UserNames, "00000000 01000000 020000005800 FFFFFFFF 01000000"},
+      {&Parts::users, UserNames, "00000000 01000000 0100000000 01000000 FFFFFFFF"},
+      {&Parts::configs, ConfigCache, "48435324 01000000 00000000 FFFFFF7F"},
+      {&Parts::archives, Archives,  // its version, its tail, an asset that is null
+       "00000000 01000000 02000000 00 0100000000000000000000000000000000000000 654E4941"},
+      {&Parts::archives, Archives,
+       "00000000 01000000 01000000 00 0100000000000000000000000000000000000000 654E4942"},
+      {&Parts::archives, Archives,
+       "00000000 01000000 01000000 00 01000000000000000000000000000000 01000000 FFFFFFFFFFFFFFFF"},
   };
   for (const auto& c : cases) {
     Parts parts;
-    parts.*c.part = c.bytes;
-    EXPECT_FALSE(Load(parts.File())) << c.what;
-    EXPECT_EQ(report_.damage, c.damage) << c.what << ": " << IndexDamageText(report_.damage);
+    parts.*c.part = Hex(c.bytes);
+    EXPECT_FALSE(Load(parts.File())) << c.bytes;
+    EXPECT_EQ(report_.damage, c.damage) << c.bytes << ": " << IndexDamageText(report_.damage);
     EXPECT_EQ(index_.Count(), 0u);
   }
 
-  const struct {
-    std::size_t offset;
-    std::string bytes;
-    IndexDamage damage;
-  } headers[] = {{0, Hex("DC"), IndexDamage::BadMagic},   {4, Word(18), IndexDamage::BadVersion},
-                 {4, Word(20), IndexDamage::BadVersion},  {8, Word(101), IndexDamage::BadLength},
-                 {8, Hex("EBCEEDFE"), IndexDamage::BadLength}};
-  for (const auto& c : headers) {
-    EXPECT_FALSE(Load(Parts().File().replace(c.offset, c.bytes.size(), c.bytes)));
-    EXPECT_EQ(report_.damage, c.damage) << IndexDamageText(report_.damage);
+  for (const auto& [damage, bytes] : {std::pair(BadMagic, "DCA2EBCE 13000000 64000000"),
+                                      {BadVersion, "DBA2EBCE 12000000 64000000"},
+                                      {BadLength, "DBA2EBCE 13000000 65000000"},
+                                      {BadLength, "DBA2EBCE 13000000 EBCEEDFE"}}) {
+    EXPECT_FALSE(Load(Parts().File().replace(0, 12, Hex(bytes))));
+    EXPECT_EQ(report_.damage, damage) << IndexDamageText(report_.damage);
   }
   EXPECT_FALSE(index_.Load(folder_ / "none", &report_));
-  EXPECT_EQ(report_.damage, IndexDamage::CannotOpen);
+  EXPECT_EQ(report_.damage, CannotOpen);
 }
 
-// What is cut anywhere before the station does not load, also with a length that agrees.
-TEST_F(IndexFile, CutAnywhereLoadsNothing) {
+// Cut with a length that agrees, or with a word at its extreme or a byte turned round.
+TEST_F(IndexFile, DamageAnywhereStaysInItsBounds) {
   const std::string whole = FullParts().File();
   const std::size_t judged = 12 + FullParts().Judged().size();
-  for (std::size_t length = 0; length < whole.size(); ++length) {
-    std::string cut = whole.substr(0, length);
-    if (length < 12 || length % 64 == 0) {
-      EXPECT_FALSE(Load(cut)) << length;
-    }
-    if (length < 12) continue;
-    cut.replace(8, 4, Word(length));
-    EXPECT_EQ(Load(cut), length >= judged) << length;
-    EXPECT_EQ(index_.Count(), length >= judged ? 2u : 0u) << length;
-  }
-}
-
-// Any word at an extreme, any byte turned round: loads or not, but stays in its bounds.
-TEST_F(IndexFile, SurvivesEveryWordAndByteTurnedRound) {
-  const std::string whole = FullParts().File();
   std::size_t refused = 0;
-  for (std::size_t at = 12; at < whole.size(); ++at) {
-    for (const std::string& bytes :
-         {Word(at % 2 == 0 ? 0xFFFFFFFF : 0x10000), std::string(1, static_cast<char>(~whole[at]))}) {
-      std::string changed = whole;
-      changed.replace(at, std::min(bytes.size(), whole.size() - at), bytes, 0, whole.size() - at);
-      if (Load(changed)) continue;
-      EXPECT_EQ(index_.Count(), 0u);
-      ++refused;
-    }
+  for (std::size_t at = 0; at < whole.size(); ++at) {
+    std::string cut = whole.substr(0, at);
+    if (at >= 12) cut.replace(8, 4, Word(at));
+    EXPECT_EQ(Load(cut), at >= judged) << at;
+    EXPECT_EQ(index_.Count(), at >= judged ? 2u : 0u) << at;
+
+    std::string changed = whole;
+    changed.replace(at, 4, Word(at % 2 == 0 ? 0xFFFFFFFF : 0x10000), 0, whole.size() - at);
+    std::string turned = whole;
+    turned[at] = static_cast<char>(~turned[at]);
+    for (const std::string& bytes : {changed, turned}) refused += Load(bytes) ? 0 : 1;
   }
   EXPECT_GT(refused, whole.size() / 2);
 }
@@ -239,17 +209,16 @@ TEST_F(IndexFile, FailedSaveKeepsTheOldFile) {
   std::filesystem::create_directory(path_ + ".saving");
   EXPECT_FALSE(index_.Save(path_)) << "a folder is in the way";
   std::filesystem::remove(path_ + ".saving");
-  EXPECT_FALSE(index_.Save(folder_ / "no/folder/assets.mkx"));
   std::filesystem::permissions(path_, std::filesystem::perms::owner_read);
   EXPECT_FALSE(index_.Save(path_)) << "the old file is read-only";
   std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
-  const int full = RunInChild([this] {
+  const ChildProcess full([this] {
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit room{20000, 20000};
     setrlimit(RLIMIT_FSIZE, &room);
     return index_.Save(path_) ? 1 : 0;
   });
-  EXPECT_EQ(full, 0) << "the device is full";
+  EXPECT_EQ(full.AwaitEnd(), 0) << "the device is full";
   EXPECT_EQ(ReadWholeFile(path_), old);
   EXPECT_FALSE(std::filesystem::exists(path_ + ".saving"));
   EXPECT_TRUE(index_.Save(path_));

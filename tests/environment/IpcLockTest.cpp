@@ -169,7 +169,9 @@ TEST_F(IpcLockTest, NoTwoProcessesEverWriteTogether) {
   };
   ::Test::ChildProcess first(work);
   ::Test::ChildProcess second(work);
-  EXPECT_EQ(first.Wait() + second.Wait() + ::Test::RunInChild(work), 0);
+  EXPECT_EQ(first.AwaitEnd(), 0);
+  EXPECT_EQ(second.AwaitEnd(), 0);
+  EXPECT_EQ(::Test::ChildProcess(work).AwaitEnd(), 0);
 }
 
 }  // namespace

@@ -7,8 +7,6 @@
 #include <random>
 #include <vector>
 
-#include "tests/support/Threads.h"
-
 using namespace Zef;
 
 // Links that do not stand at the object's start: converting back must move the pointer.
@@ -106,7 +104,7 @@ TEST(ChunkList, BehavesAsASequence) {
   EXPECT_TRUE(std::equal(model.begin(), model.end(), copy.begin()));
 }
 
-static std::atomic<int> living = 0;
+static int living = 0;
 template <typename Base>
 struct Counted : Base {
   Counted() { ++living; }
@@ -134,13 +132,5 @@ TYPED_TEST(RefTest, TheLastHolderEndsTheObject) {
     moved.Detach()->Release();
     EXPECT_EQ(living, 1);
   }
-  EXPECT_EQ(living, 0);
-}
-
-TEST(ReferenceCountMP, ThreadsMayShareAnObject) {
-  using Object = Counted<ReferenceCountMP>;
-  ::Test::OnThreads(4, [object = Ref<Object>(new Object)](int) {
-    for (int round = 0; round < 10'000; ++round) Ref<Object>::Share(object.Get());
-  });
   EXPECT_EQ(living, 0);
 }

@@ -49,10 +49,7 @@ Bytes Pairs(const Bytes& first, const Bytes& second) {
 }
 
 TEST(PairCoder, OutputIsTheDocumentedBytes) {
-  const struct {
-    Bytes source;
-    Bytes coded;
-  } cases[] = {
+  const std::pair<Bytes, Bytes> cases[] = {
       // Codes from 254 down, each doubling the one before; 128 + 123 plain codes, four rows.
       {Repeat({'a', 'b'}, 16),
        {255, 250, 3, 252, 252, 253, 253, 254, 254, 'a', 'b', 128, 0, 2, 251, 251}},
@@ -64,7 +61,7 @@ TEST(PairCoder, OutputIsTheDocumentedBytes) {
        Bytes{255, 252, 1, 'a', 'a', 'b', 'b', 128, 0, 48} + Pairs({253}, {254})},
       {{}, {}},
   };
-  for (const auto& c : cases) EXPECT_EQ(Encode(c.source), c.coded);
+  for (const auto& [source, coded] : cases) EXPECT_EQ(Encode(source), coded);
 }
 
 TEST(PairCoder, RoundTripsAllTexturesAndLengths) {
@@ -114,10 +111,7 @@ TEST(PairCoder, DecoderTakesEveryFormOfTable) {
 }
 
 TEST(PairCoder, DecoderRefusesWhatIsMalformed) {
-  const struct {
-    const char* what;
-    Bytes coded;
-  } cases[] = {
+  const std::pair<const char*, Bytes> cases[] = {
       {"ends before the table does", {255}},
       {"ends inside a row", {0}},
       {"ends between left and right", {0, 1}},
@@ -130,7 +124,7 @@ TEST(PairCoder, DecoderRefusesWhatIsMalformed) {
       {"cycle that deepens the stack", {1, 1, 1, 0, 0, 255, 253, 0, 1, 0}},
       {"cycle that emits for ever", {0, 2, 0, 255, 254, 0, 1, 0}},
   };
-  for (const auto& c : cases) EXPECT_EQ(Decode(c.coded), std::nullopt) << c.what;
+  for (const auto& [what, coded] : cases) EXPECT_EQ(Decode(coded), std::nullopt) << what;
 }
 
 }  // namespace

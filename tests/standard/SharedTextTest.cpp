@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <clocale>
 #include <cstdlib>
-#include <iterator>
 #include <string>
 
 #include "kernel/standard/PString.h"
@@ -158,17 +155,4 @@ TEST(Format, LengthsAroundTheInlineBuffer) {
   }
   EXPECT_EQ(text.AssignFormat("%*d", 32 << 20, 7), -1);
   EXPECT_FALSE(text.HasStorage()) << "a result that is too long counts as empty";
-}
-
-TEST(Format, NumbersIgnoreTheHostsLocale) {
-  const char* names[] = {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE", "fr_FR"};
-  const bool hasComma = std::any_of(std::begin(names), std::end(names), [](const char* name) {
-    return std::setlocale(LC_NUMERIC, name) != nullptr;
-  });
-  if (!hasComma) GTEST_SKIP() << "no locale with a decimal comma is installed";
-  SharedText text;
-  text.AssignFormat("%.2f", 1.5);
-  EXPECT_STREQ(std::localeconv()->decimal_point, ",") << "the host's own setting must stand";
-  EXPECT_STREQ(text.Text(), "1.50");
-  std::setlocale(LC_NUMERIC, "C");
 }

@@ -56,7 +56,9 @@ TEST(Task, CycleSurvivesChangesOfItsList) {
   std::string order;
   std::unique_ptr<Probe> made;
   std::unique_ptr<Probe> doomed;
-  const auto make = [](Probe::Work work) { return std::make_unique<Probe>(0.0F, true, work); };
+  const auto make = [](const Probe::Work& work) {
+    return std::make_unique<Probe>(0.0F, true, work);
+  };
   const auto first = make([&](float) {
     order += '1';
     system.Cycle();

@@ -1,0 +1,161 @@
+#include <filesystem>
+
+#include "tests/apps/QuarleProgram.h"
+
+namespace {
+
+using namespace Test;
+namespace fs = std::filesystem;
+
+/// Two releases: 2 and 3 go (of which the last deletion is lost), 4 and 5 come, 5 in place of a
+/// record that lies in a folder. Order is by name.
+class Patching : public QuarleProgram {
+ protected:
+  Patching() {
+    MUKAsset there = Asset(5, "e");
+    there.legacyPath = "world/e";
+    there.Set(AssetFlag::BuiltIn, false);
+    Save("old/assets.mkx", {Asset(1, "a"), Asset(2, "b"), Asset(3, "c")});
+    Save("new/assets.mkx", {Asset(1, "a"), Asset(4, "d"), Asset(5, "e")});
+    Save("there/assets.mkx", {Asset(1, "a"), Asset(2, "b"), Asset(3, "c"), there});
+    Write("there/world/e/config.txt", "x");
+  }
+};
+
+TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
+  const Outcome diff = Run("diff old new sets/a --json");
+  ASSERT_EQ(diff.status, 0) << diff.err;
+  EXPECT_EQ(diff.Json()["additions"], 2);
+  EXPECT_EQ(diff.Json()["deletions"], 2);
+  EXPECT_EQ(diff.Json()["changes"], 0);
+  EXPECT_EQ(Run("diff old new sets/b/").out.find("'sets/b/'"), 10u);
+
+  const std::string before = Read("there/assets.mkx");
+  nlohmann::json planned = Run("patch there sets/a --dry-run --json").Json();
+  EXPECT_EQ(Read("there/assets.mkx"), before);
+  EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak"));
+  EXPECT_TRUE(fs::exists(temp_ / "there/world/e/config.txt"));
+
+  const Outcome patch = Run("patch there sets/a --json");
+  ASSERT_EQ(patch.status, 0) << patch.err;
+  const nlohmann::json done = patch.Json();
+  EXPECT_EQ(done["came"], 1);
+  EXPECT_EQ(done["went"], 1);
+  EXPECT_EQ(done["stayed"], 3);
+  EXPECT_EQ(done["replacedFolders"], nlohmann::json({"world/e"}));
+  for (const char* key : {"came", "went", "stayed", "replacedFolders", "setWhole"}) {
+    EXPECT_EQ(planned[key], done[key]) << key;
+  }
+  EXPECT_EQ(Read("there/assets.mkx.bak"), before);
+  EXPECT_FALSE(fs::exists(temp_ / "there/world/e"));
+
+  std::string ids;
+  const nlohmann::json shown = Run("index show there/assets.mkx --json").Json();
+  for (const auto& record : shown["records"]) {
+    ids += record["id"].get<std::string>() + " ";
+  }
+  EXPECT_EQ(ids, "<plid:1:1> <plid:1:3> <plid:1:4> <plid:1:5> ");
+}
+
+TEST_F(Patching, KeepsACopyOnlyIfToldTo) {
+  ASSERT_EQ(Run("diff old new set").status, 0);
+  EXPECT_EQ(Run("patch old/ set/ --no-backup --quiet").out, "");
+  EXPECT_FALSE(fs::exists(temp_ / "old/assets.mkx.bak"));
+  // A folder in the place of the copy: nothing may be patched without one.
+  const std::string before = Read("there/assets.mkx");
+  fs::create_directories(temp_ / "there/assets.mkx.bak/x");
+  const Outcome outcome = Run("patch there set");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
+  EXPECT_EQ(Read("there/assets.mkx"), before);
+  EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak.tmp"));
+}
+
+TEST_F(Patching, PutsTheCopyBackWhenThePluginFails) {
+  ASSERT_EQ(Run("diff old new set").status, 0);
+  const std::string before = Read("there/assets.mkx");
+  const struct {
+    const char* fault;
+    const char* options;
+    const char* said;
+    bool survives;
+  } cases[] = {
+      {"damage", "", "the copy was put back", true},
+      {"nothing", "", "was not saved", true},
+      {"refuse", "", "could not apply", true},
+      {"damage", "--no-backup", "no copy was kept", false},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome =
+        Run(std::string("patch there set --plugin " FAKE_PLUGIN_PATH " ") + c.options,
+            std::string("FAKE_PLUGIN=") + c.fault);
+    EXPECT_EQ(outcome.status, 1) << c.fault;
+    EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
+    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
+    EXPECT_EQ(Read("there/assets.mkx") == before, c.survives) << c.fault;
+  }
+}
+
+// Beside the program, then where both are installed; a program without one says so.
+TEST_F(Patching, FindsThePluginThatBelongsToTheProgram) {
+  fs::create_directory(temp_ / "bin");
+  fs::copy(QUARLE_PATH, temp_ / "bin/quarle");
+  const std::string diff = "bin/quarle diff old new set";
+  const Outcome none = Shell(diff);
+  EXPECT_EQ(none.status, 1);
+  EXPECT_NE(none.err.find("--plugin"), std::string::npos) << none.err;
+  fs::create_directories(temp_ / "lib/quarle");
+  fs::copy(GNE_D_PATH, temp_ / "lib/quarle/gne_d.so");
+  EXPECT_EQ(Shell(diff).status, 0);
+  fs::copy(FAKE_PLUGIN_PATH, temp_ / "bin/gne_d.so");
+  EXPECT_EQ(Shell(diff).status, 1);  // its Diff always fails
+}
+
+TEST_F(Patching, OtherNamesAndColonsInFoldersWork) {
+  fs::rename(temp_ / "old", temp_ / "local:old");
+  fs::rename(temp_ / "local:old/assets.mkx", temp_ / "local:old/x.mkx");
+  fs::rename(temp_ / "new/assets.mkx", temp_ / "new/x.mkx");
+  EXPECT_EQ(Run("diff local:old new set:1 --index x.mkx").status, 0);
+  EXPECT_EQ(Run("set check set:1 --index x.mkx").status, 0);
+  EXPECT_EQ(Run("patch local:old set:1 --index x.mkx").status, 0);
+  EXPECT_EQ(Run("index check local:old/x.mkx").status, 0);
+}
+
+TEST_F(Patching, SetShowAndCheckTellWhatIsCutShort) {
+  const std::string record = Bytes(Asset(7, "seven"));
+  const struct {
+    std::string additions;
+    std::string deletions;
+    bool whole;
+    std::size_t effective;  ///< deletions
+  } cases[] = {
+      {"", "", true, 0},
+      {record + record, IdBytes(1) + IdBytes(2), true, 1},
+      {record + record.substr(0, record.size() - 1), IdBytes(1), false, 0},
+      {record + "x", IdBytes(1), false, 0},
+      {"", IdBytes(1) + "1234567", false, 1},  // stray bytes save the last deletion
+  };
+  for (const auto& c : cases) {
+    Write("set/data/assets.mkx.MUKAdd", c.additions);
+    Write("set/data/assets.mkx.MUKDel", c.deletions);
+    Write("set/data/assets.mkx.MUKPatch", "");
+    const std::string sizes =
+        std::to_string(c.additions.size()) + "+" + std::to_string(c.deletions.size());
+    const Outcome check = Run("set check set --json");
+    EXPECT_EQ(check.status, c.whole ? 0 : 1) << sizes;
+    EXPECT_EQ(check.Json()["whole"], c.whole) << sizes;
+    EXPECT_EQ(Run("patch old set -n --json").Json()["setWhole"], c.whole) << sizes;
+    std::size_t effective = 0;
+    const nlohmann::json shown = Run("set show set --json").Json();
+    for (const auto& item : shown["deletions"]) {
+      if (item["effective"].get<bool>()) ++effective;
+    }
+    EXPECT_EQ(effective, c.effective) << sizes;
+    // What show promises is what applying does.
+    Save("copy/assets.mkx", {Asset(1, "a"), Asset(2, "b"), Asset(3, "c")});
+    EXPECT_EQ(Run("patch copy set --json").Json()["went"], c.effective) << sizes;
+  }
+  EXPECT_NE(Run("set show set").out.find("<plid:1:1>\n"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,153 @@
+#include <filesystem>
+
+#include "tests/apps/QuarleProgram.h"
+
+namespace {
+
+using namespace Test;
+
+using Usage = QuarleProgram;
+
+// A misspelt command must neither do something else nor end with "done".
+TEST_F(Usage, WrongCommandLinesAreStatus2AndOneLine) {
+  const struct {
+    const char* arguments;
+    const char* said;
+  } cases[] = {
+      {"", "subcommand"},
+      {"frobnicate", "no command 'frobnicate'"},
+      {"set frobnicate", "no command 'frobnicate'"},
+      {"index", "quarle index --help"},
+      {"diff a b", "OUT"},
+      {"diff a b ''", "must not be empty"},
+      {"diff a b c d", "d"},
+      {"patch a b --frob", "--frob"},
+      {"patch a b --progress sometimes", "sometimes"},
+      {"index stat f --top many", "many"},
+      {"index show f --index x", "--index"},
+      {"plid", "TEXT"},
+      {"'fr\xFFob\x1b'", "fr\uFFFDob\uFFFD"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome = Run(c.arguments);
+    EXPECT_EQ(outcome.status, 2) << c.arguments;
+    EXPECT_TRUE(outcome.HasOneErrorLine()) << c.arguments << ": " << outcome.err;
+    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.out, "") << c.arguments;
+  }
+}
+
+TEST_F(Usage, EveryCommandHelpsWithAnExample) {
+  for (const char* command : {"", "diff", "patch", "set", "set show", "set check", "index",
+                              "index show", "index stat", "index check", "plid"}) {
+    const Outcome outcome = Run(std::string(command) + " --help");
+    EXPECT_EQ(outcome.status, 0) << command;
+    EXPECT_NE(outcome.out.find("Example:\n  quarle "), std::string::npos) << command;
+  }
+}
+
+TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {
+  Save("good/assets.mkx", {Asset(1, "a")});
+  std::string bytes = Read("good/assets.mkx");
+  Write("cut/assets.mkx", bytes.substr(0, bytes.size() - 1));
+  Write("text/assets.mkx", "this is no index at all");
+  bytes[4] = 18;
+  Write("v18/assets.mkx", bytes);
+  bytes[4] = 19;
+  bytes[15] = '\x7F';
+  Write("count/assets.mkx", bytes);
+  Write("file", "");
+  const struct {
+    const char* arguments;
+    const char* said;
+  } cases[] = {
+      {"index show none.mkx", "'none.mkx': there is no such file"},
+      {"index stat good", "'good': it is a folder"},
+      {"index check cut/assets.mkx", "'cut/assets.mkx': the stored length"},
+      {"index check text/assets.mkx", "no asset index"},
+      {"index check v18/assets.mkx", "(18 instead of 19)"},
+      {"index check count/assets.mkx", "(at byte 16)"},
+      {"diff none good out", "'none/assets.mkx'"},
+      {"diff good cut out", "'cut/assets.mkx'"},
+      {"diff good good file", "'file/data'"},
+      {"diff good good out --index other.mkx", "'good/other.mkx'"},
+      {"diff good good out --plugin none.so", "'none.so'"},
+      {"diff good good out --plugin libm.so.6", "'libm.so.6'"},
+      {"patch good none", "'none/data/assets.mkx.MUKDel'"},
+      {"set show none", "'none/data/assets.mkx.MUKDel'"},
+      {"set check none", "none/data/assets.mkx.MUKDel' is missing"},
+      {"plid 7:8 hello", "'hello'"},
+      {"plid --strict 7:8", "'7:8'"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome = Run(c.arguments);
+    EXPECT_EQ(outcome.status, 1) << c.arguments;
+    EXPECT_TRUE(outcome.HasOneErrorLine()) << c.arguments << ": " << outcome.err;
+    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
+  }
+  EXPECT_EQ(Run("patch good out").status, 1);  // half a set: the failed diffs made no files
+  EXPECT_EQ(Read("good/assets.mkx").size(), bytes.size());
+}
+
+TEST_F(Usage, AFullDiskUnderTheOutputIsAFailure) {
+  const Outcome outcome = Shell("( " QUARLE_PATH " plid 1:2 >/dev/full )");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
+}
+
+// What a script reads must not change with the terminal, and NO_COLOR is a promise.
+TEST_F(Usage, ColoursAndBarsAreForTerminals) {
+  Save("assets.mkx", {Asset(1, "a")});
+  const auto onTerminal = [this](const std::string& environment) {
+    return Shell(environment + " TERM=xterm script -qec '" QUARLE_PATH
+                               " index stat assets.mkx' typescript")
+        .out;
+  };
+  const std::string escape = "\x1b[";
+  EXPECT_NE(onTerminal("").find(escape), std::string::npos);
+  EXPECT_EQ(onTerminal("NO_COLOR=1").find(escape), std::string::npos);
+  EXPECT_EQ(Run("index stat assets.mkx").out.find(escape), std::string::npos);
+  EXPECT_EQ(Run("index stat assets.mkx").err, "");
+  EXPECT_NE(Run("index stat assets.mkx --progress always").err.find("loading"), std::string::npos);
+  EXPECT_EQ(Run("index stat assets.mkx --progress always --quiet").err, "");
+}
+
+TEST_F(Usage, PlidTellsEveryForm) {
+  const nlohmann::json ids = Run("plid '<PLID2:5:6:3>' -3:7 '<null>' --json").Json();
+  ASSERT_EQ(ids.size(), 3u);
+  EXPECT_EQ(ids[0]["tag"], "<plid2:5:6:3>");
+  EXPECT_EQ(ids[0]["words"], "plid2 5 6 3");
+  EXPECT_EQ(ids[0]["packed"], nlohmann::json({6, 5 + (3u << 25)}));
+  EXPECT_EQ(ids[1]["user"], -3);
+  EXPECT_EQ(ids[1]["version"], 127);
+  EXPECT_EQ(ids[2]["null"], true);
+  const std::string text = Run("plid '<PLID2:5:6:3>'").out;
+  for (const char* part : {"plid2 5 6 3", "user 5, content 6, version 3", "0x06000005"}) {
+    EXPECT_NE(text.find(part), std::string::npos) << text;
+  }
+}
+
+// Bytes that are no characters come out as U+FFFD, one each; everything else unchanged.
+TEST_F(Usage, AnyBytesGiveValidJson) {
+  const struct {
+    const char* bytes;
+    const char* shown;
+  } cases[] = {
+      {R"(a"b\c/)", R"(a"b\c/)"},
+      {"\x01\t\x7F", "\x01\t\x7F"},
+      {"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x9A\x82", "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x9A\x82"},
+      {"\xC3", "\uFFFD"},                                // cut short
+      {"x\xE2\x82y", "x\uFFFD\uFFFDy"},                  // cut by a letter
+      {"\xC0\xAF", "\uFFFD\uFFFD"},                      // overlong
+      {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},            // surrogate
+      {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},  // past the last plane
+      {"\xC2\x85", "\xC2\x85"},                          // a control character of two bytes
+      {"\xFF\xFE", "\uFFFD\uFFFD"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome = Run(std::string("plid --json '") + c.bytes + "'");
+    EXPECT_EQ(outcome.Json()[0]["text"], c.shown) << outcome.out;
+  }
+}
+
+}  // namespace

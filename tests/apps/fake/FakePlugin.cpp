@@ -1,0 +1,18 @@
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "plugin/gne_d.h"
+
+// The environment variable FAKE_PLUGIN says what goes wrong.
+
+bool Diff(const char*, const char*, const char*, const char*) { return false; }
+
+bool Patch(const char* indexName, const char* indexRoot, const char*) {
+  const char* const fault = std::getenv("FAKE_PLUGIN");
+  const std::string what = fault != nullptr ? fault : "";
+  if (what == "damage") std::ofstream(std::string(indexRoot) + "/" + indexName) << "half an index";
+  return what != "refuse";
+}
+
+const char* GetName() { return "gne_d"; }

@@ -1,0 +1,229 @@
+// Processes that stop, or are killed, at every step of the file discipline. Each runs in a child,
+// so that the parent never has threads of its own when it forks.
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <random>
+#include <set>
+
+#include "tests/database/RunningFixture.h"
+#include "tests/support/ChildProcess.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Test::AddRecord;
+using Test::ChildProcess;
+using Test::Eventually;
+using Test::ReadWholeFile;
+using Test::RunningNames;
+using Test::WriteWholeFile;
+
+constexpr int kStopped = -1;  // killed
+
+// Of the child alone.
+int stepsLeft = 0;
+
+class CrashTest : public Test::RunningTest {
+ protected:
+  /// Runs the database with one more record in a child that stops after the given number of
+  /// steps. True when it was stopped, false when it came to its end.
+  bool RunUntil(int steps) {
+    const ChildProcess child([&] {
+      stepsLeft = steps;
+      settings_.stepObserver = [](const char*) {
+        if (stepsLeft-- == 0) raise(SIGKILL);
+      };
+      MUKInitialise(settings_);
+      AddRecord({2, 1, 0}, "new");
+      {
+        const MUKLock guard(true);
+        MUKInternalWriteDatabase();
+      }
+      AddRecord({2, 2, 0}, "newer");
+      MUKShutdown();
+      return 0;
+    });
+    const int status = child.AwaitEnd();
+    EXPECT_TRUE(status == 0 || status == kStopped) << status;
+    return status == kStopped;
+  }
+
+  /// What the next start finds.
+  std::string Found() {
+    const fs::path answer = folder_ / "found";
+    const ChildProcess child([&] {
+      MUKInitialise(settings_);
+      WriteWholeFile(answer, RunningNames());
+      MUKShutdown();
+      return 0;
+    });
+    EXPECT_EQ(child.AwaitEnd(), 0);
+    return ReadWholeFile(answer);
+  }
+};
+
+TEST_F(CrashTest, StoppedAfterAnyStepTheNextStartLosesNothing) {
+  const struct {
+    const char* main;
+    const char* temporary;
+    const char* backup;
+  } states[] = {
+      {"o", "-", "-"}, {"o", "x", "n"}, {"-", "o", "p"}, {"x", "o", "-"}, {"x", "x", "o"}};
+  const std::set<std::string> allowed = {"o ", "o new ", "o new newer "};
+  for (const auto& state : states) {
+    int steps = 0;
+    for (bool stopped = true; stopped; ++steps) {
+      Lay(state.main, state.temporary, state.backup);
+      stopped = RunUntil(steps);
+      EXPECT_TRUE(allowed.contains(Found()))
+          << "stopped at " << steps << " of " << state.main << state.temporary << state.backup;
+    }
+    EXPECT_GE(steps, 20) << "the steps are all there";
+    EXPECT_EQ(Found(), "o new newer ");
+  }
+}
+
+TEST_F(CrashTest, StoppedAgainDuringTheRecoveryItStillLosesNothing) {
+  bool firstStopped = true;
+  for (int first = 0; firstStopped; first += 3) {
+    bool secondStopped = true;
+    for (int second = 0; secondStopped; ++second) {
+      Lay("o", "-", "-");
+      firstStopped = RunUntil(first);
+      secondStopped = RunUntil(second);
+      EXPECT_EQ(Found().substr(0, 2), "o ") << first << ' ' << second;
+    }
+  }
+}
+
+// No step is named here: the child is killed wherever it is, and has told of each write it ended.
+TEST_F(CrashTest, KilledAtAnyMomentNoFinishedWriteIsLost) {
+  std::mt19937 random(4711);
+  const fs::path told = folder_ / "told";
+  for (int round = 0; round < 25; ++round) {
+    Lay("-", "-", "-");
+    fs::remove_all(told);
+    fs::create_directory(told);
+    const ChildProcess child([&] {
+      MUKInitialise(settings_);
+      for (int i = 0;; ++i) {
+        AddRecord({1, i, 0}, "r");
+        const MUKLock guard(true);
+        MUKInternalWriteDatabase();
+        fs::create_directory(told / std::to_string(i));
+      }
+      return 0;
+    });
+    ASSERT_TRUE(Eventually([&] { return fs::exists(told / "0"); }));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
+    child.Kill();
+    child.AwaitEnd();
+    const auto finished = std::distance(fs::directory_iterator(told), {});
+    const auto found = static_cast<std::ptrdiff_t>(Found().size() / 2);
+    EXPECT_TRUE(found == finished || found == finished + 1) << found << " of " << finished;
+  }
+}
+
+/// A process with a database of its own that does what it is told, and idles in between.
+class Party {
+ public:
+  explicit Party(const MUKSettings& settings, const char* stopAt = "")
+      : child_([&] { return Serve(settings, stopAt); }) {
+    close(ends_.child);
+  }
+  ~Party() {
+    child_.Kill();
+    close(ends_.parent);
+  }
+  Party(const Party&) = delete;
+  Party& operator=(const Party&) = delete;
+
+  /// 'a' to 'z' add a record of that user, '#' adds none. The answer is the number of records.
+  void Order(char what) { EXPECT_EQ(write(ends_.parent, &what, 1), 1); }
+  int Answer() {
+    char answer = -1;
+    EXPECT_EQ(read(ends_.parent, &answer, 1), 1);
+    return answer;
+  }
+  int Ask(char what) {
+    Order(what);
+    return Answer();
+  }
+  const ChildProcess& Process() const { return child_; }
+
+ private:
+  struct Ends {
+    Ends() {
+      int both[2] = {-1, -1};
+      EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, both), 0);
+      parent = both[0];
+      child = both[1];
+    }
+    int parent;
+    int child;
+  };
+
+  int Serve(MUKSettings settings, const char* stopAt) const {
+    close(ends_.parent);
+    static std::string_view wanted;
+    wanted = stopAt;
+    settings.stepObserver = [](const char* step) {
+      if (step == wanted) raise(SIGKILL);
+    };
+    MUKInitialise(settings);
+    for (int records = 0;;) {
+      pollfd ready{.fd = ends_.child, .events = POLLIN, .revents = 0};
+      if (poll(&ready, 1, 1) == 0) {
+        MUKIdle();
+        continue;
+      }
+      char what = 0;
+      if (read(ends_.child, &what, 1) != 1) return 1;
+      if (what != '#') AddRecord({what, ++records, 0}, "r");
+      const char count = static_cast<char>(RunningNames().size() / 2);
+      if (write(ends_.child, &count, 1) != 1) return 1;
+    }
+  }
+
+  Ends ends_;
+  ChildProcess child_;
+};
+
+TEST_F(CrashTest, TwoProcessesHandTheDatabaseOver) {
+  Party a(settings_);
+  EXPECT_EQ(a.Ask('#'), 0);
+  Party b(settings_);
+  for (int records = 0; records < 8; records += 2) {
+    EXPECT_EQ(b.Ask('b'), records + 1) << "a writes and gives way when it is asked to";
+    EXPECT_EQ(a.Ask('a'), records + 2);
+  }
+  EXPECT_EQ(b.Ask('#'), 8);
+}
+
+TEST_F(CrashTest, AProcessThatIsKilledHoldsNothingBack) {
+  Lay("o", "-", "-");
+  Party a(settings_);
+  EXPECT_EQ(a.Ask('#'), 1);
+  Party b(settings_);
+  EXPECT_EQ(b.Ask('#'), 1);
+  EXPECT_EQ(a.Ask('a'), 2);
+  a.Process().Kill();  // and nobody collects it
+  EXPECT_EQ(b.Ask('#'), 1) << "the change was not written";
+  EXPECT_EQ(b.Ask('b'), 2);
+  EXPECT_EQ(Found(), "o r ") << "and b, waited for, has written";
+}
+
+TEST_F(CrashTest, AWriteThatWasNotAnnouncedIsSeen) {
+  Party b(settings_);
+  EXPECT_EQ(b.Ask('b'), 1);
+  Party a(settings_, "write: renamed");
+  EXPECT_EQ(a.Ask('a'), 2);
+  b.Order('#');  // a writes, and ends before it can say so
+  EXPECT_EQ(a.Process().AwaitEnd(), kStopped);
+  EXPECT_EQ(b.Answer(), 2);
+}
+
+}  // namespace

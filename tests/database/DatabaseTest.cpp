@@ -1,0 +1,279 @@
+#include <vector>
+
+#include "database/ContentServices.h"
+#include "kernel/standard/Trace.h"
+#include "tests/database/RunningFixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Test::AddRecord;
+using Test::Asset;
+using Test::Eventually;
+using Test::RunningNames;
+using Test::WriteWholeFile;
+
+std::string traced;
+
+class DatabaseTest : public Test::RunningTest {
+ protected:
+  DatabaseTest() {
+    traced.clear();
+    Zef::SetTraceSink([](const char* line) { traced += line; });
+  }
+};
+
+TEST_F(DatabaseTest, WritesWhatWasLeftAloneForTenSeconds) {
+  EXPECT_EQ(Start(), "");
+  AddRecord({1, 1, 0}, "one");
+  EXPECT_EQ(Files(), "");
+  clock_.Advance(10);
+  MUKIdle();
+  EXPECT_TRUE(Database::Get().IsDirty());
+  clock_.Advance(5);
+  EXPECT_TRUE(MUKFind({1, 1, 0}));  // in use: the ten seconds begin again
+  clock_.Advance(10);
+  MUKIdle();
+  EXPECT_TRUE(Database::Get().IsDirty());
+  ASSERT_TRUE(WriteByIdle());
+  MUKShutdown();
+  EXPECT_EQ(Files(), "m");
+  EXPECT_EQ(Stored(kMain), "one ");
+  EXPECT_EQ(RunningNames(), "not running");
+}
+
+TEST_F(DatabaseTest, MovesTheFileAwayOnceAtTheFirstChange) {
+  Lay(kMain, "a");
+  EXPECT_EQ(Start(), "a ");
+  EXPECT_EQ(Files(), "b") << "a load leaves the database changed";
+  WriteWholeFile(folder_ / kTemporary, "left alone");
+  AddRecord({2, 1, 0}, "b");
+  EXPECT_EQ(Files(), "tb");
+  ASSERT_TRUE(WriteByIdle());
+  ASSERT_TRUE(Eventually([&] { return Files() == "mb"; }));
+  AddRecord({2, 2, 0}, "c");
+  EXPECT_EQ(Files(), "b");
+  EXPECT_EQ(Stored(kBackup), "a b ") << "the previous database, not the one before";
+}
+
+TEST_F(DatabaseTest, StartsFromWhateverIsWhole) {
+  const struct {
+    const char *main, *temporary, *backup;
+    bool repair, archivesOnly;
+    const char* expected;
+    const char* expectedFiles;
+  } cases[] = {
+      {"m", "t", "b", true, false, "m ", "b"},  {"-", "t", "b", true, false, "t ", "mb"},
+      {"-", "-", "b", true, false, "b ", "mb"}, {"x", "t", "b", true, false, "t ", "mb"},
+      {"x", "x", "b", true, false, "b ", "mb"}, {"-", "t", "x", true, false, "t ", "mb"},
+      {"x", "x", "x", true, false, "", "mtb"},  {"-", "t", "b", false, false, "", "tb"},
+      {"-", "t", "b", true, true, "", "tb"},
+  };
+  for (const auto& c : cases) {
+    Lay(c.main, c.temporary, c.backup);
+    settings_.allowRepair = c.repair;
+    settings_.archivesOnly = c.archivesOnly;
+    EXPECT_EQ(Start(), c.expected) << &c - cases;
+    EXPECT_EQ(Files(), c.expectedFiles) << &c - cases;
+    if (*c.expected == 't') {
+      EXPECT_EQ(Stored(kBackup), "t ") << "the file that was found becomes the backup";
+    }
+    MUKShutdown();
+    EXPECT_EQ(Stored(kMain), c.repair ? c.expected : "damaged") << &c - cases;
+  }
+}
+
+TEST_F(DatabaseTest, TriesAgainWhenAWriteFails) {
+  Lay(kMain, "a");
+  Start();
+  AddRecord({2, 1, 0}, "b");
+  fs::create_directories(folder_ / "cache/assets.mkx/in the way");
+  clock_.Advance(11);
+  { MUKLock(true), MUKInternalWriteDatabase(); }
+  EXPECT_TRUE(Database::Get().IsDirty());
+  EXPECT_EQ(Stored(kBackup), "a ") << "nothing was given up for a save that failed";
+  EXPECT_EQ(traced, "");
+  fs::remove_all(folder_ / kTemporary);
+
+  fs::create_directories(folder_ / "assets.mkx/in the way");
+  { MUKLock(true), MUKInternalWriteDatabase(); }
+  EXPECT_EQ(traced, "MUKThread_WriteDatabaseLocal> Unlink(\"" + (folder_ / kMain) +
+                        "\") failed\nMUKThread_WriteDatabaseLocal> Rename(\"" +
+                        (folder_ / kTemporary) + "\", \"" + (folder_ / kMain) + "\") failed\n");
+  EXPECT_TRUE(Database::Get().IsDirty());
+  EXPECT_EQ(Stored(kTemporary), "a b ");
+  AddRecord({2, 2, 0}, "c");
+  EXPECT_EQ(Stored(kTemporary), "a b ") << "a change deletes nothing that is needed";
+  fs::remove_all(folder_ / kMain);
+  MUKShutdown();
+  EXPECT_EQ(Stored(kMain), "a b c ");
+}
+
+TEST_F(DatabaseTest, KeepsAChangeThatComesDuringAWrite) {
+  settings_.stepObserver = [](const char* step) {
+    if (std::string_view(step) == "write: saved") Database::Get().MarkChanged(kChangeGeneral);
+  };
+  Start();
+  AddRecord({1, 1, 0}, "one");
+  { MUKLock(true), MUKInternalWriteDatabase(); }
+  EXPECT_TRUE(Database::Get().IsDirty());
+  EXPECT_EQ(Files(), "b") << "the backup step of that change comes behind the write";
+  EXPECT_EQ(Stored(kBackup), "one ");
+  EXPECT_EQ(traced,
+            "MUKInternalWriteDatabase> asset cache marked changed during write operation\n");
+}
+
+TEST_F(DatabaseTest, TouchesNoFileWithoutARootAndKeepsARelativeOne) {
+  const fs::path before = fs::current_path();
+  fs::current_path(folder_.Path());
+  Lay(kMain, "a");
+  Lay("product/Assets.MKX", "p");
+  settings_.productRoot = "";
+  EXPECT_EQ(Start(), "");
+  AddRecord({1, 1, 0}, "one");
+  EXPECT_TRUE(WriteByIdle());
+  MUKShutdown();
+  EXPECT_EQ(Files(), "m");
+  EXPECT_EQ(Stored(kMain), "a ");
+
+  settings_.productRoot = "product";
+  fs::create_directories(folder_ / "product/editing/empty");
+  fs::create_directories(folder_ / "product/editing/full/empty");
+  MUKInitialise(settings_);
+  fs::current_path(before);
+  EXPECT_EQ(RunningNames(), "p ") << "whatever the letter case";
+  MUKShutdown();
+  EXPECT_TRUE(fs::exists(folder_ / "product/assets.mkx"));
+  EXPECT_FALSE(fs::exists(folder_ / "product/editing/empty"));
+  EXPECT_TRUE(fs::exists(folder_ / "product/editing/full/empty"));
+}
+
+TEST_F(DatabaseTest, TellsTheHostOfChangesWhenNobodyHoldsTheDatabase) {
+  std::atomic<std::uint32_t> told{0};  // the masks as digits
+  settings_.change = [&](std::uint32_t mask) { told = told * 10 + mask; };
+  Start();
+  EXPECT_TRUE(Eventually([&] { return told == 1; })) << "of the rebuild";
+  AddRecord({1, 1, 0}, "one");
+  EXPECT_EQ(told, 11u);
+  {
+    const MUKLock outer(true);
+    MUKSetSizeBytes({1, 1, 0}, 5);
+    MUKIdle();
+    EXPECT_EQ(told, 11u);
+  }
+  EXPECT_EQ(told, 113u);
+  MUKSetSizeBytes({1, 1, 0}, 5);
+  MUKSetMarked({1, 1, 0}, true);
+  EXPECT_EQ(told, 113u);
+  MUKShutdown();
+}
+
+TEST_F(DatabaseTest, IdleDoesNothingUnderAGuard) {
+  Start();
+  AddRecord({1, 1, 0}, "one");
+  clock_.Advance(60);
+  const MUKLock guard(false);
+  MUKIdle();
+  EXPECT_EQ(Files(), "");
+  EXPECT_TRUE(MUKLock(true, true).IsHeld()) << "the same thread may take more";
+  std::thread([] { EXPECT_FALSE(MUKLock(true, true).IsHeld()); }).join();
+}
+
+TEST_F(DatabaseTest, AccessorsReadAndChangeOneField) {
+  const PLID id(1, 1, 3);
+  EXPECT_EQ(MUKGetRating(id), -1) << "not running";
+  Start();
+  EXPECT_EQ(MUKGetRating(id), -1) << "not known";
+  EXPECT_FALSE(MUKGetEnabled(id) || MUKGetInArchive(id) || MUKSetEnabled(id, true));
+  AddRecord(id, "Old Name");
+  const auto dirtied = [] {
+    const MUKLock guard(true);
+    const bool dirty = Database::Get().IsDirty();
+    if (dirty) MUKInternalWriteDatabase();
+    return dirty;
+  };
+  EXPECT_TRUE(dirtied());
+  EXPECT_EQ(MUKGetSearchText(id), "old;name");
+  EXPECT_TRUE(MUKSetUserName(id, "Mine") && dirtied());
+  EXPECT_EQ(MUKGetSearchText(id), "mine");
+  EXPECT_TRUE(MUKSetUserName(id, "Mine") && MUKSetMarked(id, true) && !dirtied());
+  EXPECT_TRUE(MUKSetRating(id, 5) && !MUKSetRating(id, 6) && dirtied());
+  EXPECT_EQ(MUKGetRating(id), 5);
+
+  ArchiveList::Archive archive;
+  archive.assets = {id};
+  {
+    const MUKLock guard(true);
+    Database::Get().Index().AddArchive(archive);
+    archive.id = 1;
+    Database::Get().Index().AddArchive(archive);
+    Database::Get().Index().DropArchive(0);
+  }
+  EXPECT_TRUE(dirtied() && MUKGetInArchive(id) && dirtied()) << "the first asks the archives";
+  EXPECT_TRUE(MUKGetInArchive(id) && !dirtied());
+
+  MUKAsset offered = Asset(id);
+  offered.installPath = "i";
+  EXPECT_TRUE(MUKMerge(offered) && dirtied());
+  EXPECT_TRUE(MUKCreateNew(id).IsNull() && MUKCreateNew(PLID()).IsNull());
+  MUKAsset copy;
+  ASSERT_TRUE(MUKFind(id, &copy));
+  MUKShutdown();
+  EXPECT_EQ(copy.installPath, "i") << "a copy outlives the database";
+}
+
+/// Writes down what the database asks for.
+class Recorder final : public ContentServices {
+ public:
+  void LoadBaseId(const MUKSettings& settings) override { Note("base " + settings.productRoot); }
+  void RefreshBaseId() override { Note("refresh"); }
+  PLID NextLocalId(const MUKAssetIndex&) override { return {3, 3, 0}; }
+  void Verify(MUKAssetIndex&, MUKAsset& record) override { Note("verify " + record.name.String()); }
+  void Scan(ContentArea area, MUKAssetIndex& index, const MUKSettings&) override {
+    const char* const names[] = {"world", "trains", "local", "editing"};
+    Note(names[static_cast<int>(area)]);
+    if (area != ContentArea::Local) return;
+    index.Add(Asset({4, 4, 0}, "found"));
+    EXPECT_TRUE(MUKFind({4, 4, 0})) << "guards inside are free";
+  }
+  std::vector<PLID> ReadObsoleteList(const MUKAsset&) override { return {}; }
+  void IdleTurn(bool enableStation) override { Note(enableStation ? "station" : "idle"); }
+
+  std::string Taken() { return std::exchange(notes_, ""); }
+
+ private:
+  void Note(const std::string& what) { notes_ += what + ';'; }
+  std::string notes_;
+};
+
+TEST_F(DatabaseTest, AsksTheContentServicesInOrder) {
+  Recorder recorder;
+  settings_.services = &recorder;
+  EXPECT_EQ(Start(), "found ");
+  EXPECT_EQ(recorder.Taken(), "base " + settings_.productRoot + ";world;trains;local;editing;");
+  MUKIdle();
+  EXPECT_EQ(recorder.Taken(), "station;");
+  EXPECT_EQ(MUKCreateNew(PLID()), PLID(3, 3, 0));
+  {
+    const MUKLock guard(true);
+    Database::Get().Index().Find({4, 4, 0})->editPath = "editing/found";
+  }
+  MUKShutdown();
+  EXPECT_EQ(recorder.Taken(), "refresh;");
+
+  fs::create_directories(folder_ / "cache");
+  fs::rename(folder_ / kMain, folder_ / kBackup);
+  EXPECT_EQ(Start(), "found New Asset found ");
+  MUKShutdown();
+  EXPECT_EQ(recorder.Taken(),
+            "base " + settings_.productRoot + ";verify found;local;editing;refresh;");
+
+  fs::remove(folder_ / kMain);
+  settings_.archivesOnly = true;
+  EXPECT_EQ(Start(), "");
+  EXPECT_EQ(recorder.Taken(), "base " + settings_.productRoot + ";world;trains;");
+  MUKShutdown();
+}
+
+}  // namespace
