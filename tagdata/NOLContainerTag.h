@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kernel/KeyedHash.h"
 #include "tagdata/HCSChunk.h"
 
 class NOLContainerTag final : public HCSChunk {
@@ -53,5 +54,6 @@ class NOLContainerTag final : public HCSChunk {
 
   std::vector<Pair> pairs_;
   std::uint32_t holes_ = 0;
-  std::unordered_map<std::string_view, Chain> byKey_;  ///< empty while the list is small
+  /// Empty while the list is small.
+  std::unordered_map<std::string_view, Chain, Zef::KeyedTextHash> byKey_;
 };

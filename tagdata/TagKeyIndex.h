@@ -8,16 +8,17 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string_view>
 #include <vector>
+
+#include "kernel/KeyedHash.h"
 
 class TagKeyIndex {
  public:
   static constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
   static std::uint32_t Hash(std::string_view key) {
-    return static_cast<std::uint32_t>(std::hash<std::string_view>()(key));
+    return static_cast<std::uint32_t>(Zef::KeyedHash(key));
   }
 
   TagKeyIndex() = default;
