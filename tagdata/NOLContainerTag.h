@@ -55,6 +55,6 @@ class NOLContainerTag final : public HCSChunk {
 
   std::vector<Pair> pairs_;
   std::uint32_t holes_ = 0;
-  std::unordered_map<std::string_view, Chain, Zef::KeyedTextHash>
-      byKey_;  ///< empty while the list is small
+  /// Empty while the list is small.
+  std::unordered_map<std::string_view, Chain, Zef::KeyedTextHash> byKey_;
 };

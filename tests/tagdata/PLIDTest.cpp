@@ -108,11 +108,9 @@ TEST(PLIDBytes, ReadAtTheExactEndGivesNull) {
 }
 
 TEST(PLID, LocalUserFollowsTheBaseId) {
-  EXPECT_TRUE(PLID(-2, 1, 127).IsLocal());
-  EXPECT_FALSE(PLID(77, 1, 0).IsLocal());
+  EXPECT_TRUE(PLID(-2, 1, 127).IsLocal() && !PLID(77, 1, 0).IsLocal());
   SetBaseUserId(77);
-  EXPECT_TRUE(PLID(77, 1, 0).IsLocal());
-  EXPECT_TRUE(PLID(-2, 1, 127).IsLocal());
+  EXPECT_TRUE(PLID(77, 1, 0).IsLocal() && PLID(-2, 1, 127).IsLocal());
   SetBaseUserId(-1);
   EXPECT_FALSE(PLID(-1, 1, 127).IsLocal()) << "-1 is nobody's id";
   SetBaseUserId(PLID::kUnassignedUser);

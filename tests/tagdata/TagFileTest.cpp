@@ -152,8 +152,7 @@ TEST(TagFile, KeysThatDoNotFitARecordAreLeftOut) {
   root.SetInt("next", 3);
   const TagContainer loaded = Load(Save(root));
   EXPECT_EQ(loaded.GetCount(), 2u);
-  EXPECT_EQ(loaded.GetInt(Zef::PString(longest)), 1);
-  EXPECT_EQ(loaded.GetInt("next"), 3);
+  EXPECT_TRUE(loaded.GetInt(Zef::PString(longest)) == 1 && loaded.GetInt("next") == 3);
 }
 
 TEST(TagFile, DamagedFilesGiveNoRoot) {
@@ -262,7 +261,6 @@ TEST(TagFile, MutatedFilesAreRefusedOrWholeToWalk) {
 
 TEST(TagFile, WriterRefusesTreesThatContainThemselves) {
   TagContainer outer, inner;
-  outer.SetSubContainer("inner", inner);
   inner.Ensure();
   outer.SetSubContainer("inner", inner);
   outer.SetSubContainer("self", outer);
