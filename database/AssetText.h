@@ -45,10 +45,10 @@ class AssetText {
 
   /// A text without storage clears the field.
   AssetText& operator=(const Zef::SharedText& text) {
-    const Zef::SharedText kept(text);
+    Zef::SharedText kept(text);  // the argument may be this field's own
     Release();
     if (!kept.HasStorage()) return *this;
-    new (&owned_) Zef::SharedText(kept);
+    new (&owned_) Zef::SharedText(std::move(kept));
     form_ = Form::Owned;
     return *this;
   }

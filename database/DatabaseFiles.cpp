@@ -102,12 +102,12 @@ bool DatabaseFiles::Write(MUKAssetIndex& index) const {
 
 void DatabaseFiles::RemoveEmptyEditFolders() const {
   if (!enabled_ || !plain_) return;
-  const std::string folder = Path("editing");
+  const std::string folder = Path("editing") + "/";
   std::vector<std::string> names;
   if (!Zef::Platform::ListFolder(folder, &names)) return;
   for (const std::string& name : names) {
     // Fails for whatever has entries or is no folder.
-    static_cast<void>(Zef::Platform::RemoveEmptyFolder(folder + "/" + name));
+    static_cast<void>(Zef::Platform::RemoveEmptyFolder(folder + name));
   }
 }
 

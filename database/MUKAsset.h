@@ -46,6 +46,7 @@ class AssetFlags {
 
   AssetFlags() = default;
   AssetFlags(const AssetFlags& other) { *this = other; }
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): bytes onto themselves
   AssetFlags& operator=(const AssetFlags& other) {
     for (int i = 0; i < kBytes; ++i) SetByte(i, other.Byte(i));
     return *this;
@@ -130,6 +131,7 @@ class MUKAsset {
     MUKAsset* lastSameId = nullptr;  ///< of the first under an identifier: the last one
     Derived() = default;
     Derived(const Derived&) {}
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assigns nothing
     Derived& operator=(const Derived&) { return *this; }
   };
   Derived derived_;

@@ -10,7 +10,9 @@
 #ifndef GNE_D_H
 #define GNE_D_H
 
+#ifndef __cplusplus
 #include <stdbool.h>
+#endif
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -89,13 +90,27 @@ bool WriteTree(Zef::ByteWriter& out, std::unique_ptr<TagCursor> root) {
 
 }  // namespace
 
-bool WriteBinaryTags(Zef::TStream& stream, const TagContainer& root) try {
-  Zef::ByteWriter out;
+bool AppendBinaryTags(Zef::ByteWriter& out, const TagContainer& root) {
   out.U32(NOLBinaryFile::kMagic);
   out.U32(NOLBinaryFile::kVersion);
   out.U32(0);
+  if (root.IsEmptyHandle()) {
+    out.U32(0);
+    return true;
+  }
+  const std::span<const std::byte> run = root.Chunk()->PlainRun();
+  if (!run.empty() && IsWriterForm(run)) {
+    out.U32(static_cast<std::uint32_t>(run.size()));
+    out.Bytes(run);
+    return true;
+  }
   out.U32(kPlaceholder);
-  if (!WriteTree(out, root.IsEmptyHandle() ? nullptr : root.Chunk()->Tags())) return false;
+  return WriteTree(out, root.Chunk()->Tags());
+}
+
+bool WriteBinaryTags(Zef::TStream& stream, const TagContainer& root) try {
+  Zef::ByteWriter out;
+  if (!AppendBinaryTags(out, root)) return false;
   const auto size = static_cast<std::uint32_t>(out.Size());
   return stream.WriteRaw(out.View().data(), size) == size;
 } catch (const Zef::FileEx&) {

@@ -53,6 +53,7 @@ void HCSChunk::SetData(std::int32_t, const CoreRef&) {}
 std::unique_ptr<TagCursor> HCSChunk::Tags() const { return nullptr; }
 const std::byte* HCSChunk::Identity() const { return nullptr; }
 bool HCSChunk::HasChanges() const { return true; }
+std::span<const std::byte> HCSChunk::PlainRun() const { return {}; }
 const HCSRawDataCore* HCSChunk::Core() const { return nullptr; }
 
 const std::byte* HCSChunk::GetData() const {

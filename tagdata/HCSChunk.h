@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string_view>
 
 #include "kernel/Containers.h"
@@ -112,6 +113,8 @@ class HCSChunk : public Zef::ReferenceCountMP {
   virtual const std::byte* Identity() const;
   /// False only for a view of a file that nobody has edited.
   virtual bool HasChanges() const;
+  /// The records of a container in a file of the present version that nobody has edited.
+  virtual std::span<const std::byte> PlainRun() const;
 
   /// The payload in place, null and 0 if there is none.
   const std::byte* GetData() const;

@@ -70,13 +70,6 @@ bool NOLBinaryFile::Accept(Zef::Ref<TagImage> image) {
   return true;
 }
 
-bool NOLBinaryFile::Skip(Zef::TStream& stream) {
-  Header header;
-  if (!ReadHeader(stream, header)) return false;
-  stream.SkipForward(header.dataSize);
-  return true;
-}
-
 bool NOLBinaryFile::ValidateRun(std::span<const std::byte> run) { return ValidateTagRun(run); }
 
 std::uint32_t NOLBinaryFile::DataSize() const {

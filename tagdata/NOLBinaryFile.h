@@ -42,8 +42,6 @@ class NOLBinaryFile final : public HCSFile {
   bool Read(Zef::TStream& stream) override;
   /// The same from a whole file in memory, which is copied. Trailing bytes are ignored.
   bool ReadImage(std::span<const std::byte> file);
-  /// Moves over a file in a stream without reading its records; false if there is none.
-  static bool Skip(Zef::TStream& stream);
   /// Whether a run of records (a file without its header) would be accepted.
   [[nodiscard]] static bool ValidateRun(std::span<const std::byte> run);
 

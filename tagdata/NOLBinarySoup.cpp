@@ -294,6 +294,11 @@ ChunkRef NOLBinarySoup::CreateTag(std::int32_t type, const CoreRef& core) const 
 
 std::unique_ptr<TagCursor> NOLBinarySoup::Tags() const { return std::make_unique<Cursor>(*this); }
 
+std::span<const std::byte> NOLBinarySoup::PlainRun() const {
+  const bool isPlain = image_->Version() == TagImage::kUtf8Version && !overlay_->IsModified();
+  return isPlain ? run_ : std::span<const std::byte>();
+}
+
 NOLDataChunk::NOLDataChunk(Zef::Ref<TagImage> image, CoreRef core, std::int32_t type,
                            const std::byte* payload)
     : image_(std::move(image)), core_(std::move(core)), type_(type), payload_(payload) {}

@@ -44,6 +44,7 @@ class NOLBinarySoup final : public HCSChunk {
   std::unique_ptr<TagCursor> Tags() const override;
   const std::byte* Identity() const override { return run_.data(); }
   bool HasChanges() const override { return overlay_->IsModified(); }
+  std::span<const std::byte> PlainRun() const override;
 
  private:
   class Cursor;

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "kernel/KeyedHash.h"
 #include "kernel/standard/PString.h"
 
 namespace Zef {
@@ -102,16 +103,12 @@ bool ScanDecimal(const char*& text, const char* end, std::int32_t& value);
 
 template <>
 struct std::hash<PLID> {
-  /// A 64-bit mix, for open tables (the documented Hash is too regular for them).
+  /// Keyed, for open tables: the documented Hash is too regular for them, and identifiers come
+  /// from outside.
   std::size_t operator()(const PLID& id) const noexcept {
-    std::uint64_t x = (static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.content)) << 32) |
-                      static_cast<std::uint32_t>(id.user);
-    x ^= static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.version)) * 0x9E3779B97F4A7C15u;
-    x ^= x >> 32;
-    x *= 0xD6E8FEB86659FD93u;
-    x ^= x >> 32;
-    x *= 0xD6E8FEB86659FD93u;
-    x ^= x >> 32;
-    return static_cast<std::size_t>(x);
+    const std::uint64_t both =
+        (static_cast<std::uint64_t>(static_cast<std::uint32_t>(id.content)) << 32) |
+        static_cast<std::uint32_t>(id.user);
+    return Zef::KeyedHash(both, static_cast<std::uint32_t>(id.version));
   }
 };

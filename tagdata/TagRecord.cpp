@@ -1,7 +1,9 @@
 #include "tagdata/TagRecord.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <vector>
 
 #include "tagdata/HCSChunk.h"
 
@@ -16,6 +18,49 @@ bool ParseHeader(std::span<const std::byte> run, std::uint32_t& recordSize,
   std::memcpy(&recordSize, run.data(), kSizeBytes);
   keyLength = std::to_integer<std::size_t>(run[kSizeBytes]);
   return recordSize <= run.size() - kSizeBytes && recordSize >= keyLength + 2;
+}
+
+bool IsWriterForm(const TagRecord& record) {
+  if (record.key.data() != nullptr) {
+    const auto* keyEnd = reinterpret_cast<const std::byte*>(record.key.data() + record.key.size());
+    if (record.payload - keyEnd != 2) return false;  // its zero and the type code
+  }
+  switch (static_cast<TagCode>(record.code)) {
+    case TagCode::Container:
+    case TagCode::Int:
+    case TagCode::Float:
+    case TagCode::String:
+    case TagCode::Binary:
+    case TagCode::PLID:
+      return true;
+    case TagCode::Null:
+      return record.payloadSize == 0;
+    default:
+      return false;
+  }
+}
+
+bool AllDifferent(std::vector<std::string_view>& keys) {
+  constexpr std::size_t kFewKeys = 16;
+  if (keys.size() > kFewKeys) {
+    std::sort(keys.begin(), keys.end());
+    return std::adjacent_find(keys.begin(), keys.end()) == keys.end();
+  }
+  for (auto key = keys.begin(); key != keys.end(); ++key) {
+    if (std::find(keys.begin(), key, *key) != key) return false;
+  }
+  return true;
+}
+
+/// One container without those within it. `keys` is scratch.
+bool IsLevelInWriterForm(std::span<const std::byte> run, std::vector<std::string_view>& keys) {
+  keys.clear();
+  TagRecord record{};
+  while (TakeTagRecord(run, record)) {
+    if (!IsWriterForm(record)) return false;
+    keys.push_back(record.key);
+  }
+  return run.empty() && AllDifferent(keys);
 }
 
 }  // namespace
@@ -64,4 +109,21 @@ bool ValidateTagRun(std::span<const std::byte> run) {
     at = code + 1;
     end = next;
   }
+}
+
+bool IsWriterForm(std::span<const std::byte> run) {
+  std::vector<std::string_view> keys;
+  if (!IsLevelInWriterForm(run, keys)) return false;
+  std::vector<std::span<const std::byte>> open = {run};
+  TagRecord record{};
+  while (!open.empty()) {
+    if (!TakeTagRecord(open.back(), record)) {
+      open.pop_back();
+    } else if (static_cast<TagCode>(record.code) == TagCode::Container) {
+      const std::span<const std::byte> inner(record.payload, record.payloadSize);
+      if (!IsLevelInWriterForm(inner, keys)) return false;
+      open.push_back(inner);
+    }
+  }
+  return true;
 }

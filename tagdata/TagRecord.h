@@ -39,3 +39,7 @@ bool TakeTagRecord(std::span<const std::byte>& run, TagRecord& record);
 /// True when every record of the run, at any depth, fits its surroundings and no container is
 /// nested deeper than kMaxTagDepth. Linear; needs no memory that grows with the input.
 [[nodiscard]] bool ValidateTagRun(std::span<const std::byte> run);
+
+/// True when the writer, walking the valid run tag by tag, would make these very bytes again: no
+/// key twice in a container, no foreign codes, no stray bytes. Such a run can be copied whole.
+[[nodiscard]] bool IsWriterForm(std::span<const std::byte> run);

@@ -14,7 +14,7 @@ constexpr std::string_view kPluginName = "gne_d";
 /// installed, where both are built.
 constexpr const char* kPlaces[] = {
     "gne_d.so",
-    "../" QUARLE_LIBDIR "/quarle/gne_d.so",
+    QUARLE_INSTALLED_PLUGIN,
     "../lib/quarle/gne_d.so",
     "../lib64/quarle/gne_d.so",
     "../../plugin/gne_d.so",

@@ -27,6 +27,9 @@ using ProcessId = std::uint32_t;
 [[nodiscard]] std::int64_t UnixTime();
 void SleepMilliseconds(std::uint32_t milliseconds);
 
+/// 64 bits that nobody outside the process can foresee.
+[[nodiscard]] std::uint64_t RandomWord();
+
 /// Value of an environment variable, or false when it is not set.
 [[nodiscard]] bool GetEnvironment(const char* name, std::string* value);
 /// Path of the loaded module (program or library) that holds this code.

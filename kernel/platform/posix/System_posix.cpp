@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <climits>
@@ -79,6 +80,13 @@ void SleepMilliseconds(std::uint32_t milliseconds) {
   until.tv_nsec = static_cast<long>(end % kNanoseconds);
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
   }
+}
+
+std::uint64_t RandomWord() {
+  std::uint64_t word = 0;
+  if (getrandom(&word, sizeof word, 0) == sizeof word) return word;
+  // Without a source of randomness the clock is hard enough to guess.
+  return MonotonicTicks() * 0x9E3779B97F4A7C15U;
 }
 
 bool GetEnvironment(const char* name, std::string* value) {
