@@ -10,18 +10,16 @@
 void DependencyTable::Clear() { *this = DependencyTable(); }
 
 void DependencyTable::Replace(const PLID& asset, const std::vector<PLID>& dependencies) {
-  if (asset.IsNull() || asset.PacksToNull()) return;
+  if (!asset.IsStorable()) return;
   BuildIndex();
   std::vector<std::uint32_t>& own = byAsset_[asset];
   for (const std::uint32_t at : own) {
-    std::vector<std::uint32_t>& back = byDependency_[pairs_[at].dependency.Id()];
-    back.erase(std::find(back.begin(), back.end(), at));
-    pairs_[at].asset = StoredId();
+    pairs_[at].asset = StoredId();  // byDependency_ still leads there: see DependentsOf
   }
   live_ -= own.size();
   own.clear();
   for (const PLID& dependency : dependencies) {
-    if (dependency.IsNull() || dependency.PacksToNull()) continue;
+    if (!dependency.IsStorable()) continue;
     const auto at = static_cast<std::uint32_t>(pairs_.size());
     pairs_.push_back({Pack(asset), Pack(dependency)});
     own.push_back(at);
@@ -45,7 +43,9 @@ std::vector<PLID> DependencyTable::DependentsOf(const PLID& dependency) {
   std::vector<PLID> ids;
   const auto found = byDependency_.find(dependency);
   if (found == byDependency_.end()) return ids;
-  for (const std::uint32_t at : found->second) ids.push_back(pairs_[at].asset.Id());
+  for (const std::uint32_t at : found->second) {
+    if (!pairs_[at].asset.IsNull()) ids.push_back(pairs_[at].asset.Id());
+  }
   return ids;
 }
 

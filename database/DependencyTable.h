@@ -28,7 +28,8 @@ class DependencyTable {
   void Clear();
   std::size_t Count() const { return live_; }
 
-  /// Drops the asset's pairs and appends one for each dependency. Null identifiers are left out.
+  /// Drops the asset's pairs and appends one for each dependency. Identifiers that cannot be stored
+  /// are left out.
   void Replace(const PLID& asset, const std::vector<PLID>& dependencies);
 
   std::vector<PLID> DependenciesOf(const PLID& asset);

@@ -24,6 +24,11 @@ bool ReadTableHead(Zef::ByteReader& in, std::size_t smallestEntry, std::uint32_t
   return mode == 0 && !in.Failed() && *count <= in.Remaining() / smallestEntry;
 }
 
+/// What a reader accepts, so what a writer may write.
+bool IsReadable(const UserNameTable::Entry& entry) {
+  return entry.profileId != kNone && !(entry.name.IsEmpty() && entry.userId == -1);
+}
+
 bool ReadArchive(Zef::ByteReader& in, ArchiveList::Archive& archive) {
   if (in.U32() != kArchiveVersion) return false;
   archive.flag = in.U8();
@@ -52,9 +57,8 @@ bool UserNameTable::Read(Zef::ByteReader& in) {
     Entry& entry = entries.emplace_back();
     ReadStoredText(in, entry.name);
     entry.profileId = in.U32();
-    const std::uint32_t userId = in.U32();
-    entry.userId = static_cast<std::int32_t>(userId);
-    if (in.Failed() || entry.profileId == kNone || (entry.name.IsEmpty() && userId == kNone)) {
+    entry.userId = in.I32();
+    if (in.Failed() || !IsReadable(entry)) {
       Clear();
       return false;
     }
@@ -64,8 +68,9 @@ bool UserNameTable::Read(Zef::ByteReader& in) {
 
 void UserNameTable::Write(Zef::ByteWriter& out) const {
   out.U32(0);
-  out.U32(static_cast<std::uint32_t>(entries.size()));
+  out.U32(static_cast<std::uint32_t>(std::count_if(entries.begin(), entries.end(), IsReadable)));
   for (const Entry& entry : entries) {
+    if (!IsReadable(entry)) continue;
     PutStoredText(out, entry.name);
     out.U32(entry.profileId);
     out.I32(entry.userId);
@@ -79,6 +84,7 @@ void ArchiveList::Clear() {
 }
 
 void ArchiveList::Add(Archive&& archive) {
+  std::erase_if(archive.assets, [](const PLID& id) { return !id.IsStorable(); });
   archives.push_back(std::move(archive));
   collected_ = false;
 }

@@ -61,9 +61,18 @@ IndexDamage ReadHeader(Zef::File& file, IndexLoadReport& report) {
   report.version = in.U32();
   report.storedLength = in.U32();
   if (magic != MUKAssetIndex::kMagic) return IndexDamage::BadMagic;
-  if (report.storedLength != report.fileSize) return IndexDamage::BadLength;
+  if (report.storedLength != report.fileSize || report.storedLength < kHeaderSize)
+    return IndexDamage::BadLength;
   if (report.version != MUKAssetIndex::kVersion) return IndexDamage::BadVersion;
   return IndexDamage::None;
+}
+
+/// Gives a finished file the name without its suffix, unless that is read-only.
+bool ReplaceOld(const std::string& temporary) {
+  const std::string target(temporary, 0, temporary.size() - kSavingSuffix.size());
+  Zef::Platform::FileInfo old;
+  if (Zef::Platform::GetInfo(target, &old) && (old.readOnly || old.folder)) return false;
+  return Zef::Platform::Replace(temporary, target);
 }
 
 /// Collects bytes and hands them to a file in large spans.
@@ -149,6 +158,9 @@ bool MUKAssetIndex::Load(const std::string& path, IndexLoadReport* report, LoadO
     result.damage = IndexDamage::ReadError;
     Clear();
     return false;
+  } catch (...) {
+    Clear();
+    throw;
   }
   Sort();
   return true;
@@ -208,19 +220,21 @@ void MUKAssetIndex::ReadStation(Zef::ByteReader& in) {
 
 bool MUKAssetIndex::Save(const std::string& path, SaveOptions options) {
   if (host_ != nullptr) host_->BeforeSave();
+  // A link stays a link: what it leads to is replaced.
+  const std::string real = Zef::Platform::CanonicalPath(path);
+  const std::string name = (real.empty() ? path : real) + std::string(kSavingSuffix);
+  Zef::Platform::FileInfo stale;
+  if (Zef::Platform::GetInfoNoFollow(name, &stale) && stale.link &&
+      !Zef::Platform::DeleteFile(name)) {
+    return false;
+  }
   std::string temporary;
   try {
     Zef::File file;
-    const std::string name = path + std::string(kSavingSuffix);
     if (file.Open(name.c_str(), Zef::FileMode::kCreateWrite) != Zef::RES_OK) return false;
     temporary = file.Name();
-    if (WriteTables(file, options.toDevice)) {
-      file.Close();
-      const std::string target(temporary, 0, temporary.size() - kSavingSuffix.size());
-      Zef::Platform::FileInfo old;
-      const bool readOnly = Zef::Platform::GetInfo(target, &old) && (old.readOnly || old.folder);
-      if (!readOnly && Zef::Platform::Replace(temporary, target)) return true;
-    }
+    // The file stays open, and so locked, until it has its name: nobody else's save cuts it.
+    if (WriteTables(file, options.toDevice) && ReplaceOld(temporary)) return true;
   } catch (...) {  // NOLINT(bugprone-empty-catch): reported below, the old file still stands
   }
   if (!temporary.empty()) static_cast<void>(Zef::Platform::DeleteFile(temporary));
@@ -255,6 +269,7 @@ bool MUKAssetIndex::WriteTables(Zef::File& file, bool toDevice) const {
   if (toDevice) file.FlushToDevice();
   file.Seek(kLengthOffset, 0);
   file.Write(&length, sizeof length, 1);
+  file.Seek(0, 0);  // hands the buffer to the system, or raises
   if (toDevice) file.FlushToDevice();
   return true;
 }

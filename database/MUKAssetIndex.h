@@ -89,6 +89,7 @@ class MUKAssetIndex {
   };
   /// Replaces the content by that of an index file. False for a file that cannot be opened or is
   /// damaged anywhere before the station state; the index is then empty. `report` may be null.
+  /// Throws std::bad_alloc, empty, when memory runs out.
   [[nodiscard]] bool Load(const std::string& path, IndexLoadReport* report = nullptr) {
     return Load(path, report, LoadOptions());
   }

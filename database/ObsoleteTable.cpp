@@ -1,6 +1,7 @@
 #include "database/ObsoleteTable.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "database/StoredText.h"
 #include "kernel/ByteReader.h"
@@ -11,16 +12,18 @@ namespace {
 /// Rows are stored bucket by bucket of this many, and in order of arrival within a bucket.
 constexpr std::uint32_t kStoredBuckets = 97;
 
-bool IsUnusable(const PLID& id) { return id.IsNull() || id.PacksToNull(); }
+/// Groups of rows that are gone may stay this many before they are cleared away.
+constexpr std::size_t kSpareGroups = 1024;
 
 }  // namespace
 
 void ObsoleteTable::Clear() { *this = ObsoleteTable(); }
 
 bool ObsoleteTable::AddRow(const PLID& old, const PLID& given) {
-  if (IsUnusable(old) || IsUnusable(given)) return false;
+  if (!old.IsStorable() || !given.IsStorable()) return false;
   const PLID replacement = Resolve(given);
   if (replacement == old) return false;
+  if (groups_.size() > 2 * Count() + kSpareGroups) Renumber();
   MoveGroup(old, replacement);
 
   Link& link = rowByOld_.Insert(old);
@@ -110,12 +113,27 @@ void ObsoleteTable::Write(Zef::ByteWriter& out) const {
 
 ObsoleteTable::Link ObsoleteTable::GroupOf(Link row) const {
   Link group = RowAt(row).group;
-  while (const Link merged = GroupAt(group).merged) {
-    // Halves the path for the next one who asks.
-    if (const Link further = GroupAt(merged).merged) groups_[group - 1].merged = further;
-    group = merged;
-  }
+  while (const Link merged = GroupAt(group).merged) group = merged;
   return group;
+}
+
+void ObsoleteTable::Renumber() {
+  std::vector<Group> kept;
+  std::vector<Link> places(groups_.size() + 1, 0);
+  for (Link link = 1; link <= rows_.size(); ++link) {
+    if (rowByOld_.Find(RowAt(link).old) != link) continue;
+    const Link group = GroupOf(link);
+    if (places[group] == 0) {
+      kept.push_back(GroupAt(group));
+      places[group] = static_cast<Link>(kept.size());
+    }
+    RowAt(link).group = places[group];
+  }
+  groups_ = std::move(kept);
+  groupByReplacement_.Clear();
+  for (Link group = 1; group <= groups_.size(); ++group) {
+    groupByReplacement_.Insert(GroupAt(group).replacement) = group;
+  }
 }
 
 ObsoleteTable::Link ObsoleteTable::GroupFor(const PLID& replacement) {
@@ -148,12 +166,25 @@ void ObsoleteTable::MoveGroup(const PLID& from, const PLID& to) {
     group.replacement = to;
     return;
   }
-  group.merged = target;
-  if (group.first == 0) return;
-  Group& into = GroupAt(target);
-  RowAt(group.first).previous = into.last;
-  (into.last != 0 ? RowAt(into.last).next : into.first) = group.first;
-  into.last = group.last;
+  // The root of the larger tree stays, so no path grows beyond the logarithm of its rows.
+  Link root = target;
+  Link other = moved;
+  const Link first = GroupAt(target).first;
+  const Link last = GroupAt(target).last;
+  if (group.weight > GroupAt(target).weight) std::swap(root, other);
+  Group joined = GroupAt(root);
+  joined.weight += GroupAt(other).weight;
+  joined.replacement = to;
+  joined.first = first;
+  joined.last = last;
+  if (group.first != 0) {
+    RowAt(group.first).previous = last;
+    (last != 0 ? RowAt(last).next : joined.first) = group.first;
+    joined.last = group.last;
+  }
+  GroupAt(other).merged = root;
+  GroupAt(root) = joined;
+  target = root;
 }
 
 void ObsoleteTable::Unlink(Link link) {
@@ -166,6 +197,7 @@ void ObsoleteTable::Unlink(Link link) {
 void ObsoleteTable::Append(Link group, Link link) {
   Group& into = GroupAt(group);
   Row& row = RowAt(link);
+  ++into.weight;
   row.group = group;
   row.previous = into.last;
   row.next = 0;

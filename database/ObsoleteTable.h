@@ -4,7 +4,7 @@
 // chain behind `given`, up to date. Rows of one replacement form a group; when that replacement
 // is itself replaced, the whole group moves at once, so long chains cost nothing a row.
 //
-// Not thread-safe: guarded with the index that owns it.
+// Lookups may run beside each other; the table is guarded with the index that owns it.
 
 #pragma once
 
@@ -58,6 +58,7 @@ class ObsoleteTable {
     Link merged = 0;  ///< the group this one went into
     Link first = 0;
     Link last = 0;
+    std::uint32_t weight = 0;  ///< rows that ever came in, merged groups' too
   };
   struct Row {
     PLID old;
@@ -73,6 +74,7 @@ class ObsoleteTable {
   Group& GroupAt(Link link) { return groups_[link - 1]; }
   const Group& GroupAt(Link link) const { return groups_[link - 1]; }
   Link GroupOf(Link row) const;
+  void Renumber();
   Link GroupFor(const PLID& replacement);
   Link TakeRow();
   void MoveGroup(const PLID& from, const PLID& to);
@@ -81,7 +83,7 @@ class ObsoleteTable {
 
   std::vector<Row> rows_;
   std::vector<Link> freeRows_;
-  mutable std::vector<Group> groups_;  // lookups shorten the paths through merged groups
+  std::vector<Group> groups_;
   IdMap<Link> rowByOld_;
   IdMap<Link> groupByReplacement_;
   std::uint64_t arrivals_ = 0;

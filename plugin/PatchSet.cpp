@@ -83,18 +83,22 @@ bool ApplyPatchSet(const std::string& indexName, const std::string& indexRoot,
   const std::string indexPath = indexRoot + "/" + indexName;
   MUKAssetIndex index;
   if (!index.Load(indexPath)) return false;
+  std::vector<std::string> replacedFolders;
   try {
     PatchSetFiles files;
     if (!files.Open(patchRoot + "data/" + indexName, Zef::FileMode::kRead)) return false;
-    ApplyToIndex(files, index, [&](const std::string& folder) {
-      // A folder that cannot be deleted does not keep its asset.
-      static_cast<void>(Zef::Platform::DeleteTreeBelow(indexRoot, folder));
-    });
+    ApplyToIndex(files, index,
+                 [&](const std::string& folder) { replacedFolders.push_back(folder); });
     files.Close();
   } catch (const Zef::Exception&) {
     return false;
   }
-  // The answer says that the set was applied; a failed save is for the caller to notice.
-  static_cast<void>(index.Save(indexPath));
+  // The answer says that the set was applied; a failed save is for the caller to notice. Folders
+  // go only when no index on disk names them any more.
+  if (!index.Save(indexPath)) return true;
+  for (const std::string& folder : replacedFolders) {
+    // A folder that cannot be deleted does not keep its asset.
+    static_cast<void>(Zef::Platform::DeleteTreeBelow(indexRoot, folder));
+  }
   return true;
 }

@@ -63,8 +63,9 @@ struct PLID {
   static constexpr bool IsValidVersion(std::int32_t value) { return value >= 0 && value <= 127; }
 
   constexpr bool IsNull() const { return user == -1 && content == -1 && version == kNullVersion; }
-  /// True when 8 stored bytes would read back as the null identifier.
-  constexpr bool PacksToNull() const { return content == -1 && PackedWord() == 0xFFFFFFFFu; }
+  /// True for a real identifier that 8 stored bytes give back as it is. Some valid users do not
+  /// fit the stored form, and tables of stored identifiers refuse them.
+  constexpr bool IsStorable() const;
   constexpr bool IsUnassigned() const { return user == kUnassignedUser; }
   /// The local user's: -2, or the base user id once there is one.
   bool IsLocal() const;
@@ -92,6 +93,10 @@ struct PLID {
   /// read; lists of identifiers end with a null one or have data behind them.
   void Read(Zef::TStream& stream);
 };
+
+constexpr bool PLID::IsStorable() const {
+  return !IsNull() && Unpack(PackedWord(), static_cast<std::uint32_t>(content)) == *this;
+}
 
 /// The base user id behind PLID::IsLocal: -2 until the settings file gives another. Atomic.
 std::int32_t BaseUserId();

@@ -6,6 +6,7 @@
 #include "database/IndexHost.h"
 #include "database/ShownName.h"
 #include "tests/database/IndexFixture.h"
+#include "tests/support/TestFiles.h"
 
 namespace {
 
@@ -72,6 +73,28 @@ TEST(ObsoleteRows, ComeFromVersionsAndFromTheUsersOwnDeclarations) {
   host.declared["default"] = {{8, 2, 0}};
   index.RereadObsolete(index.Add(Asset({-5, 1, 0}, "default")));
   EXPECT_EQ(index.Resolve({8, 2, 0}), PLID(-5, 1, 0)) << "built-in users declare for all";
+}
+
+// What would change its value on disk would make the next load refuse the whole file.
+TEST(SideTables, RefuseIdentifiersThatDoNotSurviveStorage) {
+  const PLID wide(33554427, 1, 0);  // stored, it reads (-5, 1, 0)
+  const ::Test::TempFolder folder;
+  MUKAssetIndex index;
+  EXPECT_FALSE(index.AddObsoleteRow(wide, {-5, 1, 0}));
+  EXPECT_FALSE(index.AddObsoleteRow({1, 1, 0}, {33554431, -1, 127}));
+  DependencyTable& table = index.Companions().dependencies;
+  table.Replace({1, 1, 0}, {wide, {1, 2, 0}, PLID()});
+  table.Replace({1, 3, 0}, {{1, 2, 0}});
+  table.Replace({1, 1, 0}, {{1, 4, 0}});
+  EXPECT_EQ(table.DependentsOf({1, 2, 0}), std::vector<PLID>{PLID(1, 3, 0)});
+  ArchiveList::Archive archive;
+  archive.assets = {PLID(), wide, {1, 1, 0}};
+  index.AddArchive(archive);
+  index.Companions().users.entries.emplace_back().profileId = 0xFFFFFFFF;
+  ASSERT_TRUE(index.Save(folder / "i"));
+  ASSERT_TRUE(index.Load(folder / "i"));
+  EXPECT_EQ(index.Companions().archives.archives.at(0).assets.size(), 1u);
+  EXPECT_EQ(table.Count(), 2u);
 }
 
 TEST(IndexRemove, FreesWhatTheRecordHadReplaced) {

@@ -225,11 +225,18 @@ TEST_F(PatchSetTest, AFailedPatchLeavesTheIndexAsItWas) {
   WriteSet("", "", "");
   EXPECT_TRUE(Apply());
   EXPECT_EQ(ReadWholeFile(path), before) << "an empty set rewrites the same bytes";
-  // A save that cannot be written keeps the old file, and the set counts as applied.
-  WriteSet(Bytes({Asset({1, 2, 0}, "b")}), "", "");
+  // A save that cannot be written keeps the old file and the folders it names, and the set
+  // counts as applied.
+  MUKAsset legacy = Asset({1, 1, 0}, "a");
+  legacy.legacyPath = "world/a";
+  SaveIndex(Folder("old"), {legacy});
+  fs::create_directories(Folder("old") / "world" / "a");
+  WriteSet(Bytes({Asset({1, 1, 0}, "b")}), "", "");
   fs::create_directory(path + ".saving");
+  const std::string held = ReadWholeFile(path);
   EXPECT_TRUE(Apply());
-  EXPECT_EQ(ReadWholeFile(path), before);
+  EXPECT_EQ(ReadWholeFile(path), held);
+  EXPECT_TRUE(fs::exists(Folder("old") / "world" / "a"));
 }
 
 }  // namespace

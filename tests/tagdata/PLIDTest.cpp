@@ -86,7 +86,8 @@ TEST(PLIDBytes, PackAndUnpackAreInverseWithin25Bits) {
   }
   // Legal users of 26 bits lose their sign in storage; one of them becomes the null identifier.
   EXPECT_EQ(PLID::Unpack(PLID(33554431, 1, 0).PackedWord(), 1), PLID(-1, 1, 0));
-  EXPECT_TRUE(PLID(33554431, -1, 127).PacksToNull() && !PLID(33554431, -1, 127).IsNull());
+  EXPECT_FALSE(PLID(33554431, -1, 127).IsStorable() || PLID().IsStorable());
+  EXPECT_TRUE(PLID(-5, 1, 127).IsStorable() && !PLID(33554427, 1, 0).IsStorable());
 }
 
 // Lists end with a null identifier or have data behind them; one that has neither loses its last.
