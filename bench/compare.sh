@@ -7,6 +7,7 @@
 # brought to rest before each run, outside the time that is taken.
 #
 # Exit status: 0 all goals met, 1 a goal missed, 2 the measurement could not be made.
+# shellcheck disable=SC2317,SC1091  # contenders are called by name
 set -euo pipefail
 export LC_ALL=C
 
@@ -89,8 +90,8 @@ use_pair() {
   old=$here/old/assets.mkx new=$here/new/assets.mkx out=$here/work
 }
 
-# A contender is three functions: before_X (not timed), run_X, and none, or the size of what it
-# made in made_X.
+# A contender is up to three functions: before_X (not timed), run_X, and made_X, the size of what
+# it made.
 before_diff() { rm -f "$here"/set/data/*; }
 run_diff() { "$host" "$plugin" diff assets.mkx "$here/old/" "$here/new/" "$here/set/"; }
 made_diff() { cat "$here"/set/data/* | wc -c; }

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <string>
 
@@ -26,9 +27,7 @@ bool Write(const ReleasePair& pair, void (ReleasePair::*fill)(MUKAssetIndex&) co
   return false;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   ReleasePair::Options options;
   std::string oldFolder;
   std::string newFolder;
@@ -56,4 +55,15 @@ int main(int argc, char** argv) {
   if (!written) return 1;
   std::printf("%u records, %u of them replaced\n", options.content.records, pair.Vanished());
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "quarle_makeindex: %s\n", error.what());
+    return 1;
+  }
 }
