@@ -90,6 +90,21 @@ struct StreamReader {
   void Time(std::uint64_t& value) { in.Read64(value); }
 };
 
+/// Texts are jumped over; the two that make the shown name are looked at.
+struct Glancer {
+  Zef::ByteReader& in;
+
+  std::string_view Text() {
+    const std::uint32_t length = in.U32();
+    const auto bytes = in.Bytes(length);
+    if (length == 0 || length > Zef::TStream::kMaxTextLength) return {};
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+  }
+  void SkipTexts(int count) {
+    for (int i = 0; i < count; ++i) in.Skip(in.U32());
+  }
+};
+
 struct SizeCounter {
   std::size_t size = kSmallestRecord;
 
@@ -129,6 +144,22 @@ struct MemoryWriter {
 }  // namespace
 
 void ReadRecord(Zef::ByteReader& in, MUKAsset& record) { VisitFields(MemoryReader{in}, record); }
+
+void GlanceRecord(Zef::ByteReader& in, RecordGlance& glance) {
+  constexpr std::size_t kBuiltIn = static_cast<std::size_t>(AssetFlag::BuiltIn);
+  constexpr std::size_t kFixedFields = 4 + 4 + 1 + 8 + 8;
+  Glancer glancer{in};
+  glance.id = ReadStoredId(in);
+  glancer.SkipTexts(1);
+  glance.shownName = glancer.Text();
+  glancer.SkipTexts(7);
+  const auto fields = in.Bytes(PLID::kStoredSize + kAssetFlagCount + kFixedFields);
+  glancer.SkipTexts(1);
+  const std::string_view userName = glancer.Text();
+  if (in.Failed()) return;
+  glance.builtIn = fields[PLID::kStoredSize + kBuiltIn] != std::byte{0};
+  if (!userName.empty() && userName[0] != '\0') glance.shownName = userName;
+}
 
 void ReadRecord(Zef::TStream& in, MUKAsset& record) { VisitFields(StreamReader{in}, record); }
 

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "database/MUKAsset.h"
 
@@ -20,6 +21,16 @@ class TStream;
 /// Bytes of a record without any text: no record is shorter.
 inline constexpr std::size_t kSmallestRecord = 102;
 
+/// What a pass over stored records tells of each without building it. Texts are as stored, up to
+/// their closing zero at most; null data is "no storage".
+struct RecordGlance {
+  PLID id;
+  bool builtIn = false;
+  std::string_view shownName;
+};
+
+/// Moves past a record. The reader's failure tells.
+void GlanceRecord(Zef::ByteReader& in, RecordGlance& glance);
 /// Reads a record whose texts borrow from the reader's memory. The reader's failure tells.
 void ReadRecord(Zef::ByteReader& in, MUKAsset& record);
 /// Reads a record from a stream. Never fails; a text that is cut short is what arrived of it.

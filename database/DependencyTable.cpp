@@ -7,6 +7,10 @@
 #include "kernel/ByteReader.h"
 #include "kernel/ByteWriter.h"
 
+namespace {
+constexpr std::uint64_t kNullStored = ~std::uint64_t{0};  // the null identifier's eight bytes
+}
+
 void DependencyTable::Clear() { *this = DependencyTable(); }
 
 void DependencyTable::Replace(const PLID& asset, const std::vector<PLID>& dependencies) {
@@ -77,9 +81,23 @@ bool DependencyTable::Read(Zef::ByteReader& in) {
   return true;
 }
 
+bool DependencyTable::Skip(Zef::ByteReader& in) {
+  const std::uint32_t mode = in.U32();
+  const std::uint32_t count = in.U32();
+  if (mode != 0 || in.Failed() || count > in.Remaining() / sizeof(StoredPair)) return false;
+  for (std::uint64_t left = std::uint64_t{count} * 2; left != 0; --left) {
+    if (in.U64() == kNullStored) return false;
+  }
+  return true;
+}
+
 void DependencyTable::Write(Zef::ByteWriter& out) const {
   out.U32(0);
   out.U32(static_cast<std::uint32_t>(live_));
+  if (live_ == pairs_.size()) {
+    out.Bytes(std::as_bytes(std::span(pairs_)));
+    return;
+  }
   for (const StoredPair& pair : pairs_) {
     if (!pair.asset.IsNull()) out.Bytes(std::as_bytes(std::span(&pair, 1)));
   }

@@ -38,6 +38,8 @@ class DependencyTable {
 
   /// Stored form: a mode word 0, a count, pairs. A null identifier clears the table and fails.
   [[nodiscard]] bool Read(Zef::ByteReader& in);
+  /// Moves past the stored form; false for what Read would refuse.
+  [[nodiscard]] static bool Skip(Zef::ByteReader& in);
   void Write(Zef::ByteWriter& out) const;
 
  private:

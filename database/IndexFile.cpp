@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "database/AssetRecord.h"
+#include "database/IndexHeader.h"
 #include "database/IndexHost.h"
 #include "database/MUKAssetIndex.h"
 #include "kernel/ByteReader.h"
@@ -19,7 +20,6 @@
 
 namespace {
 
-constexpr std::size_t kHeaderSize = 12;
 constexpr std::int64_t kLengthOffset = 8;
 constexpr std::uint64_t kLargestFile = 0xFFFFFFFF;
 /// A save writes beside the old file and replaces it at the end, so a failed one loses nothing.
@@ -28,7 +28,7 @@ constexpr std::size_t kFirstRead = 1u << 20;
 constexpr std::size_t kWriteSpan = 1u << 18;
 
 struct Image {
-  std::unique_ptr<std::byte[]> bytes;
+  LargeBlock bytes;
   std::size_t size = 0;
 };
 
@@ -39,7 +39,7 @@ bool ReadImage(Zef::File& file, std::size_t size, Image& image) {
   std::size_t capacity = compressed ? std::min(size, kFirstRead) : size;
   std::size_t have = 0;
   while (true) {
-    auto bytes = std::make_unique_for_overwrite<std::byte[]>(capacity);
+    auto bytes = MakeLargeBlock(capacity);
     if (have != 0) std::memcpy(bytes.get(), image.bytes.get(), have);
     image.bytes = std::move(bytes);
     have += file.Read(image.bytes.get() + have, 1, capacity - have);
@@ -49,22 +49,6 @@ bool ReadImage(Zef::File& file, std::size_t size, Image& image) {
   }
   image.size = size;
   return true;
-}
-
-/// Checks the three header words in their order.
-IndexDamage ReadHeader(Zef::File& file, IndexLoadReport& report) {
-  report.fileSize = static_cast<std::uint64_t>(file.Size());
-  std::array<std::byte, kHeaderSize> header{};
-  if (file.Read(header.data(), 1, header.size()) != header.size()) return IndexDamage::BadMagic;
-  Zef::ByteReader in(header);
-  const std::uint32_t magic = in.U32();
-  report.version = in.U32();
-  report.storedLength = in.U32();
-  if (magic != MUKAssetIndex::kMagic) return IndexDamage::BadMagic;
-  if (report.storedLength != report.fileSize || report.storedLength < kHeaderSize)
-    return IndexDamage::BadLength;
-  if (report.version != MUKAssetIndex::kVersion) return IndexDamage::BadVersion;
-  return IndexDamage::None;
 }
 
 /// Gives a finished file the name without its suffix, unless that is read-only.
@@ -98,6 +82,22 @@ class IndexFileWriter {
 };
 
 }  // namespace
+
+IndexDamage ReadIndexHeader(Zef::File& file, IndexLoadReport& report) {
+  report.fileSize = static_cast<std::uint64_t>(file.Size());
+  std::array<std::byte, kIndexHeaderSize> header{};
+  if (file.Read(header.data(), 1, header.size()) != header.size()) return IndexDamage::BadMagic;
+  Zef::ByteReader in(header);
+  const std::uint32_t magic = in.U32();
+  report.version = in.U32();
+  report.storedLength = in.U32();
+  if (magic != MUKAssetIndex::kMagic) return IndexDamage::BadMagic;
+  if (report.storedLength != report.fileSize || report.storedLength < kIndexHeaderSize) {
+    return IndexDamage::BadLength;
+  }
+  if (report.version != MUKAssetIndex::kVersion) return IndexDamage::BadVersion;
+  return IndexDamage::None;
+}
 
 const char* IndexDamageText(IndexDamage damage) {
   switch (damage) {
@@ -140,17 +140,17 @@ bool MUKAssetIndex::Load(const std::string& path, IndexLoadReport* report, LoadO
       result.damage = IndexDamage::CannotOpen;
       return false;
     }
-    result.damage = ReadHeader(file, result);
+    result.damage = ReadIndexHeader(file, result);
     if (result.damage != IndexDamage::None) return false;
     Image image;
-    if (!ReadImage(file, static_cast<std::size_t>(result.storedLength) - kHeaderSize, image)) {
+    if (!ReadImage(file, static_cast<std::size_t>(result.storedLength) - kIndexHeaderSize, image)) {
       result.damage = IndexDamage::ReadError;
       return false;
     }
     image_ = std::move(image.bytes);
     Zef::ByteReader in(image_.get(), image.size);
     if (!ReadTables(in, options, result)) {
-      result.offset = kHeaderSize + in.Position();
+      result.offset = kIndexHeaderSize + in.Position();
       Clear();
       return false;
     }
@@ -172,7 +172,7 @@ bool MUKAssetIndex::ReadTables(Zef::ByteReader& in, const LoadOptions& options,
   report.recordCount = ahead.U32();
   auto begin = [&, section = std::size_t{0}](IndexDamage damage) mutable {
     report.damage = damage;
-    report.sectionStarts[section++] = kHeaderSize + in.Position();
+    report.sectionStarts[section++] = kIndexHeaderSize + in.Position();
   };
   begin(IndexDamage::Records);
   if (!ReadRecords(in)) return false;
@@ -195,6 +195,7 @@ bool MUKAssetIndex::ReadRecords(Zef::ByteReader& in) {
   const std::uint32_t count = in.U32();
   if (in.Failed() || count > in.Remaining() / kSmallestRecord) return false;
   byId_.Reserve(count);
+  if (count != 0) slabs_.emplace_back(count);
   allRecords_.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     MUKAsset& record = NextSlot();

@@ -57,8 +57,7 @@ void MUKAssetIndex::Clear() {
   sortedCount_ = 0;
   ordersValid_ = true;
   obsoleteBitsValid_ = false;
-  chunks_.clear();
-  usedInChunk_ = kChunk;
+  slabs_.clear();
   live_ = 0;
   image_.reset();
 }
@@ -69,11 +68,8 @@ MUKAsset* MUKAssetIndex::Find(const PLID& id) const {
 }
 
 MUKAsset& MUKAssetIndex::NextSlot() {
-  if (usedInChunk_ == kChunk) {
-    chunks_.push_back(std::make_unique<MUKAsset[]>(kChunk));
-    usedInChunk_ = 0;
-  }
-  return chunks_.back()[usedInChunk_++];
+  if (slabs_.empty() || slabs_.back().Full()) slabs_.emplace_back(kChunk);
+  return slabs_.back().Next();
 }
 
 void MUKAssetIndex::Enter(MUKAsset& record) {

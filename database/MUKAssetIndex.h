@@ -24,6 +24,7 @@
 
 #include "database/IdMap.h"
 #include "database/IndexCompanions.h"
+#include "database/LargeBlock.h"
 #include "database/MUKAsset.h"
 #include "database/ObsoleteTable.h"
 
@@ -165,10 +166,28 @@ class MUKAssetIndex {
 
   static constexpr std::size_t kChunk = 512;
 
+  /// Records side by side; they stay where they are until Clear.
+  class Slab {
+   public:
+    explicit Slab(std::size_t capacity)
+        : memory_(MakeLargeBlock(capacity * sizeof(MUKAsset))), capacity_(capacity) {}
+    Slab(Slab&& other) noexcept
+        : memory_(std::move(other.memory_)),
+          capacity_(other.capacity_),
+          used_(std::exchange(other.used_, 0)) {}
+    ~Slab() { std::destroy_n(reinterpret_cast<MUKAsset*>(memory_.get()), used_); }
+    bool Full() const { return used_ == capacity_; }
+    MUKAsset& Next() { return *new (memory_.get() + sizeof(MUKAsset) * used_++) MUKAsset(); }
+
+   private:
+    LargeBlock memory_;
+    std::size_t capacity_;
+    std::size_t used_ = 0;
+  };
+
   IndexHost* host_;
-  std::unique_ptr<std::byte[]> image_;  // declared before the records that borrow from it
-  std::vector<std::unique_ptr<MUKAsset[]>> chunks_;
-  std::size_t usedInChunk_ = kChunk;
+  LargeBlock image_;  // declared before the records that borrow from it
+  std::vector<Slab> slabs_;
   std::size_t live_ = 0;
   IdMap<MUKAsset*> byId_;  // the first that arrived; later ones are chained behind it
   ObsoleteTable obsolete_;

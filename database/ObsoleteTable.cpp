@@ -1,6 +1,8 @@
 #include "database/ObsoleteTable.h"
 
 #include <algorithm>
+#include <array>
+#include <numeric>
 #include <utility>
 
 #include "database/StoredText.h"
@@ -14,6 +16,16 @@ constexpr std::uint32_t kStoredBuckets = 97;
 
 /// Groups of rows that are gone may stay this many before they are cleared away.
 constexpr std::size_t kSpareGroups = 1024;
+
+/// Rows up to the closing null identifier, of `ids` identifiers each.
+std::size_t CountRows(Zef::ByteReader in, std::size_t ids) {
+  std::size_t count = 0;
+  while (!ReadStoredId(in).IsNull()) {
+    in.Skip((ids - 1) * PLID::kStoredSize);
+    ++count;
+  }
+  return count;
+}
 
 }  // namespace
 
@@ -60,43 +72,46 @@ std::vector<PLID> ObsoleteTable::RemoveReplacedBy(const PLID& id) {
     rowByOld_.Remove(RowAt(row).old);
     freeRows_.push_back(row);
   }
+  for (std::size_t i = freeRows_.size() - olds.size(); i < freeRows_.size(); ++i) {
+    RowAt(freeRows_[i]).group = 0;
+  }
   return olds;
 }
 
 std::vector<ObsoleteTable::RowView> ObsoleteTable::Rows() const {
-  struct Key {
-    std::uint32_t bucket;
-    std::uint64_t arrival;
-    RowView row;
-  };
-  std::vector<Key> keys;
-  keys.reserve(Count());
+  std::vector<Link> order;
+  order.reserve(Count());
   for (Link link = 1; link <= rows_.size(); ++link) {
-    const Row& row = RowAt(link);
-    if (rowByOld_.Find(row.old) != link) continue;
-    keys.push_back({row.old.Hash() % kStoredBuckets,
-                    row.arrival,
-                    {row.old, row.given, GroupAt(GroupOf(link)).replacement}});
+    if (RowAt(link).group != 0) order.push_back(link);
   }
-  std::sort(keys.begin(), keys.end(), [](const Key& a, const Key& b) {
-    return a.bucket != b.bucket ? a.bucket < b.bucket : a.arrival < b.arrival;
-  });
-  std::vector<RowView> views;
-  views.reserve(keys.size());
-  for (const Key& key : keys) views.push_back(key.row);
+  // Reused rows break the order of arrival; a table as loaded has none.
+  const auto earlier = [this](Link a, Link b) { return RowAt(a).arrival < RowAt(b).arrival; };
+  if (!std::is_sorted(order.begin(), order.end(), earlier)) {
+    std::sort(order.begin(), order.end(), earlier);
+  }
+  std::array<std::size_t, kStoredBuckets + 1> starts{};
+  for (const Link link : order) ++starts[RowAt(link).old.Hash() % kStoredBuckets + 1];
+  std::partial_sum(starts.begin(), starts.end(), starts.begin());
+  std::vector<RowView> views(order.size());
+  for (const Link link : order) {
+    const Row& row = RowAt(link);
+    views[starts[row.old.Hash() % kStoredBuckets]++] = {row.old, row.given,
+                                                        GroupAt(GroupOf(link)).replacement};
+  }
   return views;
 }
 
 bool ObsoleteTable::Read(Zef::ByteReader& in) {
   Clear();
   const bool withGiven = in.U32() != 0;
+  Reserve(CountRows(in, withGiven ? 3 : 2));
   while (!in.Failed()) {
     const PLID replacement = ReadStoredId(in);
     if (replacement.IsNull() && !in.Failed()) return true;
     const PLID old = ReadStoredId(in);
     const PLID given = withGiven ? ReadStoredId(in) : replacement;
     if (in.Failed() || !AddRow(old, replacement)) break;
-    RowAt(rowByOld_.Find(old)).given = given;
+    if (withGiven) RowAt(rowByOld_.Find(old)).given = given;
   }
   Clear();
   return false;
@@ -109,6 +124,13 @@ void ObsoleteTable::Write(Zef::ByteWriter& out) const {
     PutStoredId(out, row.old);
   }
   PutStoredId(out, PLID());
+}
+
+void ObsoleteTable::Reserve(std::size_t rows) {
+  rows_.reserve(rows);
+  groups_.reserve(rows);
+  rowByOld_.Reserve(rows);
+  groupByReplacement_.Reserve(rows);
 }
 
 ObsoleteTable::Link ObsoleteTable::GroupOf(Link row) const {

@@ -77,6 +77,7 @@ class ObsoleteTable {
   void Renumber();
   Link GroupFor(const PLID& replacement);
   Link TakeRow();
+  void Reserve(std::size_t rows);
   void MoveGroup(const PLID& from, const PLID& to);
   void Unlink(Link link);
   void Append(Link group, Link link);

@@ -1,76 +1,172 @@
 #include "plugin/PatchSet.h"
 
+#include <algorithm>
+#include <cstring>
+#include <span>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "database/AssetRecord.h"
+#include "database/IdMap.h"
+#include "database/IndexScan.h"
+#include "database/LargeBlock.h"
 #include "database/MUKAssetIndex.h"
 #include "database/ShownName.h"
+#include "database/StoredText.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/TFile.h"
 
 namespace {
 
-/// What a set holds, each part by shown name. Sorting only these gives the order of the sorted
-/// index, because the sort is stable.
-struct Changes {
-  std::vector<MUKAsset*> deletions;
-  std::vector<MUKAsset*> additions;
-  /// Records are equal by their identifiers alone, so this stays empty: a changed asset carries
-  /// a new version. The file exists for sets that are made some other way.
-  std::vector<MUKAsset*> changes;
+constexpr std::size_t kWriteSpan = 1u << 18;
+
+/// What a diff keeps of an older record.
+struct Entry {
+  PLID id;
+  std::uint32_t first = 0;  ///< place plus one of the first entry with this identifier
+  bool builtIn = false;
+  bool found = false;          ///< in the newer index; told by the first of an identifier
+  std::string_view shownName;  ///< of a built-in record; null without storage
 };
 
-Changes Compare(const MUKAssetIndex& older, const MUKAssetIndex& newer) {
-  Changes found;
-  for (MUKAsset* record : older.AllRecords()) {
-    if (!record->Has(AssetFlag::BuiltIn)) continue;
-    MUKAsset* counterpart = newer.Find(record->id);
-    if (counterpart == nullptr) {
-      found.deletions.push_back(record);
-    } else if (!(*counterpart == *record)) {
-      found.changes.push_back(counterpart);
+/// Bytes kept from files that went by. They stay where they are.
+class KeptBytes {
+ public:
+  std::string_view Keep(std::span<const std::byte> bytes) {
+    if (bytes.size() > left_) {
+      left_ = std::max(kChunk, bytes.size());
+      chunks_.push_back(MakeLargeBlock(left_));
+      next_ = chunks_.back().get();
     }
+    std::byte* kept = std::exchange(next_, next_ + bytes.size());
+    left_ -= bytes.size();
+    if (!bytes.empty()) std::memcpy(kept, bytes.data(), bytes.size());
+    return {reinterpret_cast<const char*>(kept), bytes.size()};
   }
-  for (MUKAsset* record : newer.AllRecords()) {
-    if (record->Has(AssetFlag::BuiltIn) && older.Find(record->id) == nullptr) {
-      found.additions.push_back(record);
+
+ private:
+  static constexpr std::size_t kChunk = 1u << 21;
+
+  std::vector<LargeBlock> chunks_;
+  std::byte* next_ = nullptr;
+  std::size_t left_ = 0;
+};
+
+/// The older index's identifiers with the names of its built-in records.
+class OlderRecords {
+ public:
+  bool Read(const std::string& path) {
+    IndexScan scan;
+    if (!scan.Open(path)) return false;
+    entries_.reserve(scan.Count());
+    byId_.Reserve(scan.Count());
+    return scan.Run([this](const RecordGlance& glance, std::span<const std::byte>) {
+      Entry& entry = entries_.emplace_back();
+      entry.id = glance.id;
+      entry.builtIn = glance.builtIn;
+      if (entry.builtIn && glance.shownName.data() != nullptr) {
+        entry.shownName = names_.Keep(std::as_bytes(std::span(glance.shownName)));
+      }
+      std::uint32_t& first = byId_.Insert(entry.id);
+      if (first == 0) first = static_cast<std::uint32_t>(entries_.size());
+      entry.first = first;
+    });
+  }
+  /// True when there is a record with this identifier; it stays then.
+  bool Find(const PLID& id) {
+    const std::uint32_t first = byId_.Find(id);
+    if (first == 0) return false;
+    entries_[first - 1].found = true;
+    return true;
+  }
+  /// Built-in records that were not found, as far as they are sorted and written.
+  std::vector<MUKAsset> Missing() const {
+    std::vector<MUKAsset> missing;
+    for (const Entry& entry : entries_) {
+      if (!entry.builtIn || entries_[entry.first - 1].found) continue;
+      MUKAsset& record = missing.emplace_back();
+      record.id = entry.id;
+      if (entry.shownName.data() == nullptr) continue;
+      const std::size_t length = strnlen(entry.shownName.data(), entry.shownName.size());
+      record.name.Borrow(entry.shownName.substr(0, length));
     }
+    return missing;
   }
-  SortByShownName(found.deletions);
-  SortByShownName(found.additions);
-  SortByShownName(found.changes);
-  return found;
+
+ private:
+  std::vector<Entry> entries_;
+  KeptBytes names_;
+  IdMap<std::uint32_t> byId_;
+};
+
+/// Built-in records that only the newer index has.
+class NewerRecords {
+ public:
+  bool Read(const std::string& path, OlderRecords& older) {
+    IndexScan scan;
+    return scan.Open(path) &&
+           scan.Run([&](const RecordGlance& glance, std::span<const std::byte> stored) {
+             if (!older.Find(glance.id) && glance.builtIn) {
+               additions_.push_back(kept_.Keep(stored));
+             }
+           });
+  }
+  std::vector<MUKAsset> Records() const {
+    std::vector<MUKAsset> records(additions_.size());
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      Zef::ByteReader in(additions_[i].data(), additions_[i].size());
+      ReadRecord(in, records[i]);
+    }
+    return records;
+  }
+
+ private:
+  std::vector<std::string_view> additions_;  // as stored
+  KeptBytes kept_;
+};
+
+std::vector<MUKAsset*> ByShownName(std::vector<MUKAsset>& records) {
+  std::vector<MUKAsset*> order;
+  order.reserve(records.size());
+  for (MUKAsset& record : records) order.push_back(&record);
+  SortByShownName(order);
+  return order;
 }
 
 void WriteRecords(Zef::File& file, const std::vector<MUKAsset*>& records) {
-  Zef::TFile out(&file, false);
-  for (const MUKAsset* record : records) WriteRecord(out, *record);
-  out.Close();
+  Zef::ByteWriter out;
+  for (const MUKAsset* record : records) {
+    AppendRecord(out, *record);
+    if (out.Size() < kWriteSpan) continue;
+    file.Write(out.View().data(), 1, out.Size());
+    out.Clear();
+  }
+  file.Write(out.View().data(), 1, out.Size());
 }
 
 void WriteIds(Zef::File& file, const std::vector<MUKAsset*>& records) {
-  Zef::TFile out(&file, false);
-  for (const MUKAsset* record : records) record->id.Write(out);
-  out.Close();
+  Zef::ByteWriter out;
+  for (const MUKAsset* record : records) PutStoredId(out, record->id);
+  file.Write(out.View().data(), 1, out.Size());
 }
 
 }  // namespace
 
 bool MakePatchSet(const std::string& indexName, const std::string& oldRoot,
                   const std::string& newRoot, const std::string& outputRoot) {
-  MUKAssetIndex older;
-  MUKAssetIndex newer;
-  const MUKAssetIndex::LoadOptions options{.keepConfigCache = false};
-  if (!older.Load(oldRoot + indexName, nullptr, options)) return false;
-  if (!newer.Load(newRoot + indexName, nullptr, options)) return false;
+  OlderRecords older;
+  NewerRecords newer;
   try {
+    if (!older.Read(oldRoot + indexName)) return false;
+    if (!newer.Read(newRoot + indexName, older)) return false;
     PatchSetFiles files;
     if (!files.Open(outputRoot + "data/" + indexName, Zef::FileMode::kCreateWrite)) return false;
-    const Changes found = Compare(older, newer);
-    WriteIds(files.Deletions(), found.deletions);
-    WriteRecords(files.Changes(), found.changes);
-    WriteRecords(files.Additions(), found.additions);
+    std::vector<MUKAsset> deletions = older.Missing();
+    std::vector<MUKAsset> additions = newer.Records();
+    WriteIds(files.Deletions(), ByShownName(deletions));
+    WriteRecords(files.Additions(), ByShownName(additions));
     files.Close();
   } catch (const Zef::Exception&) {
     return false;

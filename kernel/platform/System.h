@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -34,6 +35,10 @@ void SleepMilliseconds(std::uint32_t milliseconds);
 [[nodiscard]] bool GetEnvironment(const char* name, std::string* value);
 /// Path of the loaded module (program or library) that holds this code.
 [[nodiscard]] std::string ModulePath();
+
+/// Asks for large pages behind a block that is aligned to one; a wish, never an error.
+inline constexpr std::size_t kLargePage = std::size_t{2} << 20;
+void PreferLargePages(void* block, std::size_t size);
 
 /// A library loaded at run time, unloaded with the object. Move-only.
 class Library {

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
+#include <sys/mman.h>
 #include <sys/random.h>
 #include <unistd.h>
 
@@ -96,6 +97,15 @@ bool GetEnvironment(const char* name, std::string* value) {
 }
 
 // The loader knows a library by its path, but the program only as it was called.
+void PreferLargePages(void* block, std::size_t size) {
+#ifdef MADV_HUGEPAGE
+  static_cast<void>(madvise(block, size, MADV_HUGEPAGE));
+#else
+  static_cast<void>(block);
+  static_cast<void>(size);
+#endif
+}
+
 std::string ModulePath() {
   Dl_info info{};
   link_map* map = nullptr;

@@ -1,0 +1,105 @@
+#include "database/IndexScan.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "database/IndexCompanions.h"
+#include "database/IndexHeader.h"
+#include "database/LargeBlock.h"
+#include "database/ObsoleteTable.h"
+#include "kernel/ByteReader.h"
+
+/// A part of the file, moving forward.
+class IndexScan::Window {
+ public:
+  /// `left` bytes are still to be read from the file.
+  Window(Zef::File& file, std::size_t left) : file_(file), left_(left) {}
+
+  Zef::ByteReader Reader() const { return {buffer_.get() + start_, end_ - start_}; }
+  std::span<const std::byte> Bytes(std::size_t from, std::size_t to) const {
+    return {buffer_.get() + start_ + from, to - from};
+  }
+  std::size_t Remaining() const { return end_ - start_ + left_; }
+  void Drop(std::size_t size) { start_ += size; }
+
+  /// Brings in more bytes behind those at hand. False when there are none.
+  bool More() {
+    const std::size_t held = end_ - start_;
+    return Fetch(std::max(kWindow, held * 2));
+  }
+  /// Brings in all that is left.
+  void All() {
+    while (left_ != 0) Fetch(Remaining());
+  }
+
+ private:
+  static constexpr std::size_t kWindow = 1u << 20;
+
+  bool Fetch(std::size_t capacity) {
+    if (left_ == 0) return false;
+    const std::size_t held = end_ - start_;
+    if (capacity > capacity_) {
+      LargeBlock larger = MakeLargeBlock(capacity);
+      if (held != 0) std::memcpy(larger.get(), buffer_.get() + start_, held);
+      buffer_ = std::move(larger);
+      capacity_ = capacity;
+    } else {
+      std::memmove(buffer_.get(), buffer_.get() + start_, held);
+    }
+    start_ = 0;
+    end_ = held;
+    const std::size_t wanted = std::min(left_, capacity_ - held);
+    const std::size_t got = file_.Read(buffer_.get() + held, 1, wanted);
+    end_ += got;
+    left_ = got == wanted ? left_ - got : 0;
+    return got != 0;
+  }
+
+  Zef::File& file_;
+  std::size_t left_;
+  LargeBlock buffer_;
+  std::size_t capacity_ = 0;
+  std::size_t start_ = 0;
+  std::size_t end_ = 0;
+};
+
+IndexScan::IndexScan() = default;
+IndexScan::~IndexScan() = default;
+
+bool IndexScan::Open(const std::string& path) {
+  if (file_.Open(path.c_str(), Zef::FileMode::kRead) != Zef::RES_OK) return false;
+  IndexLoadReport report;
+  if (ReadIndexHeader(file_, report) != IndexDamage::None) return false;
+  window_ = std::make_unique<Window>(
+      file_, static_cast<std::size_t>(report.storedLength) - kIndexHeaderSize);
+  if (!window_->More()) return false;
+  Zef::ByteReader in = window_->Reader();
+  count_ = in.U32();
+  if (in.Failed()) return false;
+  window_->Drop(in.Position());
+  return count_ <= window_->Remaining() / kSmallestRecord;
+}
+
+bool IndexScan::Run(const Visitor& visit) {
+  RecordGlance glance;
+  Zef::ByteReader in = window_->Reader();
+  for (std::uint32_t i = 0; i < count_; ++i) {
+    std::size_t start = in.Position();
+    GlanceRecord(in, glance);
+    while (in.Failed()) {
+      window_->Drop(start);
+      start = 0;
+      if (!window_->More()) return false;
+      in = window_->Reader();
+      GlanceRecord(in, glance);
+    }
+    visit(glance, window_->Bytes(start, in.Position()));
+  }
+  window_->Drop(in.Position());
+  window_->All();
+  in = window_->Reader();
+  ObsoleteTable obsolete;
+  IndexCompanions companions;
+  return obsolete.Read(in) && DependencyTable::Skip(in) && companions.users.Read(in) &&
+         companions.configCache.Read(in, false) && companions.archives.Read(in);
+}
