@@ -21,7 +21,7 @@ build fuzz
 scripts/fuzz.sh "$FUZZ_SECONDS"
 
 step "Lint"
-git ls-files '*.cpp' ':!fuzz' ':!tests' |
+git ls-files '*.cpp' ':!fuzz' ':!tests' ':!bench' |
   xargs -n 4 -P "$(nproc)" clang-tidy --quiet -p build/release
 
 step "All checks passed"

@@ -14,7 +14,7 @@ constexpr std::string_view kPluginName = "gne_d";
 /// installed, where both are built.
 constexpr const char* kPlaces[] = {
     "gne_d.so",
-    QUARLE_INSTALLED_PLUGIN,
+    QUARLE_INSTALLED_PLUGIN,  // NOLINT(bugprone-suspicious-missing-comma): one literal of two
     "../lib/quarle/gne_d.so",
     "../lib64/quarle/gne_d.so",
     "../../plugin/gne_d.so",
