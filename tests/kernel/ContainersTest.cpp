@@ -15,50 +15,6 @@ struct Item {
 };
 struct Linked : Item, IListNode, ISingleListNode, ITree<Linked> {};
 
-TEST(IntrusiveLists, KeepOrderAndEndsThroughRemovals) {
-  Linked a, b, c;
-  IList<Linked> list;
-  list.PushBack(&b);
-  list.PushBack(&c);
-  list.PushFront(&a);
-  list.Remove(&b);
-  EXPECT_EQ(list.Next(&a), &c);
-  EXPECT_EQ(list.Prev(&c), &a);
-  list.Remove(&a);
-  EXPECT_EQ(list.Head(), &c);
-  list.Remove(&c);
-  EXPECT_TRUE(list.Head() == nullptr && list.Tail() == nullptr && list.Count() == 0);
-
-  ICircularList<Linked> ring;
-  ISingleList<Linked> stack;
-  for (Linked* item : {&a, &b, &c}) {
-    ring.PushBack(item);
-    stack.PushFront(item);
-  }
-  ring.Unlink(&a);
-  ring.Unlink(&a);
-  EXPECT_EQ(ring.First(), &b);
-  EXPECT_EQ(ring.Next(&b), &c);
-  EXPECT_EQ(ring.Next(&c), nullptr);
-  EXPECT_TRUE(stack.Remove(&b));
-  EXPECT_FALSE(stack.Remove(&b));
-  EXPECT_EQ(stack.Head(), &c);
-  EXPECT_EQ(stack.Next(&c), &a);
-}
-
-TEST(Tree, AChildHasOneParent) {
-  Linked root, other, left, right;
-  root.Attach(&left);
-  root.Attach(&right);
-  other.Attach(&left);
-  EXPECT_EQ(left.Parent(), &other);
-  EXPECT_EQ(root.FirstChild(), &right);
-  EXPECT_EQ(right.NextSibling(), nullptr);
-  right.Detach();
-  right.Detach();
-  EXPECT_EQ(root.FirstChild(), nullptr);
-}
-
 TEST(ChunkList, TheFourteenthEntryTakesAChunkAndGivesItBack) {
   const auto requests = [] {
     const auto now = BlockAllocator::GetStatistics();

@@ -57,27 +57,3 @@ TEST(FixedBlockPool, CarvesBeforeItReusesAndDropsChunksThatCameBack) {
   EXPECT_EQ(pool.Chunks(), 0U);
   EXPECT_NE(pool.Acquire(), nullptr) << "usable after a clear";
 }
-
-TEST(Blocks, ThreadsNeverShareOne) {
-  FixedBlockPool pool(sizeof(int), 10);
-  std::atomic<int> damaged{0};
-  ::Test::OnThreads(4, [&](int id) {
-    void* held[26] = {};
-    const auto replace = [&](void*& slot, void* fresh, auto release) {
-      if (slot != nullptr) {
-        damaged += *static_cast<int*>(slot) != id;
-        release(slot);
-      }
-      slot = fresh;
-      *static_cast<int*>(slot) = id;
-    };
-    for (std::size_t round = 0; round < 10'000; ++round) {
-      replace(held[round % 13], BlockAllocator::Allocate(round % 37 * 30), BlockAllocator::Free);
-      replace(held[13 + round % 13], pool.Acquire(), [&](void* item) { pool.Release(item); });
-    }
-    for (int i = 0; i < 13; ++i) BlockAllocator::Free(held[i]);
-    for (int i = 13; i < 26; ++i) pool.Release(held[i]);
-  });
-  EXPECT_EQ(damaged, 0);
-  EXPECT_LE(pool.Chunks(), 1U) << "only the chunk being cut may stay";
-}

@@ -96,20 +96,6 @@ TEST(PairCoder, RoundTripsAllTexturesAndLengths) {
   EXPECT_GT(shrunk, 20);
 }
 
-TEST(PairCoder, DecoderTakesEveryFormOfTable) {
-  EXPECT_EQ(Decode(Bytes(256, 128) + Bytes{0, 1, 'x'}), Bytes{'x'}) << "a run for each code";
-  // A page, one without data, and one with rows for unchanged codes.
-  EXPECT_EQ(Decode({255, 255, 0, 1, 'x', 255, 255, 0, 0, 1, 0, 1, 255, 253, 0, 1, 'y'}),
-            (Bytes{'x', 'y'}));
-  // Code c stands for c-1 and 0, so that 255 unfolds to 256 zeros over 256 levels.
-  Bytes deepest = {128, 127};
-  for (std::uint8_t left = 0; left < 255; left++) {
-    deepest = deepest + Bytes{left, 0};
-    if (left == 127) deepest.push_back(126);
-  }
-  EXPECT_EQ(Decode(deepest + Bytes{0, 1, 255}), Bytes(256, 0));
-}
-
 TEST(PairCoder, DecoderRefusesWhatIsMalformed) {
   const std::pair<const char*, Bytes> cases[] = {
       {"ends before the table does", {255}},

@@ -51,25 +51,6 @@ TEST(SharedText, CompareTellsFirstEqualAfter) {
   }
 }
 
-TEST(SharedText, CapacityGrowsInStepsAndPiecesAreCopiedSeldom) {
-  for (const std::uint32_t length : {1U, 14U, 15U, 30U, 31U, 5000U}) {
-    EXPECT_EQ(SharedText(std::string(length, 'x').c_str()).Capacity(), (length + 17) & ~15U);
-    EXPECT_EQ(SharedText('x', length).View(), std::string(length, 'x'));
-  }
-  SharedText text("fits");
-  text.EnsureUnique(100, true);
-  EXPECT_STREQ(text.Text(), "fits");
-  EXPECT_EQ(text.Capacity(), 100U);
-  int moves = 0;
-  for (int piece = 0; piece < 100'000; ++piece) {
-    const char* before = text.Text();
-    text.Append("0123456789");
-    moves += text.Text() != before;
-  }
-  EXPECT_EQ(text.Length(), 1'000'004U);
-  EXPECT_LT(moves, 100);
-}
-
 TEST(SharedText, ChangesReachNoOtherHolder) {
   const struct {
     const char* start;

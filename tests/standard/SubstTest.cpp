@@ -83,22 +83,6 @@ TEST_F(Substitution, PrefixIsARegisteredNameBeforeAnySeparator) {
   Subst("c", nullptr, false);
 }
 
-TEST_F(Substitution, RegistrationRefusesWhatIsNoFolderAndRemovalWhatIsNotThere) {
-  EXPECT_FALSE(Subst(PString(), "x/", true) || Subst("other", "archive.bin", true));
-  EXPECT_TRUE(Subst("other", nullptr, true));
-  for (const char* name : {"m1", "m2", "m3", "m4"}) ASSERT_TRUE(Subst(name, "/none/", true));
-  for (const char* name : {"m3", "m1"}) list_.Remove(name);
-  EXPECT_TRUE(list_.Contains("m2") && list_.Contains("m4") && list_.Contains(name_));
-  EXPECT_FALSE(list_.Contains("m1") || list_.Contains("m3"));
-  for (const char* name : {"m2", "m4"}) list_.Remove(name);
-  try {
-    list_.Remove("other");
-    FAIL();
-  } catch (const Exception& e) {
-    EXPECT_STREQ(e.Reason(), "Subst(other) Closing non-existant subst?");
-  }
-}
-
 TEST_F(Substitution, LatestSourceWinsAndOthersFillIn) {
   Put("hi/both.txt", "hi");
   Put("lo/both.txt", "lo");
@@ -164,17 +148,6 @@ TEST_F(Substitution, DeleteTakesEveryCopyAndNoLinkTarget) {
   EXPECT_TRUE(OnDisk("hi") && OnDisk("lo"));
 }
 
-TEST_F(Substitution, Rename) {
-  Put("hi/a.txt", "a");
-  Put("hi/B.txt", "b");
-  EXPECT_FALSE(list_.Rename(name_, "a.txt", "b.TXT"));  // taken in another case
-  EXPECT_TRUE(list_.Rename(name_, "A.txt", "A.TXT"));   // a change of case alone
-  EXPECT_TRUE(OnDisk("hi/A.TXT") && !OnDisk("hi/a.txt"));
-  EXPECT_FALSE(list_.Rename(name_, "a.txt", "../c.txt"));
-  EXPECT_TRUE(list_.Rename(name_, "a.txt", "c.txt"));
-  EXPECT_EQ(Read("c.txt"), "a");
-}
-
 TEST_F(Substitution, PathsThatLeaveTheFolderOrDoNotFitExistNowhere) {
   Put("secret.txt", "secret");
   Put("hi/in/x.txt", "x");
@@ -231,31 +204,6 @@ TEST_F(Substitution, SearchOnDiskComesSortedWithoutDoubles) {
   File::Find find;
   EXPECT_TRUE(find.Open(nullptr) && !find.Next());
   EXPECT_FALSE(find.Open(PString(), "vfs:in/*"));  // without a name there is no prefix either
-}
-
-TEST_F(Substitution, FoundEntriesCarrySizeTimesAndAttributes) {
-  Put({"in/file.txt", "in/locked.txt", "in/folder/x"});
-  fs::permissions(root_ / "in/locked.txt", fs::perms::owner_read);
-  fs::create_directory_symlink(root_ / "in/folder", root_ / "in/link");
-  fs::create_symlink(root_ / "nowhere", root_ / "in/dangling");
-  ASSERT_EQ(mkfifo((root_ / "in/fifo").c_str(), 0600), 0);
-  struct stat facts {};
-  ASSERT_EQ(stat((root_ / "in/file.txt").c_str(), &facts), 0);
-  const std::tuple<const char*, std::uint32_t, int> expected[] = {
-      {".", 0, 0x10},      {"..", 0, 0x10},   {"file.txt", 11, 0x20},
-      {"folder", 0, 0x10}, {"link", 0, 0x10}, {"locked.txt", 13, 0x21}};
-  File::Find find;
-  ASSERT_TRUE(find.Open((root_ / "in/*").c_str()));
-  for (const auto& [name, size, attributes] : expected) {
-    ASSERT_TRUE(find.Next());
-    const FileEntry& entry = find.Entry();
-    EXPECT_STREQ(entry.name, name);
-    EXPECT_TRUE(entry.size == size && entry.storedSize == size) << name;
-    EXPECT_EQ(entry.attributes, attributes) << name;
-    EXPECT_EQ(find.IsLink(), std::string_view(name) == "link") << name;
-    EXPECT_TRUE(size != 11 || entry.written == facts.st_mtime) << name;
-  }
-  EXPECT_FALSE(find.Next());
 }
 
 TEST_F(Substitution, SearchMergesSources) {

@@ -74,21 +74,3 @@ TEST(TFile, ClearReopensThroughTheSubstitution) {
   EXPECT_EQ(ReadWholeFile(folder / "low/f"), "old");
   Zef::Subst("clear", nullptr, false);
 }
-
-TEST(TFile, WithoutAnOpenFileEverythingIsHarmless) {
-  Zef::TFile streams[] = {{nullptr, true}, {new Zef::File, true}};
-  for (Zef::TFile& stream : streams) {
-    std::uint32_t value = 5;
-    Zef::SharedText text("old");
-    EXPECT_TRUE(!stream.IsOpen() && stream.Eof());
-    stream.Clear();
-    stream.Seek(10, 0);
-    EXPECT_EQ(stream.WriteRaw("x", 1), 0u);
-    EXPECT_EQ(stream.Tell() + stream.Size(), 0u);
-    EXPECT_TRUE(!stream.Read32(value) && value == 5);
-    stream.ReadText(text);
-    EXPECT_EQ(text.Text(), nullptr);
-    stream.SkipForward(UINT64_MAX);
-    stream.Close();
-  }
-}

@@ -153,23 +153,6 @@ TEST(TStream, LinesEndAtEitherMarkOrAPair) {
   EXPECT_TRUE(endless.ReadLine(line) && line.View() == "next");
 }
 
-TEST(TStream, ReadAheadSavesSeeksAndReads) {
-  CountingStream writer;
-  for (int i = 0; i < 17; ++i) writer.WriteBool(true);
-  EXPECT_EQ(writer.seeks, 0) << "a seek a flag would flush the file below each time";
-
-  CountingStream stream(std::string(10000, 'x'));
-  std::uint8_t byte = 0;
-  for (int i = 0; i < 4097; ++i) stream.Read8(byte);
-  EXPECT_EQ(stream.reads, 2);
-  stream.Seek(-16, 1);
-  for (int i = 0; i < 16; ++i) stream.Read8(byte);
-  EXPECT_EQ(stream.reads, 2) << "a short step back is served from memory";
-  EXPECT_EQ(stream.Tell(), 4097u);
-  EXPECT_EQ(stream.Size(), 10000u);
-  EXPECT_EQ(stream.Tell(), 4097u);
-}
-
 TEST(TStream, BehavesLikeACursorOverPlainBytes) {
   std::mt19937 random(12345);
   std::string model(30000, '\0');

@@ -108,16 +108,3 @@ TEST(Convert, WaysLeadThroughTextAndNoFurther) {
   EXPECT_EQ(tag->GetType(), TagString);
   EXPECT_EQ(tag->GetDataSize(), 1u);
 }
-
-TEST(Convert, TheNewestConverterWins) {
-  class Answer final : public HCSConverter {
-   public:
-    Answer() : HCSConverter(TagInt, TagString) {}
-    CoreRef Convert(const HCSRawDataCore*) const override { return Text("42"); }
-  };
-  {
-    const Answer answer;
-    EXPECT_EQ(Word<float>(ConvertTagData(TagInt, Values(7), TagFloat)), 42.0f);
-  }
-  EXPECT_EQ(Word<float>(ConvertTagData(TagInt, Values(7), TagFloat)), 7.0f);
-}

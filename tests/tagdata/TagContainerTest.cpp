@@ -267,17 +267,3 @@ TEST(TagContainer, ManyThreadsMayLookUpInOneFile) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);
 }
-
-TEST(TagContainer, TracesGoToTheSinkOnly) {
-  static std::string lines;
-  TagContainer tags;
-  tags.SetInt("a", 1);
-  tags.DebugPrint();
-  Zef::SetTraceSink([](const char* line) { lines.append(line).append("|"); });
-  tags.DebugPrint();
-  EXPECT_FALSE(comptagstr("a", 1, nullptr));
-  Zef::SetTraceSink(nullptr);
-  EXPECT_EQ(lines, "TagContainer::DebugPrint> a 1|comptagstr> null str|");
-  EXPECT_TRUE(comptagstr("CaChE-x", 5, "cache") && comptagstr("Ab", 2, "aB", 2));
-  EXPECT_FALSE(comptagstr("cache", 4, "cache") || comptagstr(nullptr, 0, ""));
-}
