@@ -21,20 +21,18 @@ void Require(bool holds) {
   if (!holds) std::abort();
 }
 
-/// A '*' may take anything: the slow and obvious match, as a table over both texts. `star` says
-/// whether a '*' has been met, which makes a final dot optional.
+/// A '*' may take anything: the slow and obvious match, as a table over both texts. Right behind
+/// a '*' a final dot is optional.
 bool SlowMatch(const std::string& name, const std::string& pattern) {
   std::vector<std::vector<char>> reached(pattern.size() + 1, std::vector<char>(name.size() + 1));
   reached[0][0] = 1;
-  bool star = false;
   for (std::size_t p = 0; p < pattern.size(); ++p) {
     if (reached[p][name.size()]) {
       const std::string rest = pattern.substr(p);
       if (rest.find_first_not_of('*') == std::string::npos) return true;
       const bool isDot = rest.find_first_not_of('*', 1) == std::string::npos && rest[0] == '.';
-      if (star && isDot) return true;
+      if (isDot && p > 0 && pattern[p - 1] == '*') return true;
     }
-    star = star || pattern[p] == '*';
     for (std::size_t n = 0; n <= name.size(); ++n) {
       if (pattern[p] == '*') {
         reached[p + 1][n] = reached[p][n] || (n > 0 && reached[p + 1][n - 1]);

@@ -9,6 +9,6 @@ for target in build/fuzz/fuzz/Fuzz*; do
   name=$(basename "$target")
   mkdir -p "build/fuzz/corpus/$name"
   echo "-- $name"
-  "$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=0 \
+  "$target" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 -print_final_stats=0 \
     -verbosity=0 -artifact_prefix="build/fuzz/" "build/fuzz/corpus/$name"
 done

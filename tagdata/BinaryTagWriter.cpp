@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::uint32_t kPlaceholder = 0xFFFFFFFF;
 constexpr std::size_t kMaxDataSize = 0x7FFFFFFF;
-constexpr std::uint64_t kByteAllowance = 16u << 20;
+constexpr std::uint64_t kByteAllowance = 2u << 20;
 
 TagCode CodeOf(std::int32_t type) {
   switch (type) {

@@ -19,7 +19,7 @@ inline constexpr std::uint32_t kMaxTagKeyLength = 254;
 
 /// Appends header and records. A null handle, or one on something that is no container, gives a
 /// file without records. False for a tree that nests deeper than kMaxTagDepth (or contains
-/// itself), takes more than 2^31-1 bytes, or by repeated keys grows past 16 MiB and four times
+/// itself), takes more than 2^31-1 bytes, or by repeated keys grows past 2 MiB and four times
 /// the bytes of its own values; a part of it may have been appended by then.
 [[nodiscard]] bool AppendBinaryTags(Zef::ByteWriter& out, const TagContainer& root);
 

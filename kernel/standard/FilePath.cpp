@@ -43,11 +43,13 @@ std::string_view NextComponent(std::string_view& rest) {
 }
 
 /// What may be left of a pattern when the name is used up: stars, and right behind a '*' a dot
-/// that the name need not have.
+/// that the name need not have, with stars behind it.
 bool IsOptionalEnd(std::string_view rest, bool isBehindStar, bool dotIsOptional) {
-  if (rest.find_first_not_of('*') == std::string_view::npos) return true;
-  if (!dotIsOptional) return false;
-  return rest == "*." || (isBehindStar && (rest == "." || rest == ".*" || rest == "*.*"));
+  const std::size_t stars = std::min(rest.find_first_not_of('*'), rest.size());
+  rest.remove_prefix(stars);
+  if (rest.empty()) return true;
+  const bool isDot = rest[0] == '.' && rest.find_first_not_of('*', 1) == std::string_view::npos;
+  return isDot && dotIsOptional && (isBehindStar || stars != 0);
 }
 
 // Only the latest '*' is ever retried: whatever an earlier one could take more, the latest can take
