@@ -213,9 +213,11 @@ TEST_F(CrashTest, AProcessThatExitsEndsItsThreadsAndWaitsForNoOther) {
         .AwaitEnd();
   };
   EXPECT_EQ(exits(), 7);
+#ifndef __SANITIZE_THREAD__  // which calls the thread that is left asleep a leak
   Party owner(settings_);
   EXPECT_EQ(owner.Ask('a'), 1);
   EXPECT_EQ(exits(), 7);
+#endif
 }
 
 TEST_F(CrashTest, AProcessThatIsKilledHoldsNothingBack) {
