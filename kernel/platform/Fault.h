@@ -78,7 +78,7 @@ class FaultStack {
   FaultStack& operator=(const FaultStack&) = delete;
 
  private:
-  void* memory_ = nullptr;
+  bool isOwner_ = false;  // a thread has one at most
 };
 
 /// Calls the function; false when it faulted or threw. What it held then is not released.
