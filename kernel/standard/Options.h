@@ -21,6 +21,8 @@ namespace Zef {
 
 class Options {
  public:
+  static constexpr std::uint64_t kLongestText = std::uint64_t{16} << 20;  ///< bytes of a file
+
   /// The options of this process, empty until somebody loads them.
   static Options& Process();
 
