@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <random>
 #include <vector>
 
 #include "database/IndexHost.h"
 #include "database/ShownName.h"
+#include "database/StoredText.h"
+#include "kernel/ByteReader.h"
+#include "kernel/ByteWriter.h"
 #include "tests/database/IndexFixture.h"
 #include "tests/support/TestFiles.h"
 
@@ -53,6 +57,29 @@ TEST(ObsoleteRows, KeepPointingToTheEndOfTheChain) {
     EXPECT_EQ(index.Resolve(kA), c.expectedForA) << &c - cases;
     EXPECT_EQ(index.ResolveExact(kA), c.expectedForA == kA ? PLID() : c.expectedForA);
   }
+}
+
+TEST(ObsoleteRows, AreSkippedExactlyWhenTheyCanBeRead) {
+  std::mt19937 random(1);
+  int bad = 0;
+  for (int round = 0; round < 2000; ++round) {
+    Zef::ByteWriter out;
+    const unsigned ids = 2 + random() % 2;
+    out.U32(ids - 2);
+    for (unsigned i = random() % (5 * ids); i > 0; --i) {
+      const auto content = static_cast<std::int32_t>(random() % 40);
+      PutStoredId(out, content == 39 ? PLID() : PLID(1, content, 0));
+    }
+    if (random() % 8 != 0) PutStoredId(out, PLID());
+    Zef::ByteReader read(out.View().data(), out.Size());
+    Zef::ByteReader skipped(out.View().data(), out.Size());
+    const bool whole = ObsoleteTable().Read(read);
+    EXPECT_EQ(ObsoleteTable::Skip(skipped), whole) << round;
+    EXPECT_TRUE(!whole || skipped.Position() == read.Position()) << round;
+    bad += whole ? 0 : 1;
+  }
+  EXPECT_GT(bad, 100);
+  EXPECT_LT(bad, 1900);
 }
 
 TEST(ObsoleteRows, ComeFromVersionsAndFromTheUsersOwnDeclarations) {
