@@ -9,11 +9,7 @@
 
 #pragma once
 
-#include <cstdint>
 #include <span>
-
-#include "kernel/platform/Fault.h"
-#include "kernel/standard/Exception.h"
 
 namespace Zef {
 
@@ -37,15 +33,5 @@ FatalWindow SetFatalWindow(FatalWindow window);
 using CriticalFunction = void (*)(void* parameter);
 void AddCriticalShutdown(void* parameter, CriticalFunction function);
 void AddCriticalStartup(void* parameter, CriticalFunction function);
-
-/// Name of a fault, or null for a code that has none.
-const char* FaultName(Platform::FaultCode code);
-
-/// A fault as an exception. Uses no heap; the call stack is the whole report text.
-class HardwareException : public Exception {
- public:
-  explicit HardwareException(const Platform::Fault& fault);
-  const char* Class() const override { return "Hardware"; }
-};
 
 }  // namespace Zef

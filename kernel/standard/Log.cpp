@@ -10,6 +10,7 @@
 #include "kernel/Sync.h"
 #include "kernel/Thread.h"
 #include "kernel/platform/Terminal.h"
+#include "kernel/standard/CodePage.h"
 #include "kernel/standard/FormatBuffer.h"
 #include "kernel/standard/LogFile.h"
 #include "kernel/standard/Trace.h"
@@ -50,6 +51,7 @@ constinit std::atomic<LogStream> lineStream{LogStream::None};
 constinit std::atomic<bool> flushLines{true};
 constinit std::atomic<bool> prefixLines{true};
 constinit std::atomic<LogDebugHook> debugHook{nullptr};
+constinit std::atomic<LogChannel*> traceChannel{nullptr};
 
 double SecondsSinceStart() {
   const double start = startSeconds.load(std::memory_order_relaxed);
@@ -121,11 +123,11 @@ void WriteLine(LogChannel& channel, std::string_view text) {
 
 // Lines of the trace may bring a line end of their own.
 void LogTrace(const char* line) {
-  LogChannel& channel = GetLog(kTraceChannel);
-  if (!channel.Begin(LogLevel::Warning)) return;
+  LogChannel* const channel = traceChannel.load(std::memory_order_acquire);
+  if (channel == nullptr || !channel->Begin(LogLevel::Warning)) return;
   std::string_view text(line);
   while (text.ends_with('\n') || text.ends_with('\r')) text.remove_suffix(1);
-  LogText(channel, text);
+  LogText(*channel, text);
 }
 
 std::string Banner() {
@@ -148,10 +150,53 @@ bool OpenFile(LogFile& file, const LogSettings& settings) {
   return !settings.disabled;
 }
 
+bool ApplyLevel(LogChannel& channel, std::string_view item) {
+  for (std::size_t i = 0; i < std::size(kLevels); ++i) {
+    // Options name a level without the blank that fills its word up.
+    const std::string_view word(kLevels[i].word);
+    if (!EqualFolded(item, word.substr(0, word.find(' ')))) continue;
+    channel.SetLevel(static_cast<LogLevel>(i));
+    return true;
+  }
+  return false;
+}
+
+constexpr struct {
+  std::string_view name;
+  std::uint8_t outputs;
+  std::uint8_t format;
+} kFlags[] = {
+    {"mono", LogOutput::kDebug, 0},       {"window", LogOutput::kWindow, 0},
+    {"newlines", 0, LogFormat::kLineEnd}, {"displaymodulename", 0, LogFormat::kPrefix},
+    {"file", LogOutput::kFile, 0},
+};
+
+void ApplyFlag(LogChannel& channel, std::string_view item) {
+  const std::size_t nameEnd = std::min(item.find('='), item.size());
+  const std::string_view suffix = item.substr(nameEnd);
+  const bool on = suffix.empty() || EqualFolded(suffix, "=on");
+  if (!on && !EqualFolded(suffix, "=off")) return;
+  for (const auto& flag : kFlags) {
+    if (!EqualFolded(item.substr(0, nameEnd), flag.name)) continue;
+    channel.SetOutput(flag.outputs, on);
+    channel.SetFormat(flag.format, on);
+  }
+}
+
+void ApplySetting(const std::string& value) {
+  SharedText rest(value.c_str());
+  const SharedText name = rest.PopToken(":");
+  if (name.IsEmpty()) return;
+  LogChannel& channel = GetLog(name.View());
+  for (SharedText item = rest.PopToken(":"); !item.IsEmpty(); item = rest.PopToken(":")) {
+    if (!ApplyLevel(channel, item.View())) ApplyFlag(channel, item.View());
+  }
+}
+
 LogChannel* FindChannel(std::string_view name) {
   const ICircularList<LogChannel>& channels = State().channels;
   LogChannel* channel = channels.First();
-  while (channel != nullptr && !EqualNoCase(channel->Name().View(), name)) {
+  while (channel != nullptr && !EqualFolded(channel->Name().View(), name)) {
     channel = channels.Next(channel);
   }
   return channel;
@@ -192,8 +237,8 @@ void LogText(LogChannel& channel, std::string_view text) noexcept {
 
 std::size_t FormatLogPrefix(std::span<char> to, LogLevel level, std::uint32_t thread,
                             double seconds, std::string_view name) {
-  const LevelText& text = kLevels[std::min<std::size_t>(static_cast<std::size_t>(level),
-                                                        std::size(kLevels) - 1)];
+  const LevelText& text =
+      kLevels[std::min<std::size_t>(static_cast<std::size_t>(level), std::size(kLevels) - 1)];
   // Halves go to the even minute, so a full minute may show as 60 seconds. Readers know it.
   const long minutes = std::lrint(seconds / 60 - 0.5);
   const double rest = std::max(0.0, seconds - 60.0 * static_cast<double>(minutes));
@@ -219,7 +264,8 @@ void LogInit(const LogSettings& settings) {
        channel = state.channels.Next(channel)) {
     channel->SetFormat(LogFormat::kPrefix, settings.prefix);
   }
-  for (const std::string& value : settings.channels) ApplyLogValue(value);
+  for (const std::string& value : settings.channels) ApplySetting(value);
+  traceChannel.store(&GetLog(kTraceChannel), std::memory_order_release);
   SetTraceSink(LogTrace);
 }
 
@@ -234,6 +280,7 @@ void LogEnd() {
   LogState& state = State();
   const SyncGuard guard(state.lock);
   SetTraceSink(nullptr);
+  traceChannel.store(nullptr);
   state.file.Write("End.\r\n");
   LogShutdown(true);
   while (LogChannel* channel = state.channels.First()) {

@@ -8,7 +8,7 @@
 // Nothing is written to a file until the program calls LogInit; until then lines go to the
 // debugger's hook alone. Any thread may write; a line reaches the file whole. The level shown in a
 // line is a word that threads share, so two that use one channel at once may show each other's.
-// Failures are never reported and nothing here throws. Lines and options are told in docs/log.md.
+// Failures of writing are never reported. Lines and options are told in docs/log.md.
 //
 // Cost: two loads for a line that does not pass, one system call for one that does.
 
@@ -78,17 +78,16 @@ class LogChannel : public KernelObject, public IListNode {
     }
   }
 
-  const SharedText name_;
+  SharedText name_;
   std::atomic<LogLevel> level_{LogLevel::Warning};
   std::atomic<LogLevel> current_{LogLevel::None};
   std::atomic<std::uint8_t> outputs_{LogOutput::kFile | LogOutput::kDebug};
   std::atomic<std::uint8_t> format_;
 };
 
-/// The channel of that name in any letter case, made if need be; lives until LogEnd.
+/// The channel of that name in any letter case, made if need be; lives until LogEnd. Throws
+/// std::bad_alloc.
 LogChannel& GetLog(std::string_view name);
-/// Channels that exist.
-std::size_t LogChannelCount();
 
 /// Writes one line at the level that Begin noted.
 void Log(LogChannel& channel, const char* format, ...) __attribute__((format(printf, 2, 3)));
