@@ -9,7 +9,7 @@
 namespace {
 
 struct Keys {
-  const Zef::PString oldClass{"category-class"};
+  const Zef::PString oldCode{"category-class"};
   const Zef::PString kind{"kind"};
   const Zef::PString type{"type"};
   const Zef::PString trackside{"trackside"};
@@ -31,52 +31,51 @@ struct Traits {
   bool isTrack;
 };
 
+std::string_view WayWord(const TagContainer& config, const Traits& traits) {
+  const Keys& keys = GetKeys();
+  if (traits.isTrack) return ";track";
+  if (config.GetBool(keys.isRoad)) return ";road";
+  if (traits.isTrackside) return ";trackside";
+  // Whoever denies that it is a track says that it is a way.
+  return config.HasTag(keys.isTrack) ? ";road" : "";
+}
+
+std::string_view VehicleWord(const TagContainer& config) {
+  const Keys& keys = GetKeys();
+  if (config.GetBool(keys.tender)) return ";tender";
+  return config.GetInt(keys.engine, -1) == 1 ? ";locomotive" : ";rollingstock";
+}
+
 /// The words by which the table of kinds tells its rows apart.
 std::string DetailWords(const TagContainer& config, const Traits& traits) {
-  const Keys& keys = GetKeys();
-  std::string words(config.GetText(keys.type).View());
+  std::string words(config.GetText(GetKeys().type).View());
   if (words == "trackside") words.clear();
-  if (traits.isTrack) {
-    words += ";track";
-  } else if (config.GetBool(keys.isRoad)) {
-    words += ";road";
-  } else if (traits.isTrackside) {
-    words += ";trackside";
-  } else if (config.HasTag(keys.isTrack)) {
-    words += ";road";
-  }
-  if (traits.kind != "traincar") return words;
-  if (config.GetBool(keys.tender)) {
-    words += ";tender";
-  } else if (config.GetInt(keys.engine, -1) == 1) {
-    words += ";locomotive";
-  } else {
-    words += ";rollingstock";
-  }
+  words += WayWord(config, traits);
+  if (traits.kind == "traincar") words += VehicleWord(config);
   return words;
 }
 
-/// An old code was often copied along with a config of another kind: then the kind is right.
-bool Agree(std::string_view oldClasses, const Traits& traits) {
-  const std::string_view kind = KindOfCodes(oldClasses);
-  return (kind.empty() || kind == traits.kind) &&
-         MatchCodes(oldClasses, "TO") == traits.isTrackside &&
-         MatchCodes(oldClasses, "TK") == traits.isTrack;
+/// An old code that contradicts the kind or the track tags counts for nothing.
+bool Agree(const OldClass& old, const Traits& traits) {
+  return (old.kind.empty() || old.kind == traits.kind) &&
+         MatchCodes(old.classes, "TO") == traits.isTrackside &&
+         MatchCodes(old.classes, "TK") == traits.isTrack;
 }
 
 }  // namespace
 
 std::string ConfigCategory(const TagContainer& config) {
   const Keys& keys = GetKeys();
-  const Zef::SharedText oldClass = config.GetText(keys.oldClass);
+  const Zef::SharedText oldCode = config.GetText(keys.oldCode);
   const Zef::SharedText kindText = config.GetText(keys.kind);
   const std::string_view kind = kindText.View();
   const bool isTrackside = config.HasTag(keys.trackside) || kind == "mojunction" ||
                            kind == "speedboard" || kind == "signal";
   const Traits traits{kind, isTrackside, config.GetBool(keys.isTrack)};
 
-  std::string category(OldClassCodes(kind, oldClass.View()));
-  if (!category.empty() && !Agree(category, traits)) category.clear();
+  const OldClass old = FindOldClass(kind, oldCode.View());
+  std::string category;
+  if (Agree(old, traits)) category = old.classes;
   // Details alone, without a kind, say nothing about an asset.
   if (!kind.empty()) AddCodes(category, KindCodes(kind, DetailWords(config, traits)));
   return category;

@@ -1,7 +1,9 @@
 #include "database/ClassTables.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <iterator>
 #include <span>
 
 #include "database/CodeList.h"
@@ -237,6 +239,16 @@ bool HasOldCode(std::string_view codes, std::string_view code) {
   return false;
 }
 
+/// What KindOfCodes says of each old class. Scans ask for every config, so it is worked out once.
+const auto& OldClassKinds() {
+  static const auto kinds = [] {
+    std::array<std::string_view, std::size(kOldClasses)> all;
+    std::ranges::transform(kOldClasses, all.begin(), KindOfCodes, &OldClassRow::classes);
+    return all;
+  }();
+  return kinds;
+}
+
 /// The heaviest row whose classes are all in the category; the first of equals.
 std::string_view Heaviest(std::span<const NameRow> rows, std::string_view category) {
   const NameRow* best = nullptr;
@@ -249,11 +261,12 @@ std::string_view Heaviest(std::span<const NameRow> rows, std::string_view catego
 
 }  // namespace
 
-std::string_view OldClassCodes(std::string_view kind, std::string_view oldCode) {
+OldClass FindOldClass(std::string_view kind, std::string_view oldCode) {
   if (oldCode.empty()) return {};
-  for (const OldClassRow& row : kOldClasses) {
+  for (std::size_t i = 0; i < std::size(kOldClasses); ++i) {
+    const OldClassRow& row = kOldClasses[i];
     const bool fits = row.kind.empty() || kind.empty() || Zef::EqualFolded(row.kind, kind);
-    if (fits && HasOldCode(row.oldCodes, oldCode)) return row.classes;
+    if (fits && HasOldCode(row.oldCodes, oldCode)) return {row.classes, OldClassKinds()[i]};
   }
   return {};
 }

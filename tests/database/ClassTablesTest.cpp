@@ -33,7 +33,9 @@ TEST(ClassTables, OldCodesDecideByKindAndThenByOrder) {
       {"traincar", "AE AG", ""},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(OldClassCodes(c.kind, c.code), c.classes) << c.kind << ' ' << c.code;
+    const OldClass old = FindOldClass(c.kind, c.code);
+    EXPECT_EQ(old.classes, c.classes) << c.kind << ' ' << c.code;
+    EXPECT_EQ(old.kind, KindOfCodes(c.classes)) << c.classes;
   }
 }
 
