@@ -168,7 +168,7 @@ FatalAnswer ShowWindow(const Exception& exception, bool isHardware) {
             ? "Fatal Error: An error occurred trying to display the fatal error window! (1)\n"
             : "Fatal Error: An error occurred trying to display the fatal error window! (0)\n");
   }
-  static_cast<void>(Guarded([] { LogShutdown(false); }));
+  static_cast<void>(Guarded(LogShutdownInFault));
   return answer;
 }
 

@@ -24,6 +24,7 @@ constexpr std::size_t kMostPrefix = 64;
 constexpr std::size_t kInlineText = 4096;
 constexpr double kNotStarted = -1;
 constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::string_view kShutdown = "Shutdown.\r\n";
 constexpr const char* kTraceChannel = "Trace";
 
 struct LevelText {
@@ -272,8 +273,15 @@ void LogInit(const LogSettings& settings) {
 void LogShutdown(bool final) {
   LogFile& file = State().file;
   const SyncGuard guard(State().lock);
-  if (!final) file.Write("Shutdown.\r\n");
+  if (!final) file.Write(kShutdown);
   file.Close();
+}
+
+void LogShutdownInFault() {
+  LogFile& file = State().file;
+  const SyncGuard guard(State().lock);
+  file.Write(kShutdown);
+  file.Seal();
 }
 
 void LogEnd() {

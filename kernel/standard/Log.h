@@ -118,6 +118,8 @@ void LogInit(const LogSettings& settings);
 void LogInit(Options& options);
 /// Closes the file, after a last word unless `final`.
 void LogShutdown(bool final);
+/// LogShutdown(false) in the middle of a fault: without the heap.
+void LogShutdownInFault();
 /// Last words of the process: closes the file and frees the channels. Called when the string pool
 /// has gone, so it uses no pooled text; no thread may be logging any more.
 void LogEnd();

@@ -50,6 +50,12 @@ void LogFile::WriteNow(const char* bytes, std::size_t size) noexcept {
 void LogFile::Close() noexcept {
   Flush();
   file_.reset();
+  sealed_ = false;
+}
+
+void LogFile::Seal() noexcept {
+  Flush();
+  sealed_ = true;
 }
 
 }  // namespace Zef

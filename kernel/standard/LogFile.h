@@ -19,11 +19,13 @@ class LogFile {
  public:
   /// Creates the file, or empties it.
   [[nodiscard]] bool Open(const char* path);
-  bool IsOpen() const { return file_ != nullptr; }
+  bool IsOpen() const { return file_ != nullptr && !sealed_; }
   void Write(std::string_view text) noexcept;
   /// Hands what is buffered to the system.
   void Flush() noexcept;
   void Close() noexcept;
+  /// Takes no more, as if closed, and keeps what only the heap could take back.
+  void Seal() noexcept;
 
  private:
   static constexpr std::size_t kBufferSize = 8192;
@@ -33,6 +35,7 @@ class LogFile {
   std::unique_ptr<File> file_;
   std::uint64_t position_ = 0;  // in the file, of what is buffered
   std::size_t buffered_ = 0;
+  bool sealed_ = false;
   char buffer_[kBufferSize];
 };
 

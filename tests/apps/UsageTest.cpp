@@ -95,7 +95,7 @@ TEST_F(Usage, OnlyAnOptionMakesALog) {
   EXPECT_EQ(Run("index stat none.mkx --log run.log", "Options=-LogDisplayModuleName=off").status,
             1);
   const std::string log = Read("run.log");
-  EXPECT_TRUE(log.ends_with("Begin:\r\n'none.mkx': there is no such file\r\nEnd.\r\n")) << log;
+  EXPECT_TRUE(log.ends_with("; check its name\r\nEnd.\r\n")) << log;
   const Outcome outcome = Run("plid 1:2 --log none/run.log");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_TRUE(outcome.HasOneErrorLine() && outcome.out.empty()) << outcome.err;

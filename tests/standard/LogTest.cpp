@@ -138,6 +138,7 @@ TEST_F(LogFixture, TakesTheTraceWithoutItsLineEnds) {
 
 TEST_F(LogFixture, LinesOfThreadsStayWhole) {
   constexpr int kLines = 200;
+  SetLogDebugHook(nullptr);
   BeginFile();
   ::Test::OnThreads(4, [](int id) {
     LogChannel& channel = GetLog(id % 2 == 0 ? "Even" : "Odd");

@@ -1,11 +1,13 @@
 // Faults as signals, on a stack of their own, and the runtime's terminate handler.
 
+#include <cxxabi.h>
 #include <dlfcn.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/uio.h>
 #include <ucontext.h>
 #include <unistd.h>
+#include <unwind.h>
 
 #include <algorithm>
 #include <atomic>
@@ -170,10 +172,37 @@ void OnSignal(int signal, siginfo_t* info, void* context) {
   if (info->si_code <= 0 || signal == SIGTRAP) static_cast<void>(raise(signal));
 }
 
+struct ThrowSearch {
+  Registers registers;
+  bool atThrow;  // the frame before was that of a function that throws
+};
+
+constexpr int kFrameRegister = 6;  // as unwinders number them
+
+_Unwind_Reason_Code LookForThrow(_Unwind_Context* context, void* argument) {
+  auto* const search = static_cast<ThrowSearch*>(argument);
+  if (search->atThrow) {
+    search->registers.rip = _Unwind_GetIP(context);
+    search->registers.rsp = _Unwind_GetCFA(context);
+    search->registers.rbp = _Unwind_GetGR(context, kFrameRegister);
+    return _URC_END_OF_STACK;
+  }
+  void (*const rethrow)(std::exception_ptr) = std::rethrow_exception;
+  const _Unwind_Ptr function = _Unwind_GetRegionStart(context);
+  search->atThrow = function == reinterpret_cast<_Unwind_Ptr>(&abi::__cxa_throw) ||
+                    function == reinterpret_cast<_Unwind_Ptr>(&abi::__cxa_rethrow) ||
+                    function == reinterpret_cast<_Unwind_Ptr>(rethrow);
+  return _URC_NO_REASON;
+}
+
+// An exception that nobody catches leaves the stack as it was. The frames between here and its
+// throw belong to the runtime, which keeps no frame pointers.
 [[noreturn]] void OnTerminate() {
   ucontext_t context{};
   getcontext(&context);
-  static_cast<void>(AskFilter({FaultCode::CppException, false, RegistersOf(context)}));
+  ThrowSearch search{RegistersOf(context), false};
+  _Unwind_Backtrace(LookForThrow, &search);
+  static_cast<void>(AskFilter({FaultCode::CppException, false, search.registers}));
   if (terminateBefore != nullptr) terminateBefore();
   std::abort();
 }
@@ -249,12 +278,14 @@ bool RunGuarded(void (*function)(void* argument), void* argument) {
 
 bool ReadMemory(std::uint64_t address, void* to, std::size_t size) {
   const iovec local{to, size};
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): an address out of a register
   const iovec remote{reinterpret_cast<void*>(address), size};
   return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == static_cast<ssize_t>(size);
 }
 
 bool FindCode(std::uint64_t address, CodePlace* place) {
   Dl_info info{};
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): an address out of a register
   if (dladdr(reinterpret_cast<const void*>(address), &info) == 0) return false;
   const void* const base = info.dli_sname != nullptr ? info.dli_saddr : info.dli_fbase;
   *place = {info.dli_fname, info.dli_sname, reinterpret_cast<std::uintptr_t>(base)};
