@@ -6,7 +6,7 @@
 //
 // Nodes come from one pool with a lock, so trees may be built on several threads; a tree itself
 // has no lock. Lookups by name or index walk the children. Copying and destroying recurse: keep
-// trees to some thousand levels (a parsed one has fewer than 170).
+// trees to some thousand levels (a parsed one has fewer than 250).
 
 #pragma once
 

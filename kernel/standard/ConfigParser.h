@@ -22,7 +22,7 @@ enum class ConfigStatus : std::uint32_t { Ok = 0, Failed = 3 };
 class ConfigParser {
  public:
   static constexpr std::uint64_t kLongestFile = std::uint64_t{128} << 20;
-  /// Symbols that the grammar may have open at once; a level of braces takes three.
+  /// Symbols that the grammar may have open at once; a level of braces takes two to six.
   static constexpr std::uint32_t kMostSymbols = 500;
   /// Nodes and array items of one text.
   static constexpr std::uint32_t kMostValues = 1U << 22;

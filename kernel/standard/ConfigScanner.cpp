@@ -14,17 +14,30 @@ namespace {
 using namespace std::string_view_literals;
 using Kind = ConfigToken::Kind;
 
-constexpr std::string_view kBlanks = " \t\n\r\v\f";
-// What ends a run of characters; a zero byte is in no token.
-constexpr std::string_view kRunEnds = " \t\n\r\v\f{}();,=:#\"`\0"sv;
-constexpr std::string_view kRawStops = ";=(){#\\\n\r\0"sv;
-constexpr std::string_view kQuotedStops = "\"\\\n\r\0"sv;
+// What a character ends or is; a zero byte is in no token.
+enum : std::uint8_t { kBlank = 1, kEndsRun = 2, kEndsRaw = 4, kEndsQuote = 8 };
 
-constexpr auto kEndsRun = [] {
-  std::array<bool, 256> ends{};
-  for (const char c : kRunEnds) ends[static_cast<unsigned char>(c)] = true;
-  return ends;
+constexpr auto kClasses = [] {
+  std::array<std::uint8_t, 256> classes{};
+  const auto add = [&](std::uint8_t which, std::string_view characters) {
+    for (const char c : characters) classes[static_cast<unsigned char>(c)] |= which;
+  };
+  add(kBlank | kEndsRun, " \t\n\r\v\f"sv);
+  add(kEndsRun, "{}();,=:#\"`\0"sv);
+  add(kEndsRaw, ";=(){#\\\n\r\0"sv);
+  add(kEndsQuote, "\"\\\n\r\0"sv);
+  return classes;
 }();
+
+constexpr bool IsOf(std::uint8_t which, char c) {
+  return (kClasses[static_cast<unsigned char>(c)] & which) != 0;
+}
+
+/// Offset of the first character of a class, or of the end.
+std::size_t FindClass(std::uint8_t which, std::string_view text, std::size_t from) {
+  while (from < text.size() && !IsOf(which, text[from])) ++from;
+  return from;
+}
 
 constexpr struct {
   char character;
@@ -131,10 +144,7 @@ ConfigToken ConfigScanner::NextNode() {
 ConfigToken ConfigScanner::NextRun() {
   ConfigToken token;
   if (TakeSpecialNumber(token)) return token;
-  const std::string_view rest = text_.substr(position_);
-  const auto end = std::find_if(rest.begin(), rest.end(),
-                                [](char c) { return kEndsRun[static_cast<unsigned char>(c)]; });
-  token = Take(Kind::String, static_cast<std::size_t>(end - rest.begin()));
+  token = Take(Kind::String, FindClass(kEndsRun, text_, position_) - position_);
   if (!IsNumberStart(token.text[0])) return token;
   if (ParseInteger(token.text, token.integer)) {
     token.kind = Kind::Integer;
@@ -153,7 +163,7 @@ bool ConfigScanner::TakeSpecialNumber(ConfigToken& token) {
   for (const auto& special : kSpecialNumbers) {
     if (!rest.starts_with(special.text)) continue;
     const std::size_t length = special.text.size();
-    if (length < rest.size() && !kEndsRun[static_cast<unsigned char>(rest[length])]) return false;
+    if (length < rest.size() && !IsOf(kEndsRun, rest[length])) return false;
     token = Take(Kind::Float, sign + length);
     token.number = std::bit_cast<float>(special.bits | (negative ? kSignBit : 0));
     return true;
@@ -164,27 +174,27 @@ bool ConfigScanner::TakeSpecialNumber(ConfigToken& token) {
 /// False for a raw text of no characters, which is no token.
 bool ConfigScanner::TakeRaw(ConfigToken& token) {
   token.kind = Kind::String;
-  TakeText(kRawStops, token.text);
+  TakeText(kEndsRaw, token.text);
   return !token.text.empty();
 }
 
 ConfigToken ConfigScanner::TakeQuoted() {
   ++position_;
   ConfigToken token;
-  const bool isClosed = TakeText(kQuotedStops, token.text) && Peek() == '"';
+  const bool isClosed = TakeText(kEndsQuote, token.text) && Peek() == '"';
   if (!isClosed) return AtEnd() ? ConfigToken{Kind::Unterminated, {}} : Take(Kind::Invalid, 1);
   ++position_;
   token.kind = Kind::String;
   return token;
 }
 
-/// Characters up to one of `stops`, which stays, or the end (false). Escapes are resolved, line
-/// ends dropped.
-bool ConfigScanner::TakeText(std::string_view stops, std::string_view& text) {
+/// Characters up to one of the class `stops`, which stays, or the end (false). Escapes are
+/// resolved, line ends dropped.
+bool ConfigScanner::TakeText(std::uint8_t stops, std::string_view& text) {
   buffer_.clear();
   for (;;) {
     const std::size_t start = position_;
-    position_ = std::min(text_.find_first_of(stops, start), text_.size());
+    position_ = FindClass(stops, text_, start);
     const std::string_view piece = text_.substr(start, position_ - start);
     const bool isWhole = AtEnd() || (Peek() != '\\' && Peek() != '\n' && Peek() != '\r');
     if (isWhole && buffer_.empty()) {
@@ -214,8 +224,9 @@ void ConfigScanner::TakeEscape() {
 
 /// Two back-quotes with nothing but white space between them.
 bool ConfigScanner::SkipHexMark() {
-  const std::size_t second = text_.find_first_not_of(kBlanks, position_ + 1);
-  if (second == std::string_view::npos || text_[second] != '`') return false;
+  std::size_t second = position_ + 1;
+  while (second < text_.size() && IsOf(kBlank, text_[second])) ++second;
+  if (second == text_.size() || text_[second] != '`') return false;
   SkipTo(second + 1);
   return true;
 }
@@ -224,12 +235,13 @@ bool ConfigScanner::SkipHexMark() {
 ConfigToken ConfigScanner::TakeHex() {
   buffer_.clear();
   while (!AtEnd() && Peek() != ';') {
-    if (text_.compare(position_, 2, "/*") == 0 || Peek() == '#') {
+    if (AtComment()) {
       if (!SkipComment()) break;
       continue;
     }
+    line_ += Peek() == '\n' ? 1 : 0;
     const int high = HexDigit(Peek());
-    SkipTo(position_ + 1);
+    ++position_;
     const int low = high < 0 || AtEnd() ? -1 : HexDigit(Peek());
     if (low < 0) continue;
     buffer_.push_back(static_cast<char>(high << 4 | low));
@@ -251,6 +263,11 @@ void ConfigScanner::SkipTo(std::size_t position) {
   position_ = position;
 }
 
+bool ConfigScanner::AtComment() const {
+  if (AtEnd()) return false;
+  return Peek() == '#' || (Peek() == '/' && text_.compare(position_, 2, "/*") == 0);
+}
+
 /// At a "#" or a "/*"; false when the latter has no end.
 bool ConfigScanner::SkipComment() {
   if (Peek() == '#') {
@@ -266,9 +283,8 @@ bool ConfigScanner::SkipComment() {
 /// White space and comments; false when a comment has no end.
 bool ConfigScanner::SkipBlanks() {
   for (;;) {
-    SkipTo(std::min(text_.find_first_not_of(kBlanks, position_), text_.size()));
-    const bool isComment = !AtEnd() && (Peek() == '#' || text_.compare(position_, 2, "/*") == 0);
-    if (!isComment) return true;
+    for (; !AtEnd() && IsOf(kBlank, Peek()); ++position_) line_ += Peek() == '\n' ? 1 : 0;
+    if (!AtComment()) return true;
     if (!SkipComment()) return false;
   }
 }

@@ -54,6 +54,7 @@ class ConfigScanner {
   char Peek() const { return text_[position_]; }
   ConfigToken Take(ConfigToken::Kind kind, std::size_t length);
   void SkipTo(std::size_t position);
+  bool AtComment() const;
   bool SkipComment();
   bool SkipBlanks();
 
@@ -63,7 +64,7 @@ class ConfigScanner {
   bool TakeSpecialNumber(ConfigToken& token);
   bool TakeRaw(ConfigToken& token);
   ConfigToken TakeQuoted();
-  bool TakeText(std::string_view stops, std::string_view& text);
+  bool TakeText(std::uint8_t stops, std::string_view& text);
   void TakeEscape();
   bool SkipHexMark();
   ConfigToken TakeHex();
