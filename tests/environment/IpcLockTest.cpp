@@ -50,6 +50,7 @@ class Party {
   static bool Do(IpcLock* lock, char what) {
     if (what == 'p') lock->IpcPoll();
     if (what == 'a') lock->AcquireWriteLock();
+    if (what == 't') return lock->TryAcquireWriteLock();
     if (what == 'r') lock->ReleaseWriteLock();
     if (what == 'c') lock->MarkChanged();
     if (what == 's') lock->IpcShutdown();
