@@ -71,7 +71,7 @@ void AppendCodes(std::string& text, const char* key, std::string_view codes) {
 
 void AppendMeshTable(std::string& text, Random& random) {
   text += "mesh-table\n{\n";
-  const std::uint32_t meshes = random.Between(1, 5);
+  const std::uint32_t meshes = random.Between(1, 7);
   for (std::uint32_t i = 0; i < meshes; ++i) {
     text += "\tpart" + std::to_string(i) + "\n\t{\n\t\tmesh\t\"body_" + std::to_string(i) +
             ".im\"\n\t\tauto-create\t1\n\t\tposition\t" + std::to_string(random.Below(900)) +
@@ -146,7 +146,7 @@ std::string FolderWriter::Config(std::uint32_t number, const MUKAsset& asset, bo
   }
   text +=
       "}\nthumbnails\n{\n\t0\n\t{\n\t\timage\t\"thumbnail.jpg\"\n\t\twidth\t240\n\t\theight\t180\n";
-  text += "\t}\n}\ndescription \"" + content_.Prose(number, random.Between(100, 1200)) + "\"\n";
+  text += "\t}\n}\ndescription \"" + content_.Prose(number, random.Between(250, 1900)) + "\"\n";
   return text;
 }
 

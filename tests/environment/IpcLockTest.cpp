@@ -122,6 +122,19 @@ TEST_F(IpcLockTest, DeadWriterAndDeadMasterHoldNobodyUp) {
   EXPECT_TRUE(waiter.Answer() && waiter.Ask('M'));
 }
 
+// One that will not wait must not be counted as waiting, or the owner would yield for nothing.
+TEST_F(IpcLockTest, TryingNeverWaits) {
+  Party owner(Root());
+  Party other(Root());
+  EXPECT_TRUE(owner.Ask('a') && owner.Ask('t')) << "the owner has it already";
+  EXPECT_FALSE(other.Ask('t'));
+  EXPECT_FALSE(owner.Ask('O'));
+  EXPECT_TRUE(owner.Ask('r') && other.Ask('t') && other.Ask('W') && !owner.Ask('t'));
+  other.Kill();
+  EXPECT_TRUE(owner.Ask('t')) << "the dead own nothing";
+  EXPECT_TRUE(owner.Ask('s') && !owner.Ask('t')) << "nothing without a record";
+}
+
 TEST_F(IpcLockTest, LeavingGivesUpEverything) {
   Party a(Root());
   Party b(Root());
