@@ -57,10 +57,11 @@ struct Target {
   bool isDatabase = false;  ///< the file that a running database of its folder has
 };
 
-Target TargetOf(const IndexBuildOptions& options, const std::string& root) {
+Target TargetOf(const IndexBuildOptions& options) {
   Target target;
-  target.file = options.file.empty() ? Platform::ResolveCase(root, kDefaultIndexName)
-                                     : ExactPath(options.file);
+  target.file = options.file.empty()
+                    ? Platform::ResolveCase(ExactPath(options.root), kDefaultIndexName)
+                    : ExactPath(options.file);
   const std::size_t slash = target.file.find_last_of("/\\");
   const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
   target.folder = name == 0 ? "." : target.file.substr(0, name);
@@ -186,7 +187,7 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
     return Fail("no content in " + Quoted(options.root) +
                 ": it holds none of the folders world, trains, local and editing");
   }
-  const Target target = TargetOf(options, root);
+  const Target target = TargetOf(options);
   if (!Platform::IsFolder(target.folder)) {
     return Fail("there is no folder " + Quoted(target.folder) + " for the index; make it first");
   }
