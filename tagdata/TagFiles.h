@@ -31,8 +31,9 @@
                                std::string_view path, std::string_view extension = {});
 
 /// The same, with LoadTagFileSafe as its counterpart: whatever instant a crash or a power cut
-/// hits, one whole tree is found, the old or the new one. Saves beside the path, with "tmp" for
-/// its extension, and puts that in the place of the file.
+/// hits, one whole tree is found, the old or the new one (of a file that was never saved before
+/// perhaps a part). Saves beside the path, with "tmp" for its extension, waits until that is on the
+/// device and puts it in the place of the file.
 [[nodiscard]] bool SaveTagFileSafe(const TagContainer& handle, const Zef::PString& root,
                                    std::string_view path, std::string_view extension = {});
 

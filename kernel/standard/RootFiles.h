@@ -2,7 +2,7 @@
 //
 // `root` is the name of a substitution. Without one a path must be rooted: it begins at a file
 // system root or with a registered prefix; every other path is refused, so that no operation
-// depends on the current folder. Both separators work, "." and empty components are dropped.
+// depends on the current folder. Both separators work.
 //
 // Nothing here throws. Any thread may call.
 
@@ -17,8 +17,6 @@ namespace Zef {
 
 /// True for a file or a folder.
 [[nodiscard]] bool FileExists(const PString& root, std::string_view path);
-/// Deletes a file, never a folder.
-bool DeleteRootFile(const PString& root, std::string_view path);
 /// Deletes a folder with all below it, links as such; true also if nothing was there. Refuses an
 /// empty path and one with ".." in it; without a root also a path that is not longer than
 /// `productRoot`, which so cannot fall to it.
@@ -28,9 +26,6 @@ bool DeleteRootFile(const PString& root, std::string_view path);
 [[nodiscard]] bool MakeDirectory(const PString& root, std::string_view path);
 /// Renames; false when `to` exists.
 [[nodiscard]] bool MoveFileTo(const PString& root, std::string_view from, std::string_view to);
-/// Renames a file over the one that may be at `to`, in one step where both lie in one folder source
-/// or on the operating system's own disk.
-[[nodiscard]] bool ReplaceFile(const PString& root, std::string_view from, std::string_view to);
 /// Copies to a file that must not exist yet, out of a compressed one its content. Paths as File
 /// opens them. False when one of them does not open or the copy fails; a failed copy is removed.
 [[nodiscard]] bool CopyFileContents(std::string_view source, std::string_view destination);
