@@ -6,15 +6,20 @@
 // function says otherwise. Class lists are code lists (CodeList.h). A code with a leading '?' is a
 // placeholder that stays in the list.
 //
-// Cost: one walk over at most 66 short rows, no allocation. Any thread.
+// Cost: one walk over at most eighty short rows, no allocation. Any thread.
 
 #pragma once
 
 #include <string_view>
 
-/// Class list for the "category-class" and the kind of an old config, both ignoring case. An empty
+struct OldClass {
+  std::string_view classes;
+  std::string_view kind;  ///< KindOfCodes of the classes
+};
+
+/// What the "category-class" and the kind of an old config stand for, both ignoring case. An empty
 /// kind fits every row.
-std::string_view OldClassCodes(std::string_view kind, std::string_view oldCode);
+OldClass FindOldClass(std::string_view kind, std::string_view oldCode);
 
 /// Class list for a kind and a list of detail words such as "bridges;track". Exact and
 /// case-sensitive. An empty kind asks the rows of all kinds that want a detail.
