@@ -6,7 +6,7 @@
 // function says otherwise. Class lists are code lists (CodeList.h). A code with a leading '?' is a
 // placeholder that stays in the list.
 //
-// Cost: one walk over at most 66 short rows, no allocation. Any thread.
+// Cost: one walk over at most eighty short rows, no allocation. Any thread.
 
 #pragma once
 
