@@ -19,6 +19,7 @@ struct CommandLine {
   PatchOptions patch;
   SetOptions set;
   IndexOptions index;
+  IndexBuildOptions indexBuild;
   PlidOptions plid;
   std::function<int()> run;
 };
@@ -116,6 +117,25 @@ CLI::App* AddIndexCommand(CLI::App& index, CommandLine& line, const char* name, 
   return command;
 }
 
+void AddIndexBuild(CLI::App& index, CommandLine& line) {
+  CLI::App* const build =
+      AddCommand(index, "build", "Make the index of a product from its asset folders",
+                 "quarle index build /srv/content\n"
+                 "  quarle index build --built-in --out new/assets.mkx release-2");
+  IndexBuildOptions& options = line.indexBuild;
+  AddText(*build, "ROOT", options.root, "Folder that holds world, trains, local or editing");
+  build->add_option("--out", options.file, "The file to write; without it ROOT/assets.mkx")
+      ->check(kNotEmpty)
+      ->type_name("FILE");
+  build->add_flag("--built-in", options.builtIn,
+                  "Mark what lies in world and trains as the product's own, which a diff compares");
+  build->add_flag("--archives-only", options.archivesOnly, "Look at the archives in world alone");
+  build->add_flag("--no-backup", options.noBackup, "Keep no copy of an older index as FILE.bak");
+  build->add_flag("-v,--verbose", options.verbose, "List every folder that was skipped");
+  AddCommon(*build, line.common);
+  build->callback([&] { line.run = [&] { return RunIndexBuild(line.indexBuild, line.common); }; });
+}
+
 void AddGroups(CLI::App& app, CommandLine& line) {
   CLI::App* const set =
       AddCommand(app, "set", "Look into a patch set", "quarle set show patch-1-2");
@@ -126,8 +146,10 @@ void AddGroups(CLI::App& app, CommandLine& line) {
                 "quarle set check patch-1-2", RunSetCheck);
 
   CLI::App* const index =
-      AddCommand(app, "index", "Look into an index file", "quarle index stat release-1/assets.mkx");
+      AddCommand(app, "index", "Make an index file, or look into one",
+                 "quarle index build /srv/content\n  quarle index stat /srv/content/assets.mkx");
   index->require_subcommand(1);
+  AddIndexBuild(*index, line);
   AddIndexCommand(*index, line, "show", "List the records and side tables of an index",
                   "quarle index show release-1/assets.mkx --json", RunIndexShow);
   CLI::App* const stat =
