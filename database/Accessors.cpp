@@ -101,8 +101,7 @@ bool MUKMerge(const MUKAsset& record) {
   MUKAssetIndex& index = database.Index();
   if (!index.Merge(record)) return false;
   database.MarkChanged(kChangeGeneral);
-  ContentServices* const services = database.Settings().services;
-  if (services != nullptr) services->Verify(index, *index.Find(record.id));
+  database.Settings().services->Verify(index, *index.Find(record.id));
   return true;
 }
 

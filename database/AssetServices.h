@@ -6,13 +6,11 @@
 
 #pragma once
 
-#include <mutex>
-#include <string>
 #include <vector>
 
 #include "database/BaseId.h"
+#include "database/ConfigReader.h"
 #include "database/ContentServices.h"
-#include "tagdata/TagContainer.h"
 
 class AssetServices final : public ContentServices {
  public:
@@ -26,5 +24,5 @@ class AssetServices final : public ContentServices {
 
  private:
   BaseIdSettings baseId_;
-  std::string root_;
+  ConfigReader configs_;
 };

@@ -35,8 +35,8 @@ class BaseIdSettings {
   PLID NextLocalId(const MUKAssetIndex& index);
 
  private:
-  bool SetLocked(const PLID& id);
-  std::int32_t UserLocked();
+  bool Store(const PLID& id);
+  std::int32_t User();
 
   mutable std::mutex lock_;
   std::string root_;

@@ -18,68 +18,18 @@
 
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
-#include <vector>
 
-#include "database/AssetFolder.h"
-#include "database/AssetUpdate.h"
+#include "database/ConfigReader.h"
 #include "database/ContentServices.h"
-#include "kernel/platform/FolderReader.h"
+#include "database/ScanReport.h"
 
 class MUKAsset;
 class MUKAssetIndex;
-
-/// What became of a folder, or of a part of it.
-enum class ScanOutcome {
-  Found,             ///< a new record
-  Merged,            ///< joined into the record of the same identifier
-  Conflict,          ///< the identifier is held with other places
-  NoConfig,          ///< a folder in an asset's place without a config
-  UnreadableConfig,  ///< cannot be opened or read, or is a link
-  LargeConfig,       ///< more than kLargestConfig bytes
-  NotTags,           ///< the config holds no tag container
-  NoIdentifier,      ///< the config has no "plid", or the null one
-  BadPath,           ///< a name that cannot stand in a record
-  Unreadable,        ///< a folder that cannot be listed
-  LinkedFolder,      ///< a link in an asset's place
-  ClosedArchive,     ///< a ".ja" file whose content is not mounted
-  PartlyMeasured,    ///< beside Found or Merged: some of its folders were not counted
-};
-inline constexpr std::size_t kScanOutcomes = 13;
-
-/// A plain phrase for a report, such as "its config has no identifier".
-const char* ScanOutcomeText(ScanOutcome outcome);
-/// Its short name in lower camel case, for machine-readable reports, such as "noIdentifier".
-const char* ScanOutcomeName(ScanOutcome outcome);
-/// True for the outcomes that leave a folder out of the index.
-bool IsSkipped(ScanOutcome outcome);
-
-/// What a scan found, by kind, and the first paths of each kind that was skipped or cut.
-struct ScanReport {
-  static constexpr std::size_t kMostMessages = 1000;
-
-  struct Message {
-    ScanOutcome outcome = ScanOutcome::Found;
-    std::string path;  ///< below the product root
-  };
-
-  std::array<std::uint64_t, kScanOutcomes> counts{};
-  std::vector<Message> messages;      ///< neither Found nor Merged, in the order of the scan
-  std::uint64_t furtherMessages = 0;  ///< left out of `messages`
-
-  std::uint64_t Count(ScanOutcome outcome) const {
-    return counts[static_cast<std::size_t>(outcome)];
-  }
-  /// Folders left out of the index.
-  std::uint64_t Skipped() const;
-  void Add(ScanOutcome outcome, std::string_view path);
-};
 
 enum class ScanMode { Legacy = 0, Local = 1, Editing = 2 };
 
@@ -99,9 +49,8 @@ ScanReport ScanProduct(MUKAssetIndex& index, const std::string& productRoot,
 
 class ContentScan {
  public:
-  /// The index is borrowed; the root is a path of the system. `report` may be null. Options are
-  /// copied.
-  ContentScan(MUKAssetIndex& index, std::string root, ScanOptions options, ScanReport* report);
+  /// Index and reader are borrowed; the reader knows the root. `report` may be null.
+  ContentScan(MUKAssetIndex& index, ConfigReader& configs, ScanOptions options, ScanReport* report);
 
   /// Reads one asset folder, `folder` below `base` below the root.
   void ScanFolder(std::string_view base, std::string_view folder, ScanMode mode);
@@ -120,17 +69,18 @@ class ContentScan {
   bool Verify(MUKAsset& record);
 
  private:
-  void Tell(ScanOutcome outcome, std::string_view path);
-  void ScanListed(const Zef::Platform::FolderReader& parent, std::string_view parentPath,
-                  ScanMode mode, bool parentIsAsset);
-  ScanOutcome ReadFolder(const Zef::Platform::FolderReader& folder, std::string_view base,
-                         std::string_view name, ScanMode mode);
-  ScanOutcome Enter(MUKAsset&& record, const TagContainer& config);
+  struct Spot;
+
+  bool Open(Spot& spot);
+  template <typename Visit>
+  void ForEachFolder(Spot& parent, Visit visit);
+  void Tell(ScanOutcome outcome, const Spot& spot);
+  void ScanChildren(Spot& parent, ScanMode mode, bool isAsset);
+  ScanOutcome Read(const Spot& spot, ScanMode mode);
+  bool Fill(const Spot& spot, MUKAsset& record, const TagContainer& config);
 
   MUKAssetIndex& index_;
-  std::string root_;
+  ConfigReader& configs_;
   ScanOptions options_;
   ScanReport* report_;
-  std::string buffer_;
-  Zef::Platform::FolderListing listing_;
 };

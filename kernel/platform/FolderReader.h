@@ -32,6 +32,7 @@ class FolderListing {
   const char* Name(std::size_t at) const { return names_.data() + entries_[at].start; }
   std::string_view NameView(std::size_t at) const { return {Name(at), entries_[at].length}; }
   EntryKind Kind(std::size_t at) const { return entries_[at].kind; }
+  std::size_t CountOf(EntryKind kind) const;
   /// Orders by ASCII-folded bytes, ties by bytes, as ListFolder does.
   void Sort();
   /// The entry of that name, else the one that equals it ignoring ASCII case and is first in byte
@@ -40,6 +41,9 @@ class FolderListing {
 
  private:
   friend class FolderReader;
+  void Clear();
+  void Add(std::string_view name, EntryKind kind);
+
   struct Entry {
     std::uint32_t start;
     std::uint32_t length;
@@ -62,19 +66,18 @@ class FolderReader {
 
   bool IsOpen() const { return handle_ != kNoFile; }
   /// A folder in this one, by its exact name; not open for a link.
-  FolderReader OpenFolder(const char* name) const;
+  [[nodiscard]] FolderReader OpenFolder(const char* name) const;
   /// Replaces the listing by this folder's entries, in the order of the disk. False, with an
   /// empty listing, when it cannot be read to its end.
   [[nodiscard]] bool List(FolderListing* listing) const;
   /// Bytes of a regular file in this folder; 0 for everything else.
   std::uint64_t SizeOf(const char* name) const;
-  /// Opens a regular file in this folder for reading; links and what is no regular file answer
-  /// kNoFile.
+  /// Opens a file in this folder for reading; kNoFile for a link and for what does not open. What
+  /// is listed as a file may have become something else: reading then fails.
   [[nodiscard]] FileHandle OpenFile(const char* name) const;
 
  private:
   explicit FolderReader(FileHandle handle) : handle_(handle) {}
-  EntryKind KindOf(const char* name) const;
 
   FileHandle handle_ = kNoFile;
 };
