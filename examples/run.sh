@@ -21,7 +21,8 @@ run() { printf '$ %s\n' "$*"; "$@"; }
 # The product's own records, one a line, without what belongs to the one index: state flags and the
 # time of its scan.
 records() {
-  quarle index show --json "$1" | sed -n '/^ *{*"id".*"builtIn"/{s/"flags":\[[^]]*\],//;s/"modifyTime":[0-9]*,//;s/[],]*$//;p}' | sort
+  quarle index show --json "$1" | grep '^{"id":.*"builtIn"' |
+    sed 's/"flags":\[[^]]*\],//;s/"modifyTime":[0-9]*,//;s/}\(,\|\],.*\)$/}/' | sort
 }
 
 say "Two releases of a product: folders with a config each, of every age"
@@ -57,5 +58,8 @@ echo "records of release 2:                       $(wc -l < wanted)"
 echo "missing in the installed index, or unlike:  $missing"
 echo "only in the installed index:                $extra"
 echo "last deletion of the set:                   $last (a set's last deletion is without effect)"
-[ -s wanted ] && [ "$missing" = 0 ] && [ "$extra" = "$last" ]
+if [ ! -s wanted ] || [ "$missing" != 0 ] || [ "$extra" != "$last" ]; then
+  echo "run.sh: the patched index is not what it should be" >&2
+  exit 1
+fi
 echo "The installed index lists all that release 2 has."
