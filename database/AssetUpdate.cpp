@@ -105,19 +105,14 @@ class DependencyWalk {
 
 }  // namespace
 
-std::vector<PLID> ObsoleteListOf(const TagContainer& config) {
-  static const Zef::PString key("obsolete-table");
-  std::vector<PLID> list;
-  config.GetSubContainer(key).CollectPLIDsFlat(list);
-  return list;
-}
-
-std::vector<PLID> DependencyListOf(const PLID& asset, const TagContainer& config) {
-  static const Zef::PString key("plid-table");
-  std::vector<PLID> list;
-  config.GetSubContainer(key).CollectPLIDsFlat(list);
-  std::erase(list, asset);
-  return list;
+AssetRelations RelationsOf(const PLID& asset, const TagContainer& config) {
+  static const Zef::PString obsoleteKey("obsolete-table");
+  static const Zef::PString dependencyKey("plid-table");
+  AssetRelations relations;
+  config.GetSubContainer(obsoleteKey).CollectPLIDsFlat(relations.obsolete);
+  config.GetSubContainer(dependencyKey).CollectPLIDsFlat(relations.dependencies);
+  std::erase(relations.dependencies, asset);
+  return relations;
 }
 
 void UpdateAsset(MUKAssetIndex& index, MUKAsset& record) {
@@ -126,16 +121,15 @@ void UpdateAsset(MUKAssetIndex& index, MUKAsset& record) {
   ForgetDependents(index, {record.id});
 }
 
-void UpdateAssetFully(MUKAssetIndex& index, MUKAsset& record, const TagContainer& config,
+void UpdateAssetFully(MUKAssetIndex& index, MUKAsset& record, const AssetRelations& relations,
                       std::int64_t now) {
   const bool isInstalled = !record.installPath.IsEmpty() || !record.legacyPath.IsEmpty();
-  std::vector<PLID> replaced = index.ReplaceObsolete(
-      record, isInstalled ? ObsoleteListOf(config) : std::vector<PLID>(), isInstalled);
+  std::vector<PLID> replaced = index.ReplaceObsolete(record, relations.obsolete, isInstalled);
   record.modifyTime = static_cast<std::uint64_t>(now);
   if (record.uploadTime == 0 && !record.Has(AssetFlag::BuiltIn)) {
     record.uploadTime = record.modifyTime;
   }
-  index.Companions().dependencies.Replace(record.id, DependencyListOf(record.id, config));
+  index.Companions().dependencies.Replace(record.id, relations.dependencies);
   ForgetFlags(index, record);
   index.ForgetSearchText(record);
   // Also of those that this asset replaces no more.

@@ -14,18 +14,19 @@ class MUKAsset;
 class MUKAssetIndex;
 class TagContainer;
 
-/// Identifiers that a config declares obsolete, in its order.
-std::vector<PLID> ObsoleteListOf(const TagContainer& config);
-/// Identifiers on which a config says the asset depends: without null ones and the asset itself,
-/// each once, in order.
-std::vector<PLID> DependencyListOf(const PLID& asset, const TagContainer& config);
+/// Other assets that a config names.
+struct AssetRelations {
+  std::vector<PLID> obsolete;      ///< declared obsolete, in order
+  std::vector<PLID> dependencies;  ///< without null ones and the asset itself, each once, in order
+};
+AssetRelations RelationsOf(const PLID& asset, const TagContainer& config);
 
 /// After the record's fields were derived anew: what is known of missing and faulty dependencies
 /// is forgotten, for the record and for all that depend on it.
 void UpdateAsset(MUKAssetIndex& index, MUKAsset& record);
 /// The same, and enters the obsolete rows and dependency pairs of its config, and stamps the
 /// record with the time `now` (seconds since 1970).
-void UpdateAssetFully(MUKAssetIndex& index, MUKAsset& record, const TagContainer& config,
+void UpdateAssetFully(MUKAssetIndex& index, MUKAsset& record, const AssetRelations& relations,
                       std::int64_t now);
 
 /// Whether something on which the asset depends, directly or further down, has no record with a

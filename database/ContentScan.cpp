@@ -1,12 +1,13 @@
 #include "database/ContentScan.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <memory>
+#include <string>
+#include <thread>
 #include <utility>
 
 #include "database/AssetConfig.h"
 #include "database/AssetFolder.h"
-#include "database/AssetUpdate.h"
 #include "database/DatabaseFiles.h"
 #include "database/MUKAsset.h"
 #include "database/MUKAssetIndex.h"
@@ -25,21 +26,10 @@ constexpr std::string_view kTrains = "trains";
 constexpr std::string_view kEditing = "editing";
 constexpr std::string_view kArchiveEnding = ".ja";
 
-bool StartsFolded(std::string_view text, std::string_view start) {
-  return text.size() >= start.size() &&
-         std::equal(start.begin(), start.end(), text.begin(),
-                    [](char a, char b) { return a == Zef::FoldAscii(b); });
-}
-
 bool IsArchiveName(std::string_view name) {
-  return name.size() > kArchiveEnding.size() &&
-         StartsFolded(name.substr(name.size() - kArchiveEnding.size()), kArchiveEnding);
-}
-
-std::string Join(std::string_view folder, std::string_view name) {
-  std::string path(folder);
-  if (!path.empty() && !name.empty()) path += '/';
-  return path += name;
+  const std::size_t ending = kArchiveEnding.size();
+  return name.size() > ending &&
+         Zef::EqualFolded(name.substr(name.size() - ending), kArchiveEnding);
 }
 
 /// True for a name that means itself wherever it becomes part of a path.
@@ -47,164 +37,89 @@ bool IsPlainName(std::string_view name) {
   return name.find('\\') == std::string_view::npos && !Zef::IsRootedPath(name);
 }
 
-/// A legacy location in the folder "local" is one below the archive "local".
-void UpgradeLocation(MUKAsset& record) {
-  const std::size_t head = kLocalArchive.size() + 1;
-  const std::string path = record.legacyPath.String();
-  if (!record.installPath.IsEmpty() || path.size() <= head) return;
-  record.installPath = std::string_view(path).substr(head);
-  record.archiveName = kLocalArchive;
-  record.legacyPath.Clear();
-}
-
-bool IsInLocal(std::string_view path) {
-  const std::size_t head = kLocalArchive.size();
-  return StartsFolded(path, kLocalArchive) && path.size() > head && Zef::IsSeparator(path[head]);
-}
-
 bool IsFolderBelow(const std::string& root, const std::string& path) {
   return Zef::Platform::IsFolder(Zef::Platform::ResolveCase(root, path));
 }
 
-ScanOutcome OutcomeOf(ConfigStatus status) {
-  switch (status) {
-    case ConfigStatus::NoConfig:
-      return ScanOutcome::NoConfig;
-    case ConfigStatus::TooLarge:
-      return ScanOutcome::LargeConfig;
-    case ConfigStatus::NotTags:
-      return ScanOutcome::NotTags;
-    default:
-      return ScanOutcome::UnreadableConfig;
-  }
+void AddTo(ScanReport& report, ScanOutcome outcome, const ScanItem& item) {
+  const bool hasPath = outcome != ScanOutcome::Found && outcome != ScanOutcome::Merged;
+  report.Add(outcome, hasPath ? item.Path() : std::string());
+}
+
+std::size_t ThreadCount(const ScanOptions& options) {
+  constexpr std::size_t kMost = 4;
+  if (options.threads != 0) return options.threads;
+  return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMost);
 }
 
 }  // namespace
 
-/// An open folder: `folder` below `base` below the root, and its path on disk.
-struct ContentScan::Spot {
+/// A folder whose children become items.
+struct ContentScan::OpenedFolder {
   std::string base;
   std::string folder;
   std::string disk;
-  FolderReader reader;
+  std::shared_ptr<const FolderReader> reader;
   FolderListing entries;
-
-  std::string Path() const { return Join(base, folder); }
 };
 
 ContentScan::ContentScan(MUKAssetIndex& index, ConfigReader& configs, ScanOptions options,
                          ScanReport* report)
-    : index_(index), configs_(configs), options_(std::move(options)), report_(report) {
+    : index_(index),
+      configs_(configs),
+      options_(std::move(options)),
+      report_(report),
+      scratch_(ThreadCount(options_)),
+      work_(scratch_.size() - 1, [this](ScanItem& item, std::size_t worker) {
+        ReadScanItem(item, scratch_[worker], known_, options_.markBuiltIn);
+      }) {
   if (options_.now == 0) options_.now = Zef::RealClock().UnixTime();
-}
-
-void ContentScan::Tell(ScanOutcome outcome, const Spot& spot) {
-  if (report_ == nullptr) return;
-  const bool hasPath = outcome != ScanOutcome::Found && outcome != ScanOutcome::Merged;
-  report_->Add(outcome, hasPath ? spot.Path() : std::string());
-}
-
-/// Opens and lists the folder of a spot by its path; tells of one that is there and cannot be.
-bool ContentScan::Open(Spot& spot) {
-  if (configs_.Root().empty()) return false;
-  spot.disk = Zef::Platform::ResolveCase(configs_.Root(), spot.Path());
-  spot.reader = FolderReader(spot.disk);
-  if (spot.reader.IsOpen() && spot.reader.List(&spot.entries)) return true;
-  if (Zef::Platform::IsFolder(spot.disk)) Tell(ScanOutcome::Unreadable, spot);
-  return false;
-}
-
-/// Calls visit(child) for each folder in an open one, listed, in order; tells of what cannot be.
-template <typename Visit>
-void ContentScan::ForEachFolder(Spot& parent, Visit visit) {
-  parent.entries.Sort();
-  Spot child;
-  child.base = parent.base;
-  for (std::size_t at = 0; at < parent.entries.Count(); ++at) {
-    const EntryKind kind = parent.entries.Kind(at);
-    if (kind != EntryKind::Folder && kind != EntryKind::Link) continue;
-    const std::string_view name = parent.entries.NameView(at);
-    child.folder = Join(parent.folder, name);
-    child.disk.assign(parent.disk).append("/").append(name);
-    child.reader = kind == EntryKind::Folder ? parent.reader.OpenFolder(name.data())  //
-                                             : FolderReader();
-    if (kind == EntryKind::Link) {
-      Tell(ScanOutcome::LinkedFolder, child);
-    } else if (!IsPlainName(name)) {
-      Tell(ScanOutcome::BadPath, child);
-    } else if (!child.reader.IsOpen() || !child.reader.List(&child.entries)) {
-      Tell(ScanOutcome::Unreadable, child);
-    } else {
-      visit(child);
-    }
-  }
+  for (const MUKAsset* record : index_.AllRecords()) known_.insert(record->id);
 }
 
 void ContentScan::ScanFolder(std::string_view base, std::string_view folder, ScanMode mode) {
-  Spot spot;
-  spot.base = base;
-  spot.folder = folder;
-  if (Open(spot)) Tell(Read(spot, mode), spot);
+  ScanItem item;
+  item.base = base;
+  item.folder = folder;
+  item.mode = mode;
+  item.disk = Zef::Platform::ResolveCase(configs_.Root(), item.Path());
+  item.total = 1;
+  Post(std::move(item));
+  Drain(0);
 }
 
 void ContentScan::ScanTree(std::string_view base, std::string_view subFolder, ScanMode mode) {
-  Spot parent;
-  parent.base = base;
-  parent.folder = subFolder;
-  if (Open(parent)) ScanChildren(parent, mode, false);
-}
-
-/// The folders in an open one as asset folders. Those in an asset's own folder need no config.
-void ContentScan::ScanChildren(Spot& parent, ScanMode mode, bool isAsset) {
-  std::size_t done = 0;
-  const std::size_t total = parent.entries.CountOf(EntryKind::Folder);
-  ForEachFolder(parent, [&](const Spot& child) {
-    if (options_.progress) options_.progress(child.Path(), done, total);
-    ++done;
-    const ScanOutcome outcome = Read(child, mode);
-    if (!isAsset || outcome != ScanOutcome::NoConfig) Tell(outcome, child);
-  });
+  OpenedFolder parent{std::string(base), std::string(subFolder), {}, {}, {}};
+  if (Open(parent)) PostChildren(parent, mode, false);
+  Drain(0);
 }
 
 void ContentScan::ScanRoots(std::string_view folder) {
-  Spot parent;
-  parent.base = folder;
-  if (!Open(parent)) return;
-  ForEachFolder(parent, [&](Spot& group) {
-    const bool isAsset = ConfigReader::HasConfig(group.entries);
-    if (isAsset) Tell(Read(group, ScanMode::Legacy), group);
-    Spot base;
-    base.base = group.Path();
-    base.disk = group.disk;
-    std::swap(base.reader, group.reader);
-    std::swap(base.entries, group.entries);
-    ScanChildren(base, ScanMode::Legacy, isAsset);
-  });
+  PostRoots(folder);
+  Drain(0);
 }
 
 void ContentScan::ScanWorld() {
-  Spot world;
-  world.base = kWorld;
+  OpenedFolder world{std::string(kWorld), {}, {}, {}, {}};
   if (!Open(world)) return;
-  world.entries.Sort();
   std::unordered_set<std::string> visited;
   for (std::size_t at = 0; at < world.entries.Count(); ++at) {
     const EntryKind kind = world.entries.Kind(at);
-    std::string_view name = world.entries.NameView(at);
-    world.folder = name;
-    if (kind == EntryKind::Link) Tell(ScanOutcome::LinkedFolder, world);
+    const std::string_view name = world.entries.NameView(at);
+    if (kind == EntryKind::Link) Tell(ScanOutcome::LinkedFolder, kWorld, name);
     const bool isArchive = kind == EntryKind::File && IsArchiveName(name);
     if (!isArchive && (kind != EntryKind::Folder || options_.archivesOnly)) continue;
-    if (isArchive) name.remove_suffix(kArchiveEnding.size());
-    const std::string path = Join(kWorld, name);
+    const std::size_t length = name.size() - (isArchive ? kArchiveEnding.size() : 0);
+    const std::string path = JoinPath(kWorld, name.substr(0, length));
     if (!IsPlainName(name)) {
-      Tell(ScanOutcome::BadPath, world);
+      Tell(ScanOutcome::BadPath, kWorld, name);
     } else if (isArchive && !IsFolderBelow(configs_.Root(), path)) {
-      Tell(ScanOutcome::ClosedArchive, world);
+      Tell(ScanOutcome::ClosedArchive, kWorld, name);
     } else if (visited.insert(path).second) {
-      ScanRoots(path);
+      PostRoots(path);
     }
   }
+  Drain(0);
 }
 
 void ContentScan::ScanArea(ContentArea area) {
@@ -220,46 +135,115 @@ void ContentScan::ScanArea(ContentArea area) {
   }
 }
 
-/// Fills the record from the config of the folder that it is in.
-bool ContentScan::Fill(const Spot& spot, MUKAsset& record, const TagContainer& config) {
-  bool whole = true;
-  const bool filled = FillFromConfig(record, config, true, [&](const MUKAsset&) {
-    const FolderSize size = MeasureOpenFolder(spot.reader, spot.entries);
-    whole = size.whole;
-    return size.Word();
-  });
-  if (!whole) Tell(ScanOutcome::PartlyMeasured, spot);
-  return filled;
+/// Opens a folder by its path and lists it.
+bool ContentScan::Open(OpenedFolder& folder) {
+  if (configs_.Root().empty()) return false;
+  folder.disk = Zef::Platform::ResolveCase(configs_.Root(), JoinPath(folder.base, folder.folder));
+  if (!Zef::Platform::IsFolder(folder.disk)) return false;
+  folder.reader = std::make_shared<FolderReader>(folder.disk);
+  return List(folder);
 }
 
-ScanOutcome ContentScan::Read(const Spot& spot, ScanMode mode) {
-  static const Zef::PString idKey("plid");
-  MUKAsset record;
-  if (mode == ScanMode::Legacy) {
-    record.legacyPath = spot.Path();
-    if (IsInLocal(record.legacyPath.View())) UpgradeLocation(record);
-    record.Set(AssetFlag::BuiltIn, options_.markBuiltIn && !record.legacyPath.IsEmpty());
-  } else if (mode == ScanMode::Local) {
-    record.installPath = spot.folder;
-    record.archiveName = spot.base;
-  } else {
-    record.editPath = spot.Path();
+bool ContentScan::List(OpenedFolder& folder) {
+  if (!folder.reader->IsOpen() || !folder.reader->List(&folder.entries)) {
+    Tell(ScanOutcome::Unreadable, folder.base, folder.folder);
+    return false;
   }
-  TagContainer config;
-  const ConfigStatus status = configs_.ReadIn(spot.reader, spot.entries, spot.disk, config);
-  if (status != ConfigStatus::Loaded) return OutcomeOf(status);
-  record.id = config.GetPLID(idKey);
-  if (record.id.IsNull()) return ScanOutcome::NoIdentifier;
-  if (MUKAsset* const held = index_.Find(record.id)) {
-    if (!index_.Merge(record)) return ScanOutcome::Conflict;
-    configs_.Keep(record, config);
+  folder.entries.Sort();
+  return true;
+}
+
+/// True for a folder that can be looked into; tells of what looks like one and cannot.
+bool ContentScan::IsUsable(const OpenedFolder& parent, std::size_t at) {
+  const EntryKind kind = parent.entries.Kind(at);
+  const std::string_view name = parent.entries.NameView(at);
+  const std::string folder = JoinPath(parent.folder, name);
+  if (kind == EntryKind::Link) Tell(ScanOutcome::LinkedFolder, parent.base, folder);
+  if (kind != EntryKind::Folder) return false;
+  if (IsPlainName(name)) return true;
+  Tell(ScanOutcome::BadPath, parent.base, folder);
+  return false;
+}
+
+ScanItem ContentScan::ItemOf(const OpenedFolder& parent, std::size_t at, ScanMode mode) {
+  ScanItem item;
+  item.base = parent.base;
+  item.folder = JoinPath(parent.folder, parent.entries.NameView(at));
+  item.disk = JoinPath(parent.disk, parent.entries.NameView(at));
+  item.mode = mode;
+  item.parent = parent.reader;
+  return item;
+}
+
+void ContentScan::PostRoots(std::string_view folder) {
+  OpenedFolder parent{std::string(folder), {}, {}, {}, {}};
+  if (!Open(parent)) return;
+  for (std::size_t at = 0; at < parent.entries.Count(); ++at) {
+    if (!IsUsable(parent, at)) continue;
+    OpenedFolder group;
+    group.base = JoinPath(folder, parent.entries.NameView(at));
+    group.disk = JoinPath(parent.disk, parent.entries.NameView(at));
+    group.reader =
+        std::make_shared<FolderReader>(parent.reader->OpenFolder(parent.entries.Name(at)));
+    if (!List(group)) continue;
+    const bool isAsset = ConfigReader::HasConfig(group.entries);
+    if (isAsset) Post(ItemOf(parent, at, ScanMode::Legacy));
+    PostChildren(group, ScanMode::Legacy, isAsset);
+  }
+}
+
+/// Those in the folder of an asset of its own need no config.
+void ContentScan::PostChildren(const OpenedFolder& parent, ScanMode mode, bool mayLackConfig) {
+  std::size_t done = 0;
+  const std::size_t total = parent.entries.CountOf(EntryKind::Folder);
+  for (std::size_t at = 0; at < parent.entries.Count(); ++at) {
+    if (!IsUsable(parent, at)) continue;
+    ScanItem item = ItemOf(parent, at, mode);
+    item.mayLackConfig = mayLackConfig;
+    item.done = done++;
+    item.total = total;
+    Post(std::move(item));
+  }
+}
+
+void ContentScan::Post(ScanItem&& item) {
+  work_.Post(std::move(item));
+  Drain(kAhead);
+}
+
+/// What is told waits its turn behind what was posted before.
+void ContentScan::Tell(ScanOutcome outcome, std::string_view base, std::string_view folder) {
+  ScanItem item;
+  item.base = base;
+  item.folder = folder;
+  item.outcome = outcome;
+  item.isRead = true;
+  Post(std::move(item));
+}
+
+void ContentScan::Drain(std::size_t left) {
+  while (work_.Count() > left) Enter(work_.Take());
+}
+
+void ContentScan::Enter(ScanItem&& item) {
+  if (item.total != 0 && options_.progress) options_.progress(item.Path(), item.done, item.total);
+  if (item.outcome == ScanOutcome::Found) item.outcome = EnterRecord(item);
+  if (report_ == nullptr) return;
+  if (item.outcome == ScanOutcome::NoConfig && item.mayLackConfig) return;
+  AddTo(*report_, item.outcome, item);
+  if (item.partlyMeasured) AddTo(*report_, ScanOutcome::PartlyMeasured, item);
+}
+
+ScanOutcome ContentScan::EnterRecord(ScanItem& item) {
+  if (MUKAsset* const held = index_.Find(item.record.id)) {
+    if (!index_.Merge(item.record)) return ScanOutcome::Conflict;
+    if (!item.config.IsEmptyHandle()) configs_.Keep(item.record, item.config);
     Verify(*held);
     return ScanOutcome::Merged;
   }
-  if (!Fill(spot, record, config)) return ScanOutcome::NotTags;
-  MUKAsset& added = index_.Add(std::move(record));
+  MUKAsset& added = index_.Add(std::move(item.record));
   configs_.Drop(added.id);
-  UpdateAssetFully(index_, added, config, options_.now);
+  UpdateAssetFully(index_, added, item.relations, options_.now);
   return ScanOutcome::Found;
 }
 

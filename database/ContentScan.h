@@ -14,7 +14,8 @@
 // literally above.
 //
 // Cost: each folder is listed once and each config read once; time grows linearly with the number
-// of files. One thread, which holds whatever guards the index.
+// of files. Folders are read by some threads at a time; the caller's alone touches the index, under
+// whatever guards that, and runs the callback.
 
 #pragma once
 
@@ -23,18 +24,21 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
+#include <vector>
 
 #include "database/ConfigReader.h"
 #include "database/ContentServices.h"
+#include "database/ScanItem.h"
 #include "database/ScanReport.h"
+#include "kernel/OrderedWork.h"
 
 class MUKAsset;
 class MUKAssetIndex;
 
-enum class ScanMode { Legacy = 0, Local = 1, Editing = 2 };
-
 struct ScanOptions {
   bool archivesOnly = false;  ///< only the ".ja" files in "world", and neither local nor editing
+  std::size_t threads = 0;    ///< that read folders; 0: one a processor, and four at most
   bool markBuiltIn = false;   ///< what "world" and "trains" hold is the product's own content
   std::int64_t now = 0;       ///< time stamp of updates, seconds since 1970; 0: the system's time
   /// Called before each asset folder with its path below the root, and how many of the folders
@@ -69,18 +73,27 @@ class ContentScan {
   bool Verify(MUKAsset& record);
 
  private:
-  struct Spot;
+  struct OpenedFolder;
 
-  bool Open(Spot& spot);
-  template <typename Visit>
-  void ForEachFolder(Spot& parent, Visit visit);
-  void Tell(ScanOutcome outcome, const Spot& spot);
-  void ScanChildren(Spot& parent, ScanMode mode, bool isAsset);
-  ScanOutcome Read(const Spot& spot, ScanMode mode);
-  bool Fill(const Spot& spot, MUKAsset& record, const TagContainer& config);
+  static constexpr std::size_t kAhead = 64;  // items between the walk and the index
+
+  bool Open(OpenedFolder& folder);
+  bool List(OpenedFolder& folder);
+  bool IsUsable(const OpenedFolder& parent, std::size_t at);
+  static ScanItem ItemOf(const OpenedFolder& parent, std::size_t at, ScanMode mode);
+  void PostRoots(std::string_view folder);
+  void PostChildren(const OpenedFolder& parent, ScanMode mode, bool mayLackConfig);
+  void Post(ScanItem&& item);
+  void Tell(ScanOutcome outcome, std::string_view base, std::string_view folder);
+  void Drain(std::size_t left);
+  void Enter(ScanItem&& item);
+  ScanOutcome EnterRecord(ScanItem& item);
 
   MUKAssetIndex& index_;
   ConfigReader& configs_;
   ScanOptions options_;
   ScanReport* report_;
+  std::unordered_set<PLID> known_;  // what the index held at the start
+  std::vector<ScanScratch> scratch_;
+  Zef::OrderedWork<ScanItem> work_;
 };
