@@ -88,7 +88,7 @@ END {
     }
     print ""
   }
-  print "| scanning " folders " asset folders | time | against the walk | a folder | of " int(folders / 4) |"
+  print "| scanning " folders " asset folders | time | against the walk | a folder | one of " int(folders / 4) " |"
   print "| --- | ---: | ---: | ---: | ---: |"
   for (i = 1; i <= 2; ++i) {
     name = i == 1 ? "scan" : "walk"

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # The main job on a made-up product: two releases of it as folders, an index of each, the patch set
 # that leads from one to the other, and an installed copy of the old release whose index the set
-# brings up to date. Needs the release build (scripts/setup.sh); works on copies in build/example,
-# which it makes anew.
+# brings up to date. Needs the release build (scripts/setup.sh), or the folder of another one's
+# program as its argument; works on copies in build/example, which it makes anew.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bin=$PWD/build/release/apps/quarle
+bin=${1:-$PWD/build/release/apps/quarle}
 if [ ! -x "$bin/quarle" ]; then
   echo "run.sh: the release build is missing; run scripts/setup.sh first" >&2
   exit 1

@@ -23,26 +23,9 @@ namespace {
 
 constexpr std::string_view kTemporaryExtension = "tmp";
 
-enum class TagForm { None, Text, Binary };
-
 std::string_view ExtensionOf(std::string_view path) {
   const std::size_t dot = path.rfind('.');
   return dot == std::string_view::npos ? std::string_view() : path.substr(dot + 1);
-}
-
-TagForm FormOf(std::string_view path, std::string_view extension) {
-  static constexpr std::pair<std::string_view, TagForm> kForms[] = {
-      {"txt", TagForm::Text},
-      {"grole", TagForm::Binary},
-      {"kpx", TagForm::Binary},
-      {"kpx2", TagForm::Binary},
-  };
-  if (extension.empty()) extension = ExtensionOf(path);
-  if (extension.starts_with('.')) extension.remove_prefix(1);
-  for (const auto& [name, form] : kForms) {
-    if (Zef::EqualFolded(extension, name)) return form;
-  }
-  return TagForm::None;
 }
 
 /// A path below a substitution, or one of the operating system when the root is null.
@@ -70,6 +53,10 @@ struct Place {
   void Delete() const { Zef::File::Delete(root, path.c_str()); }
   bool Open(Zef::File& file, std::uint32_t mode) const {
     return file.Open(root, path.c_str(), mode) == Zef::RES_OK;
+  }
+  bool IsFile() const {
+    Zef::File file;
+    return Open(file, Zef::FileMode::kReadRaw);
   }
   /// Only what lies below a name may be compressed.
   std::uint32_t ReadMode() const {
@@ -170,24 +157,39 @@ bool Replace(const Place& from, const Place& to) try {
 
 }  // namespace
 
+TagForm TagFormOf(std::string_view path, std::string_view extension) {
+  static constexpr std::pair<std::string_view, TagForm> kForms[] = {
+      {"txt", TagForm::Text},
+      {"grole", TagForm::Binary},
+      {"kpx", TagForm::Binary},
+      {"kpx2", TagForm::Binary},
+  };
+  if (extension.empty()) extension = ExtensionOf(path);
+  if (extension.starts_with('.')) extension.remove_prefix(1);
+  for (const auto& [name, form] : kForms) {
+    if (Zef::EqualFolded(extension, name)) return form;
+  }
+  return TagForm::None;
+}
+
 bool LoadTagFile(TagContainer& handle, const Zef::PString& root, std::string_view path,
                  std::string_view extension) {
-  return Load(handle, Place(root, path), FormOf(path, extension));
+  return Load(handle, Place(root, path), TagFormOf(path, extension));
 }
 
 bool SaveTagFile(const TagContainer& handle, const Zef::PString& root, std::string_view path,
                  std::string_view extension) {
-  return Save(handle, Place(root, path), FormOf(path, extension), /*toDevice=*/false);
+  return Save(handle, Place(root, path), TagFormOf(path, extension), /*toDevice=*/false);
 }
 
 bool SaveTagFileSafe(const TagContainer& handle, const Zef::PString& root, std::string_view path,
                      std::string_view extension) {
   const Place place(root, path);
   const Place temporary = place.Temporary();
-  const TagForm form = FormOf(path, extension);
+  const TagForm form = TagFormOf(path, extension);
   if (form == TagForm::None) return false;
   // What a crash left may be the only copy.
-  if (!place.Exists() && temporary.Exists() && !Replace(temporary, place)) return false;
+  if (!place.Exists() && temporary.IsFile() && !Replace(temporary, place)) return false;
   temporary.Delete();
   if (Save(handle, temporary, form, /*toDevice=*/true)) return Replace(temporary, place);
   temporary.Delete();
@@ -198,13 +200,13 @@ bool LoadTagFileSafe(TagContainer& handle, const Zef::PString& root, std::string
                      std::string_view extension) {
   const Place place(root, path);
   const Place temporary = place.Temporary();
-  const TagForm form = FormOf(path, extension);
+  const TagForm form = TagFormOf(path, extension);
   if (place.Exists()) {
     if (!Load(handle, place, form)) return false;
     temporary.Delete();
     return true;
   }
-  if (form == TagForm::None || !temporary.Exists()) return false;
+  if (form == TagForm::None || !temporary.IsFile()) return false;
   if (!Load(handle, temporary, form)) return false;
   static_cast<void>(Replace(temporary, place));
   return true;
@@ -216,7 +218,7 @@ PLID LoadPLIDFromFile(const Zef::PString& root, std::string_view path) {
   TagContainer config;
   for (const char* name : {"config.txt", "config.grole"}) {
     const Place file = place.Beside(name);
-    if (file.Exists() && Load(config, file, FormOf(name, {}))) break;
+    if (file.Exists() && Load(config, file, TagFormOf(name))) break;
   }
   return config.GetPLID("plid");
 }

@@ -19,6 +19,11 @@
 #include "tagdata/PLID.h"
 #include "tagdata/TagContainer.h"
 
+enum class TagForm { None, Text, Binary };
+
+/// The form that the extension stands for; None for one that is no tag file's.
+[[nodiscard]] TagForm TagFormOf(std::string_view path, std::string_view extension = {});
+
 /// Replaces the handle. False, and the handle as it was, when the file cannot be opened or read,
 /// or for another extension. A text gives whatever can be made out in it; a damaged binary file
 /// loads as a null handle.

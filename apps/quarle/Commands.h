@@ -56,6 +56,13 @@ struct IndexBuildOptions {
 };
 [[nodiscard]] int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common);
 
+struct TagsOptions {
+  std::string file;
+  std::string output;  ///< for `tags convert`
+};
+[[nodiscard]] int RunTagsShow(const TagsOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunTagsConvert(const TagsOptions& options, const CommonOptions& common);
+
 struct PlidOptions {
   std::vector<std::string> texts;
   bool strict = false;

@@ -41,7 +41,8 @@ std::uint64_t CountEntries(const std::string& folder, int depth) {
   if (!Platform::ListFolder(folder, &names)) return 0;
   if (depth == 1) return names.size();
   std::uint64_t count = 0;
-  for (const std::string& name : names) count += CountEntries(folder + "/" + name, depth - 1);
+  const std::string prefix = folder + "/";
+  for (const std::string& name : names) count += CountEntries(prefix + name, depth - 1);
   return count;
 }
 

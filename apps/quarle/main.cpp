@@ -20,6 +20,7 @@ struct CommandLine {
   SetOptions set;
   IndexOptions index;
   IndexBuildOptions indexBuild;
+  TagsOptions tags;
   PlidOptions plid;
   std::function<int()> run;
 };
@@ -163,6 +164,26 @@ void AddGroups(CLI::App& app, CommandLine& line) {
                   "quarle index check release-1/assets.mkx", RunIndexCheck);
 }
 
+void AddTags(CLI::App& app, CommandLine& line) {
+  CLI::App* const tags = AddCommand(app, "tags", "Look into tag files, and change their form",
+                                    "quarle tags show wagon/config.txt");
+  tags->require_subcommand(1);
+
+  CLI::App* const show = AddCommand(*tags, "show", "Draw a tag file as a tree",
+                                    "quarle tags show wagon/config.txt --json");
+  AddText(*show, "FILE", line.tags.file, "The file: .txt, .grole, .kpx or .kpx2");
+  AddCommon(*show, line.common);
+  show->callback([&] { line.run = [&] { return RunTagsShow(line.tags, line.common); }; });
+
+  CLI::App* const convert = AddCommand(
+      *tags, "convert", "Write a tag file in the form that a name's extension stands for",
+      "quarle tags convert wagon/config.txt wagon.grole");
+  AddText(*convert, "IN", line.tags.file, "The file to read");
+  AddText(*convert, "OUT", line.tags.output, "The file to write: .txt, .grole, .kpx or .kpx2");
+  AddCommon(*convert, line.common);
+  convert->callback([&] { line.run = [&] { return RunTagsConvert(line.tags, line.common); }; });
+}
+
 void AddPlid(CLI::App& app, CommandLine& line) {
   CLI::App* const plid = AddCommand(app, "plid", "Say what a text means as an asset identifier",
                                     "quarle plid '<plid2:1234:56789:3>' 1234:56789");
@@ -193,7 +214,7 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Asset indexes and their patch sets.", "quarle");
+  CLI::App app("Asset indexes, their patch sets, and tag files.", "quarle");
   app.footer("Example:\n  quarle diff release-1 release-2 patch-1-2");
   app.set_version_flag("--version", "quarle " QUARLE_VERSION);
   app.require_subcommand(1);
@@ -201,6 +222,7 @@ int Run(int argc, char** argv) {
   AddDiff(app, line);
   AddPatch(app, line);
   AddGroups(app, line);
+  AddTags(app, line);
   AddPlid(app, line);
   try {
     app.parse(argc, argv);

@@ -24,10 +24,8 @@ TEST(ClassTables, OldCodesDecideByKindAndThenByOrder) {
       {"bridge", "TR", "TK;RLS"},
       {"", "YM", "RT"},
       {"anything", "FT", "FL;SCEN"},
-      {"traincar", "OH", "PP"},
       {"traincar", "OHD", ""},
       {"drivercharacter", "OHD", "DR"},
-      {"tintbarn-skin", "ZY", "TBS"},
       {"traincar", "", ""},
       {"traincar", "A", ""},
       {"traincar", "AE AG", ""},
@@ -46,16 +44,13 @@ TEST(ClassTables, KindsFallThroughTheirDetails) {
     const char* classes;
   } cases[] = {
       {"bridge", "tunnels;road", "SPLN;TUN"},
-      {"bridge", ";road", "SPLN;BRG"},
       {"bridge", "tunnels", "TK;TUN"},
       {"bridge", "Tunnels", "SPLN;BRG"},
       {"scenery", ";trackside", "TO"},
       {"scenery", "", "SY;SCEN"},
       {"traincar", ";tender;locomotive", "TR;TV;TEND"},
       {"Traincar", "tender", ""},
-      {"texture", "", "CMP;TX"},
       {"", "rollingstock", "TR;TV;ROLL"},
-      {"", "road", "SPLN;BRG"},
       {"", "canoe", ""},
       {"", "", ""},
   };
@@ -74,16 +69,13 @@ TEST(ClassTables, TheHeaviestNameWins) {
     const char* key;
   } cases[] = {
       {"TK;BRG", "Bridge", "Track"},
-      {"TK", "Track", "Track"},
       {"TX;ENV;GRND", "TextureEnv", "TextureEnv"},
-      {"CMP;TX", "TextureNonEnv", "TextureNonEnv"},
       {"TR;TV;LOCO", "Train", "Train"},
       {"TR;CMP;HORN;SD", "Sound", "Sound"},
       {"TR;CMP;BOGY", "Train Component", "Train"},
       {"BD;IND;ACTV;FIXD", "Industry", "Building"},
       {"FIXD;SWT", "Fixed Track", "Misc"},
       {"PROD", "Unknown", "Misc"},
-      {"", "Unknown", "Misc"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(ClassName(c.category), c.name) << c.category;
