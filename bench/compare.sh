@@ -97,7 +97,7 @@ run_diff() { "$host" "$plugin" diff assets.mkx "$here/old/" "$here/new/" "$here/
 made_diff() { cat "$here"/set/data/* | wc -c; }
 before_patch() { cp "$old" "$out/assets.mkx"; }
 run_patch() { "$host" "$plugin" patch assets.mkx "$out" "$here/set/"; }
-run_cat() { cat "$old" "$new"; }
+run_cat() { cat "$old" "$new" >/dev/null; }
 run_sha256sum() { sha256sum "$old" "$new"; }
 before_sqlite() { rm -f "$out/answer.db"; }
 run_sqlite() { sqlite3 -batch "$here/tables.db" ".read $here/query.sql"; }

@@ -12,9 +12,13 @@ std::string_view PopWord(std::string_view& text, char separator) {
   return word;
 }
 
+/// `code` has characters and no separator.
 bool HasCode(std::string_view list, std::string_view code) {
-  while (!list.empty()) {
-    if (PopWord(list, ';') == code) return true;
+  for (std::size_t at = list.find(code); at != std::string_view::npos;
+       at = list.find(code, at + 1)) {
+    const std::size_t end = at + code.size();
+    const bool starts = at == 0 || list[at - 1] == ';';
+    if (starts && (end == list.size() || list[end] == ';')) return true;
   }
   return false;
 }

@@ -208,13 +208,13 @@ DatabaseFiles::Outcome Database::LoadFiles(bool* leftover) {
   Outcome main = Outcome::NotWhole;
   Outcome left = Outcome::NotWhole;
   {
-    const FlagScope busy(busyFiles_);
+    const std::lock_guard state(stateLock_);
     mainStands_ = false;
-    main = files_.LoadMain(index_);
-    files_.Step("load: database tried");
-    if (main == Outcome::NotWhole && settings_.allowRepair && !settings_.archivesOnly) {
-      left = files_.LoadLeftover(index_);
-    }
+  }
+  main = files_.LoadMain(index_);
+  files_.Step("load: database tried");
+  if (main == Outcome::NotWhole && settings_.allowRepair && !settings_.archivesOnly) {
+    left = files_.LoadLeftover(index_);
   }
   *leftover = left == Outcome::Loaded;
   const std::lock_guard state(stateLock_);
@@ -262,7 +262,7 @@ void Database::Write() {
   if (!initialised_ || !loaded_) return;
   {
     const std::lock_guard state(stateLock_);
-    busyFiles_ = true;
+    mainStands_ = false;
     dirty_ = false;
   }
   bool written = false;
@@ -275,7 +275,6 @@ void Database::Write() {
   } catch (...) {  // NOLINT(bugprone-empty-catch): not written, and tried again
   }
   const std::lock_guard state(stateLock_);
-  busyFiles_ = false;
   mainStands_ = written;
   stamp_ = files_.MainStamp();
   if (dirty_ && written) {
@@ -291,7 +290,8 @@ void Database::Write() {
 }
 
 void Database::BackUpLocked() {
-  // A file that was neither loaded nor written whole must not take the place of a backup.
+  // A file that was neither loaded nor written whole must not take the place of a backup. While
+  // a load or write is at work none stands, and its end does what changes ask for.
   if (!mainStands_) return;
   mainStands_ = false;
   files_.BackUp();
@@ -303,7 +303,7 @@ void Database::Touch() { lastChange_ = GetClock().Seconds(); }
 void Database::MarkChanged(std::uint32_t mask) {
   lastChange_ = GetClock().Seconds();
   const std::lock_guard state(stateLock_);
-  if (!dirty_.exchange(true) && !busyFiles_) BackUpLocked();
+  if (!dirty_.exchange(true)) BackUpLocked();
   changeMask_ |= mask;
 }
 

@@ -139,7 +139,6 @@ class Database final : public IndexHost {
   std::atomic<double> hurryFrom_{0};  // another process that waits counts from this time on
   std::atomic<std::uint32_t> changeMask_{0};
   std::mutex stateLock_;     // guards the transitions of dirty_, and what follows
-  bool busyFiles_ = false;   // a load or write is at work: its end does what changes ask for
   bool mainStands_ = false;  // "assets.mkx" was loaded or written whole, and not moved since
   DatabaseFiles::Stamp stamp_;
 };

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "database/LargeBlock.h"
 #include "tagdata/PLID.h"
 
 template <class T>
@@ -26,6 +27,11 @@ class IdMap {
     if (wanted > slots_.size()) Rehash(wanted < kSmallest ? kSmallest : wanted);
   }
 
+  /// Has the place of `id` fetched. A few dozen of these ahead of as many lookups save most of
+  /// the wait for a table that no cache holds.
+  void Prefetch(const PLID& id) const {
+    if (!slots_.empty()) __builtin_prefetch(&slots_[Home(id)]);
+  }
   T Find(const PLID& id) const { return slots_.empty() ? T{} : slots_[Locate(id)].value; }
 
   /// The value of `id`: T{} when the identifier is new, to be filled in at once.
@@ -61,6 +67,7 @@ class IdMap {
     PLID id;
     T value{};  ///< T{}: free
   };
+  using Slots = std::vector<Slot, LargePages<Slot>>;
 
   std::size_t Home(const PLID& id) const { return std::hash<PLID>()(id) & (slots_.size() - 1); }
   /// Slot of `id`, or the free slot where it would stand.
@@ -70,13 +77,13 @@ class IdMap {
     return at;
   }
   void Rehash(std::size_t slotCount) {
-    std::vector<Slot> old(slotCount);
+    Slots old(slotCount);
     old.swap(slots_);
     for (const Slot& slot : old) {
       if (slot.value != T{}) slots_[Locate(slot.id)] = slot;
     }
   }
 
-  std::vector<Slot> slots_;  // a power of two, or none
+  Slots slots_;  // a power of two, or none
   std::size_t count_ = 0;
 };

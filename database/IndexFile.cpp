@@ -51,12 +51,21 @@ bool ReadImage(Zef::File& file, std::size_t size, Image& image) {
   return true;
 }
 
-/// Gives a finished file the name without its suffix, unless that is read-only.
-bool ReplaceOld(const std::string& temporary) {
-  const std::string target(temporary, 0, temporary.size() - kSavingSuffix.size());
-  Zef::Platform::FileInfo old;
-  if (Zef::Platform::GetInfo(target, &old) && (old.readOnly || old.folder)) return false;
-  return Zef::Platform::Replace(temporary, target);
+/// Gives a finished file the name without its suffix, and the permissions of what stands there,
+/// unless that is read-only.
+bool ReplaceOld(const Zef::File& file) {
+  namespace Platform = Zef::Platform;
+  const std::string target(file.Name(), 0, file.Name().size() - kSavingSuffix.size());
+  Platform::FileInfo info;
+  if (Platform::GetInfo(target, &info)) {
+    if (info.readOnly || info.folder) return false;
+    const Platform::FileHandle old = Platform::OpenFile(target, {});
+    if (old != Platform::kNoFile) {
+      Platform::CopyPermissions(old, file.Origin().handle);
+      Platform::CloseFile(old);
+    }
+  }
+  return Platform::Replace(file.Name(), target);
 }
 
 /// Collects bytes and hands them to a file in large spans.
@@ -235,7 +244,7 @@ bool MUKAssetIndex::Save(const std::string& path, SaveOptions options) {
     if (file.Open(name.c_str(), Zef::FileMode::kCreateWrite) != Zef::RES_OK) return false;
     temporary = file.Name();
     // The file stays open, and so locked, until it has its name: nobody else's save cuts it.
-    if (WriteTables(file, options.toDevice) && ReplaceOld(temporary)) return true;
+    if (WriteTables(file, options.toDevice) && ReplaceOld(file)) return true;
   } catch (...) {  // NOLINT(bugprone-empty-catch): reported below, the old file still stands
   }
   if (!temporary.empty()) static_cast<void>(Zef::Platform::DeleteFile(temporary));

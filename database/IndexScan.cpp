@@ -1,13 +1,19 @@
 #include "database/IndexScan.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <utility>
 
 #include "database/IndexCompanions.h"
 #include "database/IndexHeader.h"
 #include "database/LargeBlock.h"
 #include "database/ObsoleteTable.h"
 #include "kernel/ByteReader.h"
+
+namespace {
+constexpr std::size_t kBatch = 32;
+}
 
 /// A part of the file, moving forward.
 class IndexScan::Window {
@@ -81,25 +87,31 @@ bool IndexScan::Open(const std::string& path) {
 }
 
 bool IndexScan::Run(const Visitor& visit) {
-  RecordGlance glance;
+  std::array<Seen, kBatch> batch;
+  std::size_t seen = 0;
+  const auto show = [&] {
+    if (seen != 0) visit(std::span(batch).first(std::exchange(seen, 0)));
+  };
   Zef::ByteReader in = window_->Reader();
   for (std::uint32_t i = 0; i < count_; ++i) {
     std::size_t start = in.Position();
-    GlanceRecord(in, glance);
+    GlanceRecord(in, batch[seen].glance);
     while (in.Failed()) {
+      show();  // before its bytes move
       window_->Drop(start);
       start = 0;
       if (!window_->More()) return false;
       in = window_->Reader();
-      GlanceRecord(in, glance);
+      GlanceRecord(in, batch[seen].glance);
     }
-    visit(glance, window_->Bytes(start, in.Position()));
+    batch[seen++].stored = window_->Bytes(start, in.Position());
+    if (seen == batch.size()) show();
   }
+  show();
   window_->Drop(in.Position());
   window_->All();
   in = window_->Reader();
-  ObsoleteTable obsolete;
   IndexCompanions companions;
-  return obsolete.Read(in) && DependencyTable::Skip(in) && companions.users.Read(in) &&
+  return ObsoleteTable::Skip(in) && DependencyTable::Skip(in) && companions.users.Read(in) &&
          companions.configCache.Read(in, false) && companions.archives.Read(in);
 }

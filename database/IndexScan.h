@@ -1,7 +1,8 @@
 // IndexScan: one pass over an index file that keeps no record.
 //
 // For questions that need a word or two of each record, such as a comparison of two indexes: the
-// file goes by through a window of a megabyte, and every record is shown once, in file order.
+// file goes by through a window of a megabyte, and the records are shown once, in file order,
+// a few dozen at a time, so that a visitor can have its own memory fetched ahead of use.
 // Judges a file exactly as MUKAssetIndex::Load does.
 //
 // Cost: reading the file, and a jump a field. Memory: the window, or the largest record when
@@ -30,10 +31,13 @@ class IndexScan {
   /// Records as the file counts them; never more than it has room for.
   std::uint32_t Count() const { return count_; }
 
-  /// What stands out of a record, and its stored bytes. Both hold during the call.
-  using Visitor =
-      std::function<void(const RecordGlance& glance, std::span<const std::byte> stored)>;
-  /// Shows each record. False when the file would not load; records before the damage have been
+  struct Seen {
+    RecordGlance glance;
+    std::span<const std::byte> stored;
+  };
+  /// The next records. Their bytes hold during the call.
+  using Visitor = std::function<void(std::span<const Seen> records)>;
+  /// Shows all records. False when the file would not load; records before the damage have been
   /// shown then.
   [[nodiscard]] bool Run(const Visitor& visit);
 

@@ -2,10 +2,12 @@
 //
 // Comes in large pages where the system has them: the first touch of a small page costs more
 // than reading its bytes from a file. Blocks below one large page are ordinary memory.
+// LargePages brings the same to a vector.
 
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -27,3 +29,18 @@ inline LargeBlock MakeLargeBlock(std::size_t size) {
   if (large) Zef::Platform::PreferLargePages(block, rounded);
   return LargeBlock(static_cast<std::byte*>(block));
 }
+
+/// Allocator of vectors that grow large.
+template <class T>
+struct LargePages {
+  using value_type = T;
+  LargePages() = default;
+  template <class U>
+  explicit LargePages(const LargePages<U>&) {}
+  T* allocate(std::size_t count) {
+    if (count > static_cast<std::size_t>(PTRDIFF_MAX) / sizeof(T)) throw std::bad_alloc();
+    return reinterpret_cast<T*>(MakeLargeBlock(count * sizeof(T)).release());
+  }
+  void deallocate(T* block, std::size_t) { FreeBlock()(reinterpret_cast<std::byte*>(block)); }
+  friend bool operator==(const LargePages&, const LargePages&) { return true; }
+};

@@ -47,6 +47,8 @@ class ObsoleteTable {
 
   /// Stored form: a mode word, rows, a null identifier. A bad row clears the table and fails.
   [[nodiscard]] bool Read(Zef::ByteReader& in);
+  /// Moves past the stored form; false for what Read would refuse.
+  [[nodiscard]] static bool Skip(Zef::ByteReader& in);
   void Write(Zef::ByteWriter& out) const;
 
  private:

@@ -10,8 +10,6 @@
 
 class MUKAsset;
 
-/// -1, 0 or 1.
-int CompareShownNames(const MUKAsset& a, const MUKAsset& b);
-
-/// Sorts records by shown name. Cost: compares of 8-byte prefixes, whole names only on a tie.
+/// Sorts records by shown name. Looks at 16 bytes of each name, and at more only of names that
+/// are alike so far.
 void SortByShownName(std::vector<MUKAsset*>& records);

@@ -27,7 +27,6 @@ struct Entry {
   PLID id;
   std::uint32_t first = 0;  ///< place plus one of the first entry with this identifier
   bool builtIn = false;
-  bool found = false;          ///< in the newer index; told by the first of an identifier
   std::string_view shownName;  ///< of a built-in record; null without storage
 };
 
@@ -62,30 +61,24 @@ class OlderRecords {
     if (!scan.Open(path)) return false;
     entries_.reserve(scan.Count());
     byId_.Reserve(scan.Count());
-    return scan.Run([this](const RecordGlance& glance, std::span<const std::byte>) {
-      Entry& entry = entries_.emplace_back();
-      entry.id = glance.id;
-      entry.builtIn = glance.builtIn;
-      if (entry.builtIn && glance.shownName.data() != nullptr) {
-        entry.shownName = names_.Keep(std::as_bytes(std::span(glance.shownName)));
-      }
-      std::uint32_t& first = byId_.Insert(entry.id);
-      if (first == 0) first = static_cast<std::uint32_t>(entries_.size());
-      entry.first = first;
+    found_.resize(scan.Count() + 1);
+    return scan.Run([this](std::span<const IndexScan::Seen> records) {
+      for (const IndexScan::Seen& seen : records) byId_.Prefetch(seen.glance.id);
+      for (const IndexScan::Seen& seen : records) Add(seen.glance);
     });
   }
+  void Prefetch(const PLID& id) const { byId_.Prefetch(id); }
   /// True when there is a record with this identifier; it stays then.
   bool Find(const PLID& id) {
     const std::uint32_t first = byId_.Find(id);
-    if (first == 0) return false;
-    entries_[first - 1].found = true;
-    return true;
+    found_[first] = 1;
+    return first != 0;
   }
   /// Built-in records that were not found, as far as they are sorted and written.
   std::vector<MUKAsset> Missing() const {
     std::vector<MUKAsset> missing;
     for (const Entry& entry : entries_) {
-      if (!entry.builtIn || entries_[entry.first - 1].found) continue;
+      if (!entry.builtIn || found_[entry.first] != 0) continue;
       MUKAsset& record = missing.emplace_back();
       record.id = entry.id;
       if (entry.shownName.data() == nullptr) continue;
@@ -96,7 +89,20 @@ class OlderRecords {
   }
 
  private:
-  std::vector<Entry> entries_;
+  void Add(const RecordGlance& glance) {
+    Entry& entry = entries_.emplace_back();
+    entry.id = glance.id;
+    entry.builtIn = glance.builtIn;
+    if (entry.builtIn && glance.shownName.data() != nullptr) {
+      entry.shownName = names_.Keep(std::as_bytes(std::span(glance.shownName)));
+    }
+    std::uint32_t& first = byId_.Insert(entry.id);
+    if (first == 0) first = static_cast<std::uint32_t>(entries_.size());
+    entry.first = first;
+  }
+
+  std::vector<Entry, LargePages<Entry>> entries_;
+  std::vector<std::uint8_t> found_;  // in the newer index, by Entry::first; 0 is for all others
   KeptBytes names_;
   IdMap<std::uint32_t> byId_;
 };
@@ -106,12 +112,14 @@ class NewerRecords {
  public:
   bool Read(const std::string& path, OlderRecords& older) {
     IndexScan scan;
-    return scan.Open(path) &&
-           scan.Run([&](const RecordGlance& glance, std::span<const std::byte> stored) {
-             if (!older.Find(glance.id) && glance.builtIn) {
-               additions_.push_back(kept_.Keep(stored));
-             }
-           });
+    return scan.Open(path) && scan.Run([&](std::span<const IndexScan::Seen> records) {
+      for (const IndexScan::Seen& seen : records) older.Prefetch(seen.glance.id);
+      for (const IndexScan::Seen& seen : records) {
+        if (!older.Find(seen.glance.id) && seen.glance.builtIn) {
+          additions_.push_back(kept_.Keep(seen.stored));
+        }
+      }
+    });
   }
   std::vector<MUKAsset> Records() const {
     std::vector<MUKAsset> records(additions_.size());

@@ -142,7 +142,7 @@ class Party {
   Party& operator=(const Party&) = delete;
 
   /// 'a' to 'z' add a record of that user, '#' adds none. The answer is the number of records.
-  void Order(char what) { EXPECT_EQ(write(ends_.parent, &what, 1), 1); }
+  void Order(char what) { EXPECT_EQ(send(ends_.parent, &what, 1, MSG_NOSIGNAL), 1); }
   int Answer() {
     char answer = -1;
     EXPECT_EQ(read(ends_.parent, &answer, 1), 1);

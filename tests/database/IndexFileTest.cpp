@@ -222,6 +222,8 @@ TEST_F(IndexFile, FailedSaveKeepsTheOldFile) {
   EXPECT_EQ(ReadWholeFile(path_), old);
   EXPECT_FALSE(std::filesystem::exists(path_ + ".saving"));
   EXPECT_TRUE(index_.Save(path_));
+  EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms::owner_all)
+      << "as the old file's";
 }
 
 }  // namespace

@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
+#include <random>
 #include <vector>
 
 #include "database/IndexHost.h"
 #include "database/ShownName.h"
+#include "database/StoredText.h"
+#include "kernel/ByteReader.h"
+#include "kernel/ByteWriter.h"
 #include "tests/database/IndexFixture.h"
 #include "tests/support/TestFiles.h"
 
@@ -53,6 +58,29 @@ TEST(ObsoleteRows, KeepPointingToTheEndOfTheChain) {
     EXPECT_EQ(index.Resolve(kA), c.expectedForA) << &c - cases;
     EXPECT_EQ(index.ResolveExact(kA), c.expectedForA == kA ? PLID() : c.expectedForA);
   }
+}
+
+TEST(ObsoleteRows, AreSkippedExactlyWhenTheyCanBeRead) {
+  std::mt19937 random(1);
+  int bad = 0;
+  for (int round = 0; round < 2000; ++round) {
+    Zef::ByteWriter out;
+    const unsigned ids = 2 + random() % 2;
+    out.U32(ids - 2);
+    for (unsigned i = random() % (5 * ids); i > 0; --i) {
+      const auto content = static_cast<std::int32_t>(random() % 40);
+      PutStoredId(out, content == 39 ? PLID() : PLID(1, content, 0));
+    }
+    if (random() % 8 != 0) PutStoredId(out, PLID());
+    Zef::ByteReader read(out.View().data(), out.Size());
+    Zef::ByteReader skipped(out.View().data(), out.Size());
+    const bool whole = ObsoleteTable().Read(read);
+    EXPECT_EQ(ObsoleteTable::Skip(skipped), whole) << round;
+    EXPECT_TRUE(!whole || skipped.Position() == read.Position()) << round;
+    bad += whole ? 0 : 1;
+  }
+  EXPECT_GT(bad, 100);
+  EXPECT_LT(bad, 1900);
 }
 
 TEST(ObsoleteRows, ComeFromVersionsAndFromTheUsersOwnDeclarations) {
@@ -130,15 +158,24 @@ TEST(IndexRemove, ShowsTheNextRecordOfTheIdentifier) {
 }
 
 TEST(ShownName, OrdersByTheCollationAndNothingElse) {
+  const std::string head(31, 'a');
+  const std::string longer[] = {head + "A", head + "a0", head + "b", std::string(80, 'b'),
+                                std::string(80, 'b') + "c"};
   std::vector<MUKAsset> ordered;
-  for (const char* name : {static_cast<const char*>(nullptr), "", "a", "abcdefgh", "abcdefghi", "B",
-                           "z", " ", "1", "@", "\xC3\xA9", "\x01"}) {
+  for (const char* name :
+       {static_cast<const char*>(nullptr), "", "a", longer[0].c_str(), longer[1].c_str(),
+        longer[2].c_str(), "abcdefgh", "abcdefghi", "B", longer[3].c_str(), longer[4].c_str(), "z",
+        " ", "1", "@", "\xC3\xA9", "\x01"}) {
     ordered.push_back(Asset(kA, name));
   }
-  for (std::size_t i = 0; i < ordered.size(); ++i) {
-    for (std::size_t k = 0; k < ordered.size(); ++k) {
-      EXPECT_EQ(CompareShownNames(ordered[i], ordered[k]), i < k ? -1 : i > k ? 1 : 0) << i << k;
-    }
+  std::vector<MUKAsset*> expected;
+  for (MUKAsset& record : ordered) expected.push_back(&record);
+  std::vector<MUKAsset*> sorted = expected;
+  std::mt19937 random(1);
+  for (int round = 0; round < 100; ++round) {
+    std::shuffle(sorted.begin(), sorted.end(), random);
+    SortByShownName(sorted);
+    EXPECT_EQ(sorted, expected) << round;
   }
   MUKAssetIndex index;
   const char* const names[] = {"same", "Zebra", "SAME", "abcdefghz", "abcdefgha"};

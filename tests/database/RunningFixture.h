@@ -78,6 +78,14 @@ class RunningTest : public testing::Test {
     MUKInitialise(settings_);
     return RunningNames();
   }
+  /// Gives the database its turn and the writer that it may start the time to be noticed.
+  static bool IdleWrites() {
+    MUKIdle();
+    for (int i = 0; i < 50 && Database::Get().IsDirty(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return !Database::Get().IsDirty();
+  }
   /// Lets ten quiet seconds pass and the writer come to its end.
   bool WriteByIdle() {
     clock_.Advance(11);

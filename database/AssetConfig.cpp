@@ -1,0 +1,126 @@
+#include "database/AssetConfig.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "database/ClassRule.h"
+#include "database/CodeList.h"
+#include "database/EraRule.h"
+#include "database/MUKAsset.h"
+#include "database/NameRule.h"
+#include "database/RegionRule.h"
+#include "kernel/standard/CodePage.h"
+#include "tagdata/TagContainer.h"
+
+namespace {
+
+constexpr float kOldestBuild = 1.3f;     // of a config that says nothing
+constexpr float kMeshTableBuild = 2.0f;  // the first with mesh tables and scripts
+constexpr float kPrivilegeBuild = 2.5f;  // the first that means what it says of privileges
+
+struct Keys {
+  const Zef::PString id{"plid"};
+  const Zef::PString keywords{"category-keyword"};
+  const Zef::PString company{"company"};
+  const Zef::PString map{"map-plid"};
+  const Zef::PString build{"quarle-build"};
+  const Zef::PString meshTable{"mesh-table"};
+  const Zef::PString scriptClass[2]{"class", "scriptclass"};
+  const Zef::PString productType{"product-type"};
+  const Zef::PString privileges{"privileges"};
+  const Zef::PString permitCommit{"permit-commit"};
+  const Zef::PString permitEdit{"permit-edit"};
+  const Zef::PString permitListing{"permit-listing"};
+  const Zef::PString secret{"secret"};
+};
+
+const Keys& GetKeys() {
+  static const Keys keys;
+  return keys;
+}
+
+/// A field without characters is stored without storage, as in a new record.
+void SetText(AssetText& field, std::string_view text) {
+  if (text.empty()) {
+    field.Clear();
+  } else {
+    field = text;
+  }
+}
+
+bool IsProductType(const TagContainer& config, std::string_view type) {
+  return Zef::EqualFolded(config.GetText(GetKeys().productType).View(), type);
+}
+
+std::string ConfigKeywords(const TagContainer& config) {
+  const Keys& keys = GetKeys();
+  std::string words(config.GetText(keys.keywords).View());
+  if (words.empty()) return KeywordForm(config.GetText(keys.company).View());
+  std::transform(words.begin(), words.end(), words.begin(), Zef::FoldAscii);
+  return words;
+}
+
+std::uint32_t MeasuredSize(const MUKAsset& record, const MeasureFolder& measure) {
+  if (record.legacyPath.IsEmpty()) {
+    if (record.Has(AssetFlag::BuiltIn)) return 0;
+    if (record.installPath.IsEmpty()) return MUKAsset::kSizeUnknown;
+  }
+  return measure ? measure(record) : MUKAsset::kSizeUnknown;
+}
+
+}  // namespace
+
+float ConfigBuild(const TagContainer& config) {
+  const Keys& keys = GetKeys();
+  const float build = config.GetFloat(keys.build);
+  if (build >= 1.0f && build < 100.0f) return build;
+  const bool hasLaterTags = config.HasTag(keys.meshTable) || config.HasTag(keys.scriptClass[0]) ||
+                            config.HasTag(keys.scriptClass[1]);
+  return hasLaterTags ? kMeshTableBuild : kOldestBuild;
+}
+
+void ReadPrivileges(MUKAsset& record, const TagContainer& config) {
+  const Keys& keys = GetKeys();
+  const TagContainer privileges = config.GetSubContainer(keys.privileges);
+  bool commit = true;
+  bool edit = true;
+  bool listing = true;
+  if (record.build < kPrivilegeBuild && privileges.IsEmptyHandle()) {
+    listing = !(config.GetBool(keys.secret) && IsProductType(config, "template"));
+  } else {
+    if (record.Has(AssetFlag::BuiltIn)) {
+      commit = privileges.GetBool(keys.permitCommit, true);
+      edit = privileges.GetBool(keys.permitEdit, true);
+    }
+    listing = privileges.GetBool(keys.permitListing, true);
+    if (config.HasTag(keys.secret)) listing = !config.GetBool(keys.secret);
+  }
+  record.Set(AssetFlag::PermitCommit, commit);
+  record.Set(AssetFlag::PermitEdit, edit);
+  record.Set(AssetFlag::PermitListing, listing);
+}
+
+bool FillFromConfig(MUKAsset& record, const TagContainer& config, bool readId,
+                    const MeasureFolder& measure) {
+  if (config.IsEmptyHandle() || config.Chunk()->GetType() != TagSoup) return false;
+  const Keys& keys = GetKeys();
+  if (readId) {
+    const PLID id = config.GetPLID(keys.id);
+    if (id.IsNull()) return false;
+    record.id = id;
+  }
+  if (!(record.build > 0.0f)) record.build = ConfigBuild(config);
+  SetText(record.category, ConfigCategory(config));
+  SetText(record.name, ConfigName(record, config));
+  SetText(record.region, ConfigRegion(config, record.build));
+  SetText(record.era, ConfigEra(config));
+  SetText(record.keywords, ConfigKeywords(config));
+  const bool isSession = MatchCodes(record.category.View(), "SS");
+  record.mapId = isSession ? config.GetPLID(keys.map) : PLID();
+  if (record.sizeBytes == MUKAsset::kSizeUnknown) record.sizeBytes = MeasuredSize(record, measure);
+  record.Set(AssetFlag::IsReskin, IsProductType(config, "reskin"));
+  record.Set(AssetFlag::InArchiveKnown, false);
+  ReadPrivileges(record, config);
+  return true;
+}
