@@ -70,8 +70,10 @@ ContentScan::ContentScan(MUKAssetIndex& index, ConfigReader& configs, ScanOption
       options_(std::move(options)),
       report_(report),
       scratch_(ThreadCount(options_)),
-      work_(scratch_.size() - 1, [this](ScanItem& item, std::size_t worker) {
-        ReadScanItem(item, scratch_[worker], known_, options_.markBuiltIn);
+      work_(scratch_.size() - 1, [this](Batch& batch, std::size_t worker) {
+        for (ScanItem& item : batch) {
+          ReadScanItem(item, scratch_[worker], known_, options_.markBuiltIn);
+        }
       }) {
   if (options_.now == 0) options_.now = Zef::RealClock().UnixTime();
   for (const MUKAsset* record : index_.AllRecords()) known_.insert(record->id);
@@ -85,18 +87,18 @@ void ContentScan::ScanFolder(std::string_view base, std::string_view folder, Sca
   item.disk = Zef::Platform::ResolveCase(configs_.Root(), item.Path());
   item.total = 1;
   Post(std::move(item));
-  Drain(0);
+  Finish();
 }
 
 void ContentScan::ScanTree(std::string_view base, std::string_view subFolder, ScanMode mode) {
   OpenedFolder parent{std::string(base), std::string(subFolder), {}, {}, {}};
   if (Open(parent)) PostChildren(parent, mode, false);
-  Drain(0);
+  Finish();
 }
 
 void ContentScan::ScanRoots(std::string_view folder) {
   PostRoots(folder);
-  Drain(0);
+  Finish();
 }
 
 void ContentScan::ScanWorld() {
@@ -119,7 +121,7 @@ void ContentScan::ScanWorld() {
       PostRoots(path);
     }
   }
-  Drain(0);
+  Finish();
 }
 
 void ContentScan::ScanArea(ContentArea area) {
@@ -207,8 +209,16 @@ void ContentScan::PostChildren(const OpenedFolder& parent, ScanMode mode, bool m
 }
 
 void ContentScan::Post(ScanItem&& item) {
-  work_.Post(std::move(item));
-  Drain(kAhead);
+  batch_.push_back(std::move(item));
+  if (batch_.size() == kBatch) PostBatch(kAhead);
+}
+
+/// Has the batch read, and enters what was read of earlier ones until so many are left.
+void ContentScan::PostBatch(std::size_t ahead) {
+  if (!batch_.empty()) work_.Post(std::exchange(batch_, {}));
+  while (work_.Count() > ahead) {
+    for (ScanItem& item : work_.Take()) Enter(item);
+  }
 }
 
 /// What is told waits its turn behind what was posted before.
@@ -221,11 +231,7 @@ void ContentScan::Tell(ScanOutcome outcome, std::string_view base, std::string_v
   Post(std::move(item));
 }
 
-void ContentScan::Drain(std::size_t left) {
-  while (work_.Count() > left) Enter(work_.Take());
-}
-
-void ContentScan::Enter(ScanItem&& item) {
+void ContentScan::Enter(ScanItem& item) {
   if (item.total != 0 && options_.progress) options_.progress(item.Path(), item.done, item.total);
   if (item.outcome == ScanOutcome::Found) item.outcome = EnterRecord(item);
   if (report_ == nullptr) return;
