@@ -6,8 +6,8 @@
 #include <thread>
 #include <utility>
 
-#include "database/AssetConfig.h"
 #include "database/AssetFolder.h"
+#include "database/AssetVerify.h"
 #include "database/DatabaseFiles.h"
 #include "database/MUKAsset.h"
 #include "database/MUKAssetIndex.h"
@@ -80,6 +80,7 @@ ContentScan::ContentScan(MUKAssetIndex& index, ConfigReader& configs, ScanOption
 }
 
 void ContentScan::ScanFolder(std::string_view base, std::string_view folder, ScanMode mode) {
+  if (configs_.Root().empty()) return;
   ScanItem item;
   item.base = base;
   item.folder = folder;
@@ -244,40 +245,13 @@ ScanOutcome ContentScan::EnterRecord(ScanItem& item) {
   if (MUKAsset* const held = index_.Find(item.record.id)) {
     if (!index_.Merge(item.record)) return ScanOutcome::Conflict;
     if (!item.config.IsEmptyHandle()) configs_.Keep(item.record, item.config);
-    Verify(*held);
+    VerifyAsset(index_, configs_, *held);
     return ScanOutcome::Merged;
   }
   MUKAsset& added = index_.Add(std::move(item.record));
   configs_.Drop(added.id);
   UpdateAssetFully(index_, added, item.relations, options_.now);
   return ScanOutcome::Found;
-}
-
-bool ContentScan::Verify(MUKAsset& record) {
-  const std::string& root = configs_.Root();
-  bool dropped = false;
-  if (!record.legacyPath.IsEmpty() && !FolderExists(LegacyPlace(root, record))) {
-    record.legacyPath.Clear();
-    dropped = true;
-  }
-  if (!record.editPath.IsEmpty() && !FolderExists(EditPlace(root, record))) {
-    record.editPath.Clear();
-    dropped = true;
-  }
-  index_.ForgetObsoleteBits();
-  if (dropped) UpdateAsset(index_, record);
-  if (!record.IsPresent()) return true;
-  const bool isInstalled = !record.legacyPath.IsEmpty() || !record.installPath.IsEmpty();
-  if (!record.editPath.IsEmpty() && isInstalled) return false;
-  TagContainer config;
-  if (configs_.Read(record, config) != ConfigStatus::Loaded) return false;
-  configs_.Drop(record.id);
-  const auto measure = [&](const MUKAsset& asset) {
-    return MeasureAssetFolder(AssetPlaceOf(root, asset)).Word();
-  };
-  if (!FillFromConfig(record, config, false, measure)) return false;
-  UpdateAsset(index_, record);
-  return true;
 }
 
 ScanReport ScanProduct(MUKAssetIndex& index, const std::string& productRoot,

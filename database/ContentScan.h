@@ -67,11 +67,6 @@ class ContentScan {
   void ScanWorld();
   void ScanArea(ContentArea area);
 
-  /// Drops legacy and edit paths whose folders are gone and derives the record's fields anew from
-  /// its config. False when the config cannot be read, and for a record that is open for edit
-  /// beside another place, which keeps its fields.
-  bool Verify(MUKAsset& record);
-
  private:
   struct OpenedFolder;
 
