@@ -96,6 +96,12 @@ void Compress(const fs::path& from, const fs::path& to) {
   file.Close();
 }
 
+/// Every token and form of a configuration text.
+constexpr std::string_view kConfigText =
+    "version 1.0 # header\n/* nodes */ 5; a = ; b = 0x1F;; c { d = 1.5, -2, x; e : raw \\; text;\n"
+    "f = kind, { g = (1, 2e3, -1.#INF); } h = \"a\\n\\\"b\" c; i = ``00 fF /* */;";
+constexpr std::string_view kSwitchText = "-a=1 +a='2 3' /b c- d = e f\n--g=\"h' +=i -flag";
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -120,5 +126,8 @@ int main(int argc, char** argv) {
   static_cast<void>(WriteBinaryTags(tags, SampleTags()));
   Put(root / "FuzzTagFile" / "tags", tags.View());
   Put(root / "FuzzTagFile" / "repeats", RepeatedKeys(25).View());
+
+  Put(root / "FuzzConfig" / "tree", std::as_bytes(std::span(kConfigText)));
+  Put(root / "FuzzConfig" / "switches", std::as_bytes(std::span(kSwitchText)));
   return 0;
 }

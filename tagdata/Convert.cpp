@@ -1,14 +1,10 @@
 #include "tagdata/Convert.h"
 
-#include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstring>
-#include <limits>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
-#include <system_error>
 
 #include "tagdata/PLID.h"
 
@@ -98,35 +94,6 @@ CoreRef JoinValues(const HCSRawDataCore* source, const Print& print) {
   return CoreOfText(text);
 }
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
-/// Of "e+12" or the like, held within what any count of digits can make up for; 0 of "".
-std::int64_t ExponentOf(std::string_view text) {
-  constexpr std::int64_t kHuge = std::int64_t{1} << 62;
-  if (!text.empty()) text.remove_prefix(1);
-  if (text.starts_with('+')) text.remove_prefix(1);
-  std::int64_t exponent = 0;
-  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), exponent);
-  if (parsed.ec == std::errc::result_out_of_range) return text[0] == '-' ? -kHuge : kHuge;
-  return std::clamp(exponent, -kHuge, kHuge);
-}
-
-/// What a number beyond the range of float is taken for: nothing or infinity.
-float OutOfRange(std::string_view number) {
-  double value = 0;
-  const auto parsed = std::from_chars(number.data(), number.data() + number.size(), value);
-  if (parsed.ec == std::errc()) return static_cast<float>(value);
-  const std::size_t mark = std::min(number.find_first_of("eE"), number.size());
-  const std::string_view digits = number.substr(0, mark);
-  const std::size_t leading = digits.find_first_of("123456789");
-  if (leading == std::string_view::npos) return 0.0f;
-  const std::size_t point = std::min(digits.find('.'), digits.size());
-  const std::int64_t power = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(leading);
-  const bool tiny = power + ExponentOf(number.substr(mark)) <= 0;
-  return tiny ? 0.0f : std::numeric_limits<float>::infinity();
-}
-
 }  // namespace
 
 HCSConverter::HCSConverter(std::int32_t from, std::int32_t to)
@@ -206,7 +173,7 @@ bool IsNumberText(std::string_view text) {
   bool dot = false;
   bool exponent = false;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (IsDigit(text[i])) continue;
+    if (Zef::IsDigit(text[i])) continue;
     if (text[i] == '.' && !dot) {
       dot = true;
     } else if (text[i] == 'e' && dot && !exponent) {
@@ -217,22 +184,5 @@ bool IsNumberText(std::string_view text) {
       return text.find_first_not_of(" \t", i) == std::string_view::npos;
     }
   }
-  return true;
-}
-
-bool ScanFloat(const char*& text, const char* end, float& value) {
-  const char* at = text;
-  while (at != end && IsSpace(*at)) ++at;
-  const bool negative = at != end && *at == '-';
-  if (at != end && (*at == '-' || *at == '+')) ++at;
-  if (at == end || (!IsDigit(*at) && *at != '.')) return false;
-  float number = 0;
-  const auto parsed = std::from_chars(at, end, number);
-  if (parsed.ec == std::errc::invalid_argument) return false;
-  if (parsed.ec == std::errc::result_out_of_range) {
-    number = OutOfRange({at, static_cast<std::size_t>(parsed.ptr - at)});
-  }
-  value = negative ? -number : number;
-  text = parsed.ptr;
   return true;
 }

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "kernel/standard/NumberText.h"
 #include "tagdata/HCSChunk.h"
 
 class ConverterList;
@@ -89,6 +90,4 @@ void ConvertTag(HCSChunk& chunk, std::int32_t toType);
 /// more; blanks at the end are ignored. Blanks alone count as a number, "-" and "" do not.
 bool IsNumberText(std::string_view text);
 
-/// Number as "%f" scans it: leading white space, one sign, digits with a point and an exponent.
-/// Advances `text` past what it took; false (value untouched) when there is none.
-bool ScanFloat(const char*& text, const char* end, float& value);
+using Zef::ScanFloat;

@@ -1,0 +1,23 @@
+// NumberText: numbers at the front of a text, read the same in every locale.
+//
+// One pass over the characters of the number, however many. Stateless; any thread.
+
+#pragma once
+
+#include <cstdint>
+
+namespace Zef {
+
+constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+/// White space as the "C" locale has it.
+constexpr bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+/// Number as "%f" scans it: leading white space, one sign, digits with a point and an exponent.
+/// Advances `text` past what it took; false (value untouched) when there is none.
+bool ScanFloat(const char*& text, const char* end, float& value);
+
+/// Decimal integer behind white space and one sign, held to the range of its type. Advances and
+/// fails like ScanFloat.
+bool ScanInteger(const char*& text, const char* end, std::int32_t& value);
+
+}  // namespace Zef
