@@ -77,7 +77,9 @@ class KeyCache {
   static constexpr std::size_t kSize = 128;
 
   static std::size_t Slot(std::string_view key) {
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(key[at]); };
+    const auto byte = [&](std::size_t at) -> std::size_t {
+      return static_cast<unsigned char>(key[at]);
+    };
     return (key.size() * 7 + byte(0) * 5 + byte(key.size() / 2) * 3 + byte(key.size() - 1)) % kSize;
   }
 
