@@ -190,6 +190,7 @@ std::vector<std::string> EnumerateProducts(std::string_view productName,
     return each.names.productClass != CutValue(productClass);
   });
   std::vector<std::string> paths;
+  paths.reserve(listed.size());
   for (const Installation& each : listed) paths.push_back(each.names.exePath);
   return paths;
 }

@@ -99,7 +99,7 @@ RegistryKey::RegistryKey(std::string folder) : folder_(std::move(folder)) {
 RegistryKey RegistryKey::OpenOrCreate(std::string_view path) {
   std::string root = RegistryRoot();
   if (root.empty()) return {};
-  if (!Platform::IsRooted(root)) root = Platform::CurrentFolder() + "/" + root;
+  if (!Platform::IsRooted(root)) root.insert(0, Platform::CurrentFolder() + "/");
   const std::string folder = Platform::ResolveCase(root, path);
   return Platform::MakeFolders(folder) ? RegistryKey(folder) : RegistryKey();
 }
@@ -126,7 +126,7 @@ void RegistryKey::DeleteSubKey(std::string_view name) const {
   std::vector<std::string> names;
   if (!IsWritable() || !key.IsWritable() || !Platform::ListFolder(key.folder_, &names)) return;
   for (std::string& each : names) {
-    each = key.folder_ + "/" + each;
+    each = key.PathOf(each);
     Platform::FileInfo info;
     if (!Platform::GetInfoNoFollow(each, &info) || !info.regular) return;
   }

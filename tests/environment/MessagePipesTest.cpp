@@ -46,14 +46,10 @@ TEST(MessagePipes, EitherEndMayGoFirst) {
       sender.Broadcast({"a", &sender});
     }
     EXPECT_EQ(quiet, "a ") << "a recipient that goes away hears nothing of it";
-    const auto second = sender.OpenPipe(recipient);
+    sender.OpenPipe(recipient)->Close();
     sender.Broadcast({"b", &sender});
-    second->Close();
-    second->Close();
-    EXPECT_FALSE(second->IsOpen());
-    sender.Broadcast({"c", &sender});
   }
-  EXPECT_EQ(heard, "a b b pipe-closed c pipe-closed ");
+  EXPECT_EQ(heard, "a pipe-closed b pipe-closed ");
 }
 
 TEST(MessagePipes, RecipientsChangeThePipesWhileTheyAreTold) {
@@ -61,56 +57,23 @@ TEST(MessagePipes, RecipientsChangeThePipesWhileTheyAreTold) {
   Listener sender;
   Listener last(&heard);
   auto* victim = new Listener(&heard);
+  Listener* self = nullptr;
+  self = new Listener(&heard, [&](const NuMessage&) { delete self; });
+  self->OpenPipe(*self);
   std::vector<std::shared_ptr<NuMessagePipe>> pipes;
   Listener closer(&heard, [&](const NuMessage& message) {
-    if (message.name == Zef::PString("pipe-closed")) return;
-    EXPECT_EQ(message.sender, &sender);
+    if (message.name == Zef::PString("pipe-closed")) throw std::runtime_error("stays inside");
     delete victim;
-    pipes[0]->Close();
     pipes[2]->Close();
     sender.OpenPipe(last);
   });
-  auto* looped = new Listener(&heard);
-  looped->OpenPipe(*looped);
-  Listener other(&heard, [&](const NuMessage&) {
-    delete looped;
-    looped = nullptr;
-  });
   pipes = {sender.OpenPipe(closer), sender.OpenPipe(*victim), sender.OpenPipe(last),
-           sender.OpenPipe(other)};
+           sender.OpenPipe(*self), sender.OpenPipe(last)};
   sender.Broadcast({"x", &sender});
-  // Closer, its pipe's end, the end of the last one's first pipe, then the other one.
-  EXPECT_EQ(heard, "x pipe-closed pipe-closed x ");
-  EXPECT_EQ(looped, nullptr);
-  pipes[3]->Close();
+  EXPECT_EQ(heard, "x pipe-closed x x ") << "closer, the last one's first pipe, self, last";
   heard.clear();
-  sender.Broadcast({"y", &sender});
-  EXPECT_EQ(heard, "y ");
-}
-
-TEST(MessagePipes, OneThatDestroysItselfWhileItIsTold) {
-  std::string heard;
-  Listener sender;
-  Listener* self = nullptr;
-  self = new Listener(&heard, [&](const NuMessage&) { delete self; });
-  Listener last(&heard);
-  sender.OpenPipe(*self);
-  sender.OpenPipe(last);
-  sender.Broadcast({"x", &sender});
-  EXPECT_EQ(heard, "x x ");
-}
-
-TEST(MessagePipes, AFailingRecipientKeepsNobodyFromHearingTheEnd) {
-  std::string heard;
-  Listener failing(&heard, [](const NuMessage&) { throw std::runtime_error("no"); });
-  Listener last(&heard);
-  {
-    Listener sender;
-    sender.OpenPipe(failing);
-    sender.OpenPipe(last);
-    EXPECT_THROW(sender.Broadcast({"x", &sender}), std::runtime_error);
-  }
-  EXPECT_EQ(heard, "x pipe-closed pipe-closed ");
+  sender.ClosePipes();
+  EXPECT_EQ(heard, "pipe-closed pipe-closed pipe-closed ");
 }
 
 TEST(MessagePipes, RecipientsComeAndGoWhileOthersAreTold) {
@@ -122,10 +85,9 @@ TEST(MessagePipes, RecipientsComeAndGoWhileOthersAreTold) {
         sender.Broadcast({"x", &sender});
         continue;
       }
-      std::shared_ptr<NuMessagePipe> pipe;
       const auto state = std::make_unique<int>(0);  // what a late message would find freed
       Listener recipient(nullptr, [&](const NuMessage&) { told += 1 + *state; });
-      pipe = sender.OpenPipe(recipient);
+      const auto pipe = sender.OpenPipe(recipient);
       if (i % 3 == 0) pipe->Close();
     }
   });
@@ -135,27 +97,23 @@ TEST(MessagePipes, RecipientsComeAndGoWhileOthersAreTold) {
 TEST(ResultsLog, ListenersSeeEveryChangeAsItHappens) {
   ResultsLog log;
   std::string seen;
-  Listener listener(nullptr, [&](const NuMessage& message) {
-    EXPECT_EQ(message.sender, &log);
+  Listener listener(nullptr, [&](const NuMessage&) {
     seen += std::to_string(log.Entries().size()) + (log.IsEmpty() ? "- " : "+ ");
   });
   log.OpenPipe(listener);
   log.Clear();
   for (const int level : {1, 2, 3, 3, 4, 5, -1}) log.Add(level, nullptr, "%s", "100%n");
-  EXPECT_EQ(seen, "1+ 2+ 3+ 4+ 5+ 6+ 7+ ");
   EXPECT_EQ(log.Entries()[4].text, "100%n");
-  const std::uint32_t counts[] = {0, 0, 1, 2, 1, 0};
-  for (int level = 0; level < 6; ++level) EXPECT_EQ(log.Count(level), counts[level]) << level;
+  EXPECT_EQ(log.Count(2) * 100 + log.Count(3) * 10 + log.Count(4), 121U);
+  EXPECT_EQ(log.Count(1) + log.Count(5) + log.Count(-1), 0U);
 
   ResultsLog copy;
   copy.CopyFrom(log);
   log.Clear();
-  EXPECT_TRUE(seen.ends_with(" 0- ") && log.Count(3) == 0);
-  EXPECT_TRUE(copy.Count(3) == 2 && copy.Entries().size() == 7);
-
+  EXPECT_TRUE(log.Count(3) == 0 && copy.Count(3) == 2 && copy.Entries().size() == 7);
   log.CopyFrom(copy);
   copy.CopyFrom(copy);
-  EXPECT_TRUE(seen.ends_with(" 0- ")) << "a copy is told to nobody";
+  EXPECT_EQ(seen, "1+ 2+ 3+ 4+ 5+ 6+ 7+ 0- ") << "a copy is told to nobody";
   copy.CopyFrom(ResultsLog());
   EXPECT_FALSE(copy.IsEmpty()) << "whatever was copied";
   EXPECT_TRUE(copy.Entries().empty() && copy.Count(3) == 0);

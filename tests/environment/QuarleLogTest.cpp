@@ -14,30 +14,24 @@ TEST(QuarleLog, RaisesOnlyWhenTold) {
   raiseOnError = true;
   EXPECT_THROW(QuarleLogError("raised %d", 2), QuarleEx);
   raiseOnError = false;
-  EXPECT_EQ(log.CountWith("plain 1") + log.CountWith("raised 2"), 2U);
-}
+  EXPECT_EQ(log.Count("plain 1") + log.Count("raised 2"), 2);
 
-TEST(QuarleLog, LongFatalTextsAreCutInTheExceptionAlone) {
-  const ::Test::LogLines log;
   const std::string text = std::string(5000, 'x') + "end";
   try {
     QuarleLogFatal("%s", text.c_str());
   } catch (const QuarleEx& failure) {
-    const QuarleEx copy(failure);  // NOLINT(performance-unnecessary-copy-initialization)
-    EXPECT_EQ(copy.Message(), text.substr(0, 4095));
-    EXPECT_EQ(copy.Reason(), text.substr(0, 255));
+    EXPECT_EQ(failure.Message(), text.substr(0, 4095));
+    EXPECT_EQ(failure.Reason(), text.substr(0, 255));
   }
-  EXPECT_EQ(log.CountWith(text), 1U);
+  EXPECT_EQ(log.Count(text), 1) << "only the exception is cut";
 }
 
 TEST(QuarleLog, PausesDoNotCountAsFrames) {
   const ::Test::LogLines log;
-  QuarleLogEnd();
-  EXPECT_EQ(log.CountWith("Averaged"), 0U);
   for (int i = 0; i < 8; ++i) RecordFrameTime(0.125);
   for (const double pause : {0.2, 30.0, -1.0, std::nan("")}) RecordFrameTime(pause);
   QuarleLogEnd();
-  EXPECT_EQ(log.CountWith("QuarleLogEnd> Averaged 8.000000fps over 1.000000sec"), 1U);
+  EXPECT_EQ(log.Count("QuarleLogEnd> Averaged 8.000000fps over 1.000000sec"), 1);
 }
 
 }  // namespace
