@@ -71,10 +71,6 @@ class FileCloser {
 
 }  // namespace
 
-bool ConfigReader::HasConfig(const FolderListing& listing) {
-  return FindConfig(listing).at != FolderListing::kNone;
-}
-
 ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {
   if (keptId_ == record.id && !kept_.IsEmptyHandle() && keptPlace_ == PlaceKey(record)) {
     out = kept_;

@@ -47,8 +47,6 @@ class ConfigReader {
   [[nodiscard]] ConfigStatus ReadIn(const Zef::Platform::FolderReader& folder,
                                     const Zef::Platform::FolderListing& listing,
                                     const std::string& path, TagContainer& out);
-  /// True when a folder with these entries holds a config.
-  static bool HasConfig(const Zef::Platform::FolderListing& listing);
 
   /// Keeps a config that was just read in the record's folder.
   void Keep(const MUKAsset& record, const TagContainer& config);
