@@ -240,6 +240,7 @@ ScanOutcome ContentScan::EnterRecord(ScanItem& item) {
     if (!index_.Merge(item.record)) return ScanOutcome::Conflict;
     if (!item.config.IsEmptyHandle()) configs_.Keep(item.record, item.config);
     VerifyAsset(index_, configs_, *held);
+    configs_.Drop(held->id);  // it was read in part
     return ScanOutcome::Merged;
   }
   MUKAsset& added = index_.Add(std::move(item.record));
