@@ -80,7 +80,7 @@ void SaveSampleIndex(const std::string& path) {
   sides.dependencies.Replace(PLID(1000, 0, 0), {PLID(1001, 1, 1)});
   sides.users.entries.emplace_back().profileId = 5;
   sides.configCache.Set(SampleTags());
-  sides.archives.archives.emplace_back().assets.push_back(PLID(1, 1, 1));
+  sides.archives.Add({.assets = {PLID(1, 1, 1)}});
   sides.station.urlQueue.emplace_back() = "https://host/list";
   static_cast<void>(index.Save(path));
 }
@@ -97,10 +97,14 @@ void PutTexts(const fs::path& folder) {
   Put(folder / "by-hand", std::as_bytes(std::span(byHand)));
 }
 
+std::string ReadWhole(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
 /// The same bytes in the compressed form, for readers that detect it.
 void Compress(const fs::path& from, const fs::path& to) {
-  std::ifstream in(from, std::ios::binary);
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string bytes = ReadWhole(from);
   fs::create_directories(to.parent_path());
   Zef::File file;
   const auto mode = Zef::FileMode::kWriteCompressed | Zef::FileMode::kCreate;
@@ -127,11 +131,15 @@ int main(int argc, char** argv) {
   const fs::path index = root / "FuzzIndex" / "plain";
   SaveSampleIndex(index.string());
   Compress(index, root / "FuzzIndex" / "compressed");
-  Compress(index, root / "FuzzFile" / "compressed");
+  Compress(index, root / "compressed");
+  const std::string preface(9, '\0');  // a mode and four places to seek to
+  Put(root / "FuzzFile" / "compressed",
+      std::as_bytes(std::span(preface + ReadWhole(root / "compressed"))));
+  fs::remove(root / "compressed");
 
   Zef::ByteWriter set;
-  set.U8(20);
-  set.U8(200);
+  set.U8(0);  // what follows are additions, all of it
+  set.U8(255);
   for (int i = 0; i < 2; ++i) AppendRecord(set, SampleRecord(i));
   Put(root / "FuzzPatch" / "set", set.View());
 
