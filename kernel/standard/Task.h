@@ -10,7 +10,7 @@
 
 #include "kernel/BlockAllocator.h"
 #include "kernel/Containers.h"
-#include "kernel/Thread.h"
+#include "kernel/Time.h"
 #include "kernel/standard/PString.h"
 
 namespace Zef {
