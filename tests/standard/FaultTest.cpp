@@ -110,8 +110,10 @@ TEST(FaultReport, EveryKindOfEndIsToldInTheLogAndOnStandardError) {
        "File: lost.cpp\nLine: 12\nClass: File\nReason: the shoe\nVersion: Zef v", false},
   };
   for (const auto& c : cases) {
-    if (kThreadSanitizer && c.fault == OverflowStack) continue;  // its own stack ends first
     for (const bool inThread : {false, true}) {
+      // Its own stack ends first; and what it adds to functions has exceptions forgotten on the
+      // way to the handlers of the test framework.
+      if (kThreadSanitizer && (!inThread || c.fault == OverflowStack)) continue;
       SCOPED_TRACE(std::string(c.told) + (inThread ? "in a thread" : ""));
       const Outcome outcome = Report([&] { inThread ? InThread(c.fault) : c.fault(); });
       EXPECT_NE(outcome.status, 0);
@@ -152,7 +154,7 @@ TEST(FaultReport, PassesOverCallbacksAndWindowsThatFail) {
     DivideByZero();
   });
   EXPECT_EQ(Count(outcome.log, "Critical Shutdown failure!\r\n"), 2U);
-  EXPECT_TRUE(outcome.err.starts_with("called\nFatal Error: An error occurred")) << outcome.err;
+  EXPECT_EQ(Count(outcome.err, "called\nFatal Error: An error occurred"), 1U) << outcome.err;
   EXPECT_EQ(Count(outcome.err, "fatal error window! (1)\n"), 1U);
   EXPECT_EQ(Count(outcome.log, "Integer Divide By Zero"), 1U) << "logged ahead of the window";
 }

@@ -158,9 +158,18 @@ void RestoreAction(int signal) {
   }
 }
 
+// A fault within a report has to arrive, also where a sanitizer runs the handler and blocks all.
+void UnblockFaults() {
+  sigset_t faults;
+  sigemptyset(&faults);
+  for (const int signal : kSignals) sigaddset(&faults, signal);
+  pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
+}
+
 void OnSignal(int signal, siginfo_t* info, void* context) {
   if (threadState.guard != nullptr) siglongjmp(*threadState.guard, 1);
   const int errorBefore = errno;
+  UnblockFaults();
   const Fault fault{CodeOf(*info), true, RegistersOf(*static_cast<const ucontext_t*>(context))};
   if (AskFilter(fault) == FaultAnswer::Resume) {
     errno = errorBefore;
@@ -216,7 +225,6 @@ bool InstallFaultHandlers(FaultFilter filter) {
   if (!isFirst) return true;
   struct sigaction action {};
   action.sa_sigaction = OnSignal;
-  // A fault within a report has to arrive as well.
   action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
   bool accepted = true;
   for (std::size_t i = 0; i < kSignalCount; ++i) {
