@@ -48,12 +48,7 @@ class PString {
 
   PString(const PString& other) noexcept : record_(AddReference(other.record_)) {}
   PString(PString&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
-  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the copy holds the record meanwhile
-  PString& operator=(const PString& other) noexcept {
-    PString copy(other);
-    std::swap(record_, copy.record_);
-    return *this;
-  }
+  PString& operator=(const PString& other) noexcept { return *this = PString(other); }
   PString& operator=(PString&& other) noexcept {
     std::swap(record_, other.record_);
     return *this;
