@@ -17,7 +17,6 @@
 #include <string_view>
 
 #include "kernel/BlockAllocator.h"
-#include "kernel/standard/FilePath.h"
 #include "kernel/standard/PString.h"
 
 namespace Zef {
