@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -76,32 +77,34 @@ class FileSubArchive : public FileSub {
 
  private:
   class Search;
-  class Appending;
 
+  // Opening and reading.
   bool IsOpen() const;
-  bool OpenExisting();
-  void CreateNew();
+  void Create();
   bool FindInfo();
   bool LoadIndex();
   bool AddRows(std::uint64_t offset, std::uint64_t length);
   void CloseHandle();
-  bool ReadExactly(void* to, std::size_t size, std::uint64_t offset) const;
-  bool WriteExactly(std::span<const std::byte> bytes, std::uint64_t offset);
-  bool WriteWord(std::uint32_t word, std::uint64_t offset);
-
   void Complete();
   ArchiveFile* Find(const FilePath& path);
   void AddRow(const ArchiveRow& row);
+  bool ReadExactly(std::span<std::byte> to, std::uint64_t offset) const;
+
+  // Changes; these are called with the lock held.
+  bool WriteExactly(std::span<const std::byte> bytes, std::uint64_t offset) const;
+  bool WriteWord(std::uint32_t word, std::uint64_t offset) const;
+  bool HasChunk(std::uint32_t dataOffset) const;
+  bool MarkDeleted(std::uint32_t dataOffset) const;
   bool BeginChange();
-  bool MarkDeleted(const ArchiveRow& row);
-  bool HasChunk(const ArchiveRow& row) const;
+  bool SealDamage();
+  bool EndOfChunks(std::uint64_t* end) const;
   bool Remove(ArchiveFile* file);
-  bool SealDamage(std::uint64_t* length);
-  bool BeginChunk(std::uint64_t* start);
-  bool Append(const File& file);
-  std::int32_t OpenTemporary(const ArchiveFile* old, std::uint32_t mode);
+  std::int32_t OpenTemporary(const ArchiveFile* old) const;
   bool CopyContent(const ArchiveRow& row, std::int32_t to) const;
-  bool WriteRows(std::uint64_t* end);
+  bool Append(const File& file);
+  bool WriteChunk(const File& file, std::uint64_t start, ArchiveRow* row) const;
+  bool WriteRows(std::uint64_t start) const;
+  bool WriteHead() const;
 
   CriticalSection lock_{"archive"};
   const std::string target_;  // as registered
@@ -110,10 +113,10 @@ class FileSubArchive : public FileSub {
   const bool readOnly_;
   ArchiveInfo info_;
   std::uint64_t infoOffset_ = ArchiveFormat::kInfoOffset;  // of the record
-  std::uint32_t indexOnDisk_ = 0;  // what the info record in the file says
+  std::uint32_t indexOnDisk_ = 0;  // offset of the index by the record in the file
   ArchiveTable table_;
-  std::uint64_t dataEnd_ = 0;              // behind the last live file
-  std::vector<ArchiveRow> superseded_;     // live chunks whose names later ones have
+  std::uint64_t dataEnd_ = 0;              // behind all data that the table has ever pointed to
+  std::vector<std::uint32_t> superseded_;  // data of live chunks whose names later ones have
   std::optional<std::uint64_t> damagedAt_;
   bool complete_ = false;  // the table holds every live file
   bool dirty_ = false;     // the index must be written
