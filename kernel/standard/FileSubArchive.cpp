@@ -22,7 +22,8 @@ constexpr std::uint64_t kRowsAPiece = 1024;
 /// where chunks are small.
 class ChunkWalk {
  public:
-  ChunkWalk(std::int32_t file, std::uint64_t length) : file_(file), length_(length) {}
+  ChunkWalk(std::int32_t file, std::uint64_t start, std::uint64_t length)
+      : file_(file), length_(length), next_(start) {}
 
   /// False at the end of the file, and where what follows is no whole chunk.
   bool Next() {
@@ -58,7 +59,7 @@ class ChunkWalk {
   const std::int32_t file_;
   const std::uint64_t length_;
   std::uint64_t start_ = 0;
-  std::uint64_t next_ = kMagicSize;
+  std::uint64_t next_;
   ArchiveChunkHead head_;
   bool damaged_ = false;
   std::array<std::byte, 4096> window_;
@@ -165,11 +166,12 @@ bool FileSubArchive::FindInfo() {
   const std::int64_t length = Platform::FileSize(handle_);
   std::array<std::byte, kMagicSize> magic;
   if (length < 0 || !ReadExactly(magic, 0) || ByteReader(magic).U32() != kMagic) return false;
-  ChunkWalk walk(handle_, static_cast<std::uint64_t>(length));
+  ChunkWalk walk(handle_, kMagicSize, static_cast<std::uint64_t>(length));
   while (walk.Next()) {
     if (walk.Head().tag != kInfoTag) continue;
     ByteReader record(walk.Content(kInfoSize));
     infoOffset_ = walk.DataStart();
+    dataEnd_ = infoOffset_ + kInfoSize;
     const bool known = walk.Head().size == kInfoSize && ReadArchiveInfo(record, &info_);
     indexOnDisk_ = info_.indexOffset;
     return known;
@@ -218,13 +220,13 @@ void FileSubArchive::AddRow(const ArchiveRow& row) {
   dataEnd_ = std::max(dataEnd_, row.End());
 }
 
-/// Walks the archive, once, if no index told what it holds. Data that a row could not point to ends
-/// the walk as damage does.
+/// Walks the archive from the info record on, once, if no index told what it holds. Data that a row
+/// could not point to ends the walk as damage does.
 void FileSubArchive::Complete() {
   if (complete_ || !IsOpen()) return;
   complete_ = true;
-  const std::int64_t length = Platform::FileSize(handle_);
-  ChunkWalk walk(handle_, length < 0 ? 0 : static_cast<std::uint64_t>(length));
+  const std::int64_t length = std::max<std::int64_t>(Platform::FileSize(handle_), 0);
+  ChunkWalk walk(handle_, infoOffset_ + kInfoSize, static_cast<std::uint64_t>(length));
   while (walk.Next()) {
     if (walk.Head().tag != kFileTag) continue;
     const std::uint64_t data = walk.Start() + kFileHeadSize;

@@ -115,7 +115,7 @@ class FileSubArchive : public FileSub {
   std::uint64_t infoOffset_ = ArchiveFormat::kInfoOffset;  // of the record
   std::uint32_t indexOnDisk_ = 0;  // offset of the index by the record in the file
   ArchiveTable table_;
-  std::uint64_t dataEnd_ = 0;              // behind all data that the table has ever pointed to
+  std::uint64_t dataEnd_ = 0;  // behind the info record and all data the table has pointed to
   std::vector<std::uint32_t> superseded_;  // data of live chunks whose names later ones have
   std::optional<std::uint64_t> damagedAt_;
   bool complete_ = false;  // the table holds every live file
