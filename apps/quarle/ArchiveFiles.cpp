@@ -82,7 +82,8 @@ class Collector {
         return Refuse(PathOf(folder), "this folder cannot be read; check its permissions");
       }
       for (const std::string& each : names) {
-        const std::string name = folder.empty() ? each : folder + "/" + each;
+        std::string name = folder.empty() ? "" : folder + "/";
+        name += each;
         Platform::FileInfo info;
         if (!Platform::GetInfoNoFollow(PathOf(name), &info)) continue;
         inputs_.links += info.link ? 1 : 0;
