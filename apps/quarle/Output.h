@@ -21,12 +21,16 @@ struct CommonOptions {
   bool json = false;
   bool quiet = false;  ///< no summaries and no progress
   ProgressMode progress = ProgressMode::Auto;
+  std::string log;  ///< file of the run's log; empty for none
 };
 
 /// Prints the one line of a failed operation and gives its exit status.
 [[nodiscard]] int Fail(std::string_view message);
 /// The same for wrong usage.
 [[nodiscard]] int FailUsage(std::string_view message);
+
+/// Prints a line about work that goes on: "quarle: warning: " and the message.
+void Warn(std::string_view message);
 
 /// Appends to standard output, which is buffered. The text is taken as it stands: pass what
 /// comes from files through Printable first.

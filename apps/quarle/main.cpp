@@ -9,6 +9,9 @@
 
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/Utf8.h"
+#include "kernel/standard/FaultReport.h"
+#include "kernel/standard/Log.h"
+#include "kernel/standard/Options.h"
 
 namespace {
 
@@ -19,6 +22,8 @@ struct CommandLine {
   PatchOptions patch;
   SetOptions set;
   IndexOptions index;
+  IndexBuildOptions indexBuild;
+  TagsOptions tags;
   PlidOptions plid;
   ArchiveOptions archive;
   std::function<int()> run;
@@ -46,6 +51,9 @@ void AddCommon(CLI::App& command, CommonOptions& common) {
       ->check(CLI::IsMember(kModes).description(""))
       ->type_name("WHEN")
       ->default_str("auto");
+  command.add_option("--log", common.log, "Keep a log of the run, and of its crash if it has one")
+      ->check(kNotEmpty)
+      ->type_name("FILE");
 }
 
 void AddText(CLI::App& command, const char* name, std::string& value, const char* what) {
@@ -117,6 +125,25 @@ CLI::App* AddIndexCommand(CLI::App& index, CommandLine& line, const char* name, 
   return command;
 }
 
+void AddIndexBuild(CLI::App& index, CommandLine& line) {
+  CLI::App* const build =
+      AddCommand(index, "build", "Make the index of a product from its asset folders",
+                 "quarle index build /srv/content\n"
+                 "  quarle index build --built-in --out new/assets.mkx release-2");
+  IndexBuildOptions& options = line.indexBuild;
+  AddText(*build, "ROOT", options.root, "Folder that holds world, trains, local or editing");
+  build->add_option("--out", options.file, "The file to write; without it ROOT/assets.mkx")
+      ->check(kNotEmpty)
+      ->type_name("FILE");
+  build->add_flag("--built-in", options.builtIn,
+                  "Mark what lies in world and trains as the product's own, which a diff compares");
+  build->add_flag("--archives-only", options.archivesOnly, "Look at the archives in world alone");
+  build->add_flag("--no-backup", options.noBackup, "Keep no copy of an older index as FILE.bak");
+  build->add_flag("-v,--verbose", options.verbose, "List every folder that was skipped");
+  AddCommon(*build, line.common);
+  build->callback([&] { line.run = [&] { return RunIndexBuild(line.indexBuild, line.common); }; });
+}
+
 void AddGroups(CLI::App& app, CommandLine& line) {
   CLI::App* const set =
       AddCommand(app, "set", "Look into a patch set", "quarle set show patch-1-2");
@@ -127,8 +154,10 @@ void AddGroups(CLI::App& app, CommandLine& line) {
                 "quarle set check patch-1-2", RunSetCheck);
 
   CLI::App* const index =
-      AddCommand(app, "index", "Look into an index file", "quarle index stat release-1/assets.mkx");
+      AddCommand(app, "index", "Make an index file, or look into one",
+                 "quarle index build /srv/content\n  quarle index stat /srv/content/assets.mkx");
   index->require_subcommand(1);
+  AddIndexBuild(*index, line);
   AddIndexCommand(*index, line, "show", "List the records and side tables of an index",
                   "quarle index show release-1/assets.mkx --json", RunIndexShow);
   CLI::App* const stat =
@@ -140,6 +169,26 @@ void AddGroups(CLI::App& app, CommandLine& line) {
   AddIndexCommand(*index, line, "check",
                   "Say why an index does not load, or what does not hold together in it",
                   "quarle index check release-1/assets.mkx", RunIndexCheck);
+}
+
+void AddTags(CLI::App& app, CommandLine& line) {
+  CLI::App* const tags = AddCommand(app, "tags", "Look into tag files, and change their form",
+                                    "quarle tags show wagon/config.txt");
+  tags->require_subcommand(1);
+
+  CLI::App* const show = AddCommand(*tags, "show", "Draw a tag file as a tree",
+                                    "quarle tags show wagon/config.txt --json");
+  AddText(*show, "FILE", line.tags.file, "The file: .txt, .grole, .kpx or .kpx2");
+  AddCommon(*show, line.common);
+  show->callback([&] { line.run = [&] { return RunTagsShow(line.tags, line.common); }; });
+
+  CLI::App* const convert = AddCommand(
+      *tags, "convert", "Write a tag file in the form that a name's extension stands for",
+      "quarle tags convert wagon/config.txt wagon.grole");
+  AddText(*convert, "IN", line.tags.file, "The file to read");
+  AddText(*convert, "OUT", line.tags.output, "The file to write: .txt, .grole, .kpx or .kpx2");
+  AddCommon(*convert, line.common);
+  convert->callback([&] { line.run = [&] { return RunTagsConvert(line.tags, line.common); }; });
 }
 
 void AddPlid(CLI::App& app, CommandLine& line) {
@@ -228,8 +277,18 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   return FailUsage(Printable(what) + "; see " + command + " --help");
 }
 
+/// Levels and form of the log come from the options of the program.
+bool OpenLog(const std::string& file) {
+  Zef::Options& options = Zef::Options::Process();
+  options.LoadForProgram();
+  Zef::LogSettings settings = Zef::ReadLogSettings(options);
+  settings.file = file;
+  Zef::LogInit(settings);
+  return settings.disabled || !Zef::LogChannel::disabled;
+}
+
 int Run(int argc, char** argv) {
-  CLI::App app("Asset indexes and their patch sets.", "quarle");
+  CLI::App app("Asset indexes, their patch sets, and tag files.", "quarle");
   app.footer("Example:\n  quarle diff release-1 release-2 patch-1-2");
   app.set_version_flag("--version", "quarle " QUARLE_VERSION);
   app.require_subcommand(1);
@@ -237,6 +296,7 @@ int Run(int argc, char** argv) {
   AddDiff(app, line);
   AddPatch(app, line);
   AddGroups(app, line);
+  AddTags(app, line);
   AddPlid(app, line);
   AddArchive(app, line);
   try {
@@ -244,12 +304,15 @@ int Run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return ReportParse(app, error);
   }
+  const std::string& log = line.common.log;
+  if (!log.empty() && !OpenLog(log)) return Fail("cannot write the log " + Quoted(log));
   return line.run();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  Zef::InstallFaultReports();
   int status = kFailed;
   try {
     status = Run(argc, argv);

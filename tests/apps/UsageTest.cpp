@@ -38,10 +38,27 @@ TEST_F(Usage, WrongCommandLinesAreStatus2AndOneLine) {
 }
 
 TEST_F(Usage, EveryCommandHelpsWithAnExample) {
-  for (const char* command :
-       {"", "diff", "patch", "set", "set show", "set check", "index", "index show", "index stat",
-        "index check", "plid", "archive", "archive list", "archive extract", "archive create",
-        "archive add", "archive delete", "archive rename"}) {
+  for (const char* command : {"",
+                              "diff",
+                              "patch",
+                              "set",
+                              "set show",
+                              "set check",
+                              "index",
+                              "index show",
+                              "index stat",
+                              "index check",
+                              "tags",
+                              "tags show",
+                              "tags convert",
+                              "plid",
+                              "archive",
+                              "archive list",
+                              "archive extract",
+                              "archive create",
+                              "archive add",
+                              "archive delete",
+                              "archive rename"}) {
     const Outcome outcome = Run(std::string(command) + " --help");
     EXPECT_EQ(outcome.status, 0) << command;
     EXPECT_NE(outcome.out.find("Example:\n  quarle "), std::string::npos) << command;
@@ -89,6 +106,18 @@ TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {
   }
   EXPECT_EQ(Run("patch good out").status, 1);  // half a set: the failed diffs made no files
   EXPECT_EQ(Read("good/assets.mkx").size(), bytes.size());
+}
+
+TEST_F(Usage, OnlyAnOptionMakesALog) {
+  EXPECT_EQ(Run("index stat none.mkx").status, 1);
+  EXPECT_FALSE(std::filesystem::exists(temp_ / "ZefLog.txt"));
+  EXPECT_EQ(Run("index stat none.mkx --log run.log", "Options=-LogDisplayModuleName=off").status,
+            1);
+  const std::string log = Read("run.log");
+  EXPECT_TRUE(log.ends_with("; check its name\r\nEnd.\r\n")) << log;
+  const Outcome outcome = Run("plid 1:2 --log none/run.log");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.HasOneErrorLine() && outcome.out.empty()) << outcome.err;
 }
 
 TEST_F(Usage, AFullDiskUnderTheOutputIsAFailure) {
