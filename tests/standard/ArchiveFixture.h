@@ -23,9 +23,7 @@ inline std::string Words(std::initializer_list<std::uint32_t> words) {
 }
 
 inline std::string ArchiveHead(std::uint32_t version, std::uint32_t count, std::uint32_t index) {
-  return "ARCH"
-         "INFO" +
-         Words({32}) + "0CRA" + Words({version, count, index, 0, 0, 0, 0});
+  return "ARCHINFO" + Words({32}) + "0CRA" + Words({version, count, index, 0, 0, 0, 0});
 }
 
 struct Entry {
@@ -95,20 +93,18 @@ class Archive : public ::testing::Test {
     try {
       file.Write(bytes.data(), 1, bytes.size());
       file.Close();
+      return true;
     } catch (const Zef::FileEx&) {
       return false;
     }
-    return true;
   }
   /// All names in the archive's order, each with a space behind it.
   std::string Names() const {
     Zef::FileSubArchive archive(path_.c_str(), true);
     std::string names;
     Zef::ArchiveRow row;
-    for (std::size_t cursor = 0; archive.NextFile(&cursor, &row);) {
-      names += row.entry.name;
-      names += ' ';
-    }
+    for (std::size_t at = 0; archive.NextFile(&at, &row);)
+      names += row.entry.name + std::string(" ");
     return names;
   }
 
