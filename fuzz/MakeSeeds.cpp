@@ -9,7 +9,9 @@
 #include "database/AssetRecord.h"
 #include "database/MUKAssetIndex.h"
 #include "kernel/ByteWriter.h"
+#include "kernel/standard/ArchiveFormat.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/Subst.h"
 #include "kernel/standard/TBuffer.h"
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/TagContainer.h"
@@ -113,6 +115,31 @@ void Compress(const fs::path& from, const fs::path& to) {
   file.Close();
 }
 
+/// With an index and without, with deleted chunks and compressed files, of both versions.
+void PutArchives(const fs::path& folder) {
+  fs::create_directories(folder);
+  for (const std::uint32_t version : {257, 258}) {
+    const std::string path = (folder / ("index" + std::to_string(version))).string();
+    Zef::ByteWriter head;
+    Zef::AppendArchiveHead(head, {version, 0, 0});
+    Put(path, head.View());
+    Zef::Subst("seed", path.c_str(), true);
+    for (const char* name : {"seed:a", "seed:Folder/b.txt", "seed:Folder/Sub/c", "seed:a"}) {
+      Zef::File file;
+      const auto mode = Zef::FileMode::kCreate |
+                        (name[5] == 'a' ? Zef::FileMode::kWrite : Zef::FileMode::kWriteCompressed);
+      if (file.Open(name, mode) != Zef::RES_OK) return;
+      file.Write(name, 1, 5);
+    }
+    Zef::Subst("seed", nullptr, false);
+    std::ifstream in(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    bytes.replace(Zef::ArchiveFormat::kInfoOffset + Zef::ArchiveFormat::kIndexOffsetInInfo, 4, 4,
+                  0);
+    Put(folder / ("walk" + std::to_string(version)), std::as_bytes(std::span(bytes)));
+  }
+}
+
 /// Every token and form of a configuration text.
 constexpr std::string_view kConfigText =
     "version 1.0 # header\n/* nodes */ 5; a = ; b = 0x1F;; c { d = 1.5, -2, x; e : raw \\; text;\n"
@@ -151,5 +178,6 @@ int main(int argc, char** argv) {
 
   Put(root / "FuzzConfig" / "tree", std::as_bytes(std::span(kConfigText)));
   Put(root / "FuzzConfig" / "switches", std::as_bytes(std::span(kSwitchText)));
+  PutArchives(root / "FuzzArchive");
   return 0;
 }
