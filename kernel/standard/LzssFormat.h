@@ -48,7 +48,8 @@ inline constexpr std::uint32_t kCountBase = 3;
 // The longest item: a new flag word, a count and a whole run.
 inline constexpr std::uint32_t kLongestItem = 4 + 1 + kLongestRun;
 
-// In kind 0 the length of a match stands in three flags.
+// In the shortest window the length of a match stands in three flags.
+inline constexpr std::uint32_t kShortWindowBits = 8;
 inline constexpr std::uint32_t kShortLengthFlags = 3;
 inline constexpr std::uint32_t kShortLengthMask = 7;
 
