@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ConfigText.h"
 #include "bench/Random.h"
 #include "bench/ReleasePair.h"
 #include "database/MUKAssetIndex.h"
@@ -19,6 +20,8 @@
 #include "kernel/standard/PairCoder.h"
 #include "plugin/PatchSet.h"
 #include "tagdata/PLID.h"
+#include "tagdata/TagTextReader.h"
+#include "tagdata/TagTextWriter.h"
 
 namespace {
 
@@ -223,6 +226,55 @@ void BM_PLIDParse(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(texts.size()));
 }
 BENCHMARK(BM_PLIDParse);
+
+std::vector<std::string> ConfigTexts() {
+  constexpr std::uint32_t kFiles = 2000;
+  ContentGenerator::Options options;
+  options.records = kFiles;
+  const ContentGenerator content(options);
+  std::vector<std::string> texts;
+  for (std::uint32_t number = 0; number < kFiles; ++number) {
+    texts.push_back(ConfigText(content, number));
+  }
+  return texts;
+}
+
+std::int64_t TotalSize(const std::vector<std::string>& texts) {
+  std::int64_t size = 0;
+  for (const std::string& text : texts) size += static_cast<std::int64_t>(text.size());
+  return size;
+}
+
+/// Each file by itself, as a scan reads them; the trees are freed within the time.
+void BM_TagTextRead(benchmark::State& state) {
+  const std::vector<std::string> texts = ConfigTexts();
+  for (auto _ : state) {
+    for (const std::string& text : texts) {
+      TagContainer tags;
+      ReadTagText(tags, text);
+      benchmark::DoNotOptimize(tags);
+    }
+  }
+  state.SetBytesProcessed(state.iterations() * TotalSize(texts));
+}
+BENCHMARK(BM_TagTextRead)->Unit(benchmark::kMillisecond);
+
+void BM_TagTextWrite(benchmark::State& state) {
+  const std::vector<std::string> texts = ConfigTexts();
+  std::vector<TagContainer> trees(texts.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) ReadTagText(trees[i], texts[i]);
+  std::string out;
+  std::int64_t written = 0;
+  for (auto _ : state) {
+    for (const TagContainer& tags : trees) {
+      out.clear();
+      Expect(state, AppendTagText(out, tags));
+      written += static_cast<std::int64_t>(out.size());
+    }
+  }
+  state.SetBytesProcessed(written);
+}
+BENCHMARK(BM_TagTextWrite)->Unit(benchmark::kMillisecond);
 
 /// A block of index-like text, as the compressed files hold them.
 std::string CoderBlock() {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures Diff and Patch against what else would do the job, in one run on a warm page cache,
-# checks the speed goals and writes docs/performance.md with its plot.
+# Measures Diff, Patch and the scan of asset folders against what else would do the job, in one run
+# on a warm page cache, checks the speed goals and writes docs/performance.md with its plot.
 #
 # Every round runs every contender once, one after the other, so that a disturbance of the
 # machine meets them all; the median of the rounds counts. Output is deleted and the disk
@@ -17,7 +17,8 @@ usage: bench/compare.sh [options]
   --rounds N     timed rounds, at least 5 (default 7)
   --large        also a pair of 1,000,000 records: cost of a record as the index grows
   --records N    size of the measured pair (default 100000)
-  --dir DIR      where data goes (default build/compare); about 1 GB, 6 GB with --large
+  --folders N    asset folders that are scanned (default 20000), 4 or more
+  --dir DIR      where data goes (default build/compare); about 2 GB, 7 GB with --large
   --slow         also bsdiff, about half a minute a round
   --no-install   measure against the peers that are there
   --no-build     use build/release as it is
@@ -25,11 +26,12 @@ Example: bench/compare.sh --large --rounds 9
 TXT
 }
 
-rounds=7 records=100000 large=0 slow=0 install=1 build=1 dir=
+rounds=7 records=100000 folders=20000 large=0 slow=0 install=1 build=1 dir=
 while [ $# -gt 0 ]; do
   case $1 in
     --rounds) rounds=$2; shift ;;
     --records) records=$2; shift ;;
+    --folders) folders=$2; shift ;;
     --dir) dir=$2; shift ;;
     --large) large=1 ;;
     --slow) slow=1 ;;
@@ -48,6 +50,7 @@ mkdir -p "$dir"
 dir=$(cd "$dir" && pwd)
 bin=$root/build/release
 command_line="bench/compare.sh --rounds $rounds --records $records"
+[ "$folders" = 20000 ] || command_line+=" --folders $folders"
 [ $large = 0 ] || command_line+=" --large"
 [ $slow = 0 ] || command_line+=" --slow"
 
@@ -69,9 +72,10 @@ fi
 if [ $build = 1 ]; then
   say "building"
   (cd "$root" && cmake --preset release && cmake --build --preset release \
-    --target gne_d plugin_host quarle_makeindex quarle_index_sql) >&2 || exit 2
+    --target gne_d plugin_host quarle_makeindex quarle_index_sql \
+    quarle quarle_makefolders walk_folders) >&2 || exit 2
 fi
-host=$bin/bench/plugin_host plugin=$bin/plugin/gne_d.so
+quarle=$bin/apps/quarle/quarle host=$bin/bench/plugin_host plugin=$bin/plugin/gne_d.so
 
 # make_pair NAME RECORDS: the two indexes under $dir/NAME, unless they stand there already.
 make_pair() {
@@ -81,6 +85,17 @@ make_pair() {
     mkdir -p "$dir/$1/set/data" "$dir/$1/work"
     "$bin/bench/quarle_makeindex" --records "$2" "$dir/$1/old" "$dir/$1/new" >&2
     echo "$2" >"$dir/$1/records"
+  fi
+}
+
+# make_folders NAME FOLDERS: a product under $dir/NAME/root, unless it stands there already.
+make_folders() {
+  if [ "$(cat "$dir/$1/folders" 2>/dev/null)" != "$2" ] || [ "$bin/bench/quarle_makefolders" -nt "$dir/$1/folders" ]; then
+    say "making $2 asset folders"
+    rm -rf "${dir:?}/$1"
+    mkdir -p "$dir/$1/work"
+    "$bin/bench/quarle_makefolders" --folders "$2" "$dir/$1/root" >&2
+    echo "$2" >"$dir/$1/folders"
   fi
 }
 
@@ -97,6 +112,10 @@ run_diff() { "$host" "$plugin" diff assets.mkx "$here/old/" "$here/new/" "$here/
 made_diff() { cat "$here"/set/data/* | wc -c; }
 before_patch() { cp "$old" "$out/assets.mkx"; }
 run_patch() { "$host" "$plugin" patch assets.mkx "$out" "$here/set/"; }
+before_scan() { rm -f "$out/assets.mkx"; }
+run_scan() { "$quarle" index build --json --out "$out/assets.mkx" "$here/root"; }
+made_scan() { stat -c %s "$out/assets.mkx"; }
+run_walk() { "$bin/bench/walk_folders" "$here/root"; }
 run_cat() { cat "$old" "$new" >/dev/null; }
 run_sha256sum() { sha256sum "$old" "$new"; }
 before_sqlite() { rm -f "$out/answer.db"; }
@@ -217,12 +236,28 @@ if [ $large = 1 ]; then
   measure large diff patch cat
 fi
 
+# Every folder must have become a record, and every config have been read by the walk.
+check_scan() {
+  use_pair "$1"
+  if ! run_scan | grep -q "\"records\":$2," || ! run_walk | grep -q ", $2 configs"; then
+    echo "compare.sh: the scan or the walk has not met all $2 folders" >&2
+    exit 2
+  fi
+}
+scan_product() {
+  make_folders "$1" "$2"
+  measure "$1" scan walk
+  check_scan "$1" "$2"
+}
+scan_product many "$folders"
+scan_product few $((folders / 4))
+
 # One line a contender: pair, name, microseconds, peak in KiB, bytes made.
 results=$dir/results.tsv
 : >"$results"
-for pair in pair large; do
+for pair in pair large many few; do
   use_pair $pair
-  for contender in $contenders; do
+  for contender in $contenders scan walk; do
     [ -f "$dir/$pair.$contender" ] || continue
     made=0
     if declare -F "made_$contender" >/dev/null; then made=$("made_$contender"); fi
@@ -231,7 +266,7 @@ for pair in pair large; do
   done
 done
 bytes() { stat -c %s "$@" | awk '{s += $1} END {print s}'; }
-facts=(-v rounds="$rounds" -v records="$records" -v command_line="$command_line"
+facts=(-v rounds="$rounds" -v records="$records" -v folders="$folders" -v command_line="$command_line"
   -v diff_bytes="$(bytes "$dir/pair/old/assets.mkx" "$dir/pair/new/assets.mkx")"
   -v patch_bytes="$(bytes "$dir/pair/old/assets.mkx" "$dir"/pair/set/data/*)"
   -v cpu="$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1), $(nproc) cores"

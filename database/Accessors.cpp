@@ -2,6 +2,7 @@
 
 #include <bit>
 
+#include "database/AssetUpdate.h"
 #include "database/ContentServices.h"
 #include "database/Database.h"
 #include "database/MUKLock.h"
@@ -60,6 +61,30 @@ bool SetSearchedText(const PLID& id, AssetText MUKAsset::*field, std::string_vie
   });
 }
 
+/// For the paths, by which others know whether what they depend on is there.
+bool SetPlace(const PLID& id, AssetText MUKAsset::*field, std::string_view value) {
+  return Set(id, kChangeGeneral, [=](MUKAsset& record) {
+    if (record.*field == value) return false;
+    record.*field = value;
+    UpdateAsset(Database::Get().Index(), record);
+    return true;
+  });
+}
+
+/// A bit that HasMissingDependency or its like fill in under a shared guard.
+bool GetDependency(const PLID& id, bool (*has)(MUKAssetIndex&, MUKAsset&, bool*)) {
+  const MUKLock guard(false);
+  if (!guard.IsHeld()) return false;
+  Database& database = Database::Get();
+  MUKAsset* const record = database.Index().Find(id);
+  if (record == nullptr) return false;
+  const std::lock_guard cache(database.CacheLock());
+  bool changed = false;
+  const bool result = has(database.Index(), *record, &changed);
+  if (changed) database.MarkChanged(kChangeGeneral);
+  return result;
+}
+
 template <typename Value>
 bool SetValue(const PLID& id, Value MUKAsset::*field, const Value& value,
               std::uint32_t mask = kChangeGeneral) {
@@ -101,8 +126,7 @@ bool MUKMerge(const MUKAsset& record) {
   MUKAssetIndex& index = database.Index();
   if (!index.Merge(record)) return false;
   database.MarkChanged(kChangeGeneral);
-  ContentServices* const services = database.Settings().services;
-  if (services != nullptr) services->Verify(index, *index.Find(record.id));
+  database.Settings().services->Verify(index, *index.Find(record.id));
   return true;
 }
 
@@ -172,6 +196,9 @@ bool MUKGetInArchive(const PLID& id) {
   return record->Has(AssetFlag::InArchive);
 }
 
+bool MUKGetMissingDependency(const PLID& id) { return GetDependency(id, HasMissingDependency); }
+bool MUKGetFaultyDependency(const PLID& id) { return GetDependency(id, HasFaultyDependency); }
+
 bool MUKSetCategory(const PLID& id, std::string_view value) {
   return SetSearchedText(id, &MUKAsset::category, value);
 }
@@ -194,16 +221,16 @@ bool MUKSetDescription(const PLID& id, std::string_view value) {
   return SetText(id, &MUKAsset::description, value);
 }
 bool MUKSetEditPath(const PLID& id, std::string_view value) {
-  return SetText(id, &MUKAsset::editPath, value);
+  return SetPlace(id, &MUKAsset::editPath, value);
 }
 bool MUKSetInstallPath(const PLID& id, std::string_view value) {
-  return SetText(id, &MUKAsset::installPath, value);
+  return SetPlace(id, &MUKAsset::installPath, value);
 }
 bool MUKSetArchiveName(const PLID& id, std::string_view value) {
   return SetText(id, &MUKAsset::archiveName, value);
 }
 bool MUKSetLegacyPath(const PLID& id, std::string_view value) {
-  return SetText(id, &MUKAsset::legacyPath, value);
+  return SetPlace(id, &MUKAsset::legacyPath, value);
 }
 
 bool MUKSetSizeBytes(const PLID& id, std::uint32_t value) {
@@ -249,7 +276,14 @@ bool MUKSetIsReskin(const PLID& id, bool value) { return SetFlag(id, AssetFlag::
 bool MUKSetListed(const PLID& id, bool value) { return SetFlag(id, AssetFlag::Listed, value); }
 bool MUKSetPatched(const PLID& id, bool value) { return SetFlag(id, AssetFlag::Patched, value); }
 bool MUKSetBuiltIn(const PLID& id, bool value) { return SetFlag(id, AssetFlag::BuiltIn, value); }
-bool MUKSetFaulty(const PLID& id, bool value) { return SetFlag(id, AssetFlag::Faulty, value); }
+bool MUKSetFaulty(const PLID& id, bool value) {
+  return Set(id, kChangeGeneral, [=](MUKAsset& record) {
+    if (record.Has(AssetFlag::Faulty) == value) return false;
+    record.Set(AssetFlag::Faulty, value);
+    UpdateAsset(Database::Get().Index(), record);
+    return true;
+  });
+}
 bool MUKSetPermitCommit(const PLID& id, bool value) {
   return SetFlag(id, AssetFlag::PermitCommit, value);
 }

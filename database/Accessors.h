@@ -64,6 +64,12 @@ bool MUKGetObsolete(const PLID& id);
 /// which marks the database changed.
 bool MUKGetInArchive(const PLID& id);
 
+/// True when something that the asset depends on, directly or further down, is not on disk. Walks
+/// the dependencies when that is not known, which marks the database changed.
+bool MUKGetMissingDependency(const PLID& id);
+/// The same for assets that failed their last validity check.
+bool MUKGetFaultyDependency(const PLID& id);
+
 bool MUKSetCategory(const PLID& id, std::string_view value);
 bool MUKSetRegion(const PLID& id, std::string_view value);
 bool MUKSetEra(const PLID& id, std::string_view value);

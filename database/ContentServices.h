@@ -1,8 +1,7 @@
 // ContentServices: what the running database asks of the code that knows asset folders.
 //
-// Registered in MUKSettings, borrowed for as long as the database runs. Without one the database
-// still loads, saves, recovers from its cache files and hands itself over; it then looks at no
-// asset folder, so a recovery skips its checks and scans and a rebuild yields an empty index.
+// AssetServices is what a database runs with; a host that brings another one registers it in
+// MUKSettings, borrowed for as long as the database runs.
 //
 // Every call comes under an exclusive guard of the calling thread, so guards taken inside are
 // free, except where noted. Nothing here may throw.

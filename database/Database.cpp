@@ -81,7 +81,8 @@ void Database::Initialise(const MUKSettings& settings) {
     files_ = DatabaseFiles(settings_.productRoot, settings_.stepObserver);
     lastChange_ = GetClock().Seconds();
     hurryFrom_ = lastChange_.load();
-    if (settings_.services != nullptr) settings_.services->LoadBaseId(settings_);
+    if (settings_.services == nullptr) settings_.services = &ownServices_;
+    settings_.services->LoadBaseId(settings_);
     ipc_ = std::make_unique<IpcLock>(settings_.pollMilliseconds);
     ipc_->IpcStartup(settings_.productRoot);
     files_.RemoveEmptyEditFolders();
@@ -151,7 +152,7 @@ void Database::IdleTurn() {
     auto writer = std::make_unique<Zef::Thread>(MUKThread_WriteDatabaseLocal, nullptr, false);
     if (writer->Start()) writer_ = std::move(writer);
   }
-  if (settings_.services != nullptr) settings_.services->IdleTurn(settings_.enableStation);
+  settings_.services->IdleTurn(settings_.enableStation);
 }
 
 bool Database::HandOver() {
@@ -228,30 +229,27 @@ DatabaseFiles::Outcome Database::LoadFiles(bool* leftover) {
 }
 
 void Database::Recover() {
-  ContentServices* const services = settings_.services;
-  if (services != nullptr) {
-    const auto all = index_.AllRecords();
-    for (MUKAsset* record : std::vector<MUKAsset*>(all.begin(), all.end())) {
-      if (record->IsPresent()) services->Verify(index_, *record);
-    }
-    files_.Step("recovery: records verified");
-    services->Scan(ContentArea::Local, index_, settings_);
-    services->Scan(ContentArea::Editing, index_, settings_);
-    files_.Step("recovery: folders scanned");
+  ContentServices& services = *settings_.services;
+  const auto all = index_.AllRecords();
+  for (MUKAsset* record : std::vector<MUKAsset*>(all.begin(), all.end())) {
+    if (record->IsPresent()) services.Verify(index_, *record);
   }
+  files_.Step("recovery: records verified");
+  services.Scan(ContentArea::Local, index_, settings_);
+  services.Scan(ContentArea::Editing, index_, settings_);
+  files_.Step("recovery: folders scanned");
   index_.Sort();
   MarkChanged(kChangeGeneral);
   Write();
 }
 
 void Database::Rebuild() {
-  if (ContentServices* const services = settings_.services) {
-    services->Scan(ContentArea::World, index_, settings_);
-    services->Scan(ContentArea::Trains, index_, settings_);
-    if (!settings_.archivesOnly) {
-      services->Scan(ContentArea::Local, index_, settings_);
-      services->Scan(ContentArea::Editing, index_, settings_);
-    }
+  ContentServices& services = *settings_.services;
+  services.Scan(ContentArea::World, index_, settings_);
+  services.Scan(ContentArea::Trains, index_, settings_);
+  if (!settings_.archivesOnly) {
+    services.Scan(ContentArea::Local, index_, settings_);
+    services.Scan(ContentArea::Editing, index_, settings_);
   }
   index_.Sort();
   MarkChanged(kChangeGeneral);
@@ -307,20 +305,15 @@ void Database::MarkChanged(std::uint32_t mask) {
   changeMask_ |= mask;
 }
 
-void Database::BeforeSave() {
-  if (settings_.services != nullptr) settings_.services->RefreshBaseId();
-}
+void Database::BeforeSave() { settings_.services->RefreshBaseId(); }
 
 std::int64_t Database::UnixTime() { return GetClock().UnixTime(); }
 
 std::vector<PLID> Database::ReadObsoleteList(const MUKAsset& asset) {
-  if (settings_.services == nullptr) return {};
   return settings_.services->ReadObsoleteList(asset);
 }
 
-PLID Database::NextLocalId() {
-  return settings_.services != nullptr ? settings_.services->NextLocalId(index_) : PLID();
-}
+PLID Database::NextLocalId() { return settings_.services->NextLocalId(index_); }
 
 const Zef::Clock& Database::GetClock() const {
   return settings_.clock != nullptr ? *settings_.clock : Zef::RealClock();

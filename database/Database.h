@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "database/AssetServices.h"
 #include "database/DatabaseFiles.h"
 #include "database/IndexHost.h"
 #include "database/MUKAssetIndex.h"
@@ -29,7 +30,6 @@
 namespace Zef {
 class Clock;
 }
-class ContentServices;
 
 /// What a host says about the database it runs. Callbacks must not throw.
 struct MUKSettings {
@@ -44,7 +44,7 @@ struct MUKSettings {
   bool allowRepair = true;               ///< recover or rebuild when "assets.mkx" does not load
   bool enableStation = true;             ///< give the download station its turns
   bool archivesOnly = false;             ///< look for assets in archives alone; never recover
-  ContentServices* services = nullptr;   ///< borrowed; without them no asset folder is looked at
+  ContentServices* services = nullptr;   ///< borrowed; null is the database's own AssetServices
   const Zef::Clock* clock = nullptr;     ///< borrowed; null is the system's
   std::uint32_t pollMilliseconds = 100;  ///< between looks at another process's ownership
   StepObserver stepObserver = nullptr;
@@ -72,7 +72,7 @@ class Database final : public IndexHost {
   bool IsInitialised() const { return initialised_; }
   /// True from the first change until the write that holds it has begun.
   bool IsDirty() const { return dirty_; }
-  /// As given, with an absolute root. Under a guard.
+  /// As given, with an absolute root, and never without services. Under a guard.
   const MUKSettings& Settings() const { return settings_; }
   /// Under a guard, an exclusive one for changes.
   MUKAssetIndex& Index() { return index_; }
@@ -125,6 +125,7 @@ class Database final : public IndexHost {
   MUKSettings settings_;
   // Shared, as a destructor copies it, where nothing may throw.
   std::shared_ptr<const std::function<void(std::uint32_t)>> change_;
+  AssetServices ownServices_;
   DatabaseFiles files_;
   std::unique_ptr<IpcLock> ipc_;
   MUKAssetIndex index_{this};

@@ -16,39 +16,42 @@ void DependencyTable::Clear() { *this = DependencyTable(); }
 void DependencyTable::Replace(const PLID& asset, const std::vector<PLID>& dependencies) {
   if (!asset.IsStorable()) return;
   BuildIndex();
-  std::vector<std::uint32_t>& own = byAsset_[asset];
-  for (const std::uint32_t at : own) {
-    pairs_[at].asset = StoredId();  // byDependency_ still leads there: see DependentsOf
+  for (std::uint32_t link = byAsset_.Find(asset).first; link != 0;
+       link = links_[link - 1].nextOfAsset) {
+    pairs_[link - 1].asset = StoredId();  // byDependency_ still leads there: see DependentsOf
+    --live_;
   }
-  live_ -= own.size();
-  own.clear();
+  byAsset_.Remove(asset);
+  Chain own;
   for (const PLID& dependency : dependencies) {
     if (!dependency.IsStorable()) continue;
-    const auto at = static_cast<std::uint32_t>(pairs_.size());
     pairs_.push_back({Pack(asset), Pack(dependency)});
-    own.push_back(at);
-    byDependency_[dependency].push_back(at);
+    links_.emplace_back();
+    const auto link = static_cast<std::uint32_t>(pairs_.size());
+    Append(own, &Links::nextOfAsset, link);
+    Append(byDependency_.Insert(dependency), &Links::nextOfDependency, link);
     ++live_;
   }
+  if (own.first != 0) byAsset_.Insert(asset) = own;
   if (pairs_.size() > 2 * live_ + 1024) Squeeze();
 }
 
 std::vector<PLID> DependencyTable::DependenciesOf(const PLID& asset) {
   BuildIndex();
   std::vector<PLID> ids;
-  const auto found = byAsset_.find(asset);
-  if (found == byAsset_.end()) return ids;
-  for (const std::uint32_t at : found->second) ids.push_back(pairs_[at].dependency.Id());
+  for (std::uint32_t link = byAsset_.Find(asset).first; link != 0;
+       link = links_[link - 1].nextOfAsset) {
+    ids.push_back(pairs_[link - 1].dependency.Id());
+  }
   return ids;
 }
 
 std::vector<PLID> DependencyTable::DependentsOf(const PLID& dependency) {
   BuildIndex();
   std::vector<PLID> ids;
-  const auto found = byDependency_.find(dependency);
-  if (found == byDependency_.end()) return ids;
-  for (const std::uint32_t at : found->second) {
-    if (!pairs_[at].asset.IsNull()) ids.push_back(pairs_[at].asset.Id());
+  for (std::uint32_t link = byDependency_.Find(dependency).first; link != 0;
+       link = links_[link - 1].nextOfDependency) {
+    if (!pairs_[link - 1].asset.IsNull()) ids.push_back(pairs_[link - 1].asset.Id());
   }
   return ids;
 }
@@ -107,12 +110,18 @@ DependencyTable::StoredId DependencyTable::Pack(const PLID& id) {
   return {static_cast<std::uint32_t>(id.content), id.PackedWord()};
 }
 
+void DependencyTable::Append(Chain& chain, std::uint32_t Links::*next, std::uint32_t link) {
+  (chain.first == 0 ? chain.first : links_[chain.last - 1].*next) = link;
+  chain.last = link;
+}
+
 void DependencyTable::BuildIndex() {
   if (indexed_) return;
-  for (std::uint32_t at = 0; at < pairs_.size(); ++at) {
-    if (pairs_[at].asset.IsNull()) continue;
-    byAsset_[pairs_[at].asset.Id()].push_back(at);
-    byDependency_[pairs_[at].dependency.Id()].push_back(at);
+  links_.assign(pairs_.size(), Links());
+  for (std::uint32_t link = 1; link <= pairs_.size(); ++link) {
+    const StoredPair& pair = pairs_[link - 1];
+    Append(byAsset_.Insert(pair.asset.Id()), &Links::nextOfAsset, link);
+    Append(byDependency_.Insert(pair.dependency.Id()), &Links::nextOfDependency, link);
   }
   indexed_ = true;
 }

@@ -7,10 +7,10 @@
 #pragma once
 
 #include <cstdint>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "database/IdMap.h"
 #include "tagdata/PLID.h"
 
 namespace Zef {
@@ -43,7 +43,16 @@ class DependencyTable {
   void Write(Zef::ByteWriter& out) const;
 
  private:
-  using Index = std::unordered_map<PLID, std::vector<std::uint32_t>>;
+  /// Pairs of one identifier in order: places in pairs_ plus one, 0 for none.
+  struct Chain {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    friend bool operator==(const Chain&, const Chain&) = default;
+  };
+  struct Links {
+    std::uint32_t nextOfAsset = 0;
+    std::uint32_t nextOfDependency = 0;
+  };
 
   /// A pair as it lies in the file, so that a table is read and written in one piece.
   struct StoredId {
@@ -60,12 +69,14 @@ class DependencyTable {
   static_assert(sizeof(StoredPair) == 2 * PLID::kStoredSize);
 
   static StoredId Pack(const PLID& id);
+  void Append(Chain& chain, std::uint32_t Links::*next, std::uint32_t link);
   void BuildIndex();
   void Squeeze();
 
   std::vector<StoredPair> pairs_;  // dropped pairs stay as holes: a null asset
   std::size_t live_ = 0;
   bool indexed_ = false;
-  Index byAsset_;
-  Index byDependency_;
+  std::vector<Links> links_;  // of each pair, when indexed
+  IdMap<Chain> byAsset_;
+  IdMap<Chain> byDependency_;
 };

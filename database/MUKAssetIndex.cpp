@@ -109,14 +109,8 @@ void MUKAssetIndex::Leave(MUKAsset& record) {
 void MUKAssetIndex::Remove(const PLID& id) {
   MUKAsset* record = byId_.Find(id);
   if (record == nullptr) return;
-  for (const PLID& old : obsolete_.RemoveReplacedBy(id)) {
-    const MUKAsset* replaced = byId_.Find(old);
-    if (replaced == nullptr) continue;
-    if (!replaced->installPath.IsEmpty() || !replaced->legacyPath.IsEmpty()) {
-      RereadObsolete(*replaced);
-    }
-  }
   obsoleteBitsValid_ = false;
+  RereadAll(obsolete_.RemoveReplacedBy(id));
   Leave(*record);
 }
 
@@ -203,15 +197,43 @@ bool MUKAssetIndex::AddObsoleteRow(const PLID& old, const PLID& given) {
 void MUKAssetIndex::RereadObsolete(const MUKAsset& asset) {
   std::vector<PLID> list;
   if (host_ != nullptr) list = host_->ReadObsoleteList(asset);
+  EnterObsolete(asset, list, nullptr);
+}
+
+std::vector<PLID> MUKAssetIndex::ReplaceObsolete(const MUKAsset& asset,
+                                                 const std::vector<PLID>& list, bool enter) {
+  std::vector<PLID> olds = obsolete_.RemoveReplacedBy(asset.id);
+  const std::size_t dropped = olds.size();
+  if (enter) EnterObsolete(asset, list, &olds);
+  RereadAll({olds.begin(), olds.begin() + static_cast<std::ptrdiff_t>(dropped)});
+  obsoleteBitsValid_ = false;
+  return olds;
+}
+
+/// Enters anew what assets declare that are there.
+void MUKAssetIndex::RereadAll(const std::vector<PLID>& olds) {
+  for (const PLID& old : olds) {
+    const MUKAsset* const asset = byId_.Find(old);
+    if (asset == nullptr) continue;
+    if (!asset->installPath.IsEmpty() || !asset->legacyPath.IsEmpty()) RereadObsolete(*asset);
+  }
+}
+
+/// `entered` may be null; the identifiers of the rows are appended to it.
+void MUKAssetIndex::EnterObsolete(const MUKAsset& asset, const std::vector<PLID>& list,
+                                  std::vector<PLID>* entered) {
+  const auto enter = [&](const PLID& old) {
+    if (obsolete_.AddRow(old, asset.id) && entered != nullptr) entered->push_back(old);
+  };
   for (const PLID& entry : list) {
     if (entry.SameWithoutVersion(asset.id)) continue;
     // A user may declare only his own assets obsolete.
     if (asset.id.user >= 0 && entry.user != asset.id.user) continue;
-    obsolete_.AddRow(entry, asset.id);
+    enter(entry);
   }
   const std::int32_t versions = std::min(asset.id.version, PLID::kNullVersion);
   for (std::int32_t version = 0; version < versions; ++version) {
-    obsolete_.AddRow(PLID(asset.id.user, asset.id.content, version), asset.id);
+    enter(PLID(asset.id.user, asset.id.content, version));
   }
   obsoleteBitsValid_ = false;
 }

@@ -136,6 +136,13 @@ class MUKAssetIndex {
   bool AddObsoleteRow(const PLID& old, const PLID& given);
   /// Enters what the asset's config and its own version make obsolete.
   void RereadObsolete(const MUKAsset& asset);
+  /// Drops all rows that the asset replaces and, if `enter`, enters those of the list and of its
+  /// own version in their place; then what the assets that lost their row declare. Returns the
+  /// identifiers whose replacement may be another one now.
+  std::vector<PLID> ReplaceObsolete(const MUKAsset& asset, const std::vector<PLID>& list,
+                                    bool enter);
+  /// To be called when records came to be there or gone by other ways than Add and Remove.
+  void ForgetObsoleteBits() { obsoleteBitsValid_ = false; }
 
   /// True when another, real identifier replaces the record's.
   bool IsObsolete(const MUKAsset& asset) const;
@@ -161,6 +168,9 @@ class MUKAssetIndex {
   MUKAsset& NextSlot();
   void Enter(MUKAsset& record);
   void Leave(MUKAsset& record);
+  void RereadAll(const std::vector<PLID>& olds);
+  void EnterObsolete(const MUKAsset& asset, const std::vector<PLID>& list,
+                     std::vector<PLID>* entered);
   void SqueezeLocked() const;
   void MarkChanged(std::uint32_t mask);
 

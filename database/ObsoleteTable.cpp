@@ -92,6 +92,16 @@ PLID ObsoleteTable::Resolve(const PLID& id) const {
   return row == 0 ? id : GroupAt(GroupOf(row)).replacement;
 }
 
+std::vector<PLID> ObsoleteTable::ReplacedBy(const PLID& id) const {
+  std::vector<PLID> olds;
+  const Link group = groupByReplacement_.Find(id);
+  if (group == 0) return olds;
+  for (Link row = GroupAt(group).first; row != 0; row = RowAt(row).next) {
+    olds.push_back(RowAt(row).old);
+  }
+  return olds;
+}
+
 std::vector<PLID> ObsoleteTable::RemoveReplacedBy(const PLID& id) {
   std::vector<PLID> olds;
   const Link group = groupByReplacement_.Find(id);

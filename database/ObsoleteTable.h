@@ -39,6 +39,8 @@ class ObsoleteTable {
   /// The replacement of `id`, or `id` itself.
   PLID Resolve(const PLID& id) const;
 
+  /// The old identifiers of all rows whose replacement is `id`, in table order.
+  std::vector<PLID> ReplacedBy(const PLID& id) const;
   /// Drops all rows whose replacement is `id`; returns their old identifiers in table order.
   std::vector<PLID> RemoveReplacedBy(const PLID& id);
 

@@ -205,6 +205,14 @@ void IpcLock::AcquireWriteLock() {
   }
 }
 
+bool IpcLock::TryAcquireWriteLock() {
+  if (record_ == nullptr) return false;
+  StrikeOutDeadWriter();
+  const Section section(this);
+  std::uint32_t writer = kNone;
+  return record_->writerPid.compare_exchange_strong(writer, myId_) || writer == myId_;
+}
+
 // Without the mutex: nobody but the writer changes the field while it names him.
 void IpcLock::ReleaseWriteLock() {
   if (record_ == nullptr) return;

@@ -45,6 +45,8 @@ class IpcLock {
   /// Waits until this process is the writer. Does not nest: one release frees it. Returns at
   /// once before IpcStartup.
   void AcquireWriteLock();
+  /// Becomes the writer if no living process is. Never waits, and asks nobody to yield.
+  [[nodiscard]] bool TryAcquireWriteLock();
   void ReleaseWriteLock();
   bool HoldsWriteLock() const;
   /// True when this process is the writer and another would like to be.

@@ -13,6 +13,7 @@
 #include "kernel/standard/TBuffer.h"
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/TagContainer.h"
+#include "tagdata/TagTextWriter.h"
 
 namespace {
 
@@ -84,6 +85,18 @@ void SaveSampleIndex(const std::string& path) {
   static_cast<void>(index.Save(path));
 }
 
+/// Both encodings, all classes of values, and blocks in every place.
+void PutTexts(const fs::path& folder) {
+  std::string written;
+  static_cast<void>(AppendTagText(written, SampleTags()));
+  const std::string byHand =
+      "Name\t\"two\nlines\"\r\nplain a\\nb \xE9 \"c\"\nint -12 \nreal 1.5\nlist 1, 2 .5\n"
+      "id <PLID2:5:6:1>\nnone\nempty \"\"\nlarge 1234567.0\nblock\r\n\r\n{ in { x 1\n} y "
+      "z}}\nafter 1\n";
+  Put(folder / "written", std::as_bytes(std::span(written)));
+  Put(folder / "by-hand", std::as_bytes(std::span(byHand)));
+}
+
 /// The same bytes in the compressed form, for readers that detect it.
 void Compress(const fs::path& from, const fs::path& to) {
   std::ifstream in(from, std::ios::binary);
@@ -126,6 +139,7 @@ int main(int argc, char** argv) {
   static_cast<void>(WriteBinaryTags(tags, SampleTags()));
   Put(root / "FuzzTagFile" / "tags", tags.View());
   Put(root / "FuzzTagFile" / "repeats", RepeatedKeys(25).View());
+  PutTexts(root / "FuzzTagText");
 
   Put(root / "FuzzConfig" / "tree", std::as_bytes(std::span(kConfigText)));
   Put(root / "FuzzConfig" / "switches", std::as_bytes(std::span(kSwitchText)));

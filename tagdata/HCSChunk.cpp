@@ -2,11 +2,15 @@
 
 #include <cstring>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "tagdata/NOLContainerTag.h"
 
 namespace {
+
+/// Payloads up to this many bytes share the block of their core.
+constexpr std::size_t kMostInline = 256;
 
 bool IsPayloadSize(std::size_t size) {
   return size > 0 && size <= std::numeric_limits<std::uint32_t>::max();
@@ -17,23 +21,49 @@ bool IsPayloadSize(std::size_t size) {
 CoreRef HCSRawDataCore::Wrap(const std::byte* data, std::size_t size,
                              Zef::Ref<Zef::ReferenceCountMP> keepAlive) {
   if (data == nullptr || !IsPayloadSize(size)) return nullptr;
-  CoreRef core(new HCSRawDataCore(data, size));
+  CoreRef core(new HCSRawDataCore(data, size, false));
   core->keepAlive_ = std::move(keepAlive);
   return core;
 }
 
 CoreRef HCSRawDataCore::Adopt(std::unique_ptr<std::byte[]> block, std::size_t size) {
   if (block == nullptr || !IsPayloadSize(size)) return nullptr;
-  CoreRef core(new HCSRawDataCore(block.get(), size));
+  CoreRef core(new HCSRawDataCore(block.get(), size, true));
   core->block_ = std::move(block);
   return core;
 }
 
+/// A core of `size` bytes, to be filled at `data`. Small ones lie behind the object itself, which
+/// saves most tags an allocation.
+CoreRef HCSRawDataCore::Make(std::size_t size, std::byte*& data) {
+  if (!IsPayloadSize(size)) return nullptr;
+  if (size > kMostInline) {
+    auto block = std::make_unique_for_overwrite<std::byte[]>(size);
+    data = block.get();
+    return Adopt(std::move(block), size);
+  }
+  auto* const memory =
+      static_cast<std::byte*>(KernelObject::operator new(sizeof(HCSRawDataCore) + size));
+  data = memory + sizeof(HCSRawDataCore);
+  return CoreRef(::new (memory) HCSRawDataCore(data, size, true));
+}
+
 CoreRef HCSRawDataCore::Copy(const void* data, std::size_t size) {
-  if (data == nullptr || !IsPayloadSize(size)) return nullptr;
-  auto block = std::make_unique_for_overwrite<std::byte[]>(size);
-  std::memcpy(block.get(), data, size);
-  return Adopt(std::move(block), size);
+  if (data == nullptr) return nullptr;
+  std::byte* to = nullptr;
+  CoreRef core = Make(size, to);
+  if (core) std::memcpy(to, data, size);
+  return core;
+}
+
+CoreRef HCSRawDataCore::CopyText(std::string_view text) {
+  if (text.empty()) return nullptr;
+  std::byte* to = nullptr;
+  CoreRef core = Make(text.size() + 1, to);
+  if (!core) return nullptr;
+  std::memcpy(to, text.data(), text.size());
+  to[text.size()] = std::byte{0};
+  return core;
 }
 
 std::string_view HCSRawDataCore::Text() const {

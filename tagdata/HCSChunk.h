@@ -50,19 +50,23 @@ class HCSRawDataCore final : public Zef::ReferenceCountMP {
                       Zef::Ref<Zef::ReferenceCountMP> keepAlive);
   static CoreRef Adopt(std::unique_ptr<std::byte[]> block, std::size_t size);
   static CoreRef Copy(const void* data, std::size_t size);
+  /// A text with its closing zero; null for "" and for 4 GiB and more.
+  static CoreRef CopyText(std::string_view text);
 
   const std::byte* Data() const { return data_; }
   std::uint32_t Size() const { return size_; }
-  bool IsOwned() const { return block_ != nullptr; }
+  bool IsOwned() const { return owned_; }
   /// The bytes as text, up to the first zero.
   std::string_view Text() const;
 
  private:
-  HCSRawDataCore(const std::byte* data, std::size_t size)
-      : data_(data), size_(static_cast<std::uint32_t>(size)) {}
+  HCSRawDataCore(const std::byte* data, std::size_t size, bool owned)
+      : data_(data), size_(static_cast<std::uint32_t>(size)), owned_(owned) {}
+  static CoreRef Make(std::size_t size, std::byte*& data);
 
   const std::byte* data_;
   std::uint32_t size_;
+  bool owned_;  ///< lies in the block, or right behind the object
   std::unique_ptr<std::byte[]> block_;
   Zef::Ref<Zef::ReferenceCountMP> keepAlive_;
 };

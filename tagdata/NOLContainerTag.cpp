@@ -8,6 +8,7 @@
 namespace {
 
 constexpr std::uint32_t kNone = TagKeyIndex::kNone;
+constexpr std::size_t kFirstCapacity = 8;
 
 std::uint32_t IdentityHash(const Zef::PString& key) {
   return static_cast<std::uint32_t>((key.Key() * 0x9E3779B97F4A7C15u) >> 32);
@@ -118,8 +119,17 @@ void NOLContainerTag::SwapTags(const ChunkRef& a, const ChunkRef& b) {
 }
 
 void NOLContainerTag::AddTag(const Zef::PString& key, const ChunkRef& chunk) {
-  if (!chunk || chunk.Get() == this) return;
-  pairs_.push_back({key, chunk, kNone});
+  if (chunk && chunk.Get() != this) Append(key, chunk);
+}
+
+void NOLContainerTag::Put(const Zef::PString& key, ChunkRef chunk) {
+  RemoveKey(key);
+  Append(key, std::move(chunk));
+}
+
+void NOLContainerTag::Append(const Zef::PString& key, ChunkRef chunk) {
+  if (pairs_.empty()) pairs_.reserve(kFirstCapacity);
+  pairs_.push_back({key, std::move(chunk), kNone});
   if (!byKey_.empty()) {
     Link(static_cast<std::uint32_t>(pairs_.size() - 1));
   } else if (pairs_.size() > kIndexedSize) {

@@ -34,6 +34,9 @@ class NOLContainerTag final : public HCSChunk {
   std::int32_t GetType() const override { return TagSoup; }
   std::unique_ptr<TagCursor> Tags() const override;
 
+  /// RemoveKey and AddTag in one, for a chunk that is not null and not this container.
+  void Put(const Zef::PString& key, ChunkRef chunk);
+
  private:
   struct Pair {
     Zef::PString key;
@@ -49,6 +52,7 @@ class NOLContainerTag final : public HCSChunk {
   std::uint32_t Position(const Zef::PString& key) const;
   void Squeeze();
   void RemoveAt(std::uint32_t position);
+  void Append(const Zef::PString& key, ChunkRef chunk);
   void Link(std::uint32_t position);
   void Unlink(std::uint32_t position);
   void Reindex();

@@ -216,15 +216,7 @@ void TagContainer::SetString(const Zef::PString& key, const char* text) {
 }
 
 void TagContainer::SetString(const Zef::PString& key, std::string_view text) {
-  CoreRef core;
-  if (!text.empty()) {
-    const std::size_t size = text.size() + 1;
-    auto block = std::make_unique_for_overwrite<std::byte[]>(size);
-    std::memcpy(block.get(), text.data(), text.size());
-    block[text.size()] = std::byte{0};
-    core = HCSRawDataCore::Adopt(std::move(block), size);
-  }
-  Set(key, TagString, core);
+  Set(key, TagString, HCSRawDataCore::CopyText(text));
 }
 
 void TagContainer::SetInt(const Zef::PString& key, std::int32_t value) {

@@ -46,6 +46,23 @@ struct IndexOptions {
 [[nodiscard]] int RunIndexStat(const IndexOptions& options, const CommonOptions& common);
 [[nodiscard]] int RunIndexCheck(const IndexOptions& options, const CommonOptions& common);
 
+struct IndexBuildOptions {
+  std::string root;
+  std::string file;  ///< empty: the database of the root
+  bool archivesOnly = false;
+  bool builtIn = false;
+  bool noBackup = false;
+  bool verbose = false;
+};
+[[nodiscard]] int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common);
+
+struct TagsOptions {
+  std::string file;
+  std::string output;  ///< for `tags convert`
+};
+[[nodiscard]] int RunTagsShow(const TagsOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunTagsConvert(const TagsOptions& options, const CommonOptions& common);
+
 struct PlidOptions {
   std::vector<std::string> texts;
   bool strict = false;

@@ -41,6 +41,10 @@ int Fail(std::string_view message) { return PrintFailure(message, kFailed); }
 
 int FailUsage(std::string_view message) { return PrintFailure(message, kUsage); }
 
+void Warn(std::string_view message) {
+  static_cast<void>(PrintFailure("warning: " + std::string(message), kDone));
+}
+
 void Print(std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) outputFailed = true;
 }

@@ -28,6 +28,9 @@ struct CommonOptions {
 /// The same for wrong usage.
 [[nodiscard]] int FailUsage(std::string_view message);
 
+/// Prints a line about work that goes on: "quarle: warning: " and the message.
+void Warn(std::string_view message);
+
 /// Appends to standard output, which is buffered. The text is taken as it stands: pass what
 /// comes from files through Printable first.
 void Print(std::string_view text);

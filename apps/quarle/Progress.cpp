@@ -15,13 +15,13 @@ constexpr auto kPatience = 500ms;
 constexpr auto kFrame = 100ms;
 constexpr std::uint64_t kBarWidth = 30;
 
-bool IsWanted(const CommonOptions& options) {
+}  // namespace
+
+bool Progress::IsWanted(const CommonOptions& options) {
   if (options.quiet || options.progress == ProgressMode::Never) return false;
   return options.progress == ProgressMode::Always ||
          Zef::Platform::IsTerminal(Zef::Platform::StandardStream::Error);
 }
-
-}  // namespace
 
 Progress::Progress(const CommonOptions& options, std::string label, std::uint64_t total)
     : label_(std::move(label)), total_(total) {

@@ -20,6 +20,8 @@ class Progress {
   /// `total` steps of work, 0 when that is not known.
   Progress(const CommonOptions& options, std::string label, std::uint64_t total = 0);
   ~Progress();
+  /// False when no bar would ever be drawn: then nobody needs to count the steps.
+  static bool IsWanted(const CommonOptions& options);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 

@@ -16,11 +16,6 @@ namespace {
 constexpr std::array<const char*, 8> kTypeNames = {"null",   "container", "binary", "float",
                                                    "string", "string",    "int",    "plid"};
 
-const char* TypeName(std::int32_t type) {
-  const bool known = type >= 0 && static_cast<std::size_t>(type) < kTypeNames.size();
-  return known ? kTypeNames[static_cast<std::size_t>(type)] : "unknown";
-}
-
 std::string Hex(const std::byte* data, std::uint32_t size) {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
@@ -84,6 +79,11 @@ bool IsFirst(const HCSChunk& container, Identities& shown) {
 
 }  // namespace
 
+const char* TagTypeName(std::int32_t type) {
+  const bool known = type >= 0 && static_cast<std::size_t>(type) < kTypeNames.size();
+  return known ? kTypeNames[static_cast<std::size_t>(type)] : "unknown";
+}
+
 void WriteTags(JsonWriter& json, std::string_view key, const TagContainer& tags) {
   json.BeginArray(key);
   std::vector<std::unique_ptr<TagCursor>> open;
@@ -101,7 +101,7 @@ void WriteTags(JsonWriter& json, std::string_view key, const TagContainer& tags)
     }
     json.BeginObject();
     json.Text("key", name);
-    json.Text("type", TypeName(child->GetType()));
+    json.Text("type", TagTypeName(child->GetType()));
     if (child->GetType() != TagSoup) {
       WriteValue(json, *child);
     } else if (open.size() <= kMaxTagDepth && IsFirst(*child, shown)) {

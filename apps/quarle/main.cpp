@@ -19,6 +19,8 @@ struct CommandLine {
   PatchOptions patch;
   SetOptions set;
   IndexOptions index;
+  IndexBuildOptions indexBuild;
+  TagsOptions tags;
   PlidOptions plid;
   std::function<int()> run;
 };
@@ -116,6 +118,25 @@ CLI::App* AddIndexCommand(CLI::App& index, CommandLine& line, const char* name, 
   return command;
 }
 
+void AddIndexBuild(CLI::App& index, CommandLine& line) {
+  CLI::App* const build =
+      AddCommand(index, "build", "Make the index of a product from its asset folders",
+                 "quarle index build /srv/content\n"
+                 "  quarle index build --built-in --out new/assets.mkx release-2");
+  IndexBuildOptions& options = line.indexBuild;
+  AddText(*build, "ROOT", options.root, "Folder that holds world, trains, local or editing");
+  build->add_option("--out", options.file, "The file to write; without it ROOT/assets.mkx")
+      ->check(kNotEmpty)
+      ->type_name("FILE");
+  build->add_flag("--built-in", options.builtIn,
+                  "Mark what lies in world and trains as the product's own, which a diff compares");
+  build->add_flag("--archives-only", options.archivesOnly, "Look at the archives in world alone");
+  build->add_flag("--no-backup", options.noBackup, "Keep no copy of an older index as FILE.bak");
+  build->add_flag("-v,--verbose", options.verbose, "List every folder that was skipped");
+  AddCommon(*build, line.common);
+  build->callback([&] { line.run = [&] { return RunIndexBuild(line.indexBuild, line.common); }; });
+}
+
 void AddGroups(CLI::App& app, CommandLine& line) {
   CLI::App* const set =
       AddCommand(app, "set", "Look into a patch set", "quarle set show patch-1-2");
@@ -126,8 +147,10 @@ void AddGroups(CLI::App& app, CommandLine& line) {
                 "quarle set check patch-1-2", RunSetCheck);
 
   CLI::App* const index =
-      AddCommand(app, "index", "Look into an index file", "quarle index stat release-1/assets.mkx");
+      AddCommand(app, "index", "Make an index file, or look into one",
+                 "quarle index build /srv/content\n  quarle index stat /srv/content/assets.mkx");
   index->require_subcommand(1);
+  AddIndexBuild(*index, line);
   AddIndexCommand(*index, line, "show", "List the records and side tables of an index",
                   "quarle index show release-1/assets.mkx --json", RunIndexShow);
   CLI::App* const stat =
@@ -139,6 +162,26 @@ void AddGroups(CLI::App& app, CommandLine& line) {
   AddIndexCommand(*index, line, "check",
                   "Say why an index does not load, or what does not hold together in it",
                   "quarle index check release-1/assets.mkx", RunIndexCheck);
+}
+
+void AddTags(CLI::App& app, CommandLine& line) {
+  CLI::App* const tags = AddCommand(app, "tags", "Look into tag files, and change their form",
+                                    "quarle tags show wagon/config.txt");
+  tags->require_subcommand(1);
+
+  CLI::App* const show = AddCommand(*tags, "show", "Draw a tag file as a tree",
+                                    "quarle tags show wagon/config.txt --json");
+  AddText(*show, "FILE", line.tags.file, "The file: .txt, .grole, .kpx or .kpx2");
+  AddCommon(*show, line.common);
+  show->callback([&] { line.run = [&] { return RunTagsShow(line.tags, line.common); }; });
+
+  CLI::App* const convert = AddCommand(
+      *tags, "convert", "Write a tag file in the form that a name's extension stands for",
+      "quarle tags convert wagon/config.txt wagon.grole");
+  AddText(*convert, "IN", line.tags.file, "The file to read");
+  AddText(*convert, "OUT", line.tags.output, "The file to write: .txt, .grole, .kpx or .kpx2");
+  AddCommon(*convert, line.common);
+  convert->callback([&] { line.run = [&] { return RunTagsConvert(line.tags, line.common); }; });
 }
 
 void AddPlid(CLI::App& app, CommandLine& line) {
@@ -171,7 +214,7 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Asset indexes and their patch sets.", "quarle");
+  CLI::App app("Asset indexes, their patch sets, and tag files.", "quarle");
   app.footer("Example:\n  quarle diff release-1 release-2 patch-1-2");
   app.set_version_flag("--version", "quarle " QUARLE_VERSION);
   app.require_subcommand(1);
@@ -179,6 +222,7 @@ int Run(int argc, char** argv) {
   AddDiff(app, line);
   AddPatch(app, line);
   AddGroups(app, line);
+  AddTags(app, line);
   AddPlid(app, line);
   try {
     app.parse(argc, argv);

@@ -247,7 +247,7 @@ TEST_F(DatabaseTest, AccessorsReadAndChangeOneField) {
   MUKAsset offered = Asset(id);
   offered.installPath = "i";
   EXPECT_TRUE(MUKMerge(offered) && dirtied());
-  EXPECT_TRUE(MUKCreateNew(id).IsNull() && MUKCreateNew(PLID()).IsNull());
+  EXPECT_TRUE(MUKCreateNew(id).IsNull() && !MUKCreateNew(PLID()).IsNull());
   MUKAsset copy;
   ASSERT_TRUE(MUKFind(id, &copy));
   MUKShutdown();

@@ -50,6 +50,7 @@ class Party {
   static bool Do(IpcLock* lock, char what) {
     if (what == 'p') lock->IpcPoll();
     if (what == 'a') lock->AcquireWriteLock();
+    if (what == 't') return lock->TryAcquireWriteLock();
     if (what == 'r') lock->ReleaseWriteLock();
     if (what == 'c') lock->MarkChanged();
     if (what == 's') lock->IpcShutdown();
@@ -119,6 +120,19 @@ TEST_F(IpcLockTest, DeadWriterAndDeadMasterHoldNobodyUp) {
   EXPECT_FALSE(waiter.HasAnswer(50));
   master.Kill();
   EXPECT_TRUE(waiter.Answer() && waiter.Ask('M'));
+}
+
+// One that will not wait must not be counted as waiting, or the owner would yield for nothing.
+TEST_F(IpcLockTest, TryingNeverWaits) {
+  Party owner(Root());
+  Party other(Root());
+  EXPECT_TRUE(owner.Ask('a') && owner.Ask('t')) << "the owner has it already";
+  EXPECT_FALSE(other.Ask('t'));
+  EXPECT_FALSE(owner.Ask('O'));
+  EXPECT_TRUE(owner.Ask('r') && other.Ask('t') && other.Ask('W') && !owner.Ask('t'));
+  other.Kill();
+  EXPECT_TRUE(owner.Ask('t')) << "the dead own nothing";
+  EXPECT_TRUE(owner.Ask('s') && !owner.Ask('t')) << "nothing without a record";
 }
 
 TEST_F(IpcLockTest, LeavingGivesUpEverything) {

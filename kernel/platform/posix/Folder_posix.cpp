@@ -34,15 +34,6 @@ bool EqualFolded(std::string_view a, std::string_view b) {
                     [](char x, char y) { return Folded(x) == Folded(y); });
 }
 
-// Below, at or above 0 as the folded bytes of `a` come before, are, or come after those of `b`.
-int CompareFolded(std::string_view a, std::string_view b) {
-  const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < common; ++i) {
-    if (Folded(a[i]) != Folded(b[i])) return Folded(a[i]) < Folded(b[i]) ? -1 : 1;
-  }
-  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
-}
-
 bool LessFolded(const std::string& a, const std::string& b) {
   const int order = CompareFolded(a, b);
   return order != 0 ? order < 0 : a < b;
@@ -180,6 +171,14 @@ void AppendComponent(std::string* path, std::string_view component) {
 }
 
 }  // namespace
+
+int CompareFolded(std::string_view a, std::string_view b) {
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    if (Folded(a[i]) != Folded(b[i])) return Folded(a[i]) < Folded(b[i]) ? -1 : 1;
+  }
+  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
+}
 
 void Descriptor::Reset(int value) {
   if (value_ >= 0) close(value_);

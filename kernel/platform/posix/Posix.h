@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace Zef::Platform {
@@ -40,6 +41,10 @@ class Descriptor {
 /// The path with '/' as its only separator; empty for a path that cannot exist (empty, with a
 /// zero byte, or 4096 bytes and more), which every system call then answers with "not found".
 std::string NativePath(const std::string& path);
+
+/// Below, at or above 0 as the ASCII-folded bytes of `a` come before, are, or come after those of
+/// `b`: the order of names in listings.
+int CompareFolded(std::string_view a, std::string_view b);
 
 /// A folder opened as a starting point for calls relative to it. `flags` are further open flags.
 Descriptor OpenFolderAt(int parent, const char* name, int flags);

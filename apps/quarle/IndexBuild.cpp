@@ -1,0 +1,226 @@
+// quarle index build: makes the index of a product from its asset folders.
+//
+// What becomes the database of a root is written as that database's owner, so that it meets no
+// running process: one that starts meanwhile waits, and one that waited reads the new file.
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <vector>
+
+#include "apps/quarle/Commands.h"
+#include "apps/quarle/FileCopy.h"
+#include "apps/quarle/IndexFiles.h"
+#include "apps/quarle/JsonWriter.h"
+#include "apps/quarle/Progress.h"
+#include "apps/quarle/Utf8.h"
+#include "database/ClassTables.h"
+#include "database/ContentScan.h"
+#include "environment/IpcLock.h"
+#include "kernel/platform/FileSystem.h"
+#include "kernel/standard/CodePage.h"
+
+namespace {
+
+namespace Platform = Zef::Platform;
+
+constexpr const char* kBackupSuffix = ".bak";
+constexpr std::size_t kListed = 20;  // skipped folders, unless all are asked for
+
+/// A folder below the root that holds assets, and the number of folders down to them.
+struct Area {
+  const char* name;
+  int depth;
+};
+constexpr std::array<Area, 4> kAreas = {
+    {{"world", 3}, {"trains", 2}, {"local", 1}, {"editing", 1}}};
+
+/// Entries so many levels down: about how many folders a scan will look at.
+std::uint64_t CountEntries(const std::string& folder, int depth) {
+  std::vector<std::string> names;
+  if (!Platform::ListFolder(folder, &names)) return 0;
+  if (depth == 1) return names.size();
+  std::uint64_t count = 0;
+  const std::string prefix = folder + "/";
+  for (const std::string& name : names) count += CountEntries(prefix + name, depth - 1);
+  return count;
+}
+
+bool HasContent(const std::string& root) {
+  return std::any_of(kAreas.begin(), kAreas.end(), [&](const Area& area) {
+    return Platform::IsFolder(Platform::ResolveCase(root, area.name));
+  });
+}
+
+struct Target {
+  std::string file;
+  std::string folder;
+  bool isDatabase = false;  ///< the file that a running database of its folder has
+};
+
+Target TargetOf(const IndexBuildOptions& options) {
+  Target target;
+  target.file = options.file.empty()
+                    ? Platform::ResolveCase(ExactPath(options.root), kDefaultIndexName)
+                    : ExactPath(options.file);
+  const std::size_t slash = target.file.find_last_of("/\\");
+  const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
+  target.folder = name == 0 ? "." : target.file.substr(0, name);
+  target.isDatabase = Zef::EqualFolded(target.file.substr(name), kDefaultIndexName);
+  return target;
+}
+
+ScanReport Scan(const IndexBuildOptions& options, const std::string& root,
+                const CommonOptions& common, MUKAssetIndex& index) {
+  std::uint64_t total = 0;
+  if (Progress::IsWanted(common)) {
+    for (const Area& area : kAreas) {
+      total += CountEntries(Platform::ResolveCase(root, area.name), area.depth);
+    }
+  }
+  Progress progress(common, "scanning " + Quoted(options.root), total);
+  std::uint64_t done = 0;
+  ScanOptions scan;
+  scan.archivesOnly = options.archivesOnly;
+  scan.markBuiltIn = options.builtIn;
+  scan.progress = [&](const std::string&, std::size_t, std::size_t) { progress.Advance(++done); };
+  return ScanProduct(index, root, scan);
+}
+
+/// What was built, for the two forms of the report.
+struct Result {
+  std::string file;
+  std::string backup;  ///< empty when none was made
+  std::uint64_t records = 0;
+  ScanReport scan;
+  std::map<std::string_view, std::uint64_t> classes;  ///< records by the name of their class
+};
+
+/// Classes with the most records first.
+std::vector<std::pair<std::string_view, std::uint64_t>> ClassesByCount(const Result& result) {
+  std::vector<std::pair<std::string_view, std::uint64_t>> classes(result.classes.begin(),
+                                                                  result.classes.end());
+  std::stable_sort(classes.begin(), classes.end(),
+                   [](const auto& a, const auto& b) { return a.second > b.second; });
+  return classes;
+}
+
+void ReportJson(const Result& result) {
+  JsonWriter json;
+  json.BeginObject();
+  json.Text("index", result.file);
+  json.Unsigned("records", result.records);
+  json.Unsigned("skipped", result.scan.Skipped());
+  json.BeginObject("outcomes");
+  for (std::size_t i = 0; i < kScanOutcomes; ++i) {
+    json.Unsigned(ScanOutcomeName(static_cast<ScanOutcome>(i)), result.scan.counts[i]);
+  }
+  json.EndObject();
+  json.BeginArray("messages");
+  for (const ScanReport::Message& message : result.scan.messages) {
+    json.NewLine();
+    json.BeginObject();
+    json.Text("folder", message.path);
+    json.Text("outcome", ScanOutcomeName(message.outcome));
+    json.EndObject();
+  }
+  json.EndArray();
+  json.Unsigned("furtherMessages", result.scan.furtherMessages);
+  json.BeginArray("classes");
+  for (const auto& [name, records] : ClassesByCount(result)) {
+    json.BeginObject();
+    json.Text("name", name);
+    json.Unsigned("records", records);
+    json.EndObject();
+  }
+  json.EndArray();
+  if (result.backup.empty()) {
+    json.Null("backup");
+  } else {
+    json.Text("backup", result.backup);
+  }
+  json.EndObject();
+}
+
+void ListMessages(const ScanReport& scan, bool all) {
+  const std::size_t count = scan.messages.size();
+  const std::size_t listed = all ? count : std::min(count, kListed);
+  for (std::size_t i = 0; i < listed; ++i) {
+    const ScanReport::Message& message = scan.messages[i];
+    Print("  " + Printable(message.path) + ": " + ScanOutcomeText(message.outcome) + "\n");
+  }
+  const std::uint64_t further = count - listed + scan.furtherMessages;
+  if (further == 0) return;
+  Print("  and " + std::to_string(further) + " more" + (all ? "" : " (--verbose)") + "\n");
+}
+
+void ReportText(const Result& result, bool verbose) {
+  const ScanReport& scan = result.scan;
+  Print(Quoted(result.file) + " is built: " + Counted(result.records, "record") + "; " +
+        std::to_string(scan.Count(ScanOutcome::Found)) + " found, " +
+        std::to_string(scan.Count(ScanOutcome::Merged)) + " merged, " +
+        std::to_string(scan.Skipped()) + " skipped\n");
+  for (const auto& [name, records] : ClassesByCount(result)) {
+    Print("  " + Padded(name, 24) + std::to_string(records) + "\n");
+  }
+  if (!scan.messages.empty()) {
+    Print(Emphasised(Emphasis::Warning, "Not or not wholly taken in") + "\n");
+    ListMessages(scan, verbose);
+  }
+  if (!result.backup.empty()) Print("The index as it was: " + Quoted(result.backup) + "\n");
+}
+
+/// The older index may know what no folder tells, such as the download catalogue.
+bool KeepOlder(const IndexBuildOptions& options, Result& result) {
+  if (options.noBackup || !Platform::Exists(result.file)) return true;
+  result.backup = result.file + kBackupSuffix;
+  return CopyFileWhole(result.file, result.backup);
+}
+
+}  // namespace
+
+int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common) {
+  const std::string root = Platform::CanonicalPath(ExactPath(options.root));
+  if (root.empty() || !Platform::IsFolder(root)) {
+    return Fail("there is no folder " + Quoted(options.root) + "; name the root of a product");
+  }
+  if (!HasContent(root)) {
+    return Fail("no content in " + Quoted(options.root) +
+                ": it holds none of the folders world, trains, local and editing");
+  }
+  const Target target = TargetOf(options);
+  if (!Platform::IsFolder(target.folder)) {
+    return Fail("there is no folder " + Quoted(target.folder) + " for the index; make it first");
+  }
+  IpcLock owner;
+  if (target.isDatabase) {
+    owner.IpcStartup(target.folder);
+    if (!owner.TryAcquireWriteLock()) {
+      return Fail("the database in " + Quoted(target.folder) +
+                  " belongs to a running program; end that, or write elsewhere by --out");
+    }
+  }
+  MUKAssetIndex index;
+  Result result;
+  result.file = target.file;
+  result.scan = Scan(options, root, common, index);
+  result.records = index.Count();
+  for (const MUKAsset* record : index.AllRecords()) {
+    ++result.classes[ClassName(record->category.View())];
+  }
+  if (!KeepOlder(options, result)) {
+    return Fail("cannot keep a copy of the index as " + Quoted(result.backup) +
+                "; make room there, or go without one by --no-backup");
+  }
+  if (!index.Save(target.file, {.toDevice = true})) {
+    return Fail("cannot write the index " + Quoted(target.file) +
+                "; check that its folder may be written and has room");
+  }
+  if (target.isDatabase) owner.MarkChanged();
+  if (common.json) {
+    ReportJson(result);
+  } else if (!common.quiet) {
+    ReportText(result, options.verbose);
+  }
+  return kDone;
+}

@@ -1,0 +1,95 @@
+#include "apps/quarle/TagShown.h"
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+#include "apps/quarle/Utf8.h"
+#include "tagdata/HCSChunk.h"
+#include "tagdata/PLID.h"
+
+namespace {
+
+constexpr std::size_t kMostShown = 100;
+constexpr std::string_view kMore = "...";
+
+/// At most `size` bytes, no character cut.
+std::string_view Head(std::string_view text, std::size_t size) {
+  if (text.size() <= size) return text;
+  const auto isInside = [&](std::size_t at) {
+    return (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+  };
+  while (size > 0 && isInside(size)) --size;
+  return text.substr(0, size);
+}
+
+std::string StringText(std::string_view text) {
+  const std::string_view head = Head(text, kMostShown);
+  std::string line;
+  for (const char c : head) {
+    if (c == '\n') {
+      line += "\\n";
+    } else if (c == '\t') {
+      line += "\\t";
+    } else if (c != '\r') {
+      line += c;
+    }
+  }
+  return '"' + Printable(line) + '"' + std::string(head.size() < text.size() ? kMore : "");
+}
+
+template <class T>
+std::string NumbersText(const HCSChunk& chunk) {
+  std::string text;
+  for (std::uint32_t at = 0; chunk.GetDataSize() - at >= sizeof(T); at += sizeof(T)) {
+    if (text.size() >= kMostShown) return text.append(",").append(kMore);
+    T value{};
+    std::memcpy(&value, chunk.GetData() + at, sizeof value);
+    std::array<char, 64> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+    if (!text.empty()) text += ',';
+    text.append(digits.data(), end.ptr);
+  }
+  return text;
+}
+
+std::string HexText(const HCSChunk& chunk) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (std::uint32_t at = 0; at < chunk.GetDataSize(); ++at) {
+    if (text.size() >= kMostShown) return text.append(kMore);
+    const auto byte = std::to_integer<unsigned>(chunk.GetData()[at]);
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 15];
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string TagValueText(const HCSChunk& chunk) {
+  const CoreRef core = chunk.GetCore();
+  switch (chunk.GetType()) {
+    case TagNull:
+    case TagSoup:
+      return {};
+    case TagString:
+    case TagStringAlt:
+      return StringText(core ? core->Text() : std::string_view());
+    case TagFloat:
+      return NumbersText<float>(chunk);
+    case TagInt:
+      return NumbersText<std::int32_t>(chunk);
+    case TagPLID:
+      if (chunk.GetDataSize() == PLID::kStoredSize) {
+        std::array<std::uint32_t, 2> words{};
+        std::memcpy(words.data(), chunk.GetData(), sizeof words);
+        return PLID::Unpack(words[1], words[0]).TagText();
+      }
+      return HexText(chunk);
+    default:
+      return HexText(chunk);
+  }
+}

@@ -1,0 +1,191 @@
+// quarle tags show, quarle tags convert: tag files of either form.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "apps/quarle/Commands.h"
+#include "apps/quarle/IndexFiles.h"
+#include "apps/quarle/JsonWriter.h"
+#include "apps/quarle/Progress.h"
+#include "apps/quarle/TagChanges.h"
+#include "apps/quarle/TagJson.h"
+#include "apps/quarle/TagShown.h"
+#include "apps/quarle/Utf8.h"
+#include "kernel/platform/FileSystem.h"
+#include "kernel/standard/File.h"
+#include "tagdata/NOLBinaryFile.h"
+#include "tagdata/TagFiles.h"
+#include "tagdata/TagTextWriter.h"
+
+namespace {
+
+/// Changes that are listed for a reader; JSON has them all.
+constexpr std::size_t kListed = 20;
+
+int FailForm(const std::string& path) {
+  return Fail(Quoted(path) + " is no tag file by its name; use .txt, .grole, .kpx or .kpx2");
+}
+
+/// A file with the right header and no records, which loads like a damaged one.
+bool IsEmptyBinary(const std::string& path) {
+  std::uint32_t header[NOLBinaryFile::kHeaderSize / 4] = {};
+  Zef::File file;
+  return file.Open({}, path.c_str(), Zef::FileMode::kReadRaw) == Zef::RES_OK &&
+         file.Read(header, sizeof header, 1) == 1 && header[0] == NOLBinaryFile::kMagic &&
+         header[3] == 0;
+}
+
+std::string LoadFailure(const std::string& path) {
+  if (!Zef::Platform::Exists(path)) return "there is no such file; check its name";
+  if (Zef::Platform::IsFolder(path)) return "it is a folder; name a file";
+  return "it cannot be read; see who may read it and who has it open";
+}
+
+/// False, with the failure's line printed, for a file that is not whole.
+bool LoadTags(const std::string& path, const CommonOptions& common, TagContainer& tags) {
+  const TagForm form = TagFormOf(path);
+  if (form == TagForm::None) {
+    static_cast<void>(FailForm(path));
+    return false;
+  }
+  const std::string exact = ExactPath(path);
+  bool loaded = false;
+  {
+    const Progress progress(common, "loading " + Quoted(path));
+    loaded = LoadTagFile(tags, {}, exact);
+  }
+  std::string why;
+  if (!loaded) {
+    why = LoadFailure(exact);
+  } else if (form == TagForm::Binary && tags.IsNull() && !IsEmptyBinary(exact)) {
+    why = "it is damaged or no binary tag file; restore a copy";
+  }
+  if (why.empty()) return true;
+  static_cast<void>(Fail("cannot load the tag file " + Quoted(path) + ": " + why));
+  return false;
+}
+
+/// A container that is being drawn, and how many of its tags are still to come.
+struct OpenContainer {
+  std::unique_ptr<TagCursor> tags;
+  std::uint32_t left;
+};
+
+std::string TagLine(std::string_view key, const HCSChunk& chunk, bool isFirst) {
+  std::string line = Printable(key);
+  std::string note = TagTypeName(chunk.GetType());
+  if (chunk.GetType() == TagSoup) {
+    note = isFirst ? Counted(chunk.GetCount(), "tag") : "container, repeated";
+  } else if (const std::string value = TagValueText(chunk); !value.empty()) {
+    line += " = " + value;
+  }
+  if (chunk.GetType() == TagBinary) note += ", " + Counted(chunk.GetDataSize(), "byte");
+  return line + " " + Emphasised(Emphasis::Faint, "(" + note + ")") + "\n";
+}
+
+void Draw(const TagContainer& root) {
+  std::vector<OpenContainer> open;
+  std::string margin;
+  const auto enter = [&](const HCSChunk& chunk) {
+    open.push_back({chunk.Tags(), chunk.GetCount()});
+  };
+  if (root.IsValid()) enter(*root.Chunk());
+  std::string_view key;
+  ChunkRef chunk;
+  while (!open.empty()) {
+    OpenContainer& top = open.back();
+    if (top.tags == nullptr || !top.tags->Next(key, chunk)) {
+      open.pop_back();
+      // The margin's pieces differ in bytes, but each ends in three spaces.
+      if (!open.empty()) margin.resize(margin.size() - (open.back().left > 0 ? 6 : 4));
+      continue;
+    }
+    const bool isLast = --top.left == 0;
+    const bool isFirst = top.tags->IsFirst();
+    Print(margin + (isLast ? "└── " : "├── ") + TagLine(key, *chunk, isFirst));
+    if (chunk->GetType() != TagSoup || !isFirst || open.size() > kMaxTagDepth) continue;
+    margin += isLast ? "    " : "│   ";
+    enter(*chunk);
+  }
+}
+
+/// Why the tree was not written: by itself, or because of the place it goes to.
+std::string SaveFailure(const std::string& path, const TagContainer& tags) {
+  std::string text;
+  if (TagFormOf(path) == TagForm::Text && !AppendTagText(text, tags)) {
+    return "the tree repeats its keys too often; remove the repeats";
+  }
+  return "see whether its folder is there, who may write it, and whether there is room";
+}
+
+void TellChanges(const std::string& output, const TagContainer& before, const TagContainer& after) {
+  std::string list;
+  std::size_t listed = 0;
+  const std::size_t count =
+      FindTagChanges(before, after, [&](std::string_view path, std::string_view change) {
+        if (listed++ < kListed) list.append("\n  ").append(path).append(": ").append(change);
+      });
+  if (count == 0) return;
+  if (count > kListed) {
+    list += "\n  and " + std::to_string(count - kListed) + " more (all with --json)";
+  }
+  Warn(Counted(count, "tag") + " will not read back from " + Quoted(output) + " as before:" + list);
+}
+
+void WriteChanges(const TagsOptions& options, const TagContainer& before,
+                  const TagContainer& after) {
+  JsonWriter json;
+  json.BeginObject();
+  json.Text("input", options.file);
+  json.Text("output", options.output);
+  json.BeginArray("changes");
+  FindTagChanges(before, after, [&](std::string_view path, std::string_view change) {
+    json.NewLine();
+    json.BeginObject();
+    json.Text("tag", path);
+    json.Text("change", change);
+    json.EndObject();
+  });
+  json.EndArray();
+  json.EndObject();
+}
+
+}  // namespace
+
+int RunTagsShow(const TagsOptions& options, const CommonOptions& common) {
+  TagContainer tags;
+  if (!LoadTags(options.file, common, tags)) return kFailed;
+  if (common.json) {
+    JsonWriter json;
+    WriteTags(json, {}, tags);
+    return kDone;
+  }
+  const std::string count = " (" + Counted(tags.GetCount(), "tag") + ")";
+  Print(Emphasised(Emphasis::Heading, Printable(options.file)) + count + "\n");
+  Draw(tags);
+  return kDone;
+}
+
+int RunTagsConvert(const TagsOptions& options, const CommonOptions& common) {
+  TagContainer before;
+  if (TagFormOf(options.output) == TagForm::None) return FailForm(options.output);
+  if (!LoadTags(options.file, common, before)) return kFailed;
+  const std::string output = ExactPath(options.output);
+  if (!SaveTagFile(before, {}, output)) {
+    return Fail("cannot write the tag file " + Quoted(options.output) + ": " +
+                SaveFailure(output, before));
+  }
+  TagContainer after;
+  if (!LoadTags(options.output, common, after)) return kFailed;
+  if (common.json) {
+    WriteChanges(options, before, after);
+    return kDone;
+  }
+  TellChanges(options.output, before, after);
+  if (!common.quiet) {
+    Print(Quoted(options.file) + " is written as " + Quoted(options.output) + ": " +
+          Counted(after.GetCount(), "tag") + "\n");
+  }
+  return kDone;
+}

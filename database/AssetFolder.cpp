@@ -1,0 +1,144 @@
+#include "database/AssetFolder.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "database/MUKAsset.h"
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/FileFind.h"
+#include "kernel/standard/Subst.h"
+
+namespace {
+
+using Zef::Platform::EntryKind;
+using Zef::Platform::FolderListing;
+using Zef::Platform::FolderReader;
+
+bool IsSafe(std::string_view path) {
+  if (path.empty() || path.find('\0') != std::string_view::npos) return false;
+  while (!path.empty()) {
+    const std::size_t end = path.find_first_of(Zef::FilePath::kSeparators);
+    if (path.substr(0, end) == "..") return false;
+    path.remove_prefix(end == std::string_view::npos ? path.size() : end + 1);
+  }
+  return true;
+}
+
+AssetPlace Below(const std::string& root, std::string_view relative) {
+  if (root.empty()) return {};
+  return {{}, Zef::Platform::ResolveCase(root, relative)};
+}
+
+/// Adds without running over.
+void Count(FolderSize& size, std::uint64_t bytes) {
+  size.bytes += std::min(bytes, std::numeric_limits<std::uint64_t>::max() - size.bytes);
+}
+
+void Measure(const FolderReader& folder, const FolderListing& listing, std::size_t depth,
+             FolderSize& size) {
+  FolderListing below;
+  for (std::size_t at = 0; at < listing.Count(); ++at) {
+    const char* const name = listing.Name(at);
+    if (listing.Kind(at) == EntryKind::File) Count(size, folder.SizeOf(name));
+    if (listing.Kind(at) != EntryKind::Folder) continue;
+    const FolderReader child = depth < kDeepestAssetFolder ? folder.OpenFolder(name)  //
+                                                           : FolderReader();
+    if (child.IsOpen() && child.List(&below)) {
+      Measure(child, below, depth + 1, size);
+    } else {
+      size.whole = false;
+    }
+  }
+}
+
+/// The same below a substitution.
+void Measure(const Zef::PString& subst, const std::string& folder, std::size_t depth,
+             FolderSize& size) {
+  Zef::File::Find find;
+  if (!find.Open(subst, (folder + "/*").c_str())) {
+    size.whole = false;
+    return;
+  }
+  while (find.Next()) {
+    const Zef::FileEntry& entry = find.Entry();
+    const std::string_view name = entry.name;
+    if (name == "." || name == ".." || find.IsLink()) continue;
+    if (!entry.IsFolder()) {
+      Count(size, entry.size);
+    } else if (depth < kDeepestAssetFolder) {
+      Measure(subst, folder + "/" + entry.name, depth + 1, size);
+    } else {
+      size.whole = false;
+    }
+  }
+}
+
+}  // namespace
+
+AssetPlace LegacyPlace(const std::string& root, const MUKAsset& record) {
+  const std::string_view path = record.legacyPath.View();
+  if (!IsSafe(path) || Zef::IsRootedPath(path)) return {};
+  return Below(root, path);
+}
+
+AssetPlace InstallPlace(const std::string& root, const MUKAsset& record) {
+  const std::string_view path = record.installPath.View();
+  const std::string archive = record.archiveName.String();
+  if (!IsSafe(path) || Zef::IsRootedPath(path)) return {};
+  if (archive == kLocalArchive) return Below(root, archive + "/" + std::string(path));
+  Zef::PString name;
+  std::string_view rest;
+  const bool isName = IsSafe(archive) && archive.find_first_of("/\\:") == std::string::npos;
+  if (!isName || !Zef::FindSubst(archive + ":", &name, &rest)) return {};
+  return {name, std::string(path)};
+}
+
+AssetPlace EditPlace(const std::string& root, const MUKAsset& record) {
+  const std::string_view path = record.editPath.View();
+  if (!IsSafe(path)) return {};
+  Zef::PString name;
+  std::string_view rest;
+  if (Zef::FindSubst(path, &name, &rest)) return {name, std::string(rest)};
+  if (Zef::Platform::IsRooted(path)) return {{}, std::string(path)};
+  return Below(root, path);
+}
+
+AssetPlace AssetPlaceOf(const std::string& root, const MUKAsset& record) {
+  if (!record.legacyPath.IsEmpty()) return LegacyPlace(root, record);
+  if (!record.installPath.IsEmpty()) return InstallPlace(root, record);
+  return EditPlace(root, record);
+}
+
+bool FolderExists(const AssetPlace& place) {
+  if (place.subst.IsNull()) return !place.path.empty() && Zef::Platform::IsFolder(place.path);
+  return Zef::File::Exists(place.subst, place.path.c_str()) == Zef::RES_OK;
+}
+
+std::uint32_t FolderSize::Word() const {
+  return static_cast<std::uint32_t>(
+      std::min<std::uint64_t>(bytes, MUKAsset::kSizeUnknown - std::uint64_t{1}));
+}
+
+FolderSize MeasureAssetFolder(const AssetPlace& place) {
+  FolderSize size;
+  if (!FolderExists(place)) return size;
+  if (!place.subst.IsNull()) {
+    try {
+      Measure(place.subst, place.path, 0, size);
+    } catch (const Zef::Exception&) {  // the substitution went meanwhile
+      size.whole = false;
+    }
+    return size;
+  }
+  const FolderReader folder(place.path);
+  FolderListing listing;
+  if (!folder.IsOpen() || !folder.List(&listing)) return {0, false};
+  return MeasureOpenFolder(folder, listing);
+}
+
+FolderSize MeasureOpenFolder(const FolderReader& folder, const FolderListing& listing) {
+  FolderSize size;
+  Measure(folder, listing, 0, size);
+  return size;
+}

@@ -1,0 +1,152 @@
+#include "database/AssetUpdate.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "database/MUKAsset.h"
+#include "database/MUKAssetIndex.h"
+#include "tagdata/TagContainer.h"
+
+namespace {
+
+struct DependencyFlags {
+  AssetFlag state;
+  AssetFlag known;
+};
+constexpr DependencyFlags kMissing = {AssetFlag::MissingDependency,
+                                      AssetFlag::MissingDependencyKnown};
+constexpr DependencyFlags kFaulty = {AssetFlag::FaultyDependency, AssetFlag::FaultyDependencyKnown};
+
+/// True when anything had been known.
+bool ForgetFlags(MUKAssetIndex& index, MUKAsset& record) {
+  if (!record.Has(kMissing.known) && !record.Has(kFaulty.known)) return false;
+  record.Set(kMissing.known, false);
+  record.Set(kFaulty.known, false);
+  index.ForgetSearchText(record);
+  return true;
+}
+
+/// Forgets what is known of all that depend on these assets, or on others that they replace. The
+/// way up ends at assets of which nothing is known: whoever asked through one had it filled in.
+void ForgetDependents(MUKAssetIndex& index, std::vector<PLID> ids) {
+  DependencyTable& table = index.Companions().dependencies;
+  const auto forget = [&](const PLID& dependency) {
+    for (const PLID& dependent : table.DependentsOf(dependency)) {
+      MUKAsset* const record = index.Find(dependent);
+      if (record != nullptr && ForgetFlags(index, *record)) ids.push_back(dependent);
+    }
+  };
+  while (!ids.empty()) {
+    const PLID id = ids.back();
+    ids.pop_back();
+    forget(id);
+    for (const PLID& old : index.Obsolete().ReplacedBy(id)) forget(old);
+  }
+}
+
+/// Walks down the dependencies of a record to the first one that is `isBad`.
+class DependencyWalk {
+ public:
+  DependencyWalk(MUKAssetIndex& index, const DependencyFlags& flags)
+      : index_(index), flags_(flags) {}
+
+  template <typename IsBad>
+  bool Run(MUKAsset& record, IsBad isBad) {
+    if (record.Has(flags_.known)) return record.Has(flags_.state);
+    Enter(record);
+    while (!path_.empty()) {
+      Step& step = path_.back();
+      if (step.next == step.dependencies.size()) {
+        path_.pop_back();
+        continue;
+      }
+      MUKAsset* const below = index_.Find(index_.Resolve(step.dependencies[step.next++]));
+      if (isBad(below)) return Settle(true);
+      if (below == nullptr) continue;
+      if (!below->Has(flags_.known)) {
+        Enter(*below);
+      } else if (below->Has(flags_.state)) {
+        return Settle(true);
+      }
+    }
+    return Settle(false);
+  }
+
+ private:
+  struct Step {
+    MUKAsset* record;
+    std::vector<PLID> dependencies;
+    std::size_t next = 0;
+  };
+
+  void Enter(MUKAsset& record) {
+    if (!seen_.insert(&record).second) return;
+    path_.push_back({&record, index_.Companions().dependencies.DependenciesOf(record.id)});
+  }
+
+  /// A find settles the way that led to it; without one, all that was seen is settled.
+  bool Settle(bool found) {
+    for (const Step& step : path_) Fill(*step.record, true);
+    if (found) return true;
+    for (MUKAsset* const record : seen_) Fill(*record, false);
+    return false;
+  }
+
+  void Fill(MUKAsset& record, bool state) const {
+    record.Set(flags_.state, state);
+    record.Set(flags_.known, true);
+  }
+
+  MUKAssetIndex& index_;
+  DependencyFlags flags_;
+  std::vector<Step> path_;
+  std::unordered_set<MUKAsset*> seen_;
+};
+
+}  // namespace
+
+AssetRelations RelationsOf(const PLID& asset, const TagContainer& config) {
+  static const Zef::PString obsoleteKey("obsolete-table");
+  static const Zef::PString dependencyKey("plid-table");
+  AssetRelations relations;
+  config.GetSubContainer(obsoleteKey).CollectPLIDsFlat(relations.obsolete);
+  config.GetSubContainer(dependencyKey).CollectPLIDsFlat(relations.dependencies);
+  std::erase(relations.dependencies, asset);
+  return relations;
+}
+
+void UpdateAsset(MUKAssetIndex& index, MUKAsset& record) {
+  ForgetFlags(index, record);
+  index.ForgetSearchText(record);
+  ForgetDependents(index, {record.id});
+}
+
+void UpdateAssetFully(MUKAssetIndex& index, MUKAsset& record, const AssetRelations& relations,
+                      std::int64_t now) {
+  const bool isInstalled = !record.installPath.IsEmpty() || !record.legacyPath.IsEmpty();
+  std::vector<PLID> replaced = index.ReplaceObsolete(record, relations.obsolete, isInstalled);
+  record.modifyTime = static_cast<std::uint64_t>(now);
+  if (record.uploadTime == 0 && !record.Has(AssetFlag::BuiltIn)) {
+    record.uploadTime = record.modifyTime;
+  }
+  index.Companions().dependencies.Replace(record.id, relations.dependencies);
+  ForgetFlags(index, record);
+  index.ForgetSearchText(record);
+  // Also of those that this asset replaces no more.
+  replaced.push_back(record.id);
+  ForgetDependents(index, std::move(replaced));
+}
+
+bool HasMissingDependency(MUKAssetIndex& index, MUKAsset& record, bool* changed) {
+  *changed = !record.Has(kMissing.known);
+  return DependencyWalk(index, kMissing).Run(record, [](const MUKAsset* below) {
+    return below == nullptr || !below->IsPresent();
+  });
+}
+
+bool HasFaultyDependency(MUKAssetIndex& index, MUKAsset& record, bool* changed) {
+  *changed = !record.Has(kFaulty.known);
+  return DependencyWalk(index, kFaulty).Run(record, [](const MUKAsset* below) {
+    return below != nullptr && below->Has(AssetFlag::Faulty);
+  });
+}

@@ -1,0 +1,44 @@
+// BaseId: the base identifier of the local user: who he is, and the next free number.
+//
+// Kept in "Settings/plid.txt" below the product root, a text tag file with one tag "base-plid".
+// The user of the base identifier, once the file gave one, is the base user id of the process
+// (BaseUserId), by which identifiers are known as local. Without a root it lives in memory.
+//
+// Any thread may call; NextLocalId wants the index guarded.
+
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "tagdata/PLID.h"
+
+class MUKAssetIndex;
+
+class BaseIdSettings {
+ public:
+  static constexpr std::int32_t kFirstContent = 1000;
+
+  /// Reads the file below a root, a path of the system; an empty one means no file. Takes the
+  /// base user id of the process from it, unless it gives the null identifier.
+  void LoadBaseId(const std::string& root);
+  PLID Get() const;
+  /// Stores and saves. False for the null identifier, and when the file cannot be written, which
+  /// is traced.
+  bool SetBaseId(const PLID& id);
+  /// Brings the base identifier in line with the base user id, saves it if it changed, and gives
+  /// the user; -1 while there is none.
+  std::int32_t GetBaseUser();
+  /// The next identifier that no record has in any version; saves the one behind it. Null when
+  /// there is none left.
+  PLID NextLocalId(const MUKAssetIndex& index);
+
+ private:
+  bool Store(const PLID& id);
+  std::int32_t User();
+
+  mutable std::mutex lock_;
+  std::string root_;
+  PLID base_;
+};

@@ -1,0 +1,72 @@
+// ConfigReader: finds and reads the config of an asset.
+//
+// A folder's config is "config.txt", or without one "config.grole", in any letter case. Config
+// files may be CFIL-compressed. One that is larger than kLargestConfig, is no regular file, or
+// cannot be read is refused with a reason; nothing here throws but std::bad_alloc.
+//
+// The config that was read last is kept, as questions about one asset come together; whoever
+// changes an asset's files drops it. Configs handed out are shared with what is kept: copy one
+// before editing it.
+//
+// Cost: one listing, one open and one read. Not thread-safe.
+
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include "kernel/platform/FolderReader.h"
+#include "tagdata/PLID.h"
+#include "tagdata/TagContainer.h"
+
+class MUKAsset;
+struct AssetPlace;
+
+/// A config of more bytes than this, unpacked, is not read.
+inline constexpr std::size_t kLargestConfig = std::size_t{16} << 20;
+
+enum class ConfigStatus {
+  Loaded,
+  NoConfig,    ///< neither file, no such folder, or a record whose paths lead nowhere
+  Unreadable,  ///< there, but a link, or not to be opened or read
+  TooLarge,
+  NotTags,  ///< no tags in it
+};
+
+class ConfigReader {
+ public:
+  /// `root` is the product root as a path of the system.
+  explicit ConfigReader(std::string root = {}) : root_(std::move(root)) {}
+
+  const std::string& Root() const { return root_; }
+
+  /// The config of a record, from its folder or as kept. `out` is a null handle unless Loaded.
+  [[nodiscard]] ConfigStatus Read(const MUKAsset& record, TagContainer& out);
+  /// The config in an open folder with these entries, which lies at `path`. Keeps nothing.
+  [[nodiscard]] ConfigStatus ReadIn(const Zef::Platform::FolderReader& folder,
+                                    const Zef::Platform::FolderListing& listing,
+                                    const std::string& path, TagContainer& out);
+  /// True when a folder with these entries holds a config.
+  static bool HasConfig(const Zef::Platform::FolderListing& listing);
+
+  /// Keeps a config that was just read in the record's folder.
+  void Keep(const MUKAsset& record, const TagContainer& config);
+  /// Forgets what is kept of this asset.
+  void Drop(const PLID& id);
+
+ private:
+  ConfigStatus ReadPlace(const AssetPlace& place, TagContainer& out);
+  ConfigStatus ReadPlain(Zef::Platform::FileHandle file, std::size_t* size);
+  ConfigStatus ReadThroughFile(const AssetPlace& file, std::size_t* size);
+  ConfigStatus Parse(std::size_t size, bool isText, TagContainer& out) const;
+
+  std::string root_;
+  std::string buffer_;  // kept at the size of the largest config so far
+  PLID keptId_;
+  std::string keptPlace_;
+  TagContainer kept_;
+};
+
+/// The config of one record, for who needs no other. False when there is none to be read.
+[[nodiscard]] bool LoadConfig(const std::string& root, const MUKAsset& record, TagContainer& out);

@@ -1,0 +1,1 @@
+// Sets the view distance when the train passes the trigger.

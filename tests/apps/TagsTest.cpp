@@ -1,0 +1,131 @@
+#include "tagdata/NOLContainerTag.h"
+#include "tagdata/TagFiles.h"
+#include "tests/apps/QuarleProgram.h"
+
+namespace {
+
+using namespace Test;
+
+using Tags = QuarleProgram;
+
+TEST_F(Tags, ShowDrawsTheTree) {
+  Write("config.txt",
+        "n 1\nouter { in { t \"a\nb\xFF\x1B\" }\n}\nf 0.5\nid <plid:1:2>\nlast { x }\n");
+  EXPECT_EQ(Run("tags show config.txt").out,
+            "config.txt (5 tags)\n"
+            "├── n = 1 (int)\n"
+            "├── outer (1 tag)\n"
+            "│   └── in (1 tag)\n"
+            "│       └── t = \"a\\nbÿ\uFFFD\" (string)\n"
+            "├── f = 0.5 (float)\n"
+            "├── id = <plid:1:2> (plid)\n"
+            "└── last (1 tag)\n"
+            "    └── x (null)\n");
+  const nlohmann::json tags = Run("tags show config.txt --json").Json();
+  ASSERT_EQ(tags.size(), 5u);
+  EXPECT_EQ(tags[1]["tags"][0]["tags"][0]["value"], "a\r\nb\u00FF\x1B");
+  Write("empty.txt", "");
+  EXPECT_EQ(Run("tags show empty.txt").out, "empty.txt (0 tags)\n");
+  EXPECT_EQ(Run("tags show empty.txt --json").Json(), nlohmann::json::array());
+}
+
+TEST_F(Tags, LongAndRepeatedThingsAreCutShort) {
+  TagContainer repeats;
+  repeats.Ensure();
+  for (int level = 0; level < 60; ++level) {
+    TagContainer outer;
+    outer.SetSubContainer("a", repeats);
+    outer.Chunk()->AddTag("a", repeats.Chunk());
+    repeats = outer;
+  }
+  repeats.SetString("long", std::string(99, 'x') + "\u00E9" + std::string(100, 'y'));
+  repeats.SetBinary("raw", std::string(1000, '\x01').data(), 1000);
+  ASSERT_FALSE(SaveTagFile(repeats, {}, temp_ / "bomb.grole")) << "doubles 60 times";
+  repeats.RemoveTag("a");
+  repeats.RemoveTag("a");
+  ASSERT_TRUE(SaveTagFile(repeats, {}, temp_ / "long.grole"));
+  const std::string out = Run("tags show long.grole").out;
+  EXPECT_NE(out.find(std::string(99, 'x') + "\"... (string)"), std::string::npos) << out;
+  EXPECT_NE(out.find("01... (binary, 1000 bytes)"), std::string::npos) << out;
+}
+
+TEST_F(Tags, ConvertGoesBothWaysAndTellsWhatChanges) {
+  TagContainer inner;
+  inner.SetFloat("scale", 1.0f);
+  inner.SetFloat("kept", 1.5f);
+  TagContainer tags;
+  tags.SetString("e", "");
+  tags.SetBinary("icon", "\x89P", 2);
+  tags.SetSubContainer("Big Part", inner);
+  tags.SetString(Zef::PString(std::string(56, 'k')), "v");
+  tags.SetString("text", "say \"so\"");
+  tags.SetInt("twice", 1);
+  tags.Chunk()->AddTag("twice", NewHeapTag(TagNull, nullptr));
+  ASSERT_TRUE(SaveTagFile(tags, {}, temp_ / "in.grole"));
+  const Outcome outcome = Run("tags convert in.grole out.txt");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "'in.grole' is written as 'out.txt': 6 tags\n");
+  EXPECT_EQ(outcome.err,
+            "quarle: warning: 7 tags will not read back from 'out.txt' as before:\n"
+            "  e: string \"\" becomes null\n"
+            "  icon: binary 8950 becomes null\n"
+            "  Big Part: its key becomes 'big_part'\n"
+            "  Big Part/scale: float 1 becomes int 1\n"
+            "  " +
+                std::string(56, 'k') +
+                ": string \"v\" is lost\n"
+                "  text: string \"say \"so\"\" becomes string \"say 'so'\"\n"
+                "  twice: repeats the key of an earlier tag, and its own value is lost\n");
+  const nlohmann::json json = Run("tags convert in.grole out.txt --json").Json();
+  EXPECT_EQ(json["changes"].size(), 7u);
+  EXPECT_EQ(json["changes"][3]["tag"], "Big Part/scale");
+
+  Write("config.txt", "a 1\nb { c \"x\" d 1.0 \n}\n" + std::string(300, 'k') + " 1\n");
+  const Outcome back = Run("tags convert config.txt config.kpx --quiet");
+  EXPECT_EQ(back.out, "");
+  EXPECT_EQ(back.err, "quarle: warning: 1 tag will not read back from 'config.kpx' as before:\n  " +
+                          std::string(300, 'k') + ": int 1 is lost\n");
+  EXPECT_EQ(Run("tags show config.kpx --json").Json()[1]["tags"][1]["type"], "float");
+}
+
+TEST_F(Tags, ManyChangesAreCounted) {
+  std::string text;
+  for (int i = 0; i < 30; ++i) text += "k" + std::to_string(i) + " 1.0\n";
+  Write("many.txt", text);
+  const Outcome outcome = Run("tags convert many.txt out.txt");
+  EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 22);
+  EXPECT_NE(outcome.err.find("30 tags"), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.err.find("and 10 more"), std::string::npos) << outcome.err;
+}
+
+TEST_F(Tags, FailuresNameTheFileAndWriteNothing) {
+  Write("a.txt", "a 1");
+  Write("a.dat", "a 1");
+  Write("cut.grole", "HCS$\x01");
+  Write("empty.grole", std::string("HCS$\1\0\0\0\0\0\0\0\0\0\0\0", 16));
+  Write("folder.txt/x", "");
+  const struct {
+    const char* arguments;
+    const char* said;
+  } cases[] = {
+      {"show none.txt", "'none.txt': there is no such file"},
+      {"show folder.txt", "'folder.txt': it is a folder"},
+      {"show cut.grole", "'cut.grole': it is damaged"},
+      {"show a.dat", "'a.dat' is no tag file by its name"},
+      {"convert a.txt out.dat", "'out.dat' is no tag file by its name"},
+      {"convert a.txt none/out.txt", "'none/out.txt'"},
+      {"convert cut.grole out.txt", "'cut.grole'"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome = Run(std::string("tags ") + c.arguments);
+    EXPECT_EQ(outcome.status, 1) << c.arguments;
+    EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
+    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
+  }
+  EXPECT_FALSE(std::filesystem::exists(temp_ / "out.txt"));
+  EXPECT_EQ(Run("tags show empty.grole").out, "empty.grole (0 tags)\n");
+  EXPECT_EQ(Run("tags convert empty.grole a.txt").status, 0);
+  EXPECT_EQ(Read("a.txt"), "\xEF\xBB\xBF\r\n");
+}
+
+}  // namespace

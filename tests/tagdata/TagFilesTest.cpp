@@ -1,0 +1,195 @@
+// Tag files by extension, and saves that a crash may cut anywhere.
+
+#include "tagdata/TagFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "kernel/standard/File.h"
+#include "kernel/standard/Subst.h"
+#include "tests/support/TestFiles.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace Test;
+
+TagContainer Sample(int number) {
+  TagContainer tags;
+  tags.SetInt("number", number);
+  return tags;
+}
+
+/// A folder that is registered under a name.
+class TagFiles : public ::testing::Test {
+ protected:
+  TagFiles() { Zef::Subst(root_, (folder_ / "").c_str(), true); }
+  ~TagFiles() override { Zef::Subst(root_, nullptr, false); }
+
+  /// The number in a file; -1 when it does not load, 0 for a tree without it.
+  int Number(std::string_view path, std::string_view extension = {}) const {
+    TagContainer tags;
+    return LoadTagFile(tags, root_, path, extension) ? tags.GetInt("number") : -1;
+  }
+  int SafeNumber(std::string_view path) const {
+    TagContainer tags;
+    return LoadTagFileSafe(tags, root_, path) ? tags.GetInt("number") : -1;
+  }
+  bool Has(std::string_view name) const { return fs::exists(folder_ / name); }
+
+  const TempFolder folder_;
+  const Zef::PString root_ = "tagfiles";
+};
+
+TEST_F(TagFiles, ExtensionPicksTheForm) {
+  const struct {
+    const char* path;
+    const char* extension;
+    TagForm form;
+  } cases[] = {
+      {"a.txt", "", TagForm::Text},
+      {"sub/A.TXT", "", TagForm::Text},
+      {"b.grole", "", TagForm::Binary},
+      {"b.kpx", "", TagForm::Binary},
+      {"b.Kpx2", "", TagForm::Binary},
+      {"c.dat", ".txt", TagForm::Text},
+      {"d.txt", "grole", TagForm::Binary},
+      {"e.dat", "", TagForm::None},
+      {"f", "", TagForm::None},
+      {"g.txt", "dat", TagForm::None},
+      {"h.txt.", "", TagForm::None},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(TagFormOf(c.path, c.extension), c.form) << c.path;
+    EXPECT_EQ(SaveTagFile(Sample(7), root_, c.path, c.extension), c.form != TagForm::None);
+    EXPECT_EQ(Number(c.path, c.extension), c.form != TagForm::None ? 7 : -1) << c.path;
+    EXPECT_EQ(Has(c.path), c.form != TagForm::None) << c.path;
+    if (!Has(c.path)) continue;
+    EXPECT_EQ(ReadWholeFile(folder_ / c.path).starts_with("HCS$"), c.form == TagForm::Binary);
+  }
+  TagContainer tags = Sample(3);
+  WriteWholeFile(folder_ / "x.dat", "number 4");
+  EXPECT_FALSE(LoadTagFile(tags, root_, "x.dat"));
+  EXPECT_FALSE(LoadTagFile(tags, root_, "none.txt"));
+  EXPECT_FALSE(LoadTagFile(tags, root_, "sub"));
+  EXPECT_FALSE(LoadTagFile(tags, "nobody", "a.txt"));
+  EXPECT_EQ(tags.GetInt("number"), 3) << "a failed load leaves the handle alone";
+}
+
+TEST_F(TagFiles, DamagedFilesLoadAsNothing) {
+  for (const char* name : {"cut.grole", "cut.txt"}) {
+    WriteWholeFile(folder_ / name, "HCS$\1");
+    TagContainer tags = Sample(3);
+    EXPECT_TRUE(LoadTagFile(tags, root_, name));
+    EXPECT_EQ(tags.IsNull(), name[4] == 'g');
+    EXPECT_FALSE(tags.HasTag("number"));
+  }
+}
+
+TEST_F(TagFiles, PathsWithoutARootAreTheSystemsOwn) {
+  const std::string path = folder_ / "plain.txt";
+  EXPECT_TRUE(SaveTagFile(Sample(5), {}, path));
+  TagContainer tags;
+  EXPECT_TRUE(LoadTagFile(tags, {}, "tagfiles:PLAIN.txt")) << "by its prefix, in any case";
+  EXPECT_EQ(tags.GetInt("number"), 5);
+  EXPECT_FALSE(SaveTagFile(tags, {}, folder_ / "none/plain.txt"));
+}
+
+TEST_F(TagFiles, CompressedFilesAreReadBelowAName) {
+  const std::string text(100000, '\n');
+  Zef::File file;
+  const auto mode = Zef::FileMode::kWriteCompressed | Zef::FileMode::kCreate;
+  ASSERT_EQ(file.Open(root_, "packed.txt", mode), Zef::RES_OK);
+  file.Write(text.data(), 1, text.size());
+  file.Write("number 6", 1, 8);
+  file.Close();
+  EXPECT_LT(fs::file_size(folder_ / "packed.txt"), text.size());
+  EXPECT_EQ(Number("packed.txt"), 6);
+}
+
+TEST_F(TagFiles, SafeSaveReplacesAndLeavesNothingBehind) {
+  for (const char* name : {"config.txt", "config.grole", "x.tmp.txt"}) {
+    for (const int number : {1, 2}) {
+      WriteWholeFile(folder_ / "config.tmp", "number 9");
+      fs::remove(folder_ / (number == 1 ? name : "config.tmp"));
+      fs::remove(folder_ / "config.tmp");
+      ASSERT_TRUE(SaveTagFileSafe(Sample(number), root_, name));
+      EXPECT_EQ(Number(name), number);
+      EXPECT_FALSE(Has("config.tmp"));
+    }
+  }
+  WriteWholeFile(folder_ / "keep.tmp", "number 8");
+  EXPECT_TRUE(SaveTagFileSafe(Sample(1), root_, "keep.tmp", "txt"));
+  EXPECT_EQ(Number("keep.tmp", "txt"), 1) << "a file is not its own temporary";
+  EXPECT_TRUE(SaveTagFileSafe(Sample(4), {}, folder_ / "plain.txt"));
+  EXPECT_TRUE(SaveTagFileSafe(Sample(5), {}, folder_ / "plain.txt"));
+  EXPECT_EQ(Number("plain.txt"), 5);
+}
+
+TEST_F(TagFiles, FailedSafeSaveKeepsTheOldFile) {
+  ASSERT_TRUE(SaveTagFileSafe(Sample(1), root_, "config.txt"));
+  TagContainer circle, inner;
+  inner.Ensure();
+  circle.SetSubContainer("in", inner);
+  inner.SetSubContainer("out", circle);
+  EXPECT_FALSE(SaveTagFileSafe(circle, root_, "config.txt"));
+  inner.RemoveTag("out");
+  EXPECT_EQ(Number("config.txt"), 1);
+  fs::create_directory(folder_ / "config.tmp");
+  EXPECT_FALSE(SaveTagFileSafe(Sample(2), root_, "config.txt"));
+  EXPECT_EQ(SafeNumber("config.txt"), 1);
+  EXPECT_FALSE(SaveTagFileSafe(Sample(2), root_, "config.dat"));
+}
+
+// What the steps of a save leave on disk, one by one.
+TEST_F(TagFiles, SafeLoadHealsEveryCut) {
+  const struct {
+    const char* main;  ///< null: not there
+    const char* temporary;
+    int loaded;
+  } cases[] = {
+      {"number 1", nullptr, 1},    {"number 1", "numb", 1},  // cut while it was written
+      {"number 1", "number 2", 1},                           // not yet in its place
+      {nullptr, "number 2", 2},                              // between delete and rename
+      {nullptr, nullptr, -1},
+  };
+  for (const auto& c : cases) {
+    fs::remove(folder_ / "config.txt");
+    if (c.main != nullptr) WriteWholeFile(folder_ / "config.txt", c.main);
+    if (c.temporary != nullptr) WriteWholeFile(folder_ / "config.tmp", c.temporary);
+    EXPECT_EQ(SafeNumber("config.txt"), c.loaded);
+    EXPECT_FALSE(Has("config.tmp"));
+    EXPECT_EQ(Number("config.txt"), c.loaded) << "and stays so";
+  }
+  WriteWholeFile(folder_ / "lone.tmp", "number 3");
+  ASSERT_TRUE(SaveTagFileSafe(Sample(4), root_, "lone.txt"));
+  EXPECT_EQ(SafeNumber("lone.txt"), 4);
+}
+
+TEST_F(TagFiles, AFileThatCannotBeOpenedStays) {
+  WriteWholeFile(folder_ / "config.txt", "number 1");
+  WriteWholeFile(folder_ / "config.tmp", "number 2");
+  {
+    Zef::File writer;  // keeps all others out
+    ASSERT_EQ(writer.Open(root_, "config.txt", Zef::FileMode::kWrite | 0x200), Zef::RES_OK);
+    EXPECT_EQ(SafeNumber("config.txt"), -1);
+  }
+  EXPECT_EQ(SafeNumber("config.txt"), 1);
+}
+
+TEST_F(TagFiles, IdentifierOfAFolderIsThatOfItsConfig) {
+  WriteWholeFile(folder_ / "text/mesh.im", "");
+  WriteWholeFile(folder_ / "text/config.txt", "plid <plid2:1:2:3>");
+  WriteWholeFile(folder_ / "bare/mesh.im", "");
+  WriteWholeFile(folder_ / "binary/mesh.im", "");
+  TagContainer tags;
+  tags.SetPLID("plid", PLID(4, 5, 6));
+  ASSERT_TRUE(SaveTagFile(tags, root_, "binary/config.grole"));
+  EXPECT_EQ(LoadPLIDFromFile(root_, "text/mesh.im"), PLID(1, 2, 3));
+  EXPECT_EQ(LoadPLIDFromFile(root_, "binary/"), PLID(4, 5, 6));
+  EXPECT_TRUE(LoadPLIDFromFile(root_, "text/none.im").IsNull());
+  EXPECT_TRUE(LoadPLIDFromFile(root_, "bare/mesh.im").IsNull());
+}
+
+}  // namespace
