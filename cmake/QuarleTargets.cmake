@@ -9,11 +9,13 @@ set(warnings -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-ca
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   list(APPEND warnings -Wduplicated-cond -Wlogical-op)
 endif()
+# Fault reports walk the frames of whatever runs.
+target_compile_options(quarle_options INTERFACE "$<BUILD_INTERFACE:-fno-omit-frame-pointer>")
 # Our warnings are not those of a host that embeds the installed library.
 target_compile_options(quarle_options INTERFACE "$<BUILD_INTERFACE:${warnings}>")
 if(QUARLE_SANITIZE)
   target_compile_options(quarle_options INTERFACE
-    -fsanitize=${QUARLE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=${QUARLE_SANITIZE} -fno-sanitize-recover=all)
   target_link_options(quarle_options INTERFACE -fsanitize=${QUARLE_SANITIZE})
 endif()
 if(ZEF_PLAIN_HEAP)

@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "kernel/Waitable.h"
+#include "kernel/platform/Fault.h"
 
 namespace Zef {
 
@@ -70,8 +71,10 @@ bool Thread::Start() {
   const std::lock_guard guard(mutex_);
   if (thread_.joinable() || state_->HasEnded()) return false;
   auto run = [state = std::static_pointer_cast<State>(state_->shared_from_this()),
-              function = function_,
-              argument = argument_]() noexcept { state->End(function(argument)); };
+              function = function_, argument = argument_]() noexcept {
+    const Platform::FaultStack faults;
+    state->End(function(argument));
+  };
   try {
     thread_ = std::thread(std::move(run));
   } catch (const std::exception&) {

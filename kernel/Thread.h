@@ -3,7 +3,8 @@
 //
 // A Thread is a SyncObject that is signalled once its function has returned. Its owner ends it
 // with Stop, or by destroying it: both set the stop event, which the function is to poll, and
-// wait as long as it takes. Nothing can stop a thread from outside.
+// wait as long as it takes. Nothing can stop a thread from outside. Faults in a thread are
+// reported like any other once the process handles faults, the overflow of its stack included.
 
 #pragma once
 

@@ -6,6 +6,7 @@
 #include "apps/quarle/Utf8.h"
 #include "kernel/platform/System.h"
 #include "kernel/platform/Terminal.h"
+#include "kernel/standard/Trace.h"
 
 namespace {
 
@@ -30,6 +31,7 @@ int PrintFailure(std::string_view message, int status) {
   line += message;
   line += '\n';
   static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
+  Zef::Trace("%.*s", static_cast<int>(message.size()), message.data());
   return status;
 }
 

@@ -21,6 +21,7 @@ struct CommonOptions {
   bool json = false;
   bool quiet = false;  ///< no summaries and no progress
   ProgressMode progress = ProgressMode::Auto;
+  std::string log;  ///< file of the run's log; empty for none
 };
 
 /// Prints the one line of a failed operation and gives its exit status.

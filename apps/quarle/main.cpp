@@ -9,6 +9,9 @@
 
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/Utf8.h"
+#include "kernel/standard/FaultReport.h"
+#include "kernel/standard/Log.h"
+#include "kernel/standard/Options.h"
 
 namespace {
 
@@ -47,6 +50,9 @@ void AddCommon(CLI::App& command, CommonOptions& common) {
       ->check(CLI::IsMember(kModes).description(""))
       ->type_name("WHEN")
       ->default_str("auto");
+  command.add_option("--log", common.log, "Keep a log of the run, and of its crash if it has one")
+      ->check(kNotEmpty)
+      ->type_name("FILE");
 }
 
 void AddText(CLI::App& command, const char* name, std::string& value, const char* what) {
@@ -213,6 +219,16 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   return FailUsage(Printable(what) + "; see " + command + " --help");
 }
 
+/// Levels and form of the log come from the options of the program.
+bool OpenLog(const std::string& file) {
+  Zef::Options& options = Zef::Options::Process();
+  options.LoadForProgram();
+  Zef::LogSettings settings = Zef::ReadLogSettings(options);
+  settings.file = file;
+  Zef::LogInit(settings);
+  return settings.disabled || !Zef::LogChannel::disabled;
+}
+
 int Run(int argc, char** argv) {
   CLI::App app("Asset indexes, their patch sets, and tag files.", "quarle");
   app.footer("Example:\n  quarle diff release-1 release-2 patch-1-2");
@@ -229,12 +245,15 @@ int Run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return ReportParse(app, error);
   }
+  const std::string& log = line.common.log;
+  if (!log.empty() && !OpenLog(log)) return Fail("cannot write the log " + Quoted(log));
   return line.run();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  Zef::InstallFaultReports();
   int status = kFailed;
   try {
     status = Run(argc, argv);

@@ -29,6 +29,10 @@ class Exception {
   /// Replaces the reason by a formatted text, cut at 255 bytes.
   void FormatReason(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
+ protected:
+  /// kCallStackSize bytes, for a class that knows its call stack; stays zero-terminated.
+  char* CallStackSpace() { return callStack_; }
+
  private:
   char callStack_[kCallStackSize];
   char reason_[kReasonSize];

@@ -9,6 +9,7 @@
 #include "kernel/KeyedHash.h"
 #include "kernel/platform/System.h"
 #include "kernel/standard/EarlyInit.h"
+#include "kernel/standard/Log.h"
 
 namespace Zef {
 namespace {
@@ -54,6 +55,7 @@ void StringPool::Create() {
 void StringPool::Destroy() {
   PString::poolExists_.store(false);
   delete thePool.exchange(nullptr);
+  LogEnd();
 }
 
 StringPool* StringPool::Get() {

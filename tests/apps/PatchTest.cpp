@@ -96,6 +96,17 @@ TEST_F(Patching, PutsTheCopyBackWhenThePluginFails) {
   }
 }
 
+TEST_F(Patching, ACrashOfThePluginIsReported) {
+  ASSERT_EQ(Run("diff old new set").status, 0);
+  const Outcome outcome =
+      Run("patch old set --log run.log --plugin " FAKE_PLUGIN_PATH, "FAKE_PLUGIN=crash");
+  EXPECT_NE(outcome.status, 0);
+  for (const std::string& text : {outcome.err, Read("run.log")}) {
+    EXPECT_NE(text.find("Reason: Access Violation"), std::string::npos) << text;
+    EXPECT_NE(text.find("Call Stack:"), std::string::npos) << text;
+  }
+}
+
 // Beside the program, then where both are installed; a program without one says so.
 TEST_F(Patching, FindsThePluginThatBelongsToTheProgram) {
   fs::create_directory(temp_ / "bin");

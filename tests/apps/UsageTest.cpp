@@ -90,6 +90,18 @@ TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {
   EXPECT_EQ(Read("good/assets.mkx").size(), bytes.size());
 }
 
+TEST_F(Usage, OnlyAnOptionMakesALog) {
+  EXPECT_EQ(Run("index stat none.mkx").status, 1);
+  EXPECT_FALSE(std::filesystem::exists(temp_ / "ZefLog.txt"));
+  EXPECT_EQ(Run("index stat none.mkx --log run.log", "Options=-LogDisplayModuleName=off").status,
+            1);
+  const std::string log = Read("run.log");
+  EXPECT_TRUE(log.ends_with("; check its name\r\nEnd.\r\n")) << log;
+  const Outcome outcome = Run("plid 1:2 --log none/run.log");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.HasOneErrorLine() && outcome.out.empty()) << outcome.err;
+}
+
 TEST_F(Usage, AFullDiskUnderTheOutputIsAFailure) {
   const Outcome outcome = Shell("( " QUARLE_PATH " plid 1:2 >/dev/full )");
   EXPECT_EQ(outcome.status, 1);

@@ -14,6 +14,7 @@
 #include <ctime>
 
 #include "kernel/platform/System.h"
+#include "kernel/platform/Terminal.h"
 #include "kernel/platform/posix/Posix.h"
 
 namespace Zef::Platform {
@@ -142,15 +143,7 @@ void* Library::Symbol(const char* name) const {
   return handle_ != nullptr ? dlsym(handle_, name) : nullptr;
 }
 
-void DebugOutput(const char* text) {
-  std::size_t left = std::strlen(text);
-  while (left > 0) {
-    const ssize_t written = Uninterrupted([&] { return write(STDERR_FILENO, text, left); });
-    if (written <= 0) return;
-    text += written;
-    left -= static_cast<std::size_t>(written);
-  }
-}
+void DebugOutput(const char* text) { WriteStandard(StandardStream::Error, text); }
 
 void Trap(const char* message) {
   if (message != nullptr) {

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -12,6 +13,7 @@ bool Patch(const char* indexName, const char* indexRoot, const char*) {
   const char* const fault = std::getenv("FAKE_PLUGIN");
   const std::string what = fault != nullptr ? fault : "";
   if (what == "damage") std::ofstream(std::string(indexRoot) + "/" + indexName) << "half an index";
+  if (what == "crash") std::raise(SIGSEGV);
   return what != "refuse";
 }
 

@@ -1,0 +1,8 @@
+#include "kernel/standard/Version.h"
+
+namespace Zef {
+
+constinit const BuildVersion kBuildVersion = {ZEF_VERSION, ZEF_BUILD, ZEF_REVISION, __DATE__,
+                                              __TIME__};
+
+}  // namespace Zef
