@@ -1,6 +1,7 @@
 #include "database/AssetServices.h"
 
 #include "database/AssetUpdate.h"
+#include "database/AssetVerify.h"
 #include "database/ContentScan.h"
 #include "database/Database.h"
 #include "kernel/Clock.h"
@@ -41,7 +42,7 @@ void AssetServices::RefreshBaseId() { baseId_.GetBaseUser(); }
 PLID AssetServices::NextLocalId(const MUKAssetIndex& index) { return baseId_.NextLocalId(index); }
 
 void AssetServices::Verify(MUKAssetIndex& index, MUKAsset& record) {
-  ContentScan(index, configs_, ScanOptions(), nullptr).Verify(record);
+  VerifyAsset(index, configs_, record);
 }
 
 void AssetServices::Scan(ContentArea area, MUKAssetIndex& index, const MUKSettings& settings) {

@@ -6,8 +6,8 @@
 #include <thread>
 #include <utility>
 
-#include "database/AssetConfig.h"
 #include "database/AssetFolder.h"
+#include "database/AssetVerify.h"
 #include "database/DatabaseFiles.h"
 #include "database/MUKAsset.h"
 #include "database/MUKAssetIndex.h"
@@ -70,14 +70,17 @@ ContentScan::ContentScan(MUKAssetIndex& index, ConfigReader& configs, ScanOption
       options_(std::move(options)),
       report_(report),
       scratch_(ThreadCount(options_)),
-      work_(scratch_.size() - 1, [this](ScanItem& item, std::size_t worker) {
-        ReadScanItem(item, scratch_[worker], known_, options_.markBuiltIn);
+      work_(scratch_.size() - 1, [this](Batch& batch, std::size_t worker) {
+        for (ScanItem& item : batch) {
+          ReadScanItem(item, scratch_[worker], known_, options_.markBuiltIn);
+        }
       }) {
   if (options_.now == 0) options_.now = Zef::RealClock().UnixTime();
   for (const MUKAsset* record : index_.AllRecords()) known_.insert(record->id);
 }
 
 void ContentScan::ScanFolder(std::string_view base, std::string_view folder, ScanMode mode) {
+  if (configs_.Root().empty()) return;
   ScanItem item;
   item.base = base;
   item.folder = folder;
@@ -85,18 +88,18 @@ void ContentScan::ScanFolder(std::string_view base, std::string_view folder, Sca
   item.disk = Zef::Platform::ResolveCase(configs_.Root(), item.Path());
   item.total = 1;
   Post(std::move(item));
-  Drain(0);
+  Finish();
 }
 
 void ContentScan::ScanTree(std::string_view base, std::string_view subFolder, ScanMode mode) {
   OpenedFolder parent{std::string(base), std::string(subFolder), {}, {}, {}};
   if (Open(parent)) PostChildren(parent, mode, false);
-  Drain(0);
+  Finish();
 }
 
 void ContentScan::ScanRoots(std::string_view folder) {
   PostRoots(folder);
-  Drain(0);
+  Finish();
 }
 
 void ContentScan::ScanWorld() {
@@ -119,7 +122,7 @@ void ContentScan::ScanWorld() {
       PostRoots(path);
     }
   }
-  Drain(0);
+  Finish();
 }
 
 void ContentScan::ScanArea(ContentArea area) {
@@ -207,8 +210,16 @@ void ContentScan::PostChildren(const OpenedFolder& parent, ScanMode mode, bool m
 }
 
 void ContentScan::Post(ScanItem&& item) {
-  work_.Post(std::move(item));
-  Drain(kAhead);
+  batch_.push_back(std::move(item));
+  if (batch_.size() == kBatch) PostBatch(kAhead);
+}
+
+/// Has the batch read, and enters what was read of earlier ones until so many are left.
+void ContentScan::PostBatch(std::size_t ahead) {
+  if (!batch_.empty()) work_.Post(std::exchange(batch_, {}));
+  while (work_.Count() > ahead) {
+    for (ScanItem& item : work_.Take()) Enter(item);
+  }
 }
 
 /// What is told waits its turn behind what was posted before.
@@ -221,11 +232,7 @@ void ContentScan::Tell(ScanOutcome outcome, std::string_view base, std::string_v
   Post(std::move(item));
 }
 
-void ContentScan::Drain(std::size_t left) {
-  while (work_.Count() > left) Enter(work_.Take());
-}
-
-void ContentScan::Enter(ScanItem&& item) {
+void ContentScan::Enter(ScanItem& item) {
   if (item.total != 0 && options_.progress) options_.progress(item.Path(), item.done, item.total);
   if (item.outcome == ScanOutcome::Found) item.outcome = EnterRecord(item);
   if (report_ == nullptr) return;
@@ -238,40 +245,13 @@ ScanOutcome ContentScan::EnterRecord(ScanItem& item) {
   if (MUKAsset* const held = index_.Find(item.record.id)) {
     if (!index_.Merge(item.record)) return ScanOutcome::Conflict;
     if (!item.config.IsEmptyHandle()) configs_.Keep(item.record, item.config);
-    Verify(*held);
+    VerifyAsset(index_, configs_, *held);
     return ScanOutcome::Merged;
   }
   MUKAsset& added = index_.Add(std::move(item.record));
   configs_.Drop(added.id);
   UpdateAssetFully(index_, added, item.relations, options_.now);
   return ScanOutcome::Found;
-}
-
-bool ContentScan::Verify(MUKAsset& record) {
-  const std::string& root = configs_.Root();
-  bool dropped = false;
-  if (!record.legacyPath.IsEmpty() && !FolderExists(LegacyPlace(root, record))) {
-    record.legacyPath.Clear();
-    dropped = true;
-  }
-  if (!record.editPath.IsEmpty() && !FolderExists(EditPlace(root, record))) {
-    record.editPath.Clear();
-    dropped = true;
-  }
-  index_.ForgetObsoleteBits();
-  if (dropped) UpdateAsset(index_, record);
-  if (!record.IsPresent()) return true;
-  const bool isInstalled = !record.legacyPath.IsEmpty() || !record.installPath.IsEmpty();
-  if (!record.editPath.IsEmpty() && isInstalled) return false;
-  TagContainer config;
-  if (configs_.Read(record, config) != ConfigStatus::Loaded) return false;
-  configs_.Drop(record.id);
-  const auto measure = [&](const MUKAsset& asset) {
-    return MeasureAssetFolder(AssetPlaceOf(root, asset)).Word();
-  };
-  if (!FillFromConfig(record, config, false, measure)) return false;
-  UpdateAsset(index_, record);
-  return true;
 }
 
 ScanReport ScanProduct(MUKAssetIndex& index, const std::string& productRoot,

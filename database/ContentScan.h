@@ -67,15 +67,12 @@ class ContentScan {
   void ScanWorld();
   void ScanArea(ContentArea area);
 
-  /// Drops legacy and edit paths whose folders are gone and derives the record's fields anew from
-  /// its config. False when the config cannot be read, and for a record that is open for edit
-  /// beside another place, which keeps its fields.
-  bool Verify(MUKAsset& record);
-
  private:
   struct OpenedFolder;
 
-  static constexpr std::size_t kAhead = 64;  // items between the walk and the index
+  using Batch = std::vector<ScanItem>;
+  static constexpr std::size_t kBatch = 16;  // items that one thread reads in a row
+  static constexpr std::size_t kAhead = 6;   // batches between the walk and the index
 
   bool Open(OpenedFolder& folder);
   bool List(OpenedFolder& folder);
@@ -85,8 +82,9 @@ class ContentScan {
   void PostChildren(const OpenedFolder& parent, ScanMode mode, bool mayLackConfig);
   void Post(ScanItem&& item);
   void Tell(ScanOutcome outcome, std::string_view base, std::string_view folder);
-  void Drain(std::size_t left);
-  void Enter(ScanItem&& item);
+  void PostBatch(std::size_t ahead);
+  void Finish() { PostBatch(0); }
+  void Enter(ScanItem& item);
   ScanOutcome EnterRecord(ScanItem& item);
 
   MUKAssetIndex& index_;
@@ -95,5 +93,6 @@ class ContentScan {
   ScanReport* report_;
   std::unordered_set<PLID> known_;  // what the index held at the start
   std::vector<ScanScratch> scratch_;
-  Zef::OrderedWork<ScanItem> work_;
+  Batch batch_;  // not yet posted
+  Zef::OrderedWork<Batch> work_;
 };

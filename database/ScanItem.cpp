@@ -10,7 +10,6 @@
 
 namespace {
 
-using Zef::Platform::FolderListing;
 using Zef::Platform::FolderReader;
 
 bool IsInLocal(std::string_view path) {

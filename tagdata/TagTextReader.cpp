@@ -64,9 +64,15 @@ bool SpellsIdentifier(std::string_view text) {
                             Zef::EqualFolded(text.substr(0, 6), "<null>"));
 }
 
-/// The keys met last: files say the same few again and again, and the pool has a lock.
+/// The keys that a thread met last: files say the same few again and again, and the pool has a lock
+/// for which all threads of a scan would queue.
 class KeyCache {
  public:
+  static KeyCache& OfThread() {
+    static thread_local KeyCache cache;
+    return cache;
+  }
+
   const Zef::PString& Find(std::string_view key) {
     Zef::PString& entry = entries_[Slot(key)];
     if (entry.View() != key) entry = Zef::PString(key);
@@ -74,11 +80,14 @@ class KeyCache {
   }
 
  private:
-  static constexpr std::size_t kSize = 128;
+  static constexpr std::size_t kSize = 512;
 
   static std::size_t Slot(std::string_view key) {
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(key[at]); };
-    return (key.size() * 7 + byte(0) * 5 + byte(key.size() / 2) * 3 + byte(key.size() - 1)) % kSize;
+    const auto byte = [&](std::size_t at) -> std::size_t {
+      return static_cast<unsigned char>(key[at]);
+    };
+    return (key.size() * 67 + byte(0) * 37 + byte(key.size() / 2) * 11 + byte(key.size() - 1)) %
+           kSize;
   }
 
   std::array<Zef::PString, kSize> entries_;
@@ -147,7 +156,7 @@ class Reader {
   bool isUtf8_;
   std::vector<OpenBlock> open_;
   std::uint64_t passed_ = 0;  ///< blocks below the deepest one kept that are open
-  KeyCache keys_;
+  KeyCache& keys_ = KeyCache::OfThread();
   std::array<char, kMaxKey> key_;
   std::string value_;
   std::vector<float> numbers_;

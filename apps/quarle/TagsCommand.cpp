@@ -1,5 +1,6 @@
 // quarle tags show, quarle tags convert: tag files of either form.
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,7 +14,6 @@
 #include "apps/quarle/TagShown.h"
 #include "apps/quarle/Utf8.h"
 #include "kernel/platform/FileSystem.h"
-#include "kernel/standard/File.h"
 #include "tagdata/NOLBinaryFile.h"
 #include "tagdata/TagFiles.h"
 #include "tagdata/TagTextWriter.h"
@@ -29,11 +29,12 @@ int FailForm(const std::string& path) {
 
 /// A file with the right header and no records, which loads like a damaged one.
 bool IsEmptyBinary(const std::string& path) {
-  std::uint32_t header[NOLBinaryFile::kHeaderSize / 4] = {};
-  Zef::File file;
-  return file.Open({}, path.c_str(), Zef::FileMode::kReadRaw) == Zef::RES_OK &&
-         file.Read(header, sizeof header, 1) == 1 && header[0] == NOLBinaryFile::kMagic &&
-         header[3] == 0;
+  std::array<std::uint32_t, NOLBinaryFile::kHeaderSize / 4> header{};
+  const Zef::Platform::FileHandle file = Zef::Platform::OpenFile(path, {});
+  if (file == Zef::Platform::kNoFile) return false;
+  const std::int64_t size = Zef::Platform::ReadAt(file, header.data(), sizeof header, 0);
+  Zef::Platform::CloseFile(file);
+  return size == sizeof header && header[0] == NOLBinaryFile::kMagic && header[3] == 0;
 }
 
 std::string LoadFailure(const std::string& path) {

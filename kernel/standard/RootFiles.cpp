@@ -145,7 +145,7 @@ bool CreateTemporaryFilePath(const PString& root, std::string_view folder, std::
   result = begin + safe + end;
   if (!safe.empty() && !FileExists(root, result)) return true;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    result = begin + std::string(prefix) + RandomName() + number + end;
+    result.assign(begin).append(prefix).append(RandomName()).append(number).append(end);
     if (!FileExists(root, result)) return true;
   }
   Trace(

@@ -2,6 +2,7 @@
 
 #include "database/AssetFolder.h"
 #include "database/AssetUpdate.h"
+#include "database/AssetVerify.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "tagdata/TagFiles.h"
@@ -137,7 +138,8 @@ TEST_F(ScanTest, GivesTheSameWhateverTheNumberOfThreads) {
     if (i % 10 == 3)
       fs::create_directories(folder_ / name);
     else
-      Put(name, "plid <plid:5:" + std::to_string(i % 250) + ">\n" + std::string(i * 20, ' '));
+      Put(name, "plid <plid:5:" + std::to_string(i % 250) + ">\n" +
+                    std::string(static_cast<std::size_t>(20 * i), ' '));
   }
   for (const std::size_t threads : {1, 2, 5}) {
     index_.Clear();
@@ -214,12 +216,11 @@ TEST_F(ScanTest, VerifyDropsPathsThatAreGone) {
   Put("local/c", "plid <plid:1:3>\nplid-table\n{\n0 <plid:1:1>\n}");
   Scan();
   ConfigReader configs(Root());
-  ContentScan scan(index_, configs, options_, nullptr);
   MUKAsset& a = *index_.Find({1, 1, 0});
   MUKAsset& c = *index_.Find({1, 3, 0});
-  EXPECT_FALSE(scan.Verify(a)) << "open for edit beside another place";
+  EXPECT_FALSE(VerifyAsset(index_, configs, a)) << "open for edit beside another place";
   fs::remove_all(folder_ / "world");
-  EXPECT_TRUE(scan.Verify(a));
+  EXPECT_TRUE(VerifyAsset(index_, configs, a));
   EXPECT_EQ(a.legacyPath, "");
   EXPECT_EQ(a.name, "edit") << "read anew";
   bool changed = false;
@@ -227,13 +228,13 @@ TEST_F(ScanTest, VerifyDropsPathsThatAreGone) {
   a.modifyTime = 5;
   fs::remove_all(folder_ / "editing");
   c.Set(AssetFlag::MissingDependencyKnown, true);
-  EXPECT_TRUE(scan.Verify(a)) << "nothing left to read";
+  EXPECT_TRUE(VerifyAsset(index_, configs, a)) << "nothing left to read";
   EXPECT_FALSE(a.IsPresent());
   EXPECT_TRUE(HasMissingDependency(index_, c, &changed)) << "it knew otherwise before";
   EXPECT_EQ(a.modifyTime, 5u);
   fs::remove_all(folder_ / "local/b");
   MUKAsset& b = *index_.Find({1, 2, 0});
-  EXPECT_FALSE(scan.Verify(b));
+  EXPECT_FALSE(VerifyAsset(index_, configs, b));
   EXPECT_EQ(b.installPath, "b") << "an install path stays";
 }
 

@@ -48,11 +48,11 @@ TEST(PlatformFolderReader, ListsFindsAndOpensWithoutFollowingLinks) {
   EXPECT_FALSE(sub.List(&listing));
   EXPECT_EQ(listing.Count(), 0u);
 
-  for (int i = 0; i < 3000; ++i) {  // more than one batch of names
+  for (int i = 0; i < 1000; ++i) {  // more than one batch of names
     fs::create_directory(folder / ("sub/" + std::string(40, 'n') + std::to_string(i)));
   }
   ASSERT_TRUE(reader.OpenFolder("sub").List(&listing));
-  EXPECT_EQ(listing.Count(), 3001u);
+  EXPECT_EQ(listing.Count(), 1001u);
 }
 
 }  // namespace

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <functional>
-#include <random>
 #include <string>
 
 #include "tagdata/TagTextReader.h"
@@ -57,8 +55,7 @@ TEST(TagText, ClassOfAValueIsThatOfItsLine) {
     std::string text;
     const char* expected;
   } cases[] = {
-      {"a 12", "a:i:12 "},
-      {"A\t\t-7 \t\r\nb 5", "a:i:-7 b:i:5 "},
+      {"A 12\t\r\n# -7", "a:i:12 #:i:-7 "},
       {"a 1\na 2\nb 3\na 4", "b:i:3 a:i:4 "},
       {"a 1.5\nb .5\nc -2.", "a:f:1.5 b:f:0.5 c:f:-2 "},
       {"n 1.2.3", "n:f:1.2 "},
@@ -69,13 +66,10 @@ TEST(TagText, ClassOfAValueIsThatOfItsLine) {
       {"a 1,,2 , 3 \nb 1\t2", "a:f:1,2,3 b:f:1 "},  // a tab ends a number and splits nothing
       {"a 1 2 x\nb 1e5\nc +1", "a:s:1 2 x b:s:1e5 c:s:+1 "},
       {"a 12}b 3", "a:s:12 "},  // what a brace ends is no line of numbers
-      {"a \"12\"", "a:s:12 "},
       {"a <PLID:1:2>\nb \"<plid2:1:2:3>\"\nc <null>\nd <plid:x",
        "a:p:<plid:1:2> b:p:<plid2:1:2:3> c:p:<NULL> d:p:<NULL> "},
       {"a\nb \"\"\nc", "a:0 b:s: c:0 "},
-      {"# note\n// x", "#:s:note //:s:x "},
       {"", ""},
-      {"\r\n \t", ""},
   };
   for (const auto& c : cases) EXPECT_EQ(DumpText(c.text), c.expected) << c.text;
   std::string list = "a 1";
@@ -96,7 +90,6 @@ TEST(TagText, TextsEndAndBreakByTheirQuotes) {
       {R"(a "one\ntwo")", "a:s:one\\ntwo "},
       {"a \"1\n2\r3\r\n4\n\r5\n\n6\"b 1", "a:s:1\r\n2\r\n3\r\n4\r\n5\r\n\r\n6 b:i:1 "},
       {"a \"}{\" b 1", "a:s:}{ b:i:1 "},
-      {"a \"open\nend", "a:s:open\r\nend "},
       {"a \"\" b 1", "a:s: b:i:1 "},
       {"a \"", "a:s: "},
       {"a x\0y\nb \"\0\"\nc 1"s, "a:s:x b:s: c:i:1 "},
@@ -121,12 +114,10 @@ TEST(TagText, BlocksOpenAndCloseWhereBracesStand) {
       {"a\n  b", "a:0 b:0 "},  // blanks before the next key are no value
       {"a { b x}c 1", "a:{ b:s:x } c:i:1 "},
       {"a { b { c {", "a:{ b:{ c:{ } } } "},
-      {"a {}} b 1", "a:{ } "},
       {"a 1\n} b 2", "a:i:1 "},
       {"a { x 1\n}\na { y 2\n}", "a:{ y:i:2 } "},
       {"a x {\nb 1", "a:s:x { b:i:1 "},
       {"a{ b 1", "a{:s:b 1 "},
-      {"a }b", "a:0 "},
   };
   for (const auto& c : cases) EXPECT_EQ(DumpText(c.text), c.expected) << c.text;
 }
@@ -159,44 +150,6 @@ TEST(TagText, WriterMakesTheBytesOfTheForm) {
   EXPECT_EQ(Write({}), "\xEF\xBB\xBF\r\n");
 }
 
-TEST(TagText, ATripChangesWhatThePageSaysAndNothingElse) {
-  const struct {
-    std::string first;
-    const char* second;
-  } cases[] = {
-      {"a -3\nb 2.5\nc \"two\nlines\"\nd <plid:1:2>\ne { f\n}\n", nullptr},
-      {"a 1.0\nb 100000.0", "a:i:1 b:i:100000 "},
-      {"a 1234567.0", "a:s:1.23457e+06 "},
-      {"a \"\"", "a:0 "},
-      {"a it's \"so\"", "a:s:it's 'so' "},
-      {"\xE9 1", "_:i:1 "},
-  };
-  for (const auto& c : cases) {
-    const TagContainer tags = Parse(c.first);
-    const TagContainer again = Parse(Write(tags));
-    EXPECT_EQ(Dump(again), c.second != nullptr ? c.second : Dump(tags)) << c.first;
-  }
-  EXPECT_EQ(Parse(Write(Parse("a 1.0"))).GetFloat("a"), 1.0f);
-}
-
-// Any text: what was read can be written, in both forms, and is stable from the second time on.
-TEST(TagText, AnyTextReadsAndSettles) {
-  std::mt19937 random(7);
-  const std::string pieces[] = {"a ",   "b\t", "long-key ",  "{ ",  "}\n", "\r\n", "\"", "1 ",
-                                "-2.5", "x",   "<plid:1:2>", "\\n", "\n",  " ",    ",",  "\xE9"};
-  for (int round = 0; round < 20000; ++round) {
-    std::string text = round % 2 == 0 ? "\xEF\xBB\xBF" : "";
-    for (auto i = random() % 40; i > 0; --i) text += pieces[random() % std::size(pieces)];
-    const TagContainer tags = Parse(text);
-    const std::string written = Write(tags);
-    ASSERT_EQ(Write(TagBytes::Load(TagBytes::Save(tags))), written) << text;
-    std::string settled = Write(Parse(written));
-    // Each further trip may still tear a long key's line or a key of one brace apart.
-    for (int trip = 0; trip < 8; ++trip) settled = Write(Parse(settled));
-    ASSERT_EQ(Write(Parse(settled)), settled) << text;
-  }
-}
-
 TEST(TagText, DeepBlocksAreEmptyAndWhatFollowsThemIsRead) {
   for (const std::size_t depth : {1022u, 1023u, 1024u, 5000u, 1000000u}) {
     const TagContainer tags = Parse(Nested(depth) + std::string(depth, '}') + "\nbehind 1");
@@ -226,36 +179,23 @@ TEST(TagText, TreesThatWouldNeverEndAreRefused) {
   inner.RemoveTag("out");
 }
 
-// Texts made to be slow: each of them, twice as long, may take little more than twice the time.
+// Texts made to be slow: eight times as long, they may take little more than eight times as long.
 TEST(TagText, TimeGrowsWithTheText) {
-  const auto repeat = [](std::string_view piece, std::size_t size) {
+  const auto seconds = [](std::string_view piece, std::size_t size) {
     std::string text;
-    while (text.size() < size) text += piece;
-    return text;
-  };
-  const auto distinct = [](std::string_view, std::size_t size) {
-    std::string text;
-    for (int i = 0; text.size() < size; ++i) text += "k" + std::to_string(i % 50000) + " 1\n";
-    return text;
-  };
-  const auto seconds = [](const std::string& text) {
+    for (int i = 0; text.size() < size; ++i) {
+      text.append(piece);
+      if (piece == "k") text += std::to_string(i % 50000) + " 1\n";
+    }
     const auto begin = std::chrono::steady_clock::now();
     Parse(text);
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   };
-  const struct {
-    const char* piece;
-    std::function<std::string(std::string_view, std::size_t)> make;
-  } cases[] = {
-      {"}", repeat},    {"a{\n", repeat}, {"a {", repeat}, {"a\n\n\n", repeat},
-      {"1,1 ", repeat}, {"\"\n", repeat}, {"\\n", repeat}, {"a 1,1,1,1x}", repeat},
-      {"\n", repeat},   {"a \"", repeat}, {"", distinct},
-  };
-  for (const auto& c : cases) {
+  for (const char* piece :
+       {"}", "a{\n", "a {", "a\n\n\n", "1,1 ", "\"\n", "\\n", "a 1,1,1,1x}", "\n", "a \"", "k"}) {
     constexpr std::size_t kSize = 1u << 18;
-    seconds(c.make(c.piece, kSize));
-    const double one = seconds(c.make(c.piece, kSize));
-    EXPECT_LT(seconds(c.make(c.piece, 8 * kSize)), 30 * one + 0.1) << c.piece;
+    seconds(piece, kSize);
+    EXPECT_LT(seconds(piece, 8 * kSize), 30 * seconds(piece, kSize) + 0.1) << piece;
   }
 }
 
