@@ -10,6 +10,7 @@
 #include "database/MUKAssetIndex.h"
 #include "kernel/ByteWriter.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/LZSSCompress.h"
 #include "kernel/standard/TBuffer.h"
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/TagContainer.h"
@@ -109,6 +110,30 @@ void Compress(const fs::path& from, const fs::path& to) {
   file.Close();
 }
 
+class BytesSink : public Zef::ByteSink {
+ public:
+  bool Write(const void* from, std::uint32_t size) override {
+    bytes.Bytes({static_cast<const std::byte*>(from), size});
+    return true;
+  }
+  Zef::ByteWriter bytes;
+};
+
+/// One stream a level, of bytes with matches near and far and a run between them.
+void PutStreams(const fs::path& folder) {
+  std::string content(300, 'a');
+  for (int i = 0; i < 3000; ++i) content += static_cast<char>(i * i / 7);
+  content += content.substr(100, 900);
+  for (std::uint32_t level = 1; level <= 9; ++level) {
+    const Zef::Ref<BytesSink> sink(new BytesSink);
+    Zef::LZSSCompress coder;
+    coder.BeginCompress(sink, level);
+    static_cast<void>(coder.Compress(content.data(), content.size()));
+    static_cast<void>(coder.EndCompress());
+    Put(folder / std::to_string(level), sink->bytes.View());
+  }
+}
+
 /// Every token and form of a configuration text.
 constexpr std::string_view kConfigText =
     "version 1.0 # header\n/* nodes */ 5; a = ; b = 0x1F;; c { d = 1.5, -2, x; e : raw \\; text;\n"
@@ -134,6 +159,8 @@ int main(int argc, char** argv) {
   set.U8(200);
   for (int i = 0; i < 2; ++i) AppendRecord(set, SampleRecord(i));
   Put(root / "FuzzPatch" / "set", set.View());
+
+  PutStreams(root / "FuzzLzss");
 
   Zef::TBuffer tags;
   static_cast<void>(WriteBinaryTags(tags, SampleTags()));

@@ -223,6 +223,7 @@ void AddCoders(CLI::App& app, CommandLine& line) {
   // Nine names in one line of help would hide the rest of it.
   pack->add_flag("-1{1},-2{2},-3{3},-4{4},-5{5},-6{6},-7{7},-8{8},-9{9}", line.coder.level)
       ->group("");
+  line.coder.level = kDefaultLzssLevel;  // the flags have set it to 0
   pack->footer(
       "Levels:\n  -1 to -6  expand fastest; higher ones look longer for what repeats\n"
       "  -7 to -9  are smaller; without a level -6\n\n" +

@@ -32,8 +32,6 @@ enum class LzssFinding {
 
 class LZSSCompress : public Compressor {
  public:
-  static constexpr std::uint32_t kDefaultLevel = 6;
-
   LZSSCompress();
   ~LZSSCompress() override;
 
