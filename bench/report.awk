@@ -59,7 +59,7 @@ function speed(name) { return corpus_bytes / time["codecs", name] }
 # A goal from below.
 function at_least(what, measured, wanted) {
   printf "| %s | %.0f MB/s | %.0f MB/s | %s |\n", what, measured, wanted,
-    measured >= wanted ? "met" : "**missed**"
+    (measured < wanted ? "**missed**" : "met")
   if (measured < wanted) ++missed
 }
 
@@ -87,7 +87,6 @@ function coder_goals(    wanted) {
     at_least("LZSS level 6, packing: as `gzip -6`", speed("lzss6"), speed("gzip"))
   }
   at_least("LZSS level 9, unpacking", speed("unlzss9"), 40)
-  at_least("Compressed files, unpacking", speed("uncfil"), 300)
   print ""
 }
 
