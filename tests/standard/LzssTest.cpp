@@ -284,6 +284,76 @@ TEST(Lzss, OddStreamsYieldTheDocumentedBytes) {
   }
 }
 
+// Writes Huffman streams of any window, with the plain content beside them.
+class HuffmanStream {
+ public:
+  explicit HuffmanStream(std::uint32_t kind)
+      : packed{static_cast<std::uint8_t>(kind << 4 | 8)},
+        window_(Lzss::kWindowKinds[kind]),
+        main_(Lzss::kMainSymbols),
+        distances_(window_.distanceSlots) {}
+
+  void Literal(std::uint8_t byte) {
+    Symbol(main_, byte);
+    plain.push_back(byte);
+  }
+  void Match(std::uint32_t distance, std::uint32_t slot, std::uint32_t extra) {
+    Symbol(main_, Lzss::kFirstLengthSymbol + slot);
+    Bits(extra, Lzss::kLengthSlots[slot].extraBits);
+    Symbol(distances_, distance >> window_.lowBits);
+    Bits(distance & ((1u << window_.lowBits) - 1), window_.lowBits);
+    const std::uint32_t length = Lzss::kLengthSlots[slot].base + extra + 3;
+    for (std::uint32_t i = 0; i < length; ++i) plain.push_back(plain[plain.size() - distance]);
+  }
+  void End() {
+    Symbol(main_, Lzss::kEndSymbol);
+    Bits(0, (16 - bitCount_ % 16) % 16);
+  }
+
+  Bytes packed;
+  Bytes plain;
+
+ private:
+  void Symbol(AdaptiveHuffman& tree, std::uint32_t symbol) {
+    const AdaptiveHuffman::Code code = tree.Find(symbol);
+    tree.Update(symbol);
+    Bits(code.bits, code.length);
+  }
+  void Bits(std::uint32_t bits, std::uint32_t count) {
+    for (; count > 0; --count, bits >>= 1, ++bitCount_) {
+      if (bitCount_ % 8 == 0) packed.push_back(0);
+      packed.back() |= static_cast<std::uint8_t>((bits & 1) << bitCount_ % 8);
+    }
+  }
+
+  const Lzss::WindowKind& window_;
+  AdaptiveHuffman main_;
+  AdaptiveHuffman distances_;
+  std::uint32_t bitCount_ = 0;
+};
+
+TEST(Lzss, HuffmanCodesOfEveryWindowAreRead) {
+  std::mt19937 random(23);
+  for (const std::uint32_t kind : {0u, 1u, 2u}) {
+    HuffmanStream stream(kind);
+    for (int i = 0; i < 300; ++i) stream.Literal(static_cast<std::uint8_t>(random()));
+    for (int i = 0; i < 3000; ++i) {
+      const auto reach =
+          std::min<std::size_t>(stream.plain.size(), Lzss::kWindowKinds[kind].DistanceMask());
+      const std::uint32_t slot = random() % 16;
+      const std::uint32_t extra = random() % (1u << Lzss::kLengthSlots[slot].extraBits);
+      stream.Match(1 + random() % (i % 2 == 0 ? reach : 20), slot,
+                   slot == 15 ? extra % 127 : extra);
+      stream.Literal(static_cast<std::uint8_t>(random() % 9));
+    }
+    stream.End();
+    const Unpacked plain{stream.plain};
+    ASSERT_EQ(UnpackBlock(stream.packed, plain.bytes.size()), plain) << kind;
+    ASSERT_EQ(Unpack(stream.packed, 1), plain) << kind;
+    ASSERT_EQ(Unpack(stream.packed, stream.packed.size()), plain) << kind;
+  }
+}
+
 // Damage changes what comes out, but not by how the stream is read.
 TEST(Lzss, DamagedStreamsReadTheSameInEveryWay) {
   std::mt19937 random(11);
