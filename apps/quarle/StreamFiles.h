@@ -29,6 +29,7 @@ class InputFile {
   /// The next piece, valid until the next call; empty at the end and after a failure.
   std::span<const std::byte> Next();
   bool Failed() const { return failed_; }
+  Zef::Platform::FileHandle Handle() const { return handle_; }
   /// Prints why it cannot be opened or read.
   [[nodiscard]] int Fail() const;
 
@@ -52,6 +53,9 @@ class OutputFile {
   /// Where it stands until it is whole.
   const std::string& Temporary() const { return temporary_; }
   std::uint64_t Written() const { return written_; }
+  void TakePermissions(const InputFile& from) {
+    Zef::Platform::CopyPermissions(from.Handle(), handle_);
+  }
   [[nodiscard]] bool Write(const void* bytes, std::size_t size);
   /// Ends the writing here; another writer may then make the file under its temporary name.
   [[nodiscard]] bool Close();

@@ -57,7 +57,14 @@ TEST_F(Usage, EveryCommandHelpsWithAnExample) {
                               "file",
                               "file pack",
                               "file unpack",
-                              "plid"}) {
+                              "plid",
+                              "archive",
+                              "archive list",
+                              "archive extract",
+                              "archive create",
+                              "archive add",
+                              "archive delete",
+                              "archive rename"}) {
     const Outcome outcome = Run(std::string(command) + " --help");
     EXPECT_EQ(outcome.status, 0) << command;
     EXPECT_NE(outcome.out.find("Example:\n  quarle "), std::string::npos) << command;
