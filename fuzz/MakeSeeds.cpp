@@ -11,6 +11,7 @@
 #include "kernel/ByteWriter.h"
 #include "kernel/standard/ArchiveFormat.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/LZSSCompress.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/TBuffer.h"
 #include "tagdata/BinaryTagWriter.h"
@@ -115,6 +116,30 @@ void Compress(const fs::path& from, const fs::path& to) {
   file.Close();
 }
 
+class BytesSink : public Zef::ByteSink {
+ public:
+  bool Write(const void* from, std::uint32_t size) override {
+    bytes.Bytes({static_cast<const std::byte*>(from), size});
+    return true;
+  }
+  Zef::ByteWriter bytes;
+};
+
+/// One stream a level, of bytes with matches near and far and a run between them.
+void PutStreams(const fs::path& folder) {
+  std::string content(300, 'a');
+  for (int i = 0; i < 3000; ++i) content += static_cast<char>(i * i / 7);
+  content += content.substr(100, 900);
+  for (std::uint32_t level = 1; level <= 9; ++level) {
+    const Zef::Ref<BytesSink> sink(new BytesSink);
+    Zef::LZSSCompress coder;
+    coder.BeginCompress(sink, level);
+    static_cast<void>(coder.Compress(content.data(), content.size()));
+    static_cast<void>(coder.EndCompress());
+    Put(folder / std::to_string(level), sink->bytes.View());
+  }
+}
+
 /// With an index and without, with deleted chunks and compressed files, of both versions.
 void PutArchives(const fs::path& folder) {
   fs::create_directories(folder);
@@ -159,9 +184,9 @@ int main(int argc, char** argv) {
   SaveSampleIndex(index.string());
   Compress(index, root / "FuzzIndex" / "compressed");
   Compress(index, root / "compressed");
-  const std::string preface(9, '\0');  // a mode and four places to seek to
-  Put(root / "FuzzFile" / "compressed",
-      std::as_bytes(std::span(preface + ReadWhole(root / "compressed"))));
+  // In front a mode and four places to seek to.
+  const std::string file = std::string(9, '\0') + ReadWhole(root / "compressed");
+  Put(root / "FuzzFile" / "compressed", std::as_bytes(std::span(file)));
   fs::remove(root / "compressed");
 
   Zef::ByteWriter set;
@@ -169,6 +194,8 @@ int main(int argc, char** argv) {
   set.U8(255);
   for (int i = 0; i < 2; ++i) AppendRecord(set, SampleRecord(i));
   Put(root / "FuzzPatch" / "set", set.View());
+
+  PutStreams(root / "FuzzLzss");
 
   Zef::TBuffer tags;
   static_cast<void>(WriteBinaryTags(tags, SampleTags()));

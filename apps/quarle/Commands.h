@@ -63,6 +63,18 @@ struct TagsOptions {
 [[nodiscard]] int RunTagsShow(const TagsOptions& options, const CommonOptions& common);
 [[nodiscard]] int RunTagsConvert(const TagsOptions& options, const CommonOptions& common);
 
+inline constexpr std::uint32_t kDefaultLzssLevel = 6;
+
+struct CoderOptions {
+  std::string input;
+  std::string output;
+  std::uint32_t level = kDefaultLzssLevel;  ///< for `lzss pack`
+};
+[[nodiscard]] int RunLzssPack(const CoderOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunLzssUnpack(const CoderOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunFilePack(const CoderOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunFileUnpack(const CoderOptions& options, const CommonOptions& common);
+
 struct PlidOptions {
   std::vector<std::string> texts;
   bool strict = false;

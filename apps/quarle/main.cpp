@@ -24,6 +24,7 @@ struct CommandLine {
   IndexOptions index;
   IndexBuildOptions indexBuild;
   TagsOptions tags;
+  CoderOptions coder;
   PlidOptions plid;
   ArchiveOptions archive;
   std::function<int()> run;
@@ -191,6 +192,47 @@ void AddTags(CLI::App& app, CommandLine& line) {
   convert->callback([&] { line.run = [&] { return RunTagsConvert(line.tags, line.common); }; });
 }
 
+using CoderFunction = int (*)(const CoderOptions&, const CommonOptions&);
+
+CLI::App* AddCoderCommand(CLI::App& coder, CommandLine& line, const char* name, const char* what,
+                          const char* example, CoderFunction run) {
+  CLI::App* const command = AddCommand(coder, name, what, example);
+  AddText(*command, "IN", line.coder.input, "The file to read");
+  AddText(*command, "OUT", line.coder.output, "The file to write; it may be IN");
+  AddCommon(*command, line.common);
+  command->callback(
+      [&line, run] { line.run = [&line, run] { return run(line.coder, line.common); }; });
+  return command;
+}
+
+void AddCoders(CLI::App& app, CommandLine& line) {
+  CLI::App* const file =
+      AddCommand(app, "file", "Change files between their plain and their compressed (CFIL) form",
+                 "quarle file pack config.txt config.packed");
+  file->require_subcommand(1);
+  AddCoderCommand(*file, line, "pack", "Write the compressed form of a file",
+                  "quarle file pack config.txt config.packed", RunFilePack);
+  AddCoderCommand(*file, line, "unpack", "Write the plain form of a compressed file",
+                  "quarle file unpack config.packed config.txt", RunFileUnpack);
+
+  CLI::App* const lzss = AddCommand(app, "lzss", "Make LZSS streams of files, and read them",
+                                    "quarle lzss pack -9 mesh.im mesh.lzss");
+  lzss->require_subcommand(1);
+  CLI::App* const pack =
+      AddCoderCommand(*lzss, line, "pack", "Compress a file into one LZSS stream",
+                      "quarle lzss pack -9 mesh.im mesh.lzss", RunLzssPack);
+  // Nine names in one line of help would hide the rest of it.
+  pack->add_flag("-1{1},-2{2},-3{3},-4{4},-5{5},-6{6},-7{7},-8{8},-9{9}", line.coder.level)
+      ->group("");
+  line.coder.level = kDefaultLzssLevel;  // the flags have set it to 0
+  pack->footer(
+      "Levels:\n  -1 to -6  expand fastest; higher ones look longer for what repeats\n"
+      "  -7 to -9  are smaller; without a level -6\n\n" +
+      pack->get_footer());
+  AddCoderCommand(*lzss, line, "unpack", "Expand an LZSS stream of any level",
+                  "quarle lzss unpack mesh.lzss mesh.im", RunLzssUnpack);
+}
+
 void AddPlid(CLI::App& app, CommandLine& line) {
   CLI::App* const plid = AddCommand(app, "plid", "Say what a text means as an asset identifier",
                                     "quarle plid '<plid2:1234:56789:3>' 1234:56789");
@@ -297,6 +339,7 @@ int Run(int argc, char** argv) {
   AddPatch(app, line);
   AddGroups(app, line);
   AddTags(app, line);
+  AddCoders(app, line);
   AddPlid(app, line);
   AddArchive(app, line);
   try {
