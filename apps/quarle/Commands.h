@@ -68,3 +68,18 @@ struct PlidOptions {
   bool strict = false;
 };
 [[nodiscard]] int RunPlid(const PlidOptions& options, const CommonOptions& common);
+
+struct ArchiveOptions {
+  std::string archive;
+  std::vector<std::string> names;  ///< of files and folders, on disk or in the archive
+  std::string folder;              ///< that files go to or come from; empty: the current one
+  std::string from;                ///< for `archive rename`
+  std::string to;
+  bool compress = false;
+};
+[[nodiscard]] int RunArchiveList(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveExtract(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveCreate(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveAdd(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveDelete(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveRename(const ArchiveOptions& options, const CommonOptions& common);

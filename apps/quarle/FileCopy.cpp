@@ -52,6 +52,7 @@ bool CopyFileWhole(const std::string& from, const std::string& to) {
   if (!in) return false;
   OpenedFile out(temporary, {.write = true, .creation = Creation::Truncate});
   if (!out) return false;
+  CopyPermissions(in.Handle(), out.Handle());
   bool copied = CopyBytes(in.Handle(), out.Handle()) && FlushFile(out.Handle());
   copied = out.Close() && copied;
   if (copied && Replace(temporary, to)) return true;

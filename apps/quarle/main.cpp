@@ -25,6 +25,7 @@ struct CommandLine {
   IndexBuildOptions indexBuild;
   TagsOptions tags;
   PlidOptions plid;
+  ArchiveOptions archive;
   std::function<int()> run;
 };
 
@@ -201,6 +202,63 @@ void AddPlid(CLI::App& app, CommandLine& line) {
   plid->callback([&] { line.run = [&] { return RunPlid(line.plid, line.common); }; });
 }
 
+using ArchiveFunction = int (*)(const ArchiveOptions&, const CommonOptions&);
+
+CLI::App* AddArchiveCommand(CLI::App& archive, CommandLine& line, const char* name,
+                            const char* what, const char* example, ArchiveFunction run) {
+  CLI::App* const command = AddCommand(archive, name, what, example);
+  AddText(*command, "ARCHIVE", line.archive.archive, "The archive file");
+  AddCommon(*command, line.common);
+  command->callback(
+      [&line, run] { line.run = [&line, run] { return run(line.archive, line.common); }; });
+  return command;
+}
+
+CLI::Option* AddNames(CLI::App& command, const char* name, CommandLine& line, const char* what) {
+  return command.add_option(name, line.archive.names, what)->check(kNotEmpty)->type_name("");
+}
+
+void AddFilling(CLI::App& command, CommandLine& line) {
+  command.add_option("-C,--folder", line.archive.folder, "Folder that the names start from")
+      ->check(kNotEmpty)
+      ->type_name("FOLDER");
+  command.add_flag("-z,--compress", line.archive.compress, "Store the files compressed");
+}
+
+void AddArchive(CLI::App& app, CommandLine& line) {
+  CLI::App* const archive = AddCommand(app, "archive", "Look into an archive, and change it",
+                                       "quarle archive list content.ja");
+  archive->require_subcommand(1);
+  AddArchiveCommand(*archive, line, "list", "List the files of an archive",
+                    "quarle archive list content.ja --json", RunArchiveList);
+  CLI::App* const extract = AddArchiveCommand(
+      *archive, line, "extract", "Put the files of an archive into a folder",
+      "quarle archive extract content.ja out\n  quarle archive extract content.ja out maps/one.txt",
+      RunArchiveExtract);
+  AddText(*extract, "FOLDER", line.archive.folder, "Folder that the files go to");
+  AddNames(*extract, "NAME", line, "Files and folders of the archive; without any all of them");
+  CLI::App* const create = AddArchiveCommand(
+      *archive, line, "create", "Make an archive of files and folders",
+      "quarle archive create content.ja maps\n  quarle archive create -z -C build/data c.ja .",
+      RunArchiveCreate);
+  AddNames(*create, "PATH", line, "Files, and folders with all they hold");
+  AddFilling(*create, line);
+  CLI::App* const add =
+      AddArchiveCommand(*archive, line, "add", "Add files to an archive, or replace them",
+                        "quarle archive add content.ja maps/one.txt", RunArchiveAdd);
+  AddNames(*add, "PATH", line, "Files, and folders with all they hold")->required();
+  AddFilling(*add, line);
+  CLI::App* const remove =
+      AddArchiveCommand(*archive, line, "delete", "Delete files of an archive",
+                        "quarle archive delete content.ja maps/one.txt", RunArchiveDelete);
+  AddNames(*remove, "NAME", line, "Files, and folders with all they hold")->required();
+  CLI::App* const rename = AddArchiveCommand(
+      *archive, line, "rename", "Give a file of an archive another name",
+      "quarle archive rename content.ja maps/one.txt maps/1.txt", RunArchiveRename);
+  AddText(*rename, "OLD", line.archive.from, "The file's name");
+  AddText(*rename, "NEW", line.archive.to, "Its new name");
+}
+
 /// Usage errors are one line of ours, with the way to the help of the command.
 int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   if (error.get_exit_code() == 0) return app.exit(error);
@@ -240,6 +298,7 @@ int Run(int argc, char** argv) {
   AddGroups(app, line);
   AddTags(app, line);
   AddPlid(app, line);
+  AddArchive(app, line);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -11,6 +11,7 @@
 
 #include "kernel/Sync.h"
 #include "kernel/Thread.h"
+#include "kernel/Time.h"
 #include "kernel/platform/Terminal.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/FormatBuffer.h"
