@@ -53,7 +53,7 @@ void AssetServices::Scan(ContentArea area, MUKAssetIndex& index, const MUKSettin
 
 std::vector<PLID> AssetServices::ReadObsoleteList(const MUKAsset& asset) {
   TagContainer config;
-  if (configs_.Read(asset, config) != ConfigStatus::Loaded) return {};
+  if (configs_.ReadFields(asset, config) != ConfigStatus::Loaded) return {};
   return RelationsOf(asset.id, config).obsolete;
 }
 

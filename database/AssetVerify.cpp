@@ -26,7 +26,7 @@ bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) 
   const bool isInstalled = !record.legacyPath.IsEmpty() || !record.installPath.IsEmpty();
   if (!record.editPath.IsEmpty() && isInstalled) return false;
   TagContainer config;
-  if (configs.Read(record, config) != ConfigStatus::Loaded) return false;
+  if (configs.ReadFields(record, config) != ConfigStatus::Loaded) return false;
   configs.Drop(record.id);
   const auto measure = [&](const MUKAsset& asset) {
     return MeasureAssetFolder(AssetPlaceOf(root, asset)).Word();

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "kernel/KeyedHash.h"
 #include "kernel/standard/CodePage.h"
 #include "tagdata/Convert.h"
 #include "tagdata/NOLContainerTag.h"
@@ -19,6 +22,8 @@ constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::size_t kMaxKey = 511;
 constexpr std::size_t kMaxNumber = 31;
 constexpr std::size_t kMaxNumberList = 255;
+
+constexpr std::size_t kFilteredDepth = 2;  // the root, and a block in it
 
 /// What a byte means to the reader; sets of them stop its scans.
 enum ByteSet : std::uint16_t {
@@ -97,8 +102,8 @@ using Block = Zef::Ref<NOLContainerTag>;
 
 class Reader {
  public:
-  Reader(std::string_view text, TagBlockFilter isWanted)
-      : isUtf8_(text.starts_with(kUtf8Mark)), isWanted_(isWanted) {
+  Reader(std::string_view text, TagFilter filter)
+      : isUtf8_(text.starts_with(kUtf8Mark)), filter_(filter) {
     if (isUtf8_) text.remove_prefix(kUtf8Mark.size());
     at_ = text.data();
     end_ = at_ + text.size();
@@ -109,10 +114,10 @@ class Reader {
     while (true) {
       const std::string_view key = ReadKey();
       if (!key.empty()) {
-        ReadTag(passed_ != 0 ? noKey_ : keys_.Find(key));
+        ReadTagOf(key);
       } else if (!CloseBlock()) {
-        return open_.front().tags->GetCount() == 0 ? TagContainer()
-                                                   : TagContainer(open_.front().tags);
+        const bool isEmpty = open_.front().tags->GetCount() == 0 && !dropped_;
+        return isEmpty ? TagContainer() : TagContainer(open_.front().tags);
       }
     }
   }
@@ -141,6 +146,8 @@ class Reader {
   bool IsLineOver(const char* at) const { return at == end_ || (SetOf(*at) & kLineEnd) != 0; }
 
   std::string_view ReadKey();
+  void ReadTagOf(std::string_view key);
+  bool NumberKey(std::string_view key, Zef::PString& number);
   void ReadTag(const Zef::PString& key);
   void ReadNumberOrText(const Zef::PString& key);
   void ReadQuoted(const Zef::PString& key);
@@ -150,7 +157,7 @@ class Reader {
   void StoreText(const Zef::PString& key, std::string_view text, std::uint16_t met);
   void Put(const Zef::PString& key, std::int32_t type, CoreRef core);
   void OpenBlockOf(const Zef::PString& key);
-  bool IsKept(const Zef::PString& key) const;
+  bool IsKept() const;
   bool CloseBlock();
 
   const char* at_;
@@ -158,7 +165,9 @@ class Reader {
   bool isUtf8_;
   std::vector<OpenBlock> open_;
   std::uint64_t passed_ = 0;  ///< open blocks of which nothing is kept
-  const TagBlockFilter isWanted_;
+  bool dropped_ = false;      ///< the filter refused a tag
+  const TagFilter filter_;
+  std::unordered_map<std::uint64_t, std::uint32_t> numbered_;
   const Zef::PString noKey_;
   KeyCache& keys_ = KeyCache::OfThread();
   std::array<char, kMaxKey> key_;
@@ -174,6 +183,34 @@ std::string_view Reader::ReadKey() {
   std::transform(begin, begin + size, key_.begin(), Zef::FoldAscii);
   const std::string_view key(key_.data(), size);
   return (met & kZero) == 0 ? key : UpToZero(key);
+}
+
+void Reader::ReadTagOf(std::string_view key) {
+  if (passed_ != 0) return ReadTag(noKey_);
+  const TagUse use = filter_ == nullptr ? TagUse::Keep : filter_(open_.back().key.View(), key);
+  if (use == TagUse::Keep) return ReadTag(keys_.Find(key));
+  Zef::PString number;
+  if (use == TagUse::Number && NumberKey(key, number)) return ReadTag(number);
+  // Nothing is kept of it, and if it is a block, of what it holds.
+  dropped_ = true;
+  ++passed_;
+  ReadTag(noKey_);
+  --passed_;
+}
+
+/// The number of a key in its block, by the hash of the key: memory for the text would be the
+/// writer's to fill. False when there are too many.
+bool Reader::NumberKey(std::string_view key, Zef::PString& number) {
+  const auto next = static_cast<std::uint32_t>(numbered_.size());
+  const auto [entry, isNew] = numbered_.try_emplace(Zef::KeyedHash(key), next);
+  if (next >= kMostNumbered && isNew) {
+    numbered_.erase(entry);
+    return false;
+  }
+  std::array<char, 16> digits;
+  const char* const end = std::to_chars(digits.data(), digits.end(), entry->second).ptr;
+  number = keys_.Find({digits.data(), static_cast<std::size_t>(end - digits.data())});
+  return true;
 }
 
 void Reader::ReadTag(const Zef::PString& key) {
@@ -302,7 +339,8 @@ void Reader::Put(const Zef::PString& key, std::int32_t type, CoreRef core) {
 void Reader::OpenBlockOf(const Zef::PString& key) {
   if (passed_ != 0) {
     ++passed_;
-  } else if (IsKept(key)) {
+  } else if (IsKept()) {
+    numbered_.clear();
     open_.push_back({key, Block(new NOLContainerTag)});
   } else {
     open_.back().tags->Put(key, ChunkRef(new NOLContainerTag));
@@ -310,10 +348,10 @@ void Reader::OpenBlockOf(const Zef::PString& key) {
   }
 }
 
-/// False for a block that stays empty: a refused one, and the deepest container that writers take.
-bool Reader::IsKept(const Zef::PString& key) const {
-  if (open_.size() > 1 || isWanted_ == nullptr) return open_.size() < kMaxTagDepth;
-  return isWanted_(key.View());
+/// False for a block that stays empty: one further in than a filter asks about, and the deepest
+/// container that writers take.
+bool Reader::IsKept() const {
+  return open_.size() < (filter_ == nullptr ? kMaxTagDepth : kFilteredDepth);
 }
 
 /// Attaches the block that ends here to the one around it; false at the top.
@@ -334,6 +372,6 @@ bool Reader::CloseBlock() {
 
 }  // namespace
 
-void ReadTagText(TagContainer& out, std::string_view bytes, TagBlockFilter isWanted) {
-  out = Reader(bytes, isWanted).Read();
+void ReadTagText(TagContainer& out, std::string_view bytes, TagFilter filter) {
+  out = Reader(bytes, filter).Read();
 }
