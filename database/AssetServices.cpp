@@ -12,6 +12,7 @@ namespace {
 ScanOptions OptionsOf(const MUKSettings& settings) {
   ScanOptions options;
   options.archivesOnly = settings.archivesOnly;
+  options.stop = &Database::Get().StopRequest();
   const Zef::Clock* const clock = settings.clock;
   options.now = (clock != nullptr ? *clock : Zef::RealClock()).UnixTime();
   if (settings.progress) {
@@ -35,6 +36,11 @@ void TraceSkipped(const ScanReport& report) {
 void AssetServices::LoadBaseId(const MUKSettings& settings) {
   configs_ = ConfigReader(settings.productRoot);
   baseId_.LoadBaseId(settings.productRoot);
+}
+
+void AssetServices::ReloadBaseId() {
+  configs_ = ConfigReader(configs_.Root());
+  baseId_.Reload();
 }
 
 void AssetServices::RefreshBaseId() { baseId_.GetBaseUser(); }

@@ -11,12 +11,13 @@
 
 bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) {
   const std::string& root = configs.Root();
+  if (root.empty()) return false;
   bool dropped = false;
-  if (!record.legacyPath.IsEmpty() && !FolderExists(LegacyPlace(root, record))) {
+  if (!record.legacyPath.IsEmpty() && IsFolderGone(LegacyPlace(root, record))) {
     record.legacyPath.Clear();
     dropped = true;
   }
-  if (!record.editPath.IsEmpty() && !FolderExists(EditPlace(root, record))) {
+  if (!record.editPath.IsEmpty() && IsFolderGone(EditPlace(root, record))) {
     record.editPath.Clear();
     dropped = true;
   }

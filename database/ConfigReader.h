@@ -14,7 +14,6 @@
 
 #include <cstddef>
 #include <string>
-#include <utility>
 
 #include "kernel/platform/FolderReader.h"
 #include "tagdata/PLID.h"
@@ -37,8 +36,10 @@ enum class ConfigStatus {
 
 class ConfigReader {
  public:
-  /// `root` is the product root as a path of the system.
-  explicit ConfigReader(std::string root = {}) : root_(std::move(root)) {}
+  /// `root` is the product root as a path of the system. One that is not rooted, such as that of a
+  /// product inside a mounted archive, counts as none.
+  explicit ConfigReader(const std::string& root = {})
+      : root_(Zef::Platform::IsRooted(root) ? root : std::string()) {}
 
   const std::string& Root() const { return root_; }
 
