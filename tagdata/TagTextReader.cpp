@@ -201,12 +201,10 @@ void Reader::ReadTagOf(std::string_view key) {
 /// The number of a key in its block, by the hash of the key: memory for the text would be the
 /// writer's to fill. False when there are too many.
 bool Reader::NumberKey(std::string_view key, Zef::PString& number) {
+  const std::uint64_t hash = Zef::KeyedHash(key);
+  if (numbered_.size() == kMostNumbered && !numbered_.contains(hash)) return false;
   const auto next = static_cast<std::uint32_t>(numbered_.size());
-  const auto [entry, isNew] = numbered_.try_emplace(Zef::KeyedHash(key), next);
-  if (next >= kMostNumbered && isNew) {
-    numbered_.erase(entry);
-    return false;
-  }
+  const auto entry = numbered_.try_emplace(hash, next).first;
   std::array<char, 16> digits;
   const char* const end = std::to_chars(digits.data(), digits.end(), entry->second).ptr;
   number = keys_.Find({digits.data(), static_cast<std::size_t>(end - digits.data())});

@@ -27,7 +27,7 @@ bool Loads(const std::string& file) {
 /// The file that a start of the database would recover from, or nothing.
 std::string Leftover(const std::string& folder) {
   for (const char* const name : kLeftovers) {
-    const std::string file = Platform::ResolveCase(folder, name);
+    std::string file = Platform::ResolveCase(folder, name);
     if (Platform::Exists(file) && Loads(file)) return file;
   }
   return {};

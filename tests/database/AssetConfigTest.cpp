@@ -210,7 +210,7 @@ TEST(FillFromConfig, FindsTheSameInAConfigReadByItsFilter) {
       "secret 1\nproduct-type template\nquarle-build 2.4",
       "product-type reskin\nquarle-build 3\nprivileges {\npermit-commit 0\npermit-listing 0\n}",
       "quarle-build 3\nprivileges {\npermit-edit 0\npermit-listing 1\n}\nsecret 1",
-      "plid-table {\na <plid:1:1>\nb <plid:1:2>\na <plid:1:3>\n}\n"
+      "plid-table {\na <plid:1:1>\nb <plid:1:2>\na <plid:1:3>\n}",
       "obsolete-table {\n0 <plid:2:2>\n}",
   };
   const auto told = [](const TagContainer& config) {
