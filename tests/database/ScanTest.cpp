@@ -1,4 +1,3 @@
-#include <atomic>
 #include <filesystem>
 #include <utility>
 
@@ -94,16 +93,6 @@ TEST_F(ScanTest, LinksToFilesAreFilesAndOneFolderIsScannedOnce) {
   options_.archivesOnly = true;
   Scan();
   EXPECT_EQ(index_.Count(), 1u) << "by the archive's name";
-}
-
-TEST_F(ScanTest, EndsWhenItIsTold) {
-  for (int i = 100; i < 400; ++i) Put("local/" + std::to_string(i), "plid <plid:1:1>");
-  std::atomic<bool> stop = false;
-  options_.stop = &stop;
-  int calls = 0;
-  options_.progress = [&](const std::string&, std::size_t, std::size_t) { stop = ++calls == 20; };
-  EXPECT_EQ(Scan().messages.size(), 19u);
-  EXPECT_EQ(calls, 20);
 }
 
 TEST_F(ScanTest, ReportsStayBounded) {
