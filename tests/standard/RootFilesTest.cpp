@@ -35,9 +35,9 @@ TEST_F(RootFiles, OperationsTakeARootAPrefixOrARootedPath) {
     WriteWholeFile(folder_ / "a/file", "x");
     EXPECT_TRUE(MoveFileTo(place.root, at("a/file"), at("a/moved")));
     EXPECT_FALSE(MoveFileTo(place.root, at("a/moved"), at("a/b"))) << "exists";
-    EXPECT_TRUE(DeleteTree(place.root, at("a")));
+    EXPECT_TRUE(DeleteTree(place.root, at("a"), folder_ / ""));
     EXPECT_FALSE(fs::exists(folder_ / "a"));
-    EXPECT_TRUE(DeleteTree(place.root, at("a"))) << "nothing was there";
+    EXPECT_TRUE(DeleteTree(place.root, at("a"), folder_ / "")) << "nothing was there";
   }
 }
 
