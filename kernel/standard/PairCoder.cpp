@@ -36,7 +36,7 @@ constexpr CodeTable kIdentity = [] {
   return table;
 }();
 
-// Sixteen byte counters at once; both compilers turn the compare into one instruction.
+// Sixteen byte counters at once; the compiler makes the compare one instruction.
 using Lanes = std::uint8_t __attribute__((vector_size(16)));
 
 std::uint8_t Largest(const std::uint8_t* counts) {
@@ -268,6 +268,10 @@ std::uint32_t PairCoder::Encode(std::uint8_t* to, const std::uint8_t* from, std:
 
 namespace {
 
+// What most codes stand for fits a word, so that it goes out in one store; the others are walked
+// down to such codes.
+constexpr std::uint32_t kWordBytes = 8;
+
 class PageDecoder {
  public:
   PageDecoder(const std::uint8_t* from, std::uint32_t length) : from_(from), end_(from + length) {}
@@ -289,7 +293,9 @@ class PageDecoder {
   std::uint32_t Remaining() const { return static_cast<std::uint32_t>(end_ - from_); }
 
   bool ReadTable() {
-    left_ = kIdentity;
+    for (std::uint32_t code = 0; code < kCodes; code++) words_[code] = code;
+    sizes_.fill(1);
+    changedCount_ = 0;
     std::uint32_t code = 0;
     while (code < kCodes) {
       if (AtEnd()) return false;
@@ -300,6 +306,7 @@ class PageDecoder {
       if (!plain && !ReadRows(code, run)) return false;
       code += run;
     }
+    FillWords();
     return true;
   }
 
@@ -310,32 +317,72 @@ class PageDecoder {
       if (left_[code] == code) continue;
       if (AtEnd()) return false;
       right_[code] = *from_++;
+      sizes_[code] = 0;
+      changed_[changedCount_++] = static_cast<std::uint8_t>(code);
     }
     return true;
   }
 
-  // A table that refers to itself ends here too: each turn of a cycle deepens the stack or emits.
+  // From above, as codes are given out: mostly the parts of a code are there before it. What is
+  // not stays 0, and so does all that refers to itself.
+  void FillWords() {
+    for (std::uint32_t i = changedCount_; i-- > 0;) {
+      const std::uint8_t code = changed_[i];
+      const std::uint32_t left = sizes_[left_[code]];
+      const std::uint32_t right = sizes_[right_[code]];
+      if (left == 0 || right == 0 || left + right > kWordBytes) continue;
+      words_[code] = words_[left_[code]] | (words_[right_[code]] << (8 * left));
+      sizes_[code] = static_cast<std::uint8_t>(left + right);
+    }
+  }
+
   std::uint8_t* Expand(const std::uint8_t* data, const std::uint8_t* dataEnd, std::uint8_t* to,
                        const std::uint8_t* end) const {
-    std::uint8_t stack[kStackLimit];
-    std::uint32_t depth = 0;
-    while (depth > 0 || data < dataEnd) {
-      std::uint8_t code = depth > 0 ? stack[--depth] : *data++;
-      while (left_[code] != code) {
-        if (depth == kStackLimit) return nullptr;
-        stack[depth++] = right_[code];
-        code = left_[code];
+    for (; data < dataEnd && to != nullptr; data++) {
+      const std::uint32_t size = sizes_[*data];
+      if (size == 0 || static_cast<std::size_t>(end - to) < kWordBytes) {
+        to = Walk(*data, to, end);
+        continue;
       }
-      if (to == end) return nullptr;
-      *to++ = code;
+      std::memcpy(to, &words_[*data], kWordBytes);
+      to += size;
     }
     return to;
   }
 
+  // A table that refers to itself ends here too: each turn of a cycle deepens the stack or emits.
+  std::uint8_t* Walk(std::uint8_t code, std::uint8_t* to, const std::uint8_t* end) const {
+    std::uint8_t stack[kStackLimit];
+    std::uint32_t depth = 0;
+    for (;;) {
+      while (sizes_[code] == 0) {
+        if (depth == kStackLimit) return nullptr;
+        stack[depth++] = right_[code];
+        code = left_[code];
+      }
+      if (static_cast<std::size_t>(end - to) >= kWordBytes) {
+        std::memcpy(to, &words_[code], kWordBytes);
+      } else if (static_cast<std::size_t>(end - to) >= sizes_[code]) {
+        std::memcpy(to, &words_[code], sizes_[code]);
+      } else {
+        return nullptr;
+      }
+      to += sizes_[code];
+      if (depth == 0) return to;
+      code = stack[--depth];
+    }
+  }
+
   const std::uint8_t* from_;
   const std::uint8_t* end_;
+  // Of a code that is changed.
   CodeTable left_;
-  CodeTable right_{};
+  CodeTable right_;
+  std::uint32_t changedCount_;
+  CodeTable changed_;
+  // Bytes that a code stands for, and how many; 0 when they are to be looked for.
+  std::array<std::uint64_t, kCodes> words_;
+  CodeTable sizes_;
 };
 
 }  // namespace

@@ -86,9 +86,9 @@ void SleepMilliseconds(std::uint32_t milliseconds) {
 
 std::uint64_t RandomWord() {
   std::uint64_t word = 0;
-  if (getrandom(&word, sizeof word, 0) == sizeof word) return word;
-  // Without a source of randomness the clock is hard enough to guess.
-  return MonotonicTicks() * 0x9E3779B97F4A7C15U;
+  const ssize_t size = Uninterrupted([&] { return getrandom(&word, sizeof word, 0); });
+  if (size != sizeof word) Trap("RandomWord: the system has no random numbers");
+  return word;
 }
 
 bool GetEnvironment(const char* name, std::string* value) {
@@ -97,7 +97,6 @@ bool GetEnvironment(const char* name, std::string* value) {
   return text != nullptr;
 }
 
-// The loader knows a library by its path, but the program only as it was called.
 void PreferLargePages(void* block, std::size_t size) {
 #ifdef MADV_HUGEPAGE
   static_cast<void>(madvise(block, size, MADV_HUGEPAGE));
@@ -107,6 +106,7 @@ void PreferLargePages(void* block, std::size_t size) {
 #endif
 }
 
+// The loader knows a library by its path, but the program only as it was called.
 std::string ModulePath() {
   Dl_info info{};
   link_map* map = nullptr;
@@ -146,10 +146,8 @@ void* Library::Symbol(const char* name) const {
 void DebugOutput(const char* text) { WriteStandard(StandardStream::Error, text); }
 
 void Trap(const char* message) {
-  if (message != nullptr) {
-    DebugOutput(message);
-    DebugOutput("\n");
-  }
+  DebugOutput(message);
+  DebugOutput("\n");
   (void)raise(SIGTRAP);
   std::abort();
 }
