@@ -92,7 +92,7 @@ class KeyCache {
 
   const Zef::PString& Find(std::string_view key) {
     // A thread may outlive the pool, and the texts in here go with it.
-    if (!Zef::StringPoolExists()) return noKey_;
+    if (!Zef::PString::PoolExists()) return noKey_;
     Zef::PString& entry = entries_[Slot(key)];
     if (entry.View() != key) entry = Zef::PString(key);
     return entry;
@@ -110,7 +110,7 @@ class KeyCache {
   }
 
   std::array<Zef::PString, kSize> entries_;
-  const Zef::PString noKey_;
+  Zef::PString noKey_;
 };
 
 using Block = Zef::Ref<NOLContainerTag>;
