@@ -15,7 +15,7 @@ constexpr std::array<OutcomeText, kScanOutcomes> kOutcomes = {{
     {"conflict", "another folder has the same identifier", true},
     {"noConfig", "it has no config.txt or config.grole", true},
     {"unreadableConfig", "its config cannot be read", true},
-    {"largeConfig", "its config is larger than 16 MiB", true},
+    {"largeConfig", "its config is larger than 4 MiB", true},
     {"notTags", "its config holds no tags", true},
     {"noIdentifier", "its config has no valid plid", true},
     {"badPath", "its name cannot stand in a path", true},
