@@ -87,11 +87,13 @@ class PString {
   /// The pointer value, for tables keyed by identity.
   std::uintptr_t Key() const { return reinterpret_cast<std::uintptr_t>(record_); }
 
+  /// False once the pool is torn down, which takes all records along: handles that are left must
+  /// not be looked into, and let go of nothing.
+  static bool PoolExists() { return pool_.load(std::memory_order_relaxed) != nullptr; }
+
  private:
   friend class StringPool;
 
-  // The pool takes all records along when it goes: a handle that outlives it lets go of nothing.
-  static bool PoolExists() { return pool_.load(std::memory_order_relaxed) != nullptr; }
   static Record* AddReference(Record* record) noexcept {
     if (record == nullptr || !PoolExists()) return nullptr;
     record->references.fetch_add(1, std::memory_order_relaxed);
