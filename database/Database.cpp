@@ -69,6 +69,7 @@ void Database::Initialise(const MUKSettings& settings) {
   if (initialised_) return;
   {
     const ExclusiveHold hold(lock_);
+    stop_ = false;
     settings_ = settings;
     change_ = std::make_shared<const std::function<void(std::uint32_t)>>(settings.change);
     settings_.productRoot = DatabaseFiles::AbsoluteRoot(settings.productRoot);
@@ -93,6 +94,7 @@ void Database::Initialise(const MUKSettings& settings) {
 void Database::EndThreads() {
   const std::unique_lock turn(lifecycle_, std::try_to_lock);
   if (!turn.owns_lock() || !initialised_.exchange(false) || lock_.IsHeldByCaller()) return;
+  stop_ = true;
   for (Zef::Thread* const thread : {writer_.get(), starter_.get()}) {
     if (thread == nullptr || thread->Suspend()) continue;
     std::int32_t left = kExitPatience;
@@ -104,6 +106,7 @@ void Database::EndThreads() {
 void Database::Shutdown() {
   const std::lock_guard turn(lifecycle_);
   if (!initialised_) return;
+  stop_ = true;
   writer_.reset();
   starter_.reset();
   const ExclusiveHold hold(lock_);
@@ -171,9 +174,10 @@ void Database::MakeReady() {
     const FlagScope waits(awaitsTurn_);
     ipc_->AcquireWriteLock();
   }
-  if (!initialised_) return;
+  if (!initialised_ || stop_) return;
   // The files are asked too: a process that died may have replaced them without saying so.
   if (!ipc_->HasChanged() && loaded_ && files_.MainStamp() == stamp_) return;
+  settings_.services->ReloadBaseId();
   LoadIndex();
 }
 
@@ -189,6 +193,13 @@ void Database::LoadIndex() {
       return;
     } else if (outcome == Outcome::NotWhole && settings_.allowRepair) {
       leftover ? Recover() : Rebuild();
+      if (stop_) {
+        // A part of the product must not pass for the whole of it.
+        loaded_ = false;
+        const std::lock_guard state(stateLock_);
+        dirty_ = false;
+        return;
+      }
     }
   } catch (...) {
     loaded_ = false;
@@ -226,12 +237,14 @@ void Database::Recover() {
   ContentServices& services = *settings_.services;
   const auto all = index_.AllRecords();
   for (MUKAsset* record : std::vector<MUKAsset*>(all.begin(), all.end())) {
+    if (stop_) return;
     if (record->IsPresent()) services.Verify(index_, *record);
   }
   files_.Step("recovery: records verified");
   services.Scan(ContentArea::Local, index_, settings_);
   services.Scan(ContentArea::Editing, index_, settings_);
   files_.Step("recovery: folders scanned");
+  if (stop_) return;
   index_.Sort();
   MarkChanged(kChangeGeneral);
   Write();

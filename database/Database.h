@@ -52,8 +52,9 @@ struct MUKSettings {
 
 /// Starts the database and loads it on a thread of its own. Nothing when it runs already.
 void MUKInitialise(const MUKSettings& settings);
-/// Writes what changed and ends the database. Waits for its threads; nothing when it is not
-/// running. Not under a guard, and not from a callback.
+/// Writes what changed and ends the database. A recovery or rebuild that is going on is given up
+/// and leaves the files as they were. Waits for its threads; nothing when it is not running. Not
+/// under a guard, and not from a callback.
 void MUKShutdown();
 /// The database's turn on the host's main thread. Does nothing while the calling thread holds a
 /// guard, and during a start or a shutdown.
@@ -72,6 +73,8 @@ class Database final : public IndexHost {
   bool IsInitialised() const { return initialised_; }
   /// True from the first change until the write that holds it has begun.
   bool IsDirty() const { return dirty_; }
+  /// Set when the database ends: long work stops, and what it had done so far is dropped.
+  const std::atomic<bool>& StopRequest() const { return stop_; }
   /// As given, with an absolute root, and never without services. Under a guard.
   const MUKSettings& Settings() const { return settings_; }
   /// Under a guard, an exclusive one for changes.
@@ -119,6 +122,7 @@ class Database final : public IndexHost {
   std::mutex lifecycle_;  // Initialise, Shutdown and Idle, one at a time
   std::atomic<bool> idling_{false};
   std::atomic<bool> initialised_{false};
+  std::atomic<bool> stop_{false};
   std::atomic<bool> awaitsTurn_{false};  // a thread waits for another process
   bool exitRegistered_ = false;
 

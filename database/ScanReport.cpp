@@ -35,6 +35,10 @@ const char* ScanOutcomeText(ScanOutcome outcome) { return TextOf(outcome).text; 
 
 const char* ScanOutcomeName(ScanOutcome outcome) { return TextOf(outcome).name; }
 
+bool HasReason(ScanOutcome outcome) {
+  return outcome != ScanOutcome::Found && outcome != ScanOutcome::Merged;
+}
+
 bool IsSkipped(ScanOutcome outcome) { return TextOf(outcome).isSkipped; }
 
 std::uint64_t ScanReport::Skipped() const {
@@ -47,7 +51,7 @@ std::uint64_t ScanReport::Skipped() const {
 
 void ScanReport::Add(ScanOutcome outcome, std::string path) {
   ++counts[static_cast<std::size_t>(outcome)];
-  if (outcome == ScanOutcome::Found || outcome == ScanOutcome::Merged) return;
+  if (!HasReason(outcome)) return;
   if (messages.size() < kMostMessages) {
     messages.push_back({outcome, std::move(path)});
   } else {

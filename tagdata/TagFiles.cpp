@@ -111,7 +111,7 @@ bool Load(TagContainer& handle, const Place& place, TagForm form, Zef::File& fil
           TagTextLosses* losses = nullptr) try {
   if (form == TagForm::None || !place.Open(file, place.ReadMode())) return false;
   if (form == TagForm::Text) {
-    ReadTagText(handle, ReadWhole(file), /*isWanted=*/nullptr, losses);
+    ReadTagText(handle, ReadWhole(file), /*filter=*/nullptr, losses);
     return true;
   }
   Zef::TFile stream(&file, /*owned=*/false);

@@ -5,9 +5,11 @@
 #include <charconv>
 #include <cstring>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "kernel/KeyedHash.h"
 #include "kernel/standard/CodePage.h"
 #include "tagdata/Convert.h"
 #include "tagdata/NOLContainerTag.h"
@@ -20,6 +22,8 @@ constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::size_t kMaxKey = 511;
 constexpr std::size_t kMaxNumber = 31;
 constexpr std::size_t kMaxNumberList = 255;
+
+constexpr std::size_t kFilteredDepth = 2;  // the root, and a block in it
 
 /// What a byte means to the reader; sets of them stop its scans.
 enum ByteSet : std::uint16_t {
@@ -117,8 +121,8 @@ using Block = Zef::Ref<NOLContainerTag>;
 
 class Reader {
  public:
-  Reader(std::string_view text, TagBlockFilter isWanted)
-      : isUtf8_(text.starts_with(kUtf8Mark)), isWanted_(isWanted) {
+  Reader(std::string_view text, TagFilter filter)
+      : isUtf8_(text.starts_with(kUtf8Mark)), filter_(filter) {
     if (isUtf8_) text.remove_prefix(kUtf8Mark.size());
     at_ = text.data();
     end_ = at_ + text.size();
@@ -129,12 +133,12 @@ class Reader {
     while (true) {
       const std::string_view key = ReadKey();
       if (!key.empty()) {
-        ReadTag(passed_ != 0 ? noKey_ : keys_.Find(key));
+        ReadTagOf(key);
       } else if (!CloseBlock()) {
         const char* const left = Skip(keyBegin_, kSpace | kClose | kZero);
         losses_.bytesLeft = static_cast<std::uint64_t>(end_ - left);
-        return open_.front().tags->GetCount() == 0 ? TagContainer()
-                                                   : TagContainer(open_.front().tags);
+        const bool isEmpty = open_.front().tags->GetCount() == 0 && !dropped_;
+        return isEmpty ? TagContainer() : TagContainer(open_.front().tags);
       }
     }
   }
@@ -164,6 +168,8 @@ class Reader {
   bool IsLineOver(const char* at) const { return at == end_ || (SetOf(*at) & kLineEnd) != 0; }
 
   std::string_view ReadKey();
+  void ReadTagOf(std::string_view key);
+  bool NumberKey(std::string_view key, Zef::PString& number);
   void ReadTag(const Zef::PString& key);
   void ReadNumberOrText(const Zef::PString& key);
   void ReadQuoted(const Zef::PString& key);
@@ -185,7 +191,9 @@ class Reader {
   std::vector<OpenBlock> open_;
   std::uint64_t passed_ = 0;  ///< open blocks of which nothing is kept
   TagTextLosses losses_;
-  const TagBlockFilter isWanted_;
+  bool dropped_ = false;  ///< the filter refused a tag
+  const TagFilter filter_;
+  std::unordered_map<std::uint64_t, std::uint32_t> numbered_;
   const Zef::PString noKey_;
   KeyCache& keys_ = KeyCache::OfThread();
   std::array<char, kMaxKey> key_;
@@ -203,6 +211,32 @@ std::string_view Reader::ReadKey() {
   const std::string_view key(key_.data(), size);
   NoteCut(size < length || (met & kZero) != 0);
   return (met & kZero) == 0 ? key : UpToZero(key);
+}
+
+void Reader::ReadTagOf(std::string_view key) {
+  if (passed_ != 0) return ReadTag(noKey_);
+  const TagUse use = filter_ == nullptr ? TagUse::Keep : filter_(open_.back().key.View(), key);
+  if (use == TagUse::Keep) return ReadTag(keys_.Find(key));
+  Zef::PString number;
+  if (use == TagUse::Number && NumberKey(key, number)) return ReadTag(number);
+  // Nothing is kept of it, and if it is a block, of what it holds.
+  dropped_ = true;
+  ++passed_;
+  ReadTag(noKey_);
+  --passed_;
+}
+
+/// The number of a key in its block, by the hash of the key: memory for the text would be the
+/// writer's to fill. False when there are too many.
+bool Reader::NumberKey(std::string_view key, Zef::PString& number) {
+  const std::uint64_t hash = Zef::KeyedHash(key);
+  if (numbered_.size() == kMostNumbered && !numbered_.contains(hash)) return false;
+  const auto next = static_cast<std::uint32_t>(numbered_.size());
+  const auto entry = numbered_.try_emplace(hash, next).first;
+  std::array<char, 16> digits;
+  const char* const end = std::to_chars(digits.data(), digits.end(), entry->second).ptr;
+  number = keys_.Find({digits.data(), static_cast<std::size_t>(end - digits.data())});
+  return true;
 }
 
 void Reader::ReadTag(const Zef::PString& key) {
@@ -354,10 +388,11 @@ void Reader::OpenBlockOf(const Zef::PString& key) {
     Put(key, TagNull, nullptr);
     ++losses_.tooDeep;
     ++passed_;
-  } else if (open_.size() == 1 && isWanted_ != nullptr && !isWanted_(key.View())) {
+  } else if (open_.size() == kFilteredDepth && filter_ != nullptr) {
     Attach(key, ChunkRef(new NOLContainerTag));
     ++passed_;
   } else {
+    numbered_.clear();
     open_.push_back({key, Block(new NOLContainerTag)});
   }
 }
@@ -380,9 +415,9 @@ bool Reader::CloseBlock() {
 
 }  // namespace
 
-void ReadTagText(TagContainer& out, std::string_view bytes, TagBlockFilter isWanted,
+void ReadTagText(TagContainer& out, std::string_view bytes, TagFilter filter,
                  TagTextLosses* losses) {
-  Reader reader(bytes, isWanted);
+  Reader reader(bytes, filter);
   out = reader.Read();
   if (losses != nullptr) *losses = reader.Losses();
 }

@@ -9,13 +9,23 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 #include "tagdata/TagContainer.h"
 
-/// Whether what an outermost block of this key holds is of interest.
-using TagBlockFilter = bool (*)(std::string_view key);
+/// What becomes of a tag.
+enum class TagUse {
+  Drop,    ///< it is passed over, and its key not interned
+  Keep,    ///< it is stored
+  Number,  ///< it is stored under a number in place of its key; one of kMostNumbered in a block
+};
+inline constexpr std::size_t kMostNumbered = 65536;
+
+/// Asked for each outermost tag, with an empty `block`, and for each tag in an outermost block that
+/// is kept, with the key of that block. Blocks further in come out empty.
+using TagFilter = TagUse (*)(std::string_view block, std::string_view key);
 
 /// What a text says and its tree does not.
 struct TagTextLosses {
@@ -29,7 +39,8 @@ struct TagTextLosses {
 
 /// Replaces the tree by that of a whole file in memory. Without the UTF-8 mark at its start the
 /// text is in the code page; the values made are UTF-8. A text without tags gives a null handle.
-/// With a filter the blocks that it refuses come out empty, at half the cost. `losses` may be null;
-/// it tells nothing of refused blocks.
-void ReadTagText(TagContainer& out, std::string_view bytes, TagBlockFilter isWanted = nullptr,
+/// With a filter only what it wants is stored, at less than half the cost; memory and string pool
+/// then grow no more than it lets them, whatever keys the text has.
+/// `losses` may be null; it tells nothing of what a filter drops.
+void ReadTagText(TagContainer& out, std::string_view bytes, TagFilter filter = nullptr,
                  TagTextLosses* losses = nullptr);

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 
+#include "kernel/standard/PString.h"
 #include "tagdata/TagTextReader.h"
 #include "tagdata/TagTextWriter.h"
 #include "tests/tagdata/TagBytes.h"
@@ -150,11 +152,35 @@ TEST(TagText, WriterMakesTheBytesOfTheForm) {
   EXPECT_EQ(Write({}), "\xEF\xBB\xBF\r\n");
 }
 
-TEST(TagText, RefusedBlocksAreEmptyAndWhatFollowsThemIsRead) {
+TEST(TagText, FiltersDropTagsAndWhatFollowsThemIsRead) {
+  const TagFilter filter = [](std::string_view block, std::string_view key) {
+    if (block == "table") return TagUse::Number;
+    return key.starts_with("no") ? TagUse::Drop : TagUse::Keep;
+  };
   TagContainer tags;
-  ReadTagText(tags, "a 1\nno { x \"}\" no { y 1\n} z 1,2\n}\nyes { no { x 2\n} } b } c 1",
-              [](std::string_view key) { return key == "yes"; });
-  EXPECT_EQ(Dump(tags), "a:i:1 no:{ } yes:{ no:{ x:i:2 } } b:0 ");
+  ReadTagText(tags,
+              "a 1\nno { x \"}\" no { y 1\n} z 1,2\n}\nno2 \"}\"\nyes { no { x 2\n} no3\nx 1\n"
+              "in { x 1\n} } b\nno4 } c 1",
+              filter);
+  EXPECT_EQ(Dump(tags), "a:i:1 yes:{ x:i:1 in:{ } } b:0 ");
+  ReadTagText(tags, "table { k 1\nl 2\nk 3\nm { k 1\n}\n}\nt { k 1\n}", filter);
+  EXPECT_EQ(Dump(tags), "table:{ 1:i:2 0:i:3 2:{ } } t:{ k:i:1 } ");
+  ReadTagText(tags, "table { k 1\nl 2\n}\ntable { z 4\n}", filter);
+  EXPECT_EQ(Dump(tags), "table:{ 0:i:4 } ") << "each block counts anew";
+  ReadTagText(tags, "no 1", filter);
+  EXPECT_TRUE(tags.IsValid()) << "it has tags, though none of interest";
+
+  // What a filter does not keep by name leaves nothing behind in the process.
+  std::string text = "table {";
+  for (std::size_t i = 0; i < kMostNumbered + 10; ++i) text += "\nk" + std::to_string(i) + " 1";
+  ReadTagText(tags, text, filter);
+  const std::uint32_t strings = Zef::GetStringPoolStatistics().created;
+  text += "\n}";
+  for (int i = 0; i < 1000; ++i) text += "\nno" + std::to_string(i) + " 1";
+  std::replace(text.begin() + 7, text.end(), 'k', 'l');
+  ReadTagText(tags, text, filter);
+  EXPECT_EQ(tags.GetSubContainer("table").GetCount(), kMostNumbered);
+  EXPECT_EQ(Zef::GetStringPoolStatistics().created, strings);
 }
 
 TEST(TagText, BlocksTooDeepAreCutOffAndWhatFollowsThemIsRead) {
