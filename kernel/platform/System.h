@@ -36,6 +36,9 @@ void SleepMilliseconds(std::uint32_t milliseconds);
 /// Path of the loaded module (program or library) that holds this code.
 [[nodiscard]] std::string ModulePath();
 
+/// Path of the running program, whichever module asks; empty when the system does not tell.
+[[nodiscard]] std::string ProgramPath();
+
 /// Asks for large pages behind a block that is aligned to one; a wish, never an error.
 inline constexpr std::size_t kLargePage = std::size_t{2} << 20;
 void PreferLargePages(void* block, std::size_t size);

@@ -113,10 +113,12 @@ std::string ModulePath() {
   void* const here = reinterpret_cast<void*>(&ModulePath);
   const int found = dladdr1(here, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP);
   if (found == 0 || map == nullptr || map->l_name == nullptr || map->l_name[0] == '\0') {
-    return ReadLink("/proc/self/exe");
+    return ProgramPath();
   }
   return map->l_name;
 }
+
+std::string ProgramPath() { return ReadLink("/proc/self/exe"); }
 
 // A name without a separator would be looked for along the loader's path.
 Library::Library(const std::string& path, std::string* error) {
