@@ -80,7 +80,7 @@ void PluginCatalogue::Read(Options& options) {
   std::string row;
   for (const auto& [list, read] : kLists) {
     options.BeginValues(list, ",");
-    while (options.NextValue(list, row)) (this->*read)(row);
+    for (std::size_t i = 0; i < kMostRows && options.NextValue(list, row); ++i) (this->*read)(row);
   }
 }
 
@@ -106,7 +106,6 @@ void PluginCatalogue::Add(std::string_view name, std::string_view id, std::strin
   PluginEntry entry{PString(name), Guid::Parse(id), parent, library};
   entry.depth = parent != nullptr ? parent->depth + 1 : 0;
   if (name.empty() || entry.id.IsNull() || entry.depth > kMostNesting) return;
-  if (entries_.size() == kMostRows) return;
   PluginEntry& kept = entries_.emplace_back(std::move(entry));
   byId_.Add(kept.id.Hash(), kept);
   byName_.Add(kept.name.Key(), kept);
@@ -122,7 +121,7 @@ PluginLibrary& PluginCatalogue::Library(std::string_view name) {
 }
 
 void PluginCatalogue::AddRemap(const Guid& from, const Guid& to) {
-  if (from.IsNull() || to.IsNull() || remaps_.size() == kMostRows) return;
+  if (from.IsNull() || to.IsNull()) return;
   Remap& remap = remaps_.emplace_back(Remap{from, to});
   remapsByFrom_.Add(from.Hash(), remap);
 }

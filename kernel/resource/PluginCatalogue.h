@@ -45,8 +45,8 @@ struct PluginQuery {
 
 class PluginCatalogue {
  public:
-  /// Rows of groups and plug-ins, and of remaps; bounds what a text can cost.
-  static constexpr std::size_t kMostRows = 8192;
+  /// Rows of a list that are read; bounds what a text can cost.
+  static constexpr std::size_t kMostRows = 4096;
   static constexpr std::uint32_t kMostNesting = 64;  ///< groups within each other
 
   PluginCatalogue() = default;
