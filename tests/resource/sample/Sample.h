@@ -6,9 +6,9 @@
 
 namespace Sample {
 
-class Counter : public virtual Zef::ReferenceCount {
+class Thing : public virtual Zef::ReferenceCount {
  public:
-  virtual int Next() = 0;
+  virtual int Number() = 0;
 };
 
 inline constexpr Zef::Guid kGroup = Zef::Guid::Parse("00000001-0000-0000-0000-000000000001");
@@ -17,25 +17,21 @@ inline constexpr Zef::Guid kTwo = Zef::Guid::Parse("00000001-0000-0000-0000-0000
 inline constexpr Zef::Guid kGhost = Zef::Guid::Parse("00000001-0000-0000-0000-000000000004");
 inline constexpr Zef::Guid kInner = Zef::Guid::Parse("00000001-0000-0000-0000-000000000005");
 
-/// Makes objects that count up by a step.
-class CounterFactory final : public Zef::PluginFactoryBase<Counter> {
+/// Makes things of one number.
+class ThingFactory final : public Zef::PluginFactoryBase<Thing> {
  public:
-  CounterFactory(const char* name, const Zef::Guid& id, int step)
-      : PluginFactoryBase(name, id, kGroup), step_(step) {}
-  Zef::Ref<Counter> Create() override { return Zef::Ref<Counter>(new Instance(*this, step_)); }
+  ThingFactory(const char* name, const Zef::Guid& id, int number)
+      : PluginFactoryBase(name, id, kGroup), number_(number) {}
+  Zef::Ref<Thing> Create() override { return Zef::Ref<Thing>(new Instance(*this, number_)); }
 
  private:
-  class Instance final : public Counter, public Zef::PluginInstance {
-   public:
-    Instance(PluginType& type, int step) : PluginInstance(type), step_(step) {}
-    int Next() override { return count_ += step_; }
-
-   private:
-    int count_ = 0;
-    const int step_;
+  struct Instance final : Thing, Zef::PluginInstance {
+    Instance(PluginType& type, int itsNumber) : PluginInstance(type), number(itsNumber) {}
+    int Number() override { return number; }
+    const int number;
   };
 
-  const int step_;
+  const int number_;
 };
 
 }  // namespace Sample
