@@ -11,7 +11,6 @@
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "tagdata/NOLBinaryFile.h"
-#include "tagdata/TagTextReader.h"
 
 namespace {
 
@@ -71,10 +70,6 @@ class FileCloser {
 
 }  // namespace
 
-bool ConfigReader::HasConfig(const FolderListing& listing) {
-  return FindConfig(listing).at != FolderListing::kNone;
-}
-
 ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {
   if (keptId_ == record.id && !kept_.IsEmptyHandle() && keptPlace_ == PlaceKey(record)) {
     out = kept_;
@@ -111,13 +106,14 @@ ConfigStatus ConfigReader::ReadPlace(const AssetPlace& place, TagContainer& out)
     if (!FolderExists(file)) continue;
     std::size_t size = 0;
     const ConfigStatus status = ReadThroughFile(file, &size);
-    return status == ConfigStatus::Loaded ? Parse(size, config.isText, out) : status;
+    return status == ConfigStatus::Loaded ? Parse(size, config.isText, nullptr, out) : status;
   }
   return ConfigStatus::NoConfig;
 }
 
 ConfigStatus ConfigReader::ReadIn(const FolderReader& folder, const FolderListing& listing,
-                                  const std::string& path, TagContainer& out) {
+                                  const std::string& path, TagContainer& out,
+                                  TagBlockFilter isWanted) {
   out.Clear();
   const FoundConfig config = FindConfig(listing);
   if (config.at == FolderListing::kNone) return ConfigStatus::NoConfig;
@@ -128,7 +124,7 @@ ConfigStatus ConfigReader::ReadIn(const FolderReader& folder, const FolderListin
   if (std::string_view(buffer_).substr(0, size).starts_with(kPackedMagic)) {
     status = ReadThroughFile({{}, path + "/" + name}, &size);
   }
-  return status == ConfigStatus::Loaded ? Parse(size, config.isText, out) : status;
+  return status == ConfigStatus::Loaded ? Parse(size, config.isText, isWanted, out) : status;
 }
 
 ConfigStatus ConfigReader::ReadPlain(FileHandle file, std::size_t* size) {
@@ -165,11 +161,12 @@ ConfigStatus ConfigReader::ReadThroughFile(const AssetPlace& place, std::size_t*
   }
 }
 
-ConfigStatus ConfigReader::Parse(std::size_t size, bool isText, TagContainer& out) const {
+ConfigStatus ConfigReader::Parse(std::size_t size, bool isText, TagBlockFilter isWanted,
+                                 TagContainer& out) const {
   const std::string_view bytes(buffer_.data(), size);
   if (size > kLargestConfig) return ConfigStatus::TooLarge;
   if (isText) {
-    ReadTagText(out, bytes);
+    ReadTagText(out, bytes, isWanted);
   } else {
     const Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
     file->ReadImage(std::as_bytes(std::span(bytes)));

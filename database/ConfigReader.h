@@ -19,6 +19,7 @@
 #include "kernel/platform/FolderReader.h"
 #include "tagdata/PLID.h"
 #include "tagdata/TagContainer.h"
+#include "tagdata/TagTextReader.h"
 
 class MUKAsset;
 struct AssetPlace;
@@ -43,12 +44,12 @@ class ConfigReader {
 
   /// The config of a record, from its folder or as kept. `out` is a null handle unless Loaded.
   [[nodiscard]] ConfigStatus Read(const MUKAsset& record, TagContainer& out);
-  /// The config in an open folder with these entries, which lies at `path`. Keeps nothing.
+  /// The config in an open folder with these entries, which lies at `path`; of a text only the
+  /// blocks that a filter wants. Keeps nothing.
   [[nodiscard]] ConfigStatus ReadIn(const Zef::Platform::FolderReader& folder,
                                     const Zef::Platform::FolderListing& listing,
-                                    const std::string& path, TagContainer& out);
-  /// True when a folder with these entries holds a config.
-  static bool HasConfig(const Zef::Platform::FolderListing& listing);
+                                    const std::string& path, TagContainer& out,
+                                    TagBlockFilter isWanted = nullptr);
 
   /// Keeps a config that was just read in the record's folder.
   void Keep(const MUKAsset& record, const TagContainer& config);
@@ -59,7 +60,8 @@ class ConfigReader {
   ConfigStatus ReadPlace(const AssetPlace& place, TagContainer& out);
   ConfigStatus ReadPlain(Zef::Platform::FileHandle file, std::size_t* size);
   ConfigStatus ReadThroughFile(const AssetPlace& file, std::size_t* size);
-  ConfigStatus Parse(std::size_t size, bool isText, TagContainer& out) const;
+  ConfigStatus Parse(std::size_t size, bool isText, TagBlockFilter isWanted,
+                     TagContainer& out) const;
 
   std::string root_;
   std::string buffer_;  // kept at the size of the largest config so far

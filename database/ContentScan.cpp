@@ -93,7 +93,7 @@ void ContentScan::ScanFolder(std::string_view base, std::string_view folder, Sca
 
 void ContentScan::ScanTree(std::string_view base, std::string_view subFolder, ScanMode mode) {
   OpenedFolder parent{std::string(base), std::string(subFolder), {}, {}, {}};
-  if (Open(parent)) PostChildren(parent, mode, false);
+  if (Open(parent)) PostChildren(parent, mode);
   Finish();
 }
 
@@ -188,21 +188,16 @@ void ContentScan::PostRoots(std::string_view folder) {
     group.disk = JoinPath(parent.disk, parent.entries.NameView(at));
     group.reader =
         std::make_shared<FolderReader>(parent.reader->OpenFolder(parent.entries.Name(at)));
-    if (!List(group)) continue;
-    const bool isAsset = ConfigReader::HasConfig(group.entries);
-    if (isAsset) Post(ItemOf(parent, at, ScanMode::Legacy));
-    PostChildren(group, ScanMode::Legacy, isAsset);
+    if (List(group)) PostChildren(group, ScanMode::Legacy);
   }
 }
 
-/// Those in the folder of an asset of its own need no config.
-void ContentScan::PostChildren(const OpenedFolder& parent, ScanMode mode, bool mayLackConfig) {
+void ContentScan::PostChildren(const OpenedFolder& parent, ScanMode mode) {
   std::size_t done = 0;
   const std::size_t total = parent.entries.CountOf(EntryKind::Folder);
   for (std::size_t at = 0; at < parent.entries.Count(); ++at) {
     if (!IsUsable(parent, at)) continue;
     ScanItem item = ItemOf(parent, at, mode);
-    item.mayLackConfig = mayLackConfig;
     item.done = done++;
     item.total = total;
     Post(std::move(item));
@@ -236,7 +231,6 @@ void ContentScan::Enter(ScanItem& item) {
   if (item.total != 0 && options_.progress) options_.progress(item.Path(), item.done, item.total);
   if (item.outcome == ScanOutcome::Found) item.outcome = EnterRecord(item);
   if (report_ == nullptr) return;
-  if (item.outcome == ScanOutcome::NoConfig && item.mayLackConfig) return;
   AddTo(*report_, item.outcome, item);
   if (item.partlyMeasured) AddTo(*report_, ScanOutcome::PartlyMeasured, item);
 }
@@ -246,6 +240,7 @@ ScanOutcome ContentScan::EnterRecord(ScanItem& item) {
     if (!index_.Merge(item.record)) return ScanOutcome::Conflict;
     if (!item.config.IsEmptyHandle()) configs_.Keep(item.record, item.config);
     VerifyAsset(index_, configs_, *held);
+    configs_.Drop(held->id);  // it was read in part
     return ScanOutcome::Merged;
   }
   MUKAsset& added = index_.Add(std::move(item.record));

@@ -60,8 +60,7 @@ class ContentScan {
   void ScanFolder(std::string_view base, std::string_view folder, ScanMode mode);
   /// Every folder in `subFolder` below `base` as an asset folder.
   void ScanTree(std::string_view base, std::string_view subFolder, ScanMode mode);
-  /// Every folder directly in `folder` as a base of legacy assets. One with a config of its own
-  /// is an asset too.
+  /// Every folder directly in `folder` as a base of legacy assets.
   void ScanRoots(std::string_view folder);
   /// The entries of "world".
   void ScanWorld();
@@ -79,7 +78,7 @@ class ContentScan {
   bool IsUsable(const OpenedFolder& parent, std::size_t at);
   static ScanItem ItemOf(const OpenedFolder& parent, std::size_t at, ScanMode mode);
   void PostRoots(std::string_view folder);
-  void PostChildren(const OpenedFolder& parent, ScanMode mode, bool mayLackConfig);
+  void PostChildren(const OpenedFolder& parent, ScanMode mode);
   void Post(ScanItem&& item);
   void Tell(ScanOutcome outcome, std::string_view base, std::string_view folder);
   void PostBatch(std::size_t ahead);

@@ -58,13 +58,18 @@ ScanOutcome OutcomeOf(ConfigStatus status) {
   return ScanOutcome::UnreadableConfig;
 }
 
+/// Most of a config are blocks on meshes and textures.
+bool MakesFields(std::string_view key) {
+  return key == "privileges" || key == "plid-table" || key == "obsolete-table";
+}
+
 ScanOutcome ReadFolder(ScanItem& item, const FolderReader& folder, ScanScratch& scratch,
                        const std::unordered_set<PLID>& known, bool markBuiltIn) {
   static const Zef::PString idKey("plid");
   if (!folder.IsOpen() || !folder.List(&scratch.entries)) return ScanOutcome::Unreadable;
   TagContainer config;
   const ScanOutcome outcome =
-      OutcomeOf(scratch.configs.ReadIn(folder, scratch.entries, item.disk, config));
+      OutcomeOf(scratch.configs.ReadIn(folder, scratch.entries, item.disk, config, MakesFields));
   if (outcome != ScanOutcome::Found) return outcome;
   MUKAsset& record = item.record;
   record.id = config.GetPLID(idKey);

@@ -26,9 +26,8 @@ struct ScanItem {
   std::string disk;    ///< path on disk
   ScanMode mode = ScanMode::Legacy;
   std::shared_ptr<const Zef::Platform::FolderReader> parent;  ///< null: opened by `disk`
-  bool mayLackConfig = false;  ///< a folder without a config is nothing to tell
-  bool isRead = false;         ///< `outcome` stands already; there is nothing to read
-  std::size_t done = 0;        ///< for the progress callback
+  bool isRead = false;   ///< `outcome` stands already; there is nothing to read
+  std::size_t done = 0;  ///< for the progress callback
   std::size_t total = 0;
 
   // What was found; Found means that the record can be entered.

@@ -97,7 +97,8 @@ using Block = Zef::Ref<NOLContainerTag>;
 
 class Reader {
  public:
-  explicit Reader(std::string_view text) : isUtf8_(text.starts_with(kUtf8Mark)) {
+  Reader(std::string_view text, TagBlockFilter isWanted)
+      : isUtf8_(text.starts_with(kUtf8Mark)), isWanted_(isWanted) {
     if (isUtf8_) text.remove_prefix(kUtf8Mark.size());
     at_ = text.data();
     end_ = at_ + text.size();
@@ -108,7 +109,7 @@ class Reader {
     while (true) {
       const std::string_view key = ReadKey();
       if (!key.empty()) {
-        ReadTag(keys_.Find(key));
+        ReadTag(passed_ != 0 ? noKey_ : keys_.Find(key));
       } else if (!CloseBlock()) {
         return open_.front().tags->GetCount() == 0 ? TagContainer()
                                                    : TagContainer(open_.front().tags);
@@ -149,13 +150,16 @@ class Reader {
   void StoreText(const Zef::PString& key, std::string_view text, std::uint16_t met);
   void Put(const Zef::PString& key, std::int32_t type, CoreRef core);
   void OpenBlockOf(const Zef::PString& key);
+  bool IsKept(const Zef::PString& key) const;
   bool CloseBlock();
 
   const char* at_;
   const char* end_;
   bool isUtf8_;
   std::vector<OpenBlock> open_;
-  std::uint64_t passed_ = 0;  ///< blocks below the deepest one kept that are open
+  std::uint64_t passed_ = 0;  ///< open blocks of which nothing is kept
+  const TagBlockFilter isWanted_;
+  const Zef::PString noKey_;
   KeyCache& keys_ = KeyCache::OfThread();
   std::array<char, kMaxKey> key_;
   std::string value_;
@@ -245,6 +249,7 @@ void Reader::ReadUnquoted(const Zef::PString& key) {
 }
 
 void Reader::StoreNumber(const Zef::PString& key, std::string_view token) {
+  if (passed_ != 0) return;
   const bool isFloat = token.find('.') != std::string_view::npos;
   token = token.substr(0, kMaxNumber);
   const char* at = token.data();
@@ -260,6 +265,7 @@ void Reader::StoreNumber(const Zef::PString& key, std::string_view token) {
 }
 
 void Reader::StoreList(const Zef::PString& key, std::string_view token) {
+  if (passed_ != 0) return;
   token = token.substr(0, kMaxNumberList);
   numbers_.clear();
   while (true) {
@@ -276,6 +282,7 @@ void Reader::StoreList(const Zef::PString& key, std::string_view token) {
 }
 
 void Reader::StoreText(const Zef::PString& key, std::string_view text, std::uint16_t met) {
+  if (passed_ != 0) return;
   if ((met & kZero) != 0) text = UpToZero(text);
   if (!text.empty() && SpellsIdentifier(text)) {
     std::uint32_t words[2];
@@ -295,13 +302,18 @@ void Reader::Put(const Zef::PString& key, std::int32_t type, CoreRef core) {
 void Reader::OpenBlockOf(const Zef::PString& key) {
   if (passed_ != 0) {
     ++passed_;
-  } else if (open_.size() < kMaxTagDepth) {
+  } else if (IsKept(key)) {
     open_.push_back({key, Block(new NOLContainerTag)});
   } else {
-    // The deepest container that writers take: it stays empty.
     open_.back().tags->Put(key, ChunkRef(new NOLContainerTag));
     ++passed_;
   }
+}
+
+/// False for a block that stays empty: a refused one, and the deepest container that writers take.
+bool Reader::IsKept(const Zef::PString& key) const {
+  if (open_.size() > 1 || isWanted_ == nullptr) return open_.size() < kMaxTagDepth;
+  return isWanted_(key.View());
 }
 
 /// Attaches the block that ends here to the one around it; false at the top.
@@ -322,4 +334,6 @@ bool Reader::CloseBlock() {
 
 }  // namespace
 
-void ReadTagText(TagContainer& out, std::string_view bytes) { out = Reader(bytes).Read(); }
+void ReadTagText(TagContainer& out, std::string_view bytes, TagBlockFilter isWanted) {
+  out = Reader(bytes, isWanted).Read();
+}

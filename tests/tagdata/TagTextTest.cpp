@@ -150,6 +150,13 @@ TEST(TagText, WriterMakesTheBytesOfTheForm) {
   EXPECT_EQ(Write({}), "\xEF\xBB\xBF\r\n");
 }
 
+TEST(TagText, RefusedBlocksAreEmptyAndWhatFollowsThemIsRead) {
+  TagContainer tags;
+  ReadTagText(tags, "a 1\nno { x \"}\" no { y 1\n} z 1,2\n}\nyes { no { x 2\n} } b } c 1",
+              [](std::string_view key) { return key == "yes"; });
+  EXPECT_EQ(Dump(tags), "a:i:1 no:{ } yes:{ no:{ x:i:2 } } b:0 ");
+}
+
 TEST(TagText, DeepBlocksAreEmptyAndWhatFollowsThemIsRead) {
   for (const std::size_t depth : {1022u, 1023u, 1024u, 5000u, 1000000u}) {
     const TagContainer tags = Parse(Nested(depth) + std::string(depth, '}') + "\nbehind 1");
