@@ -43,9 +43,9 @@ void AddMesh(std::string& corpus, Random random) {
       const float height = static_cast<float>(ring) / static_cast<float>(rings);
       const float rough = static_cast<float>(random.Below(64)) / 1024.0F;
       const float radius = 1.0F + 0.25F * std::sin(height * 9.0F) + rough;
-      for (const float value : {radius * std::cos(angle), 4.0F * height, radius * std::sin(angle),
-                                std::cos(angle), 0.0F, std::sin(angle),
-                                static_cast<float>(side) / static_cast<float>(sides), height}) {
+      for (const float value :
+           {radius * std::cos(angle), 4.0F * height, radius * std::sin(angle), std::cos(angle),
+            0.0F, std::sin(angle), static_cast<float>(side) / static_cast<float>(sides), height}) {
         out.F32(value);
       }
     }

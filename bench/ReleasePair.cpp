@@ -83,7 +83,7 @@ void ReleasePair::FillCompanions(MUKAssetIndex& index, const std::vector<Place>&
 
   Random random(options_.content.seed, kArchiveStream);
   for (std::uint32_t id = 1; id <= kArchives; ++id) {
-    ArchiveList::Archive& archive = companions.archives.archives.emplace_back();
+    ArchiveList::Archive archive;
     archive.flag = 1;
     archive.id = id;
     archive.name = "content-" + std::to_string(id);
@@ -92,6 +92,7 @@ void ReleasePair::FillCompanions(MUKAssetIndex& index, const std::vector<Place>&
     for (std::size_t at = id; at < places.size(); at += random.Between(20, 60)) {
       archive.assets.push_back(content_.Identity(places[at].number));
     }
+    companions.archives.Add(std::move(archive));
   }
 
   TagContainer configs;

@@ -67,7 +67,8 @@ void BM_LzssUnpackBlock(benchmark::State& state) {
   Bytes out(Corpus().size());
   LZSSCompress coder;
   std::size_t size = 0;
-  for (auto _ : state) size = coder.Decompress(out.data(), out.size(), packed.data(), packed.size());
+  for (auto _ : state)
+    size = coder.Decompress(out.data(), out.size(), packed.data(), packed.size());
   Report(state, packed.size(), size == out.size() && out == Corpus());
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <numeric>
@@ -16,8 +17,12 @@
 #include "bench/ReleasePair.h"
 #include "database/MUKAssetIndex.h"
 #include "database/ShownName.h"
+#include "kernel/standard/Crc32.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/FileSubArchive.h"
 #include "kernel/standard/PString.h"
 #include "kernel/standard/PairCoder.h"
+#include "kernel/standard/Subst.h"
 #include "plugin/PatchSet.h"
 #include "tagdata/PLID.h"
 #include "tagdata/TagTextReader.h"
@@ -226,6 +231,93 @@ void BM_PLIDParse(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(texts.size()));
 }
 BENCHMARK(BM_PLIDParse);
+
+std::string ArchivedName(std::uint32_t number) {
+  return "trains/Wagon " + std::to_string(number % 977) + "/textures/Part-" +
+         std::to_string(number) + ".texture";
+}
+
+/// An archive of many small files, put together without going through the file layer.
+std::string MakeArchive(std::uint32_t files) {
+  const std::string path = (fs::temp_directory_path() / "quarle_bench_archive.ja").string();
+  Zef::ByteWriter chunks;
+  Zef::ByteWriter rows;
+  Zef::AppendArchiveHead(chunks, {});
+  for (std::uint32_t number = 0; number < files; ++number) {
+    Zef::ArchiveRow row;
+    const std::string name = ArchivedName(number);
+    name.copy(row.entry.name, sizeof row.entry.name - 1);
+    row.size = row.entry.size = row.entry.storedSize = static_cast<std::uint32_t>(name.size());
+    Zef::AppendArchiveChunkHead(
+        chunks, {Zef::ArchiveFormat::kFileTag, Zef::ArchiveFormat::kEntrySize + row.size});
+    Zef::AppendArchiveEntry(chunks, row.entry);
+    row.offset = static_cast<std::uint32_t>(chunks.Size());
+    chunks.Text(name);
+    Zef::AppendArchiveRow(rows, row);
+  }
+  Zef::ByteWriter head;
+  Zef::AppendArchiveHead(
+      head, {Zef::ArchiveFormat::kVersion, files, static_cast<std::uint32_t>(chunks.Size())});
+  Zef::AppendArchiveChunkHead(
+      chunks, {Zef::ArchiveFormat::kIndexTag, static_cast<std::uint32_t>(rows.Size())});
+  std::ofstream out(path, std::ios::binary);
+  const auto write = [&](std::span<const std::byte> bytes) {
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+  };
+  write(head.View());
+  write(chunks.View().subspan(head.Size()));
+  write(rows.View());
+  return path;
+}
+
+/// Opening files of a mounted archive by their names, in no order, and closing them.
+void BM_ArchiveOpenFile(benchmark::State& state) {
+  const auto files = static_cast<std::uint32_t>(state.range(0));
+  const std::string path = MakeArchive(files);
+  const Zef::PString mount("bench-archive");
+  Expect(state, Zef::Subst(mount, path.c_str(), false));
+  std::vector<std::string> names;
+  Random random(files, 2);
+  for (int i = 0; i < 10'000; ++i) {
+    names.push_back(ArchivedName(static_cast<std::uint32_t>(random.Next() % files)));
+  }
+  for (auto _ : state) {
+    Zef::File file;
+    for (const std::string& name : names) {
+      Expect(state, file.Open(mount, name.c_str(), Zef::FileMode::kRead) == Zef::RES_OK);
+      file.Close();
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(names.size()));
+  Zef::Subst(mount, nullptr, false);
+  fs::remove(path);
+}
+BENCHMARK(BM_ArchiveOpenFile)->Arg(1'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
+/// Mounting by the index, or by a walk over the chunks where that is missing.
+void BM_ArchiveMount(benchmark::State& state) {
+  const std::string path = MakeArchive(100'000);
+  if (state.range(0) == 0) {
+    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(Zef::ArchiveFormat::kInfoOffset + Zef::ArchiveFormat::kIndexOffsetInInfo);
+    file.write("\0\0\0", 4);
+  }
+  for (auto _ : state) {
+    Zef::FileSubArchive archive(path.c_str(), true);
+    Expect(state, archive.FileCount() == 100'000);
+  }
+  state.SetItemsProcessed(state.iterations() * 100'000);
+  fs::remove(path);
+}
+BENCHMARK(BM_ArchiveMount)->ArgName("index")->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond);
+
+void BM_Crc32(benchmark::State& state) {
+  const std::string bytes(1 << 20, 'x');
+  for (auto _ : state) benchmark::DoNotOptimize(Zef::Crc32(0, bytes.data(), bytes.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
+}
+BENCHMARK(BM_Crc32);
 
 std::vector<std::string> ConfigTexts() {
   constexpr std::uint32_t kFiles = 2000;

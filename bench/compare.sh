@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Measures Diff, Patch and the scan of asset folders against what else would do the job, in one run
-# on a warm page cache, checks the speed goals and writes docs/performance.md with its plot.
+# Measures Diff, Patch, the scan of asset folders and the coders against what else would do the job,
+# in one run on a warm page cache, checks the speed goals and writes docs/performance.md with its
+# plot.
 #
 # Every round runs every contender once, one after the other, so that a disturbance of the
 # machine meets them all; the median of the rounds counts. Output is deleted and the disk
@@ -57,7 +58,7 @@ command_line="bench/compare.sh --rounds $rounds --records $records"
 say() { printf '== %s\n' "$*" >&2; }
 have() { command -v "$1" >/dev/null; }
 
-peers="sqlite3 zstd xdelta3 sha256sum"
+peers="sqlite3 zstd xdelta3 sha256sum lz4 gzip"
 [ $slow = 0 ] || peers+=" bsdiff bspatch"
 if [ $install = 1 ]; then
   missing=
@@ -73,7 +74,7 @@ if [ $build = 1 ]; then
   say "building"
   (cd "$root" && cmake --preset release && cmake --build --preset release \
     --target gne_d plugin_host quarle_makeindex quarle_index_sql \
-    quarle quarle_makefolders walk_folders) >&2 || exit 2
+    quarle quarle_makefolders quarle_makecorpus walk_folders) >&2 || exit 2
 fi
 quarle=$bin/apps/quarle/quarle host=$bin/bench/plugin_host plugin=$bin/plugin/gne_d.so
 
@@ -97,6 +98,14 @@ make_folders() {
     "$bin/bench/quarle_makefolders" --folders "$2" "$dir/$1/root" >&2
     echo "$2" >"$dir/$1/folders"
   fi
+}
+
+# make_corpus NAME MEGABYTES: what coders are measured on, unless it stands there already.
+make_corpus() {
+  [ "$dir/$1/corpus" -nt "$bin/bench/quarle_makecorpus" ] && return
+  say "making a corpus of $2 MB"
+  mkdir -p "$dir/$1/work"
+  "$bin/bench/quarle_makecorpus" --megabytes "$2" "$dir/$1/corpus" >&2
 }
 
 # use_pair NAME: what the contenders below work on.
@@ -136,6 +145,32 @@ run_bsdiff() { bsdiff "$old" "$new" "$out/bsdiff"; }
 made_bsdiff() { stat -c %s "$out/bsdiff"; }
 before_bspatch() { rm -f "$out/new"; }
 run_bspatch() { bspatch "$old" "$out/new" "$out/bsdiff"; }
+
+# The coders: from $here/corpus to one file each, and from that back to $out/content.
+coders="lzss1 lzss6 lzss9 cfil"
+pack() {
+  case $1 in
+    lzss*) "$quarle" lzss pack -q "-${1#lzss}" "$here/corpus" "$out/$1" ;;
+    cfil) "$quarle" file pack -q "$here/corpus" "$out/$1" ;;
+    gzip) gzip -6 -c "$here/corpus" >"$out/$1" ;;
+    lz4) lz4 -q -1 "$here/corpus" "$out/$1" ;;
+  esac
+}
+unpack() {
+  case $1 in
+    lzss*) "$quarle" lzss unpack -q "$out/$1" "$out/content" ;;
+    cfil) "$quarle" file unpack -q "$out/$1" "$out/content" ;;
+    gzip) gzip -d -c "$out/$1" >"$out/content" ;;
+    lz4) lz4 -q -d "$out/$1" "$out/content" ;;
+  esac
+}
+for coder in $coders gzip lz4; do
+  eval "before_$coder() { rm -f \"\$out/$coder\"; }
+    run_$coder() { pack $coder; }
+    made_$coder() { stat -c %s \"\$out/$coder\"; }
+    before_un$coder() { rm -f \"\$out/content\"; }
+    run_un$coder() { unpack $coder; }"
+done
 
 # The tables and their indexes are there before the clock starts. Both covering indexes are
 # the fastest we found for the question; the answer goes to a file without journal or sync.
@@ -252,12 +287,32 @@ scan_product() {
 scan_product many "$folders"
 scan_product few $((folders / 4))
 
+# Whatever a coder made must have come back; the last to unpack stands for all in turn.
+measure_coders() {
+  local coder
+  make_corpus codecs 64
+  for coder in gzip lz4; do
+    if have $coder; then coders+=" $coder"; else say "$coder is not installed: left out"; fi
+  done
+  # shellcheck disable=SC2046,SC2086
+  measure codecs $coders $(printf 'un%s ' $coders)
+  for coder in $coders; do
+    rm -f "$out/content"
+    if ! unpack "$coder" || ! cmp -s "$here/corpus" "$out/content"; then
+      echo "compare.sh: $coder does not give the corpus back" >&2
+      exit 2
+    fi
+  done
+}
+measure_coders
+
 # One line a contender: pair, name, microseconds, peak in KiB, bytes made.
 results=$dir/results.tsv
 : >"$results"
-for pair in pair large many few; do
+for pair in pair large many few codecs; do
   use_pair $pair
-  for contender in $contenders scan walk; do
+  # shellcheck disable=SC2046,SC2086
+  for contender in $contenders scan walk $coders $(printf 'un%s ' $coders); do
     [ -f "$dir/$pair.$contender" ] || continue
     made=0
     if declare -F "made_$contender" >/dev/null; then made=$("made_$contender"); fi
@@ -267,6 +322,7 @@ for pair in pair large many few; do
 done
 bytes() { stat -c %s "$@" | awk '{s += $1} END {print s}'; }
 facts=(-v rounds="$rounds" -v records="$records" -v folders="$folders" -v command_line="$command_line"
+  -v corpus_bytes="$(stat -c %s "$dir/codecs/corpus")"
   -v diff_bytes="$(bytes "$dir/pair/old/assets.mkx" "$dir/pair/new/assets.mkx")"
   -v patch_bytes="$(bytes "$dir/pair/old/assets.mkx" "$dir"/pair/set/data/*)"
   -v cpu="$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1), $(nproc) cores"

@@ -7,6 +7,12 @@ BEGIN {
   label["patch"] = "**Patch**"
   label["scan"] = "**`quarle index build`**, the index written"
   label["walk"] = "plain C: walk, `lstat` all files, read all configs"
+  label["lzss1"] = "**`quarle lzss pack -1`**"
+  label["lzss6"] = "**`quarle lzss pack -6`**"
+  label["lzss9"] = "**`quarle lzss pack -9`**"
+  label["cfil"] = "**`quarle file pack`**"
+  label["gzip"] = "`gzip -6`"
+  label["lz4"] = "`lz4 -1`"
   label["cat"] = "`cat` of both files"
   label["sha256sum"] = "`sha256sum` of both files"
   label["sqlite"] = "SQLite, the same question to indexed tables"
@@ -45,6 +51,45 @@ function goal(what, measured, allowed) {
   if (measured > allowed) ++missed
 }
 
+function coded(name) { return ("codecs", name) in time }
+
+# Bytes of content in a microsecond, which is megabytes in a second.
+function speed(name) { return corpus_bytes / time["codecs", name] }
+
+# A goal from below.
+function at_least(what, measured, wanted) {
+  printf "| %s | %.0f MB/s | %.0f MB/s | %s |\n", what, measured, wanted,
+    (measured < wanted ? "**missed**" : "met")
+  if (measured < wanted) ++missed
+}
+
+function coder_table(    names, count, i, name) {
+  print "| coding " int(corpus_bytes / 1e6) " MB of mixed content | size | packing | unpacking |"
+  print "| --- | ---: | ---: | ---: |"
+  count = split("lzss1 lzss6 lzss9 cfil gzip lz4", names, " ")
+  for (i = 1; i <= count; ++i) {
+    name = names[i]
+    if (!coded(name)) continue
+    printf "| %s | %.1f %% | %.0f MB/s | %.0f MB/s |\n", label[name],
+      made["codecs", name] * 100 / corpus_bytes, speed(name), speed("un" name)
+  }
+  print ""
+}
+
+# Streams are to be read as fast as the slower of two yardsticks asks.
+function coder_goals(    wanted) {
+  print "| goal | measured | at least | |"
+  print "| --- | ---: | ---: | --- |"
+  if (coded("gzip")) {
+    wanted = 2 * speed("ungzip")
+    if (coded("lz4") && speed("unlz4") / 2 < wanted) wanted = speed("unlz4") / 2
+    at_least("LZSS level 6, unpacking: half of `lz4 -d` or twice `gzip -d`", speed("unlzss6"), wanted)
+    at_least("LZSS level 6, packing: as `gzip -6`", speed("lzss6"), speed("gzip"))
+  }
+  at_least("LZSS level 9, unpacking", speed("unlzss9"), 40)
+  print ""
+}
+
 function a_folder(product, name) {
   return time[product, name] / (product == "few" ? int(folders / 4) : folders)
 }
@@ -65,6 +110,9 @@ END {
   print ""
   print "The scan is a whole process too, and its index is on the device when it ends. A folder holds"
   print "about four files, a config of 0.5 to 4 KB among them."
+  print ""
+  print "The coders are whole processes that write files. Their content is config texts, index records,"
+  print "meshes and pictures in equal shares."
   print ""
   print "## Results"
   print ""
@@ -96,6 +144,7 @@ END {
       time["many", name] / time["many", "walk"], a_folder("many", name), a_folder("few", name)
   }
   print ""
+  if (coded("lzss6")) coder_table()
   print "| goal | measured | at most | |"
   print "| --- | ---: | ---: | --- |"
   if (known("sqlite")) goal("Diff, times SQLite", time["pair", "diff"] / time["pair", "sqlite"], 1)
@@ -110,6 +159,7 @@ END {
   goal("Scan, times the plain walk", time["many", "scan"] / time["many", "walk"], 1.5)
   goal("Scan, a folder of " folders " times one of " int(folders / 4), a_folder("many", "scan") / a_folder("few", "scan"), 1.3)
   print ""
+  if (coded("lzss6")) coder_goals()
   print "## Machine"
   print ""
   print "- " cpu

@@ -23,7 +23,8 @@ if(ZEF_PLAIN_HEAP)
 endif()
 target_link_libraries(quarle_options INTERFACE Threads::Threads)
 
-# quarle_add_folder(TARGET [DEPENDS targets...]): a static library of all sources of this folder.
+# quarle_add_folder(TARGET [DEPENDS targets...] [SOURCES files...]): a static library of the files
+# named, or of all sources of this folder.
 # DEPENDS names only folders below this one.
 function(quarle_add_folder target)
   cmake_parse_arguments(ARG "" "" "DEPENDS;SOURCES" ${ARGN})

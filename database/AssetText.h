@@ -20,7 +20,7 @@
 
 class AssetText {
  public:
-  AssetText() noexcept : borrowed_(nullptr) {}
+  AssetText() noexcept {}
   AssetText(const AssetText& other) { *this = other; }
   AssetText(AssetText&& other) noexcept { Take(other); }
   ~AssetText() { Release(); }
@@ -77,13 +77,6 @@ class AssetText {
     if (form_ == Form::Owned) return owned_.View();
     return form_ == Form::Borrowed ? std::string_view(borrowed_, length_) : std::string_view();
   }
-  /// The text as a value of its own.
-  Zef::SharedText Shared() const {
-    if (form_ == Form::Owned) return owned_;
-    Zef::SharedText text;
-    if (form_ == Form::Borrowed) text.Assign(View());
-    return text;
-  }
   std::string String() const { return std::string(View()); }
 
   /// Same characters; no storage and no characters are alike.
@@ -101,7 +94,7 @@ class AssetText {
     form_ = other.form_;
     if (form_ == Form::Owned) {
       new (&owned_) Zef::SharedText(std::move(other.owned_));
-    } else {
+    } else if (form_ == Form::Borrowed) {
       borrowed_ = other.borrowed_;
       length_ = other.length_;
     }
@@ -109,7 +102,7 @@ class AssetText {
   }
 
   union {
-    const char* borrowed_;
+    const char* borrowed_ = nullptr;
     Zef::SharedText owned_;
   };
   std::uint32_t length_ = 0;

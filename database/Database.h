@@ -58,8 +58,8 @@ void MUKShutdown();
 /// The database's turn on the host's main thread. Does nothing while the calling thread holds a
 /// guard, and during a start or a shutdown.
 void MUKIdle();
-/// Writes the database now, on this thread, under its exclusive guard. Nothing when it is not
-/// running or not loaded.
+/// Writes the database now, on this thread, which holds an exclusive guard: takes none itself.
+/// Nothing when it is not running or not loaded.
 void MUKInternalWriteDatabase();
 
 class Database final : public IndexHost {

@@ -5,8 +5,8 @@
 #include "database/StoredText.h"
 #include "kernel/ByteReader.h"
 #include "kernel/ByteWriter.h"
-#include "kernel/standard/TBuffer.h"
 #include "tagdata/BinaryTagWriter.h"
+#include "tagdata/NOLBinaryFile.h"
 
 namespace {
 
@@ -78,23 +78,23 @@ void UserNameTable::Write(Zef::ByteWriter& out) const {
 }
 
 void ArchiveList::Clear() {
-  archives.clear();
+  archives_.clear();
   held_.clear();
   collected_ = false;
 }
 
 void ArchiveList::Add(Archive&& archive) {
   std::erase_if(archive.assets, [](const PLID& id) { return !id.IsStorable(); });
-  archives.push_back(std::move(archive));
+  archives_.push_back(std::move(archive));
   collected_ = false;
 }
 
 bool ArchiveList::Drop(std::uint32_t id, std::vector<PLID>* assets) {
-  const auto found = std::find_if(archives.begin(), archives.end(),
+  const auto found = std::find_if(archives_.begin(), archives_.end(),
                                   [=](const Archive& archive) { return archive.id == id; });
-  if (found == archives.end()) return false;
+  if (found == archives_.end()) return false;
   *assets = std::move(found->assets);
-  archives.erase(found);
+  archives_.erase(found);
   collected_ = false;
   return true;
 }
@@ -102,7 +102,7 @@ bool ArchiveList::Drop(std::uint32_t id, std::vector<PLID>* assets) {
 bool ArchiveList::Contains(const PLID& id) const {
   if (!collected_) {
     held_.clear();
-    for (const Archive& archive : archives) {
+    for (const Archive& archive : archives_) {
       held_.insert(archive.assets.begin(), archive.assets.end());
     }
     collected_ = true;
@@ -115,7 +115,7 @@ bool ArchiveList::Read(Zef::ByteReader& in) {
   std::uint32_t count = 0;
   if (!ReadTableHead(in, kSmallestArchive, &count)) return false;
   for (std::uint32_t i = 0; i < count; ++i) {
-    if (ReadArchive(in, archives.emplace_back())) continue;
+    if (ReadArchive(in, archives_.emplace_back())) continue;
     Clear();
     return false;
   }
@@ -124,9 +124,9 @@ bool ArchiveList::Read(Zef::ByteReader& in) {
 
 void ArchiveList::Write(Zef::ByteWriter& out) const {
   out.U32(0);
-  out.U32(static_cast<std::uint32_t>(std::count_if(archives.begin(), archives.end(),
+  out.U32(static_cast<std::uint32_t>(std::count_if(archives_.begin(), archives_.end(),
                                                    [](const Archive& a) { return a.persistent; })));
-  for (const Archive& archive : archives) {
+  for (const Archive& archive : archives_) {
     if (!archive.persistent) continue;
     out.U32(kArchiveVersion);
     out.U8(archive.flag);
@@ -160,12 +160,7 @@ bool ConfigCache::Read(Zef::ByteReader& in, bool keep) {
   return true;
 }
 
-bool ConfigCache::Write(Zef::ByteWriter& out) const {
-  Zef::TBuffer buffer;
-  if (!WriteBinaryTags(buffer, tags_)) return false;
-  out.Bytes(buffer.View());
-  return true;
-}
+bool ConfigCache::Write(Zef::ByteWriter& out) const { return AppendBinaryTags(out, tags_); }
 
 bool StationState::Read(Zef::ByteReader& in, std::uint64_t now) {
   Clear();

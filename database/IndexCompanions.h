@@ -12,7 +12,6 @@
 
 #include "database/AssetText.h"
 #include "database/DependencyTable.h"
-#include "tagdata/NOLBinaryFile.h"
 #include "tagdata/PLID.h"
 #include "tagdata/TagContainer.h"
 
@@ -36,7 +35,8 @@ struct UserNameTable {
 };
 
 /// Archives that hold copies of assets. The files themselves are not touched here.
-struct ArchiveList {
+class ArchiveList {
+ public:
   struct Archive {
     std::uint8_t flag = 0;  ///< carried unread
     std::uint32_t id = 0;
@@ -46,10 +46,10 @@ struct ArchiveList {
     bool persistent = true;    ///< only these are stored
     std::vector<PLID> assets;  ///< in stored order
   };
-  /// May be filled directly until Contains was first asked.
-  std::vector<Archive> archives;
 
   void Clear();
+  const std::vector<Archive>& All() const { return archives_; }
+  /// Identifiers that cannot be stored are left out.
   void Add(Archive&& archive);
   /// Takes an archive out and hands back its assets; false for an id that is not there.
   bool Drop(std::uint32_t id, std::vector<PLID>* assets);
@@ -60,6 +60,7 @@ struct ArchiveList {
   void Write(Zef::ByteWriter& out) const;
 
  private:
+  std::vector<Archive> archives_;
   mutable std::unordered_set<PLID> held_;  // of all archives, when collected_
   mutable bool collected_ = false;
 };

@@ -108,8 +108,8 @@ class MUKAsset {
   }
   const AssetText& ShownName() const { return userName.IsEmpty() ? name : userName; }
 
-  /// Copies what is stored, not what is derived.
   MUKAsset() = default;
+  /// Copies what is stored, not what is derived.
   MUKAsset(const MUKAsset& other) = default;
   MUKAsset(MUKAsset&& other) = default;
   MUKAsset& operator=(const MUKAsset& other) = default;

@@ -74,8 +74,6 @@ class MUKAssetIndex {
  public:
   static constexpr std::uint32_t kMagic = 0xCEEBA2DB;
   static constexpr std::uint32_t kVersion = 19;
-  /// The documented size of the identifier table, for reports. The table behind grows.
-  static constexpr std::uint32_t kReportedBuckets = 4093;
 
   /// The host is borrowed and may be null (a private index).
   explicit MUKAssetIndex(IndexHost* host = nullptr) : host_(host) {}

@@ -97,7 +97,11 @@ void CheckOptions(std::string_view text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Zef::SetTraceSink([](const char* line) { Require(std::strlen(line) < 200); });
+  Zef::SetTraceSink([](const char* line) {
+    const std::string_view text(line);
+    Require(text.size() < 200);
+    for (const char c : text) Require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F);
+  });
   const std::string text(data, data + size);
   CheckConfig(text);
   CheckConfig("ver 1.0 " + text);

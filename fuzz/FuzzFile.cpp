@@ -56,12 +56,13 @@ void CheckSeek(const std::string& path, std::uint32_t mode, std::int64_t positio
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::size_t kPreface = 9;
-  constexpr std::uint32_t kModes[] = {0x10, 0x20, 0x30, 0x10};
+  constexpr std::uint32_t kModes[] = {Zef::FileMode::kRead, Zef::FileMode::kReadRaw,
+                                      Zef::FileMode::kReadCompressed};
   if (size < kPreface) return 0;
   const ScratchFile scratch("file", data + kPreface, size - kPreface);
   const std::string& path = scratch.Path();
 
-  const std::uint32_t mode = kModes[data[0] & 3];
+  const std::uint32_t mode = kModes[data[0] % 3];
   Zef::File file;
   if (file.Open(path.c_str(), mode) != Zef::RES_OK) return 0;
   const std::string content = ReadFromStart(file);

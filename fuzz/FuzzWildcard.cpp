@@ -69,7 +69,7 @@ void CheckPaths(const FilePath& path, const std::string& other) {
     FilePath changed = path;
     change(changed);
     Require(changed.Length() <= path.Length() + (path.IsFull() ? 0 : 1));
-    Require(!path.IsFull() || changed == path);
+    Require(!path.IsFull() || changed.View() == path.View());
   }
   FilePath rest = path;
   for (std::uint32_t pops = 0; !rest.IsEmpty(); ++pops) {

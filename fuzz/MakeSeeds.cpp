@@ -9,7 +9,10 @@
 #include "database/AssetRecord.h"
 #include "database/MUKAssetIndex.h"
 #include "kernel/ByteWriter.h"
+#include "kernel/standard/ArchiveFormat.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/LZSSCompress.h"
+#include "kernel/standard/Subst.h"
 #include "kernel/standard/TBuffer.h"
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/TagContainer.h"
@@ -80,7 +83,7 @@ void SaveSampleIndex(const std::string& path) {
   sides.dependencies.Replace(PLID(1000, 0, 0), {PLID(1001, 1, 1)});
   sides.users.entries.emplace_back().profileId = 5;
   sides.configCache.Set(SampleTags());
-  sides.archives.archives.emplace_back().assets.push_back(PLID(1, 1, 1));
+  sides.archives.Add({.assets = {PLID(1, 1, 1)}});
   sides.station.urlQueue.emplace_back() = "https://host/list";
   static_cast<void>(index.Save(path));
 }
@@ -97,16 +100,69 @@ void PutTexts(const fs::path& folder) {
   Put(folder / "by-hand", std::as_bytes(std::span(byHand)));
 }
 
+std::string ReadWhole(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
 /// The same bytes in the compressed form, for readers that detect it.
 void Compress(const fs::path& from, const fs::path& to) {
-  std::ifstream in(from, std::ios::binary);
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string bytes = ReadWhole(from);
   fs::create_directories(to.parent_path());
   Zef::File file;
   const auto mode = Zef::FileMode::kWriteCompressed | Zef::FileMode::kCreate;
   if (file.Open(to.c_str(), mode) != Zef::RES_OK) return;
   file.Write(bytes.data(), 1, bytes.size());
   file.Close();
+}
+
+class BytesSink : public Zef::ByteSink {
+ public:
+  bool Write(const void* from, std::uint32_t size) override {
+    bytes.Bytes({static_cast<const std::byte*>(from), size});
+    return true;
+  }
+  Zef::ByteWriter bytes;
+};
+
+/// One stream a level, of bytes with matches near and far and a run between them.
+void PutStreams(const fs::path& folder) {
+  std::string content(300, 'a');
+  for (int i = 0; i < 3000; ++i) content += static_cast<char>(i * i / 7);
+  content += content.substr(100, 900);
+  for (std::uint32_t level = 1; level <= 9; ++level) {
+    const Zef::Ref<BytesSink> sink(new BytesSink);
+    Zef::LZSSCompress coder;
+    coder.BeginCompress(sink, level);
+    static_cast<void>(coder.Compress(content.data(), content.size()));
+    static_cast<void>(coder.EndCompress());
+    Put(folder / std::to_string(level), sink->bytes.View());
+  }
+}
+
+/// With an index and without, with deleted chunks and compressed files, of both versions.
+void PutArchives(const fs::path& folder) {
+  fs::create_directories(folder);
+  for (const std::uint32_t version : {257, 258}) {
+    const std::string path = (folder / ("index" + std::to_string(version))).string();
+    Zef::ByteWriter head;
+    Zef::AppendArchiveHead(head, {version, 0, 0});
+    Put(path, head.View());
+    Zef::Subst("seed", path.c_str(), true);
+    for (const char* name : {"seed:a", "seed:Folder/b.txt", "seed:Folder/Sub/c", "seed:a"}) {
+      Zef::File file;
+      const auto mode = Zef::FileMode::kCreate |
+                        (name[5] == 'a' ? Zef::FileMode::kWrite : Zef::FileMode::kWriteCompressed);
+      if (file.Open(name, mode) != Zef::RES_OK) return;
+      file.Write(name, 1, 5);
+    }
+    Zef::Subst("seed", nullptr, false);
+    std::ifstream in(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    bytes.replace(Zef::ArchiveFormat::kInfoOffset + Zef::ArchiveFormat::kIndexOffsetInInfo, 4, 4,
+                  0);
+    Put(folder / ("walk" + std::to_string(version)), std::as_bytes(std::span(bytes)));
+  }
 }
 
 /// Every token and form of a configuration text.
@@ -135,13 +191,19 @@ int main(int argc, char** argv) {
   const fs::path index = root / "FuzzIndex" / "plain";
   SaveSampleIndex(index.string());
   Compress(index, root / "FuzzIndex" / "compressed");
-  Compress(index, root / "FuzzFile" / "compressed");
+  Compress(index, root / "compressed");
+  // In front a mode and four places to seek to.
+  const std::string file = std::string(9, '\0') + ReadWhole(root / "compressed");
+  Put(root / "FuzzFile" / "compressed", std::as_bytes(std::span(file)));
+  fs::remove(root / "compressed");
 
   Zef::ByteWriter set;
-  set.U8(20);
-  set.U8(200);
+  set.U8(0);  // what follows are additions, all of it
+  set.U8(255);
   for (int i = 0; i < 2; ++i) AppendRecord(set, SampleRecord(i));
   Put(root / "FuzzPatch" / "set", set.View());
+
+  PutStreams(root / "FuzzLzss");
 
   Zef::TBuffer tags;
   static_cast<void>(WriteBinaryTags(tags, SampleTags()));
@@ -152,5 +214,6 @@ int main(int argc, char** argv) {
   Put(root / "FuzzConfig" / "tree", std::as_bytes(std::span(kConfigText)));
   Put(root / "FuzzConfig" / "switches", std::as_bytes(std::span(kSwitchText)));
   Put(root / "FuzzCatalogue" / "rows", std::as_bytes(std::span(kCatalogue)));
+  PutArchives(root / "FuzzArchive");
   return 0;
 }

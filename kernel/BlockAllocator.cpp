@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <mutex>
 #include <new>
 #include <thread>
 
@@ -51,17 +52,6 @@ class alignas(64) SpinLock {
 
   static constexpr int kSpins = 64;
   std::atomic<bool> held_{false};
-};
-
-class LockGuard {
- public:
-  explicit LockGuard(SpinLock& lock) : lock_(lock) { lock_.lock(); }
-  ~LockGuard() { lock_.unlock(); }
-  LockGuard(const LockGuard&) = delete;
-  LockGuard& operator=(const LockGuard&) = delete;
-
- private:
-  SpinLock& lock_;
 };
 
 // Written under the class's lock only, read from anywhere: atomic without a locked instruction.
@@ -134,7 +124,7 @@ void* BlockAllocator::Allocate(std::size_t size) {
 
   SizeClass& sizeClass = classes[units];
   {
-    const LockGuard guard(LockOf(units));
+    const std::lock_guard guard(LockOf(units));
     if (Prefix* prefix = sizeClass.head) {
       sizeClass.head = prefix->next;
       sizeClass.freeBlocks.Add(~0U);
@@ -158,7 +148,7 @@ void BlockAllocator::Free(void* payload) {
   }
   SizeClass& sizeClass = classes[units];
   {
-    const LockGuard guard(LockOf(units));
+    const std::lock_guard guard(LockOf(units));
     if (sizeClass.freeBlocks.Get() < LimitOf(Truncated(units))) {
       prefix->next = sizeClass.head;
       sizeClass.head = prefix;

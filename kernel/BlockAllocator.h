@@ -45,7 +45,6 @@ class BlockAllocator {
 class ZEF_API KernelObject {
  public:
   static void* operator new(std::size_t size);
-  static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* object) noexcept;
 };
 

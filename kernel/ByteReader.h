@@ -30,7 +30,6 @@ class ByteReader {
 
   /// Next little-endian value, or 0 once the reader has failed.
   std::uint8_t U8() { return Value<std::uint8_t>(); }
-  std::uint16_t U16() { return Value<std::uint16_t>(); }
   std::uint32_t U32() { return Value<std::uint32_t>(); }
   std::uint64_t U64() { return Value<std::uint64_t>(); }
   std::int32_t I32() { return Value<std::int32_t>(); }

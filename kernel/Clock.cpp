@@ -1,6 +1,6 @@
 #include "kernel/Clock.h"
 
-#include "kernel/Thread.h"
+#include "kernel/Time.h"
 
 namespace Zef {
 

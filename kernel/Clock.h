@@ -12,7 +12,7 @@ namespace Zef {
 class Clock {
  public:
   virtual ~Clock() = default;
-  /// Seconds since the process began to use the kernel; never goes back.
+  /// Seconds since this module was loaded; never goes back.
   virtual double Seconds() const = 0;
   /// Seconds since 1 January 1970, as the system's calendar has it.
   virtual std::int64_t UnixTime() const = 0;

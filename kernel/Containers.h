@@ -311,48 +311,33 @@ class ChunkList {
   Chunk* head_ = nullptr;
 };
 
-/// Counted object for one thread at a time; born with a count of 1, which its maker holds.
-class ReferenceCount : public KernelObject {
+/// Counted object; born with a count of 1, which its maker holds.
+template <typename Counter>
+class Counted : public KernelObject {
  public:
-  ReferenceCount(const ReferenceCount&) = delete;
-  ReferenceCount& operator=(const ReferenceCount&) = delete;
+  Counted(const Counted&) = delete;
+  Counted& operator=(const Counted&) = delete;
 
   void AddReference() { ++count_; }
   /// Gives one reference back; the last one destroys the object.
   void Release() {
-    if (count_-- == 1) Destroy();
+    if (--count_ == 0) Destroy();
   }
   std::int32_t References() const { return count_; }
 
  protected:
-  ReferenceCount() = default;
+  Counted() = default;
   virtual void Destroy() { delete this; }
-  virtual ~ReferenceCount() = default;
+  virtual ~Counted() = default;
 
  private:
-  std::int32_t count_ = 1;
+  Counter count_ = 1;
 };
 
-/// Counted object that any thread may hold; born with a count of 1, which its maker holds.
-class ReferenceCountMP : public KernelObject {
- public:
-  ReferenceCountMP(const ReferenceCountMP&) = delete;
-  ReferenceCountMP& operator=(const ReferenceCountMP&) = delete;
-
-  void AddReference() { count_.fetch_add(1, std::memory_order_relaxed); }
-  /// Gives one reference back; the last one deletes the object.
-  void Release() {
-    if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
-  }
-  std::int32_t References() const { return count_.load(std::memory_order_relaxed); }
-
- protected:
-  ReferenceCountMP() = default;
-  virtual ~ReferenceCountMP() = default;
-
- private:
-  std::atomic<std::int32_t> count_{1};
-};
+/// For one thread at a time.
+using ReferenceCount = Counted<std::int32_t>;
+/// For holders on any thread.
+using ReferenceCountMP = Counted<std::atomic<std::int32_t>>;
 
 /// One holder of a counted object, or of none. Made from a pointer it adopts the reference that
 /// a new object is born with: `Ref<Chunk> chunk(new Chunk)`.

@@ -14,9 +14,7 @@ union FixedBlockPool::Slot {
   Slot* next;    // while free
 };
 
-struct FixedBlockPool::Chunk {
-  Chunk* next;
-  Chunk* prev;
+struct FixedBlockPool::Chunk : IListNode {
   void* raw;  // what the allocator gave
   Slot* freeHead;
   std::uint32_t freeCount;
@@ -51,7 +49,7 @@ void* FixedBlockPool::Acquire() {
   if (uncarved_ == 0) {
     Chunk* chunk = MakeChunk();
     if (chunk == nullptr) return nullptr;
-    PushFront(fullChunks_, chunk);
+    fullChunks_.PushFront(chunk);
     carving_ = chunk;
     uncarved_ = itemsPerChunk_;
   }
@@ -68,20 +66,20 @@ void FixedBlockPool::Release(void* item) {
   ++freeItems_;
   const bool wasFull = chunk->freeCount++ == 0;
   if (chunk->freeCount == itemsPerChunk_) {
-    Unlink(wasFull ? fullChunks_ : freeChunks_, chunk);
+    (wasFull ? fullChunks_ : freeChunks_).Remove(chunk);
     freeItems_ -= static_cast<std::int32_t>(itemsPerChunk_);
     BlockAllocator::Free(chunk->raw);
   } else if (wasFull) {
-    Unlink(fullChunks_, chunk);
-    PushFront(freeChunks_, chunk);
+    fullChunks_.Remove(chunk);
+    freeChunks_.PushFront(chunk);
   }
 }
 
 void FixedBlockPool::Clear() {
   const std::lock_guard guard(lock_);
-  for (Chunk** list : {&fullChunks_, &freeChunks_}) {
-    while (Chunk* chunk = *list) {
-      *list = chunk->next;
+  for (IList<Chunk>* list : {&fullChunks_, &freeChunks_}) {
+    while (Chunk* chunk = list->Head()) {
+      list->Remove(chunk);
       BlockAllocator::Free(chunk->raw);
     }
   }
@@ -97,34 +95,18 @@ std::int32_t FixedBlockPool::FreeItems() const {
 
 std::uint32_t FixedBlockPool::Chunks() const {
   const std::lock_guard guard(lock_);
-  std::uint32_t count = 0;
-  for (const Chunk* list : {fullChunks_, freeChunks_}) {
-    for (; list != nullptr; list = list->next) ++count;
-  }
-  return count;
-}
-
-void FixedBlockPool::PushFront(Chunk*& list, Chunk* chunk) {
-  chunk->prev = nullptr;
-  chunk->next = list;
-  if (list != nullptr) list->prev = chunk;
-  list = chunk;
-}
-
-void FixedBlockPool::Unlink(Chunk*& list, Chunk* chunk) {
-  (chunk->prev != nullptr ? chunk->prev->next : list) = chunk->next;
-  if (chunk->next != nullptr) chunk->next->prev = chunk->prev;
+  return fullChunks_.Count() + freeChunks_.Count();
 }
 
 void* FixedBlockPool::TakeFree() {
-  Chunk* chunk = freeChunks_;
+  Chunk* chunk = freeChunks_.Head();
   Slot* slot = chunk->freeHead;
   chunk->freeHead = slot->next;
   slot->chunk = chunk;
   --freeItems_;
   if (--chunk->freeCount == 0) {
-    Unlink(freeChunks_, chunk);
-    PushFront(fullChunks_, chunk);
+    freeChunks_.Remove(chunk);
+    fullChunks_.PushFront(chunk);
   }
   return slot + 1;
 }
@@ -147,7 +129,7 @@ FixedBlockPool::Chunk* FixedBlockPool::MakeChunk() const {
   const auto base = reinterpret_cast<std::uintptr_t>(raw);
   const std::uintptr_t shift = RoundUp(base + front, align_) - front - base;
   void* place = static_cast<std::byte*>(raw) + shift;
-  return ::new (place) Chunk{nullptr, nullptr, raw, nullptr, 0};
+  return ::new (place) Chunk{{}, raw, nullptr, 0};
 }
 
 }  // namespace Zef

@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <mutex>
 
+#include "kernel/Containers.h"
+
 namespace Zef {
 
 class FixedBlockPool {
@@ -33,15 +35,13 @@ class FixedBlockPool {
   std::uint64_t Stride() const { return stride_; }
   /// Released items that wait for reuse.
   std::int32_t FreeItems() const;
-  /// Chunks held at the moment. Walks them.
+  /// Chunks held at the moment.
   std::uint32_t Chunks() const;
 
  private:
   struct Chunk;
   union Slot;
 
-  static void PushFront(Chunk*& list, Chunk* chunk);
-  static void Unlink(Chunk*& list, Chunk* chunk);
   void* TakeFree();
   void* Carve();
   Chunk* MakeChunk() const;
@@ -51,8 +51,8 @@ class FixedBlockPool {
   const std::uint32_t itemsPerChunk_;
 
   mutable std::mutex lock_;
-  Chunk* fullChunks_ = nullptr;  ///< without a free item, and the one being carved
-  Chunk* freeChunks_ = nullptr;
+  IList<Chunk> fullChunks_;  ///< without a released item; a chunk being carved begins here
+  IList<Chunk> freeChunks_;  ///< with released items
   Chunk* carving_ = nullptr;
   std::uint32_t uncarved_ = 0;
   std::int32_t freeItems_ = 0;

@@ -21,7 +21,7 @@ void EndKernelBoot();
 /// The light form: makes the calling thread the main thread, whoever booted the kernel before.
 void RememberMainThread();
 
-/// True in the thread that booted the kernel: the one that loaded this module.
+/// True in the main thread: the one that loaded this module, or that was remembered since.
 bool IsMainThread();
 
 class KernelExitTable {

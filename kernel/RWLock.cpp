@@ -7,8 +7,7 @@
 namespace Zef {
 
 RWLock::Holder* RWLock::Find(std::thread::id thread) {
-  const auto found = std::find_if(holders_.begin(), holders_.end(),
-                                  [=](const Holder& holder) { return holder.thread == thread; });
+  const auto found = std::ranges::find(holders_, thread, &Holder::thread);
   return found != holders_.end() ? &*found : nullptr;
 }
 
@@ -40,8 +39,7 @@ void RWLock::LockExclusive() {
   std::unique_lock guard(mutex_);
   if (!MayExclude(self)) {
     if (Holder* holder = Find(self)) {
-      const auto upgrading = [](const Holder& other) { return other.upgrading; };
-      if (std::any_of(holders_.begin(), holders_.end(), upgrading)) {
+      if (std::ranges::any_of(holders_, &Holder::upgrading)) {
         Platform::Trap("RWLock: two readers wait for each other to become the writer");
       }
       holder->upgrading = true;
@@ -95,15 +93,7 @@ bool RWLock::IsFree() const {
 
 bool RWLock::IsHeldByCaller() const {
   const std::lock_guard guard(mutex_);
-  const std::thread::id self = std::this_thread::get_id();
-  return std::any_of(holders_.begin(), holders_.end(),
-                     [=](const Holder& holder) { return holder.thread == self; });
-}
-
-bool RWLock::IsExclusiveByCaller() const {
-  const std::lock_guard guard(mutex_);
-  return holders_.size() == 1 && holders_.front().thread == std::this_thread::get_id() &&
-         holders_.front().exclusive > 0;
+  return std::ranges::find(holders_, std::this_thread::get_id(), &Holder::thread) != holders_.end();
 }
 
 }  // namespace Zef

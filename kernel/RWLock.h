@@ -38,9 +38,8 @@ class RWLock : public KernelObject {
 
   /// True when no thread, the calling one included, holds the lock.
   bool IsFree() const;
-  /// What the calling thread holds.
+  /// True when the calling thread holds the lock in any way.
   bool IsHeldByCaller() const;
-  bool IsExclusiveByCaller() const;
 
  private:
   struct Holder {

@@ -82,6 +82,7 @@ MultiLock::MultiLock(std::vector<SyncObject*> objects)
     : objects_(std::move(objects)), locked_(objects_.size()) {}
 
 std::uint32_t MultiLock::Wait(bool all, std::int32_t timeout) {
+  Release();
   const std::size_t count = objects_.size();
   if (count == 0 || count > kCapacity) return kFailed;
   std::array<Waitable*, kCapacity> waitables{};

@@ -34,7 +34,7 @@ class SyncObject : public KernelObject {
   virtual ~SyncObject();
 
   /// Identity of what is waited for; null for a CriticalSection and for an object whose
-  /// constructor was given impossible arguments.
+  /// constructor was given impossible arguments, or a name that an object of another kind has.
   virtual const void* Handle() const;
   /// Waits until the object is signalled and takes it. False on a time-out, or without a handle.
   virtual bool Lock(std::int32_t timeout);
@@ -132,10 +132,10 @@ class MultiLock {
   MultiLock& operator=(const MultiLock&) = delete;
   ~MultiLock() { Release(); }
 
-  /// Takes all objects in one step, or the first that can be had. Gives kSignalled or kAbandoned
-  /// plus the index of the object (0, or the abandoned one, when waiting for all), kTimeout, or
-  /// kFailed: no objects or more than kCapacity, one without a handle, or one twice in a wait
-  /// for all.
+  /// Gives back what it still holds, then takes all objects in one step, or the first that can be
+  /// had. Gives kSignalled or kAbandoned plus the index of the object (0, or the abandoned one,
+  /// when waiting for all), kTimeout, or kFailed: no objects or more than kCapacity, one without a
+  /// handle, or one twice in a wait for all.
   [[nodiscard]] std::uint32_t Wait(bool all, std::int32_t timeout);
   bool IsLocked(std::size_t index) const { return locked_[index]; }
   /// Unlocks every marked object once.

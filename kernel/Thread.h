@@ -1,5 +1,5 @@
-// Thread: a thread of the kernel, with a stop signal, and what a thread asks of the process: ids,
-// sleep, high-resolution time, random numbers.
+// Thread: a thread of the kernel, with a stop signal, and what a thread asks of the process: ids
+// and sleep.
 //
 // A Thread is a SyncObject that is signalled once its function has returned. Its owner ends it
 // with Stop, or by destroying it: both set the stop event, which the function is to poll, and
@@ -9,7 +9,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -43,9 +42,8 @@ class Thread : public SyncObject {
   /// True for a thread that has not been started, which is as good as suspended; a running one
   /// goes on, with false.
   bool Suspend();
-  /// Notes the level; the system's scheduler is left alone.
-  void SetPriority(std::int32_t level) { priority_ = level; }
-  std::int32_t GetPriority() const { return priority_; }
+  /// Changes nothing: the system's scheduler is left alone.
+  void SetPriority(std::int32_t) {}
 
   /// Sets the stop event, waits for the end and gives the exit code, the same at every call. -1
   /// without waiting for a thread that was never started and on the thread itself.
@@ -58,38 +56,13 @@ class Thread : public SyncObject {
  private:
   class State;
 
-  Thread(const std::shared_ptr<State>& state, Function function, void* argument);
+  State& GetState() const;
 
-  State* state_;  // owned by the base
   Function function_;
   void* argument_;
   WEvent stopEvent_{false, false};
-  std::int32_t priority_ = kNormal;
   mutable std::mutex mutex_;  // guards thread_
   std::thread thread_;
-};
-
-/// High-resolution time that never goes back.
-class Time {
- public:
-  static std::uint64_t Ticks() { return Platform::MonotonicTicks(); }
-  /// Ticks in a second.
-  static std::uint64_t Frequency();
-  /// Seconds since this module was loaded.
-  static double Seconds();
-};
-
-/// Park-Miller numbers, for scatter and never for secrets. The sequence of a seed is fixed, and
-/// its constants are not the textbook's: what was laid out by it must come out again.
-class RandomGenerator {
- public:
-  /// A seed of 0 yields zeros for ever.
-  explicit RandomGenerator(std::uint32_t seed) : seed_(seed) {}
-  /// The next number, which is the next seed.
-  std::uint32_t Next();
-
- private:
-  std::uint32_t seed_;
 };
 
 }  // namespace Zef

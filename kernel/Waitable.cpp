@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <utility>
 
 namespace Zef {
@@ -25,20 +26,15 @@ struct Waitable::Waiter {
   // Takes what it waits for, if that can be had now.
   bool TryTake() {
     const auto ready = [this](const Waitable* object) { return object->IsReady(thread); };
-    if (all) return std::all_of(objects.begin(), objects.end(), ready) && TakeAll();
-    const auto first = std::find_if(objects.begin(), objects.end(), ready);
+    const auto begin = objects.begin();
+    const auto first = std::find_if(begin, objects.end(), ready);
     if (first == objects.end()) return false;
-    taken = static_cast<std::int32_t>(first - objects.begin());
-    abandoned = (*first)->Take(thread);
-    return true;
-  }
-
-  bool TakeAll() {
-    taken = 0;
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-      if (!objects[i]->Take(thread)) continue;
+    if (all && !std::all_of(begin, objects.end(), ready)) return false;
+    taken = static_cast<std::int32_t>(first - begin);
+    for (auto object = first; object != (all ? objects.end() : first + 1); ++object) {
+      if (!(*object)->Take(thread)) continue;
       abandoned = true;
-      taken = static_cast<std::int32_t>(i);
+      taken = static_cast<std::int32_t>(object - begin);
     }
     return true;
   }

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <utility>
 
 #include "database/AssetRecord.h"
@@ -31,15 +32,22 @@ void ApplyDeletions(Zef::File& file, MUKAssetIndex& index) {
   });
 }
 
-void MarkPatched(MUKAsset& record, std::uint8_t keptOfSecondByte) {
-  const auto first = static_cast<std::uint8_t>((record.flags.Byte(0) & 0x2F) | 0x90);
-  const auto second = static_cast<std::uint8_t>((record.flags.Byte(1) & keptOfSecondByte) | 0x01);
-  record.flags.SetByte(0, first);
-  record.flags.SetByte(1, second);
+void SetFlags(MUKAsset& record, std::initializer_list<AssetFlag> flags, bool on) {
+  for (const AssetFlag flag : flags) record.Set(flag, on);
 }
 
-constexpr std::uint8_t kKeptInAddition = 0xC1;
-constexpr std::uint8_t kKeptInChange = 0xE5;  // and what is known of dependencies
+void MarkPatched(MUKAsset& record) {
+  SetFlags(record,
+           {AssetFlag::Listed, AssetFlag::MissingDependency, AssetFlag::Faulty,
+            AssetFlag::FaultyDependency},
+           false);
+  SetFlags(record, {AssetFlag::InArchive, AssetFlag::Patched, AssetFlag::BuiltIn}, true);
+}
+
+/// What was known elsewhere of the dependencies of an addition does not hold here.
+void ForgetDependencies(MUKAsset& record) {
+  SetFlags(record, {AssetFlag::MissingDependencyKnown, AssetFlag::FaultyDependencyKnown}, false);
+}
 
 void ApplyAddition(MUKAsset&& record, MUKAssetIndex& index, const ReplacedFolder& onReplaced) {
   if (MUKAsset* existing = index.Find(record.id)) {
@@ -48,7 +56,8 @@ void ApplyAddition(MUKAsset&& record, MUKAssetIndex& index, const ReplacedFolder
     index.Remove(record.id);
     if (!listed && !existing->legacyPath.IsEmpty()) onReplaced(existing->legacyPath.String());
   }
-  MarkPatched(record, kKeptInAddition);
+  MarkPatched(record);
+  ForgetDependencies(record);
   index.Add(std::move(record));
 }
 
@@ -56,7 +65,7 @@ void ApplyAddition(MUKAsset&& record, MUKAssetIndex& index, const ReplacedFolder
 void ApplyChange(MUKAsset&& record, MUKAssetIndex& index) {
   MUKAsset* existing = index.Find(record.id);
   if (existing != nullptr && !existing->Has(AssetFlag::Listed)) return;
-  MarkPatched(record, kKeptInChange);
+  MarkPatched(record);
   if (existing != nullptr) {
     index.Remove(record.id);
     return;

@@ -16,7 +16,7 @@ build asan
 ctest --preset asan -j "$(nproc)"
 
 step "What runs on threads, under the thread sanitizer"
-threaded=(kernel standard environment database)
+threaded=(platform kernel standard tagdata environment database)
 build tsan --target "${threaded[@]/#/test_}"
 for folder in "${threaded[@]}"; do "build/tsan/tests/$folder/test_$folder" --gtest_brief=1; done
 

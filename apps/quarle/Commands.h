@@ -63,8 +63,35 @@ struct TagsOptions {
 [[nodiscard]] int RunTagsShow(const TagsOptions& options, const CommonOptions& common);
 [[nodiscard]] int RunTagsConvert(const TagsOptions& options, const CommonOptions& common);
 
+inline constexpr std::uint32_t kDefaultLzssLevel = 6;
+
+struct CoderOptions {
+  std::string input;
+  std::string output;
+  std::uint32_t level = kDefaultLzssLevel;  ///< for `lzss pack`
+};
+[[nodiscard]] int RunLzssPack(const CoderOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunLzssUnpack(const CoderOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunFilePack(const CoderOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunFileUnpack(const CoderOptions& options, const CommonOptions& common);
+
 struct PlidOptions {
   std::vector<std::string> texts;
   bool strict = false;
 };
 [[nodiscard]] int RunPlid(const PlidOptions& options, const CommonOptions& common);
+
+struct ArchiveOptions {
+  std::string archive;
+  std::vector<std::string> names;  ///< of files and folders, on disk or in the archive
+  std::string folder;              ///< that files go to or come from; empty: the current one
+  std::string from;                ///< for `archive rename`
+  std::string to;
+  bool compress = false;
+};
+[[nodiscard]] int RunArchiveList(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveExtract(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveCreate(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveAdd(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveDelete(const ArchiveOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunArchiveRename(const ArchiveOptions& options, const CommonOptions& common);

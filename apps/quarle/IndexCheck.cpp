@@ -30,7 +30,10 @@ struct Findings {
 void FindDuplicates(const MUKAssetIndex& index, Findings& findings) {
   std::unordered_map<PLID, std::size_t> places;
   for (const MUKAsset* record : index.AllRecords()) {
-    if (record->id.IsNull()) ++findings.withoutId;
+    if (record->id.IsNull()) {
+      ++findings.withoutId;
+      continue;
+    }
     if (index.Find(record->id) == record) continue;
     const auto [place, isNew] = places.emplace(record->id, findings.duplicates.size());
     if (isNew) findings.duplicates.emplace_back(record->id, 1);

@@ -76,7 +76,7 @@ void WriteCompanions(JsonWriter& json, const IndexCompanions& companions) {
   json.EndArray();
   WriteTags(json, "configCache", companions.configCache.Tags());
   json.BeginArray("archives");
-  for (const ArchiveList::Archive& archive : companions.archives.archives) {
+  for (const ArchiveList::Archive& archive : companions.archives.All()) {
     WriteArchive(json, archive);
   }
   json.EndArray();
@@ -127,8 +127,8 @@ void ShowTables(const MUKAssetIndex& index) {
           "\n");
   }
   Heading("Cached configs", companions.configCache.Tags().GetCount());
-  Heading("Archives", companions.archives.archives.size());
-  for (const ArchiveList::Archive& archive : companions.archives.archives) {
+  Heading("Archives", companions.archives.All().size());
+  for (const ArchiveList::Archive& archive : companions.archives.All()) {
     Print("  " + Printable(archive.name.View()) + ", " + Counted(archive.assets.size(), "asset") +
           ", " + Printable(archive.path.View()) + "\n");
   }

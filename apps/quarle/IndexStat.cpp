@@ -86,7 +86,7 @@ std::vector<std::pair<const char*, std::size_t>> TableCounts(const MUKAssetIndex
           {"dependencies", companions.dependencies.Count()},
           {"users", companions.users.entries.size()},
           {"cachedConfigs", companions.configCache.Tags().GetCount()},
-          {"archives", companions.archives.archives.size()},
+          {"archives", companions.archives.All().size()},
           {"listsToFetch", companions.station.urlQueue.size()}};
 }
 

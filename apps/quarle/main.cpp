@@ -24,7 +24,9 @@ struct CommandLine {
   IndexOptions index;
   IndexBuildOptions indexBuild;
   TagsOptions tags;
+  CoderOptions coder;
   PlidOptions plid;
+  ArchiveOptions archive;
   std::function<int()> run;
 };
 
@@ -190,6 +192,47 @@ void AddTags(CLI::App& app, CommandLine& line) {
   convert->callback([&] { line.run = [&] { return RunTagsConvert(line.tags, line.common); }; });
 }
 
+using CoderFunction = int (*)(const CoderOptions&, const CommonOptions&);
+
+CLI::App* AddCoderCommand(CLI::App& coder, CommandLine& line, const char* name, const char* what,
+                          const char* example, CoderFunction run) {
+  CLI::App* const command = AddCommand(coder, name, what, example);
+  AddText(*command, "IN", line.coder.input, "The file to read");
+  AddText(*command, "OUT", line.coder.output, "The file to write; it may be IN");
+  AddCommon(*command, line.common);
+  command->callback(
+      [&line, run] { line.run = [&line, run] { return run(line.coder, line.common); }; });
+  return command;
+}
+
+void AddCoders(CLI::App& app, CommandLine& line) {
+  CLI::App* const file =
+      AddCommand(app, "file", "Change files between their plain and their compressed (CFIL) form",
+                 "quarle file pack config.txt config.packed");
+  file->require_subcommand(1);
+  AddCoderCommand(*file, line, "pack", "Write the compressed form of a file",
+                  "quarle file pack config.txt config.packed", RunFilePack);
+  AddCoderCommand(*file, line, "unpack", "Write the plain form of a compressed file",
+                  "quarle file unpack config.packed config.txt", RunFileUnpack);
+
+  CLI::App* const lzss = AddCommand(app, "lzss", "Make LZSS streams of files, and read them",
+                                    "quarle lzss pack -9 mesh.im mesh.lzss");
+  lzss->require_subcommand(1);
+  CLI::App* const pack =
+      AddCoderCommand(*lzss, line, "pack", "Compress a file into one LZSS stream",
+                      "quarle lzss pack -9 mesh.im mesh.lzss", RunLzssPack);
+  // Nine names in one line of help would hide the rest of it.
+  pack->add_flag("-1{1},-2{2},-3{3},-4{4},-5{5},-6{6},-7{7},-8{8},-9{9}", line.coder.level)
+      ->group("");
+  line.coder.level = kDefaultLzssLevel;  // the flags have set it to 0
+  pack->footer(
+      "Levels:\n  -1 to -6  expand fastest; higher ones look longer for what repeats\n"
+      "  -7 to -9  are smaller; without a level -6\n\n" +
+      pack->get_footer());
+  AddCoderCommand(*lzss, line, "unpack", "Expand an LZSS stream of any level",
+                  "quarle lzss unpack mesh.lzss mesh.im", RunLzssUnpack);
+}
+
 void AddPlid(CLI::App& app, CommandLine& line) {
   CLI::App* const plid = AddCommand(app, "plid", "Say what a text means as an asset identifier",
                                     "quarle plid '<plid2:1234:56789:3>' 1234:56789");
@@ -199,6 +242,63 @@ void AddPlid(CLI::App& app, CommandLine& line) {
   plid->add_flag("--strict", line.plid.strict, "Take only the bracketed forms");
   AddCommon(*plid, line.common);
   plid->callback([&] { line.run = [&] { return RunPlid(line.plid, line.common); }; });
+}
+
+using ArchiveFunction = int (*)(const ArchiveOptions&, const CommonOptions&);
+
+CLI::App* AddArchiveCommand(CLI::App& archive, CommandLine& line, const char* name,
+                            const char* what, const char* example, ArchiveFunction run) {
+  CLI::App* const command = AddCommand(archive, name, what, example);
+  AddText(*command, "ARCHIVE", line.archive.archive, "The archive file");
+  AddCommon(*command, line.common);
+  command->callback(
+      [&line, run] { line.run = [&line, run] { return run(line.archive, line.common); }; });
+  return command;
+}
+
+CLI::Option* AddNames(CLI::App& command, const char* name, CommandLine& line, const char* what) {
+  return command.add_option(name, line.archive.names, what)->check(kNotEmpty)->type_name("");
+}
+
+void AddFilling(CLI::App& command, CommandLine& line) {
+  command.add_option("-C,--folder", line.archive.folder, "Folder that the names start from")
+      ->check(kNotEmpty)
+      ->type_name("FOLDER");
+  command.add_flag("-z,--compress", line.archive.compress, "Store the files compressed");
+}
+
+void AddArchive(CLI::App& app, CommandLine& line) {
+  CLI::App* const archive = AddCommand(app, "archive", "Look into an archive, and change it",
+                                       "quarle archive list content.ja");
+  archive->require_subcommand(1);
+  AddArchiveCommand(*archive, line, "list", "List the files of an archive",
+                    "quarle archive list content.ja --json", RunArchiveList);
+  CLI::App* const extract = AddArchiveCommand(
+      *archive, line, "extract", "Put the files of an archive into a folder",
+      "quarle archive extract content.ja out\n  quarle archive extract content.ja out maps/one.txt",
+      RunArchiveExtract);
+  AddText(*extract, "FOLDER", line.archive.folder, "Folder that the files go to");
+  AddNames(*extract, "NAME", line, "Files and folders of the archive; without any all of them");
+  CLI::App* const create = AddArchiveCommand(
+      *archive, line, "create", "Make an archive of files and folders",
+      "quarle archive create content.ja maps\n  quarle archive create -z -C build/data c.ja .",
+      RunArchiveCreate);
+  AddNames(*create, "PATH", line, "Files, and folders with all they hold");
+  AddFilling(*create, line);
+  CLI::App* const add =
+      AddArchiveCommand(*archive, line, "add", "Add files to an archive, or replace them",
+                        "quarle archive add content.ja maps/one.txt", RunArchiveAdd);
+  AddNames(*add, "PATH", line, "Files, and folders with all they hold")->required();
+  AddFilling(*add, line);
+  CLI::App* const remove =
+      AddArchiveCommand(*archive, line, "delete", "Delete files of an archive",
+                        "quarle archive delete content.ja maps/one.txt", RunArchiveDelete);
+  AddNames(*remove, "NAME", line, "Files, and folders with all they hold")->required();
+  CLI::App* const rename = AddArchiveCommand(
+      *archive, line, "rename", "Give a file of an archive another name",
+      "quarle archive rename content.ja maps/one.txt maps/1.txt", RunArchiveRename);
+  AddText(*rename, "OLD", line.archive.from, "The file's name");
+  AddText(*rename, "NEW", line.archive.to, "Its new name");
 }
 
 /// Usage errors are one line of ours, with the way to the help of the command.
@@ -239,7 +339,9 @@ int Run(int argc, char** argv) {
   AddPatch(app, line);
   AddGroups(app, line);
   AddTags(app, line);
+  AddCoders(app, line);
   AddPlid(app, line);
+  AddArchive(app, line);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -78,6 +78,7 @@ struct FileInfo {
 };
 
 [[nodiscard]] bool GetInfo(const std::string& path, FileInfo* info);
+[[nodiscard]] bool GetOpenInfo(FileHandle file, FileInfo* info);
 [[nodiscard]] bool GetInfoNoFollow(const std::string& path, FileInfo* info);
 [[nodiscard]] bool Exists(const std::string& path);
 [[nodiscard]] bool IsFolder(const std::string& path);

@@ -28,7 +28,7 @@ using ProcessId = std::uint32_t;
 [[nodiscard]] std::int64_t UnixTime();
 void SleepMilliseconds(std::uint32_t milliseconds);
 
-/// 64 bits that nobody outside the process can foresee.
+/// 64 bits that nobody outside the process can foresee; a trap where the system has none.
 [[nodiscard]] std::uint64_t RandomWord();
 
 /// Value of an environment variable, or false when it is not set.
@@ -70,8 +70,8 @@ class Library {
 
 /// Writes to the debugger's or the process's error output, without buffering.
 void DebugOutput(const char* text);
-/// Stops the process at this place as a breakpoint does (SIGTRAP); for programming errors only.
-/// `message`, if any, goes to the debug output first.
-[[noreturn]] void Trap(const char* message = nullptr);
+/// Stops the process at this place as a breakpoint does (SIGTRAP), for programming errors and where
+/// nothing can go on. `message` goes to the debug output first.
+[[noreturn]] void Trap(const char* message);
 
 }  // namespace Zef::Platform

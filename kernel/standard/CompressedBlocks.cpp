@@ -196,14 +196,15 @@ class Temporary {
   bool kept_ = false;
 };
 
-void AppendBlock(PairCoder& coder, const std::uint8_t* piece, std::uint32_t size, ByteWriter& out) {
+}  // namespace
+
+void AppendCompressedBlock(PairCoder& coder, const std::uint8_t* piece, std::uint32_t size,
+                           ByteWriter& out) {
   std::uint8_t coded[kBlockSize];
   const std::uint32_t used = coder.Encode(coded, piece, size);
   out.U16(static_cast<std::uint16_t>(used == size ? used | kStoredBit : used));
   out.Bytes({reinterpret_cast<const std::byte*>(coded), used});
 }
-
-}  // namespace
 
 void CompressFile(std::int32_t source, const std::string& path) {
   const std::int64_t size = Platform::FileSize(source);
@@ -221,7 +222,7 @@ void CompressFile(std::int32_t source, const std::string& path) {
     if (Platform::ReadAt(source, piece.get(), wanted, static_cast<std::uint64_t>(done)) != wanted) {
       RaiseFileEx("ReadNext() Read failed");
     }
-    AppendBlock(coder, piece.get(), wanted, out);
+    AppendCompressedBlock(coder, piece.get(), wanted, out);
     done += wanted;
     if (out.Size() < kWindowSize) continue;
     temporary.Append(out);

@@ -18,6 +18,9 @@
 
 namespace Zef {
 
+class ByteWriter;
+class PairCoder;
+
 /// Numbers of the CFIL form.
 namespace CompressedFormat {
 inline constexpr std::uint32_t kMagic = 0x4C494643;  // "CFIL"
@@ -69,6 +72,10 @@ class CompressedBlocks : public KernelObject {
   std::uint64_t windowStart_ = 0;
   std::uint32_t windowBytes_ = 0;
 };
+
+/// Codes a piece of at most kBlockSize bytes and appends it as a block.
+void AppendCompressedBlock(PairCoder& coder, const std::uint8_t* piece, std::uint32_t size,
+                           ByteWriter& out);
 
 /// Replaces the open file `source`, which lies at `path`, by its CFIL form: written beside it
 /// under a temporary name, then renamed over it. Raises FileEx; the file at `path` is then as it

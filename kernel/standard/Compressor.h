@@ -20,7 +20,8 @@ class ByteSink : public ReferenceCount {
   [[nodiscard]] virtual bool Write(const void* bytes, std::uint32_t size) = 0;
 };
 
-/// The count is a virtual base, so that a plug-in is a coder and an instance of its factory at once.
+/// The count is a virtual base, so that a plug-in is a coder and an instance of its factory at
+/// once.
 class Compressor : public virtual ReferenceCount {
  public:
   /// A whole stream into a block of `capacity` bytes: bytes written, or `capacity` + 1 when the

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -52,8 +53,10 @@ const ConfigNode& ConfigNode::Missing() {
   return missing;
 }
 
-ConfigNode::ConfigNode(const ConfigNode& other) : name_(other.name_), value_(other.value_) {
-  for (const ConfigNode* child : other.children_) children_.PushBack(new ConfigNode(*child));
+// Delegates, so that a copy that fails half way is destroyed with the children it has.
+ConfigNode::ConfigNode(const ConfigNode& other) : ConfigNode(other.name_) {
+  value_ = other.value_;
+  for (const ConfigNode* child : other.children_) Adopt(std::make_unique<ConfigNode>(*child));
 }
 
 // The copy is whole before anything of this tree goes: `other` may be a part of it.
@@ -163,16 +166,22 @@ const ConfigNode& ConfigNode::ChildAt(std::size_t index) const {
 }
 
 ConfigNode& ConfigNode::AddChild(PString name) {
-  auto* const child = new ConfigNode(std::move(name));
-  children_.PushBack(child);
-  return *child;
+  return Adopt(std::make_unique<ConfigNode>(std::move(name)));
+}
+
+ConfigNode& ConfigNode::Adopt(std::unique_ptr<ConfigNode> child) {
+  children_.PushBack(child.get());
+  return *child.release();
 }
 
 void ConfigNode::AddChildren(ConfigNode& from) {
   if (this == &from) return;
-  ChunkList<ConfigNode*> moved;
-  std::swap(moved, from.children_);
-  for (ConfigNode* child : moved) children_.PushBack(child);
+  if (children_.IsEmpty()) std::swap(children_, from.children_);
+  // One by one, so that each has an owner when memory runs out.
+  while (!from.children_.IsEmpty()) {
+    children_.PushBack(*from.children_.begin());
+    from.children_.Erase(from.children_.begin());
+  }
 }
 
 void* ConfigNode::operator new(std::size_t) {

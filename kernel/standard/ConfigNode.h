@@ -13,6 +13,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <variant>
 #include <vector>
@@ -100,6 +101,7 @@ class ConfigNode {
     return items == nullptr ? std::span<const T>() : std::span<const T>(*items);
   }
   std::size_t GetNumbers(std::span<float> numbers) const;
+  ConfigNode& Adopt(std::unique_ptr<ConfigNode> child);
 
   PString name_;
   Value value_;

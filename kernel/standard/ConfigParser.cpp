@@ -1,6 +1,7 @@
 #include "kernel/standard/ConfigParser.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -43,8 +44,9 @@ class Descent {
   bool Assignment(ConfigNode& node);
   bool CompoundNodeList(ConfigNode& node);
   bool DataNode(ConfigNode& node);
-  bool Text(ConfigNode& node, bool mayHaveChildren);
+  bool Text(ConfigNode& node, bool isNamed);
   bool TextWithChildren(ConfigNode& node);
+  bool SkipSemicolon();
   bool BinaryData(ConfigNode& node);
   bool BracketedArray(ConfigNode& node);
   bool MoreItems();
@@ -77,7 +79,7 @@ bool Descent::CountValue() { return ++values_ <= ConfigParser::kMostValues; }
 bool Descent::Main(ConfigNode& root) {
   if (!Accept(Kind::Version)) return false;
   const float version = token_.number;
-  if (!Accept(Kind::Float)) return false;
+  if (!std::isfinite(version) || !Accept(Kind::Float)) return false;
   version_ = version;
   Reduce(1);
   return NodeList(root, Kind::End);
@@ -108,14 +110,13 @@ bool Descent::Node(ConfigNode& parent) {
 bool Descent::Assignment(ConfigNode& node) {
   if (!Accept(Kind::Assign)) return false;
   if (Is(Kind::Semicolon)) return Accept(Kind::Semicolon);
-  if (Is(Kind::String)) {
-    text_ = token_.text;
-    if (!Accept(Kind::String) || !Text(node, true)) return false;
-  } else if (!DataNode(node)) {
-    return false;
-  }
-  return !Is(Kind::Semicolon) || Accept(Kind::Semicolon);
+  if (!Is(Kind::String)) return DataNode(node) && SkipSemicolon();
+  text_ = token_.text;
+  return Accept(Kind::String) && Text(node, true);
 }
+
+// The second one that data of a named node may have.
+bool Descent::SkipSemicolon() { return !Is(Kind::Semicolon) || Accept(Kind::Semicolon); }
 
 // compoundNodeList: START END | START nodeList END
 bool Descent::CompoundNodeList(ConfigNode& node) {
@@ -141,21 +142,21 @@ bool Descent::DataNode(ConfigNode& node) {
   return Accept(Kind::Semicolon);
 }
 
-// stringNode SC | dataArray SC, behind the first text, which is in text_. With a name, the first
-// text may have child nodes behind it.
-bool Descent::Text(ConfigNode& node, bool mayHaveChildren) {
-  if (mayHaveChildren && Is(Kind::Start)) return TextWithChildren(node);
+// stringNode SC | dataArray SC, behind the first text, which is in text_. With a name, another SC
+// may follow, or the first text have child nodes behind it.
+bool Descent::Text(ConfigNode& node, bool isNamed) {
+  if (isNamed && Is(Kind::Start)) return TextWithChildren(node);
   if (Is(Kind::Comma)) {
     const std::uint32_t before = symbols_;
     if (!Accept(Kind::Comma)) return false;
-    if (mayHaveChildren && Is(Kind::Start)) return TextWithChildren(node);
+    if (isNamed && Is(Kind::Start)) return TextWithChildren(node);
     items_.clear();
     items_.emplace_back(PString(text_));
     if (!CountValue() || !TakeItem()) return false;
     Reduce(before);
     if (!MoreItems()) return false;
     SetArray(node);
-    return Accept(Kind::Semicolon);
+    return Accept(Kind::Semicolon) && (!isNamed || SkipSemicolon());
   }
   const bool isOneText = !Is(Kind::String);
   const std::uint32_t before = symbols_;
@@ -165,9 +166,9 @@ bool Descent::Text(ConfigNode& node, bool mayHaveChildren) {
     Reduce(before);
   }
   if (!Accept(Kind::Semicolon)) return false;
-  if (mayHaveChildren && isOneText && Is(Kind::Start)) return TextWithChildren(node);
+  if (isNamed && isOneText && Is(Kind::Start)) return TextWithChildren(node);
   node.Set(PString(text_));
-  return true;
+  return !isNamed || SkipSemicolon();
 }
 
 bool Descent::TextWithChildren(ConfigNode& node) {
@@ -247,25 +248,30 @@ std::string Descent::Message() const {
   if (values_ > ConfigParser::kMostValues) return "Too many values.";
   if (Is(Kind::Invalid)) return "Syntax error.";
   const bool isAtEnd = Is(Kind::End) || Is(Kind::Unterminated);
-  const std::string_view text = isAtEnd ? "end of file" : token_.text.substr(0, kMostShown);
+  std::string_view text = isAtEnd ? "end of file" : token_.text.substr(0, kMostShown);
+  if (Is(Kind::Hex)) text = "``";
   return "Syntax error at " + std::string(text) + ".";
 }
 
+// Names and texts come from outside: none may forge a line of the log or steer a terminal.
 void Report(const std::string& source, std::uint32_t line, const std::string& message) {
-  if (line == 0) {
-    Trace("%s: %s", source.c_str(), message.c_str());
-  } else {
-    Trace("%s(%d): %s", source.c_str(), static_cast<int>(line), message.c_str());
-  }
+  std::string text = source;
+  if (line != 0) text.append("(").append(std::to_string(line)).append(")");
+  text.append(": ").append(message);
+  const auto isControl = [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; };
+  std::replace_if(text.begin(), text.end(), isControl, '?');
+  Trace("%s", text.c_str());
 }
 
 }  // namespace
 
 ConfigParser::ConfigParser(std::string_view text, std::string_view sourceName)
     : text_(text), sourceName_(sourceName) {
-  if (!IsMarkedWide(text)) return;
-  owned_ = NarrowMarked(text);
-  text_ = owned_;
+  if (IsMarkedWide(text)) {
+    owned_ = NarrowMarked(text);
+    text_ = owned_;
+  }
+  while (text_.ends_with('\0')) text_.remove_suffix(1);
 }
 
 ConfigParser::ConfigParser(File& file) : sourceName_(file.Name()) {

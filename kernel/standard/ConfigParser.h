@@ -27,8 +27,9 @@ class ConfigParser {
   /// Nodes and array items of one text.
   static constexpr std::uint32_t kMostValues = 1U << 22;
 
-  /// Bytes of the code page, or UTF-16LE with a mark. `text` must live as long as the parser;
-  /// `sourceName` stands in error reports.
+  /// Bytes of the code page, or UTF-16LE with a mark; zeros at the end, as a caller may count them
+  /// in, are left out. `text` must live as long as the parser; `sourceName` stands in error
+  /// reports.
   ConfigParser(std::string_view text, std::string_view sourceName);
   /// Reads the rest of an open file, which may raise FileEx. A file above kLongestFile fails to
   /// parse.

@@ -1,8 +1,9 @@
 #include "kernel/standard/Exception.h"
 
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
+
+#include "kernel/platform/Format.h"
 
 namespace Zef {
 
@@ -14,7 +15,7 @@ Exception::Exception(const char* file, std::uint32_t line, const char* reason)
 void Exception::FormatReason(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  if (std::vsnprintf(reason_, kReasonSize, format, arguments) < 0) reason_[0] = 0;
+  if (Platform::FormatText(reason_, kReasonSize, format, arguments) < 0) reason_[0] = 0;
   va_end(arguments);
 }
 

@@ -30,11 +30,14 @@ using Platform::Guarded;
 constexpr const char* kChannelName = "ExceptionHandler";
 constexpr std::string_view kBreak = "\r\n";
 constexpr std::uint32_t kNobody = 0;
-constexpr std::uint32_t kClosed = 0xFFFFFFFF;  // a report was made and the process is to end
+constexpr std::uint32_t kClosed = 0xFFFFFFFF;     // a report was made and the process is to end
+constexpr std::uint32_t kMostGathering = 10'000;  // milliseconds
+constexpr std::uint32_t kMostClosing = 1'000;
 
 constinit std::atomic<LogChannel*> reportChannel{nullptr};
 constinit std::atomic<FatalWindow> fatalWindow{nullptr};
 constinit std::atomic<std::uint32_t> reportingThread{kNobody};
+constinit std::atomic<bool> windowIsUp{false};
 
 void LogReport(std::string_view line) {
   LogChannel* const channel = reportChannel.load(std::memory_order_acquire);
@@ -159,8 +162,10 @@ FatalAnswer ShowWindow(const Exception& exception, bool isHardware) {
     windowLines.Clear();
     DescribeException(windowLines, exception);
     const FatalWindow window = fatalWindow.load();
+    windowIsUp.store(true);
     answer = (window != nullptr ? window : PrintLines)(windowLines.View());
   });
+  windowIsUp.store(false);
   if (!shown) {
     Platform::WriteStandard(
         Platform::StandardStream::Error,
@@ -195,13 +200,20 @@ FatalAnswer Show(const Fault& fault) {
   }
 }
 
-// False where a report is under way in this thread, or has been made: whoever else handles faults
-// goes on. Other threads wait for its end.
-bool EnterReport() {
+// Makes this thread the one that reports; waits while another one is. False in a report of this
+// thread, when one has been made and `mostClosing` milliseconds have not ended the process, and
+// when one does not get as far as its window, which may be for want of a lock that this thread
+// holds.
+bool TakeTurn(std::uint32_t mostClosing) {
   const std::uint32_t self = CurrentThreadId();
+  std::uint32_t gathering = 0;
+  std::uint32_t closing = 0;
   std::uint32_t before = kNobody;
   while (!reportingThread.compare_exchange_strong(before, self)) {
-    if (before == self || before == kClosed) return false;
+    if (before == self) return false;
+    if (before == kClosed && closing++ == mostClosing) return false;
+    gathering = windowIsUp.load() ? 0 : gathering + 1;
+    if (gathering > kMostGathering) return false;
     before = kNobody;
     Sleep(1);
   }
@@ -209,7 +221,7 @@ bool EnterReport() {
 }
 
 FaultAnswer Report(const Fault& fault) {
-  if (!EnterReport()) return FaultAnswer::Decline;
+  if (!TakeTurn(0)) return FaultAnswer::Decline;
   shutdownList.Run();
   if (Show(fault) == FatalAnswer::Stop || !fault.continuable) {
     reportingThread.store(kClosed);
@@ -220,11 +232,14 @@ FaultAnswer Report(const Fault& fault) {
   return FaultAnswer::Resume;
 }
 
+// A report of another thread comes first: it walks what goes here, and as a rule ends the process.
 void EndReports() {
+  const bool isMine = TakeTurn(kMostClosing);
   Platform::RemoveFaultHandlers();
   reportChannel.store(nullptr);
   shutdownList.Clear();
   startupList.Clear();
+  if (isMine) reportingThread.store(kNobody);
 }
 
 void EndWithProcess() {
@@ -242,6 +257,7 @@ void InstallFaultReports() {
 
 void OpenLogAndReports() {
   InstallFaultReports();
+  Options::Process().LoadForProgram();
   LogInit(Options::Process());
 }
 

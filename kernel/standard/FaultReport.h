@@ -5,7 +5,8 @@
 // Before it, callbacks may make the devices safe that a window would need; see docs/log.md.
 //
 // Only a program installs it: a library leaves the signals of its host alone. During a report
-// everything lies in static memory, and only one thread reports; others that fault meanwhile wait.
+// everything lies in static memory, and only one thread reports; others that fault meanwhile wait,
+// and so does the exit of the process.
 
 #pragma once
 
@@ -18,7 +19,8 @@ namespace Zef {
 /// table. Harmless to repeat.
 void InstallFaultReports();
 
-/// Opener for LogTask::SetOpener: InstallFaultReports, and LogInit with the process's options.
+/// Opener for LogTask::SetOpener: InstallFaultReports, and LogInit with the process's options,
+/// which it loads for the program.
 void OpenLogAndReports();
 
 enum class FatalAnswer { Stop, Continue };

@@ -17,7 +17,6 @@
 #include <string_view>
 
 #include "kernel/BlockAllocator.h"
-#include "kernel/standard/FilePath.h"
 #include "kernel/standard/PString.h"
 
 namespace Zef {
@@ -89,6 +88,9 @@ class File : public KernelObject {
   [[nodiscard]] FileStatus Reopen(std::uint32_t mode);
   /// Flushes, compresses if the mode asks for it, closes. May raise FileEx; closed all the same.
   void Close();
+  /// Takes back what was written, for a writer that cannot go on: closing then puts nothing into an
+  /// archive and compresses nothing.
+  void Abandon() { writeFailed_ = true; }
   bool IsOpen() const;
 
   /// Items read; a zero size gives 0. Fewer only at the end.

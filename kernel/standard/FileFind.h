@@ -7,7 +7,8 @@
 // Every source reports "." and ".." first where they match and it has them, then its entries in the
 // order of their ASCII-folded names, so that walks repeat. A name comes once, ignoring case, from
 // the first source that has it. Links are reported as what they point to; who walks down or deletes
-// must ask IsLink. What is neither file nor folder is left out.
+// must ask IsLink. What is neither file nor folder is left out. In an archive folders are what the
+// names of its files say: they have attributes 17 and the times of a file in them.
 //
 // A folder is read in one pass, and files are looked at only when their names match. One thread a
 // search. The sources searched stay alive until the search is closed.

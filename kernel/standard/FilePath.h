@@ -2,7 +2,7 @@
 //
 // Both '\\' and '/' separate folders everywhere; a ':' ends a drive or substitution name if no
 // separator stands before it, and is an ordinary character otherwise. The value owns nothing, lives
-// on the stack or inside other objects and is copied whole. Comparisons fold ASCII case.
+// on the stack or inside other objects and is copied whole.
 //
 // Every operation is bounded: what does not fit is cut at 259 bytes. Such a full path is refused by
 // the file layer and left alone by all that would shorten it (PopFirst takes it whole), so it never
@@ -71,8 +71,6 @@ class FilePath {
   /// Path that leads from the folder of `base` to `target`; false when they share no root or the
   /// result does not fit.
   static bool Relative(const FilePath& target, const FilePath& base, FilePath& result);
-
-  friend bool operator==(const FilePath& a, const FilePath& b) { return a.View() == b.View(); }
 
  private:
   void Cut(std::size_t length);

@@ -5,10 +5,13 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "kernel/Sync.h"
 #include "kernel/Thread.h"
+#include "kernel/Time.h"
 #include "kernel/platform/Terminal.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/FormatBuffer.h"
@@ -21,6 +24,7 @@ namespace Zef {
 namespace {
 
 constexpr std::size_t kMostPrefix = 64;
+constexpr std::size_t kLongestName = 64;
 constexpr std::size_t kInlineText = 4096;
 constexpr double kNotStarted = -1;
 constexpr std::string_view kLineEnd = "\r\n";
@@ -38,7 +42,9 @@ constexpr LevelText kLevels[] = {
 struct LogState {
   CriticalSection lock{"Log"};
   ICircularList<LogChannel> channels;
-  LogFile file;
+  // Null for none. Opened and closed outside the lock: that takes locks of the substitutions, whose
+  // holders may want to log.
+  std::unique_ptr<LogFile> file;
 };
 
 LogState& State() {
@@ -101,8 +107,19 @@ class LineText {
 void WriteToFile(std::string_view text) {
   LogState& state = State();
   const SyncGuard guard(state.lock);
-  state.file.Write(text);
-  if (flushLines.load(std::memory_order_relaxed)) state.file.Flush();
+  if (!state.file) return;
+  state.file->Write(text);
+  if (flushLines.load(std::memory_order_relaxed)) state.file->Flush();
+}
+
+void CloseFile(std::string_view lastWord) {
+  LogState& state = State();
+  std::unique_ptr<LogFile> file;
+  {
+    const SyncGuard guard(state.lock);
+    std::swap(state.file, file);
+  }
+  if (file) file->Write(lastWord);
 }
 
 void WriteToStream(std::string_view text) {
@@ -139,15 +156,14 @@ std::string Banner() {
   return text.append(build.time).append(".\r\n\r\n");
 }
 
-// False when the settings or the system want no logging.
-bool OpenFile(LogFile& file, const LogSettings& settings) {
-  if (!settings.file.empty()) {
-    if (!file.Open(settings.file.c_str())) return false;
-    file.Write(Banner());
-  }
-  file.Write(settings.disabled ? "Log Disabled.\r\n" : "Begin:\r\n");
-  file.Flush();
-  if (settings.disabled) file.Close();
+// The file that lines go to, if any. False when the settings or the system want no logging.
+bool OpenFile(const LogSettings& settings, std::unique_ptr<LogFile>& file) {
+  if (settings.file.empty()) return !settings.disabled;
+  auto opened = std::make_unique<LogFile>();
+  if (!opened->Open(settings.file.c_str(), Banner())) return false;
+  opened->Write(settings.disabled ? "Log Disabled.\r\n" : "Begin:\r\n");
+  opened->Flush();
+  if (!settings.disabled) file = std::move(opened);
   return !settings.disabled;
 }
 
@@ -184,13 +200,20 @@ void ApplyFlag(LogChannel& channel, std::string_view item) {
   }
 }
 
-void ApplySetting(const std::string& value) {
-  SharedText rest(value.c_str());
-  const SharedText name = rest.PopToken(":");
-  if (name.IsEmpty()) return;
-  LogChannel& channel = GetLog(name.View());
-  for (SharedText item = rest.PopToken(":"); !item.IsEmpty(); item = rest.PopToken(":")) {
-    if (!ApplyLevel(channel, item.View())) ApplyFlag(channel, item.View());
+// The next item that is not empty; an empty one at the end.
+std::string_view PopItem(std::string_view& rest) {
+  rest.remove_prefix(std::min(rest.find_first_not_of(':'), rest.size()));
+  const std::string_view item = rest.substr(0, rest.find(':'));
+  rest.remove_prefix(item.size());
+  return item;
+}
+
+void ApplySetting(std::string_view rest) {
+  const std::string_view name = PopItem(rest);
+  if (name.empty()) return;
+  LogChannel& channel = GetLog(name);
+  for (std::string_view item = PopItem(rest); !item.empty(); item = PopItem(rest)) {
+    if (!ApplyLevel(channel, item)) ApplyFlag(channel, item);
   }
 }
 
@@ -213,6 +236,7 @@ LogChannel::LogChannel(std::string_view name, bool prefix)
 }
 
 LogChannel& GetLog(std::string_view name) {
+  name = name.substr(0, kLongestName);
   LogState& state = State();
   const SyncGuard guard(state.lock);
   if (LogChannel* known = FindChannel(name)) return *known;
@@ -253,14 +277,17 @@ std::size_t FormatLogPrefix(std::span<char> to, LogLevel level, std::uint32_t th
 }
 
 void LogInit(const LogSettings& settings) {
+  LogShutdown(false);
+  std::unique_ptr<LogFile> file;
+  const bool isOn = OpenFile(settings, file);
   LogState& state = State();
   const SyncGuard guard(state.lock);
-  LogShutdown(false);
   if (startSeconds.load() == kNotStarted) startSeconds.store(Time::Seconds());
   flushLines.store(settings.flush);
   prefixLines.store(settings.prefix);
   lineStream.store(settings.stream);
-  LogChannel::disabled.store(!OpenFile(state.file, settings));
+  LogChannel::disabled.store(!isOn);
+  std::swap(state.file, file);
   for (auto* channel = state.channels.First(); channel != nullptr;
        channel = state.channels.Next(channel)) {
     channel->SetFormat(LogFormat::kPrefix, settings.prefix);
@@ -270,27 +297,22 @@ void LogInit(const LogSettings& settings) {
   SetTraceSink(LogTrace);
 }
 
-void LogShutdown(bool final) {
-  LogFile& file = State().file;
-  const SyncGuard guard(State().lock);
-  if (!final) file.Write(kShutdown);
-  file.Close();
-}
+void LogShutdown(bool final) { CloseFile(final ? std::string_view() : kShutdown); }
 
 void LogShutdownInFault() {
-  LogFile& file = State().file;
-  const SyncGuard guard(State().lock);
-  file.Write(kShutdown);
-  file.Seal();
+  LogState& state = State();
+  const SyncGuard guard(state.lock);
+  if (!state.file) return;
+  state.file->Write(kShutdown);
+  state.file->Seal();
 }
 
 void LogEnd() {
-  LogState& state = State();
-  const SyncGuard guard(state.lock);
   SetTraceSink(nullptr);
   traceChannel.store(nullptr);
-  state.file.Write("End.\r\n");
-  LogShutdown(true);
+  CloseFile("End.\r\n");
+  LogState& state = State();
+  const SyncGuard guard(state.lock);
   while (LogChannel* channel = state.channels.First()) {
     ICircularList<LogChannel>::Unlink(channel);
     delete channel;

@@ -85,8 +85,8 @@ class LogChannel : public KernelObject, public IListNode {
   std::atomic<std::uint8_t> format_;
 };
 
-/// The channel of that name in any letter case, made if need be; lives until LogEnd. Throws
-/// std::bad_alloc.
+/// The channel of that name in any letter case, made if need be; lives until LogEnd. Names are cut
+/// to 64 bytes. Throws std::bad_alloc.
 LogChannel& GetLog(std::string_view name);
 
 /// Writes one line at the level that Begin noted.
@@ -112,8 +112,8 @@ struct LogSettings {
 
 /// What the options ask for.
 LogSettings ReadLogSettings(Options& options);
-/// Opens the log and becomes the sink of Trace. A file that cannot be opened turns logging off.
-/// A log that is open already is shut down first.
+/// Opens the log and becomes the sink of Trace. A file that cannot be opened and written turns
+/// logging off. A log that is open already is shut down first.
 void LogInit(const LogSettings& settings);
 void LogInit(Options& options);
 /// Closes the file, after a last word unless `final`.

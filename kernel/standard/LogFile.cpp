@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "kernel/platform/FileSystem.h"
+#include "kernel/standard/FileSub.h"
 
 namespace Zef {
 
@@ -12,24 +13,25 @@ constexpr std::uint32_t kAnsi = 1;
 
 }  // namespace
 
-bool LogFile::Open(const char* path) {
-  Close();
+bool LogFile::Open(const char* path, std::string_view firstText) {
   try {
     auto file = std::make_unique<File>();
     if (file->Open(path, FileMode::kCreateWrite, kAnsi) != RES_OK) return false;
+    const FileSub* const source = file->Origin().source;
+    if (source != nullptr && !source->IsKind(FileSubKind::Folder)) return false;
     file_ = std::move(file);
   } catch (...) {
     return false;
   }
   position_ = file_->Origin().dataStart;
-  return true;
+  return WriteNow(firstText);
 }
 
 void LogFile::Write(std::string_view text) noexcept {
-  if (!IsOpen()) return;
+  if (sealed_) return;
   if (text.size() > kBufferSize - buffered_) Flush();
   if (text.size() > kBufferSize) {
-    WriteNow(text.data(), text.size());
+    WriteNow(text);
     return;
   }
   std::memcpy(buffer_ + buffered_, text.data(), text.size());
@@ -37,20 +39,16 @@ void LogFile::Write(std::string_view text) noexcept {
 }
 
 void LogFile::Flush() noexcept {
-  if (!IsOpen() || buffered_ == 0) return;
-  WriteNow(buffer_, buffered_);
+  if (buffered_ == 0) return;
+  WriteNow({buffer_, buffered_});
   buffered_ = 0;
 }
 
-void LogFile::WriteNow(const char* bytes, std::size_t size) noexcept {
-  const std::int64_t written = Platform::WriteAt(file_->Origin().handle, bytes, size, position_);
+bool LogFile::WriteNow(std::string_view text) noexcept {
+  const std::int64_t written =
+      Platform::WriteAt(file_->Origin().handle, text.data(), text.size(), position_);
   if (written > 0) position_ += static_cast<std::uint64_t>(written);
-}
-
-void LogFile::Close() noexcept {
-  Flush();
-  file_.reset();
-  sealed_ = false;
+  return written == static_cast<std::int64_t>(text.size());
 }
 
 void LogFile::Seal() noexcept {

@@ -5,6 +5,13 @@
 
 namespace Zef {
 
+namespace {
+
+// Each may make a channel, which every lookup of another one passes.
+constexpr std::size_t kMostSettings = 256;
+
+}  // namespace
+
 LogSettings ReadLogSettings(Options& options) {
   LogSettings settings;
   options.Get("LogFlush", settings.flush, settings.flush);
@@ -14,7 +21,10 @@ LogSettings ReadLogSettings(Options& options) {
   if (options.Has("LogStdOut")) settings.stream = LogStream::Output;
   if (options.Has("LogStdErr")) settings.stream = LogStream::Error;
   options.BeginValues("Log", ",");
-  for (std::string value; options.NextValue("Log", value);) settings.channels.push_back(value);
+  std::string value;
+  while (settings.channels.size() < kMostSettings && options.NextValue("Log", value)) {
+    settings.channels.push_back(value);
+  }
   return settings;
 }
 

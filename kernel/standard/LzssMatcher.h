@@ -7,7 +7,7 @@
 // match but the shortest.
 //
 // Cost: the length of a chain a position, so data of few different byte groups is slow. Holds about
-// 250 KiB for the largest window. Serves one thread.
+// 290 KiB for the largest window. Serves one thread.
 
 #pragma once
 

@@ -120,12 +120,13 @@ void Options::Add(std::string_view text) {
 }
 
 void Options::Set(std::string_view name, std::string_view value, bool append) {
-  Entry& entry = entries_[Folded(name)];
-  entry.walkAt = std::string::npos;
-  if (append && !entry.value.empty()) {
-    entry.value.append(",").append(value);
+  const std::string folded = Folded(name);
+  walks_.erase(folded);
+  std::string& present = values_[folded];
+  if (append && !present.empty()) {
+    present.append(",").append(value);
   } else {
-    entry.value = value;
+    present = value;
   }
 }
 
@@ -168,67 +169,64 @@ void Options::AddEnvironment(const std::string& name) {
 }
 
 bool Options::Get(std::string_view name, std::string& value, std::string_view fallback) const {
-  const Entry* entry = Find(name);
-  value = entry == nullptr ? fallback : std::string_view(entry->value);
-  return entry != nullptr;
+  const std::string* text = Find(name);
+  value = text == nullptr ? fallback : std::string_view(*text);
+  return text != nullptr;
 }
 
 bool Options::Get(std::string_view name, bool& value, bool fallback) const {
-  const Entry* entry = Find(name);
+  const std::string* text = Find(name);
   value = fallback;
-  if (entry == nullptr) return false;
-  const std::string_view text = entry->value;
+  if (text == nullptr) return false;
   const bool isFalse =
-      text.starts_with('-') || EqualFolded(text, "false") || EqualFolded(text, "off");
-  const bool isTrue = text.starts_with('+') || EqualFolded(text, "true") || EqualFolded(text, "on");
+      text->starts_with('-') || EqualFolded(*text, "false") || EqualFolded(*text, "off");
+  const bool isTrue =
+      text->starts_with('+') || EqualFolded(*text, "true") || EqualFolded(*text, "on");
   value = isTrue || (!isFalse && !fallback);
   return true;
 }
 
 bool Options::Get(std::string_view name, std::int32_t& value, std::int32_t fallback) const {
-  const Entry* entry = Find(name);
-  value = entry == nullptr ? fallback : 0;
-  if (entry == nullptr) return false;
-  const char* at = entry->value.data();
-  ScanInteger(at, at + entry->value.size(), value);
+  const std::string* text = Find(name);
+  value = text == nullptr ? fallback : 0;
+  if (text == nullptr) return false;
+  const char* at = text->data();
+  ScanInteger(at, at + text->size(), value);
   return true;
 }
 
 bool Options::Get(std::string_view name, float& value, float fallback) const {
-  const Entry* entry = Find(name);
-  value = entry == nullptr ? fallback : 0;
-  if (entry == nullptr) return false;
-  const char* at = entry->value.data();
-  ScanFloat(at, at + entry->value.size(), value);
+  const std::string* text = Find(name);
+  value = text == nullptr ? fallback : 0;
+  if (text == nullptr) return false;
+  const char* at = text->data();
+  ScanFloat(at, at + text->size(), value);
   return true;
 }
 
 bool Options::Has(std::string_view name) const { return Find(name) != nullptr; }
 
 void Options::BeginValues(std::string_view name, std::string_view delimiters) {
-  const auto found = entries_.find(Folded(name));
-  if (found == entries_.end()) return;
-  found->second.delimiters = delimiters;
-  found->second.walkAt = 0;
+  if (Has(name)) walks_[Folded(name)] = {std::string(delimiters)};
 }
 
 bool Options::NextValue(std::string_view name, std::string& value) {
-  const auto found = entries_.find(Folded(name));
-  if (found == entries_.end()) return false;
-  Entry& entry = found->second;
-  const std::size_t start = entry.value.find_first_not_of(entry.delimiters, entry.walkAt);
-  entry.walkAt = start;
+  const auto found = walks_.find(Folded(name));
+  if (found == walks_.end()) return false;
+  Walk& walk = found->second;
+  const std::string& all = *Find(name);
+  const std::size_t start = all.find_first_not_of(walk.delimiters, walk.at);
+  walk.at = start;
   if (start == std::string::npos) return false;
-  const std::size_t end =
-      std::min(entry.value.find_first_of(entry.delimiters, start), entry.value.size());
-  value.assign(entry.value, start, end - start);
-  entry.walkAt = end;
+  const std::size_t end = std::min(all.find_first_of(walk.delimiters, start), all.size());
+  value.assign(all, start, end - start);
+  walk.at = end;
   return true;
 }
 
-const Options::Entry* Options::Find(std::string_view name) const {
-  const auto found = entries_.find(Folded(name));
-  return found == entries_.end() ? nullptr : &found->second;
+const std::string* Options::Find(std::string_view name) const {
+  const auto found = values_.find(Folded(name));
+  return found == values_.end() ? nullptr : &found->second;
 }
 
 }  // namespace Zef

@@ -21,7 +21,7 @@ namespace Zef {
 
 class Options {
  public:
-  static constexpr std::uint64_t kLongestText = std::uint64_t{16} << 20;  ///< bytes of a file
+  static constexpr std::uint64_t kLongestText = std::uint64_t{1} << 20;  ///< bytes of a file
 
   /// The options of this process, empty until somebody loads them.
   static Options& Process();
@@ -54,17 +54,19 @@ class Options {
   bool NextValue(std::string_view name, std::string& value);
 
  private:
-  struct Entry {
-    std::string value;
+  struct Walk {
     std::string delimiters;
-    std::size_t walkAt = std::string::npos;  // offset in the value; npos: no walk
+    std::size_t at = 0;  // offset in the value
   };
+  template <typename T>
+  using ByFoldedName = std::unordered_map<std::string, T, KeyedTextHash>;
 
   void Set(std::string_view name, std::string_view value, bool append);
-  const Entry* Find(std::string_view name) const;
+  const std::string* Find(std::string_view name) const;
   void AddEnvironment(const std::string& name);
 
-  std::unordered_map<std::string, Entry, KeyedTextHash> entries_;  // by folded name
+  ByFoldedName<std::string> values_;
+  ByFoldedName<Walk> walks_;  // few: only of options that were asked for values
 };
 
 }  // namespace Zef

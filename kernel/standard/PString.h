@@ -2,8 +2,9 @@
 //
 // Equal bytes are the same pointer, so exact equality is a pointer compare and a PString serves
 // as a numeric key. Null is the empty string; a handle made from "" is a record of its own and
-// not null. The pool only grows until it is torn down at exit: intern names and keys, not
-// descriptions. Bytes are compared exactly; case folding is ASCII only.
+// not null. Bytes are compared exactly; case folding is ASCII only. The pool only grows until it
+// is torn down at exit, after which releases do nothing and copies and new texts are null: intern
+// names and keys, not descriptions.
 //
 // Interning costs a lock and one probe of a chain; copying and releasing a handle cost one
 // atomic operation. Handles may be copied and released on any thread; one handle object must
@@ -19,6 +20,8 @@
 #include "kernel/platform/Export.h"
 
 namespace Zef {
+
+class StringPool;
 
 class ZEF_API PString {
  public:
@@ -47,12 +50,7 @@ class ZEF_API PString {
 
   PString(const PString& other) noexcept : record_(AddReference(other.record_)) {}
   PString(PString&& other) noexcept : record_(std::exchange(other.record_, nullptr)) {}
-  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the copy holds the record meanwhile
-  PString& operator=(const PString& other) noexcept {
-    PString copy(other);
-    std::swap(record_, copy.record_);
-    return *this;
-  }
+  PString& operator=(const PString& other) noexcept { return *this = PString(other); }
   PString& operator=(PString&& other) noexcept {
     std::swap(record_, other.record_);
     return *this;
@@ -78,8 +76,6 @@ class ZEF_API PString {
   void LowerCase();
   void UpperCase();
 
-  /// Byte order; null sorts before every record, also before that of "".
-  friend bool Less(const PString& a, const PString& b);
   /// -1, 0 or 1 by bytes up to the first zero byte; null equals a null or empty text.
   int Compare(const char* text) const;
   /// Order of the ASCII-folded bytes, with plain text up to the first zero byte; null counts as
@@ -97,7 +93,7 @@ class ZEF_API PString {
   friend class StringPool;
 
   // The pool takes all records along when it goes: a handle that outlives it lets go of nothing.
-  static bool PoolExists() { return poolExists_.load(std::memory_order_relaxed); }
+  static bool PoolExists() { return pool_.load(std::memory_order_relaxed) != nullptr; }
   static Record* AddReference(Record* record) noexcept {
     if (record == nullptr || !PoolExists()) return nullptr;
     record->references.fetch_add(1, std::memory_order_relaxed);
@@ -111,11 +107,12 @@ class ZEF_API PString {
   void InsertView(std::string_view text, std::uint32_t position);
   void ChangeCase(char (*map)(char));
 
-  static std::atomic<bool> poolExists_;
+  static std::atomic<StringPool*> pool_;
 
   Record* record_ = nullptr;
 };
 
+/// Byte order; null sorts before every record, also before that of "".
 bool Less(const PString& a, const PString& b);
 
 /// Counters of the pool, for tests and reports.
@@ -128,9 +125,5 @@ struct StringPoolStatistics {
   std::uint32_t bucketCount;  ///< 997
 };
 StringPoolStatistics GetStringPoolStatistics();
-
-/// True from boot until the exit table has torn the pool down. After that releases do nothing,
-/// and copies and new texts are null.
-bool StringPoolExists();
 
 }  // namespace Zef

@@ -36,7 +36,7 @@ constexpr CodeTable kIdentity = [] {
   return table;
 }();
 
-// Sixteen byte counters at once; both compilers turn the compare into one instruction.
+// Sixteen byte counters at once; the compiler makes the compare one instruction.
 using Lanes = std::uint8_t __attribute__((vector_size(16)));
 
 std::uint8_t Largest(const std::uint8_t* counts) {

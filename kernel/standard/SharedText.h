@@ -42,11 +42,7 @@ class SharedText {
   SharedText(char character, std::uint32_t count);
   SharedText(const SharedText& other) noexcept : record_(AddReference(other.record_)) {}
   SharedText(SharedText&& other) noexcept : record_(std::exchange(other.record_, &empty_.record)) {}
-  SharedText& operator=(const SharedText& other) noexcept {
-    SharedText copy(other);
-    std::swap(record_, copy.record_);
-    return *this;
-  }
+  SharedText& operator=(const SharedText& other) noexcept { return *this = SharedText(other); }
   SharedText& operator=(SharedText&& other) noexcept {
     std::swap(record_, other.record_);
     return *this;

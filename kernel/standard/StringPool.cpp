@@ -19,7 +19,6 @@ using Record = PString::Record;
 constexpr std::uint32_t kTerminatorSpace = 4;
 
 constinit std::mutex creationLock;
-constinit std::atomic<StringPool*> thePool{nullptr};
 constinit bool wasCreated = false;
 
 // Texts grow in steps of 16 bytes; the step decides which changes happen in place.
@@ -40,30 +39,27 @@ Record* MakeRecord(std::string_view text, std::uint32_t roomFor) {
 
 }  // namespace
 
-constinit std::atomic<bool> PString::poolExists_{false};
+constinit std::atomic<StringPool*> PString::pool_{nullptr};
 
 void StringPool::Create() {
-  KernelBoot();
   const std::lock_guard guard(creationLock);
   if (wasCreated) return;
   wasCreated = true;
   KernelExitTable::Register(Destroy);
-  thePool.store(new StringPool, std::memory_order_release);
-  PString::poolExists_.store(true);
+  PString::pool_.store(new StringPool, std::memory_order_release);
 }
 
 void StringPool::Destroy() {
-  PString::poolExists_.store(false);
-  delete thePool.exchange(nullptr);
+  delete PString::pool_.exchange(nullptr);
   LogEnd();
 }
 
 StringPool* StringPool::Get() {
-  StringPool* pool = thePool.load(std::memory_order_acquire);
+  StringPool* pool = PString::pool_.load(std::memory_order_acquire);
   if (pool != nullptr) return pool;
   EarlyInit();
   Create();
-  return thePool.load(std::memory_order_acquire);
+  return PString::pool_.load(std::memory_order_acquire);
 }
 
 StringPool::~StringPool() {
@@ -175,7 +171,5 @@ StringPoolStatistics GetStringPoolStatistics() {
   StringPool* pool = StringPool::Get();
   return pool == nullptr ? StringPoolStatistics{} : pool->Statistics();
 }
-
-bool StringPoolExists() { return thePool.load(std::memory_order_relaxed) != nullptr; }
 
 }  // namespace Zef

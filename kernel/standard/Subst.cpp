@@ -3,6 +3,7 @@
 #include "kernel/Containers.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/Exception.h"
+#include "kernel/standard/FileSubArchive.h"
 #include "kernel/standard/FileSubPath.h"
 
 namespace Zef {
@@ -46,9 +47,13 @@ bool Subst(const PString& name, const char* target, bool writable) {
     if (list.Contains(name)) list.Remove(name);
     return true;
   }
-  const std::string_view folder(target);
-  if (folder.empty() || !IsSeparator(folder.back())) return false;
-  list.Add(name, std::make_unique<FileSubPath>(target, !writable));
+  const std::string_view text(target);
+  if (text.empty()) return false;
+  if (IsSeparator(text.back())) {
+    list.Add(name, std::make_unique<FileSubPath>(target, !writable));
+  } else {
+    list.Add(name, std::make_unique<FileSubArchive>(target, !writable));
+  }
   return true;
 }
 

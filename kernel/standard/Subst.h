@@ -24,10 +24,11 @@
 
 namespace Zef {
 
-/// Puts a source in front of those of `name`; a target that ends in a separator is a folder, which
-/// need not exist yet. With a null target removes the name with all its sources; a name that is not
-/// there is left alone. False, with nothing registered, for an empty name and for a target that is
-/// no folder.
+/// Puts a source in front of those of `name`. A target that ends in a separator is a folder, which
+/// need not exist yet; any other one is an archive, which is created if it is missing and
+/// `writable` (raises FileEx when that fails). With a null target removes the name with all its
+/// sources; a name that is not there is left alone. False, with nothing registered, for an empty
+/// name or target.
 bool Subst(const PString& name, const char* target, bool writable);
 
 /// Splits a text with a registered prefix; `name` and `path` (the rest behind the colon, a view

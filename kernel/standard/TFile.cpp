@@ -1,7 +1,6 @@
 #include "kernel/standard/TFile.h"
 
 #include <memory>
-#include <string>
 #include <utility>
 
 #include "kernel/standard/Exception.h"

@@ -24,18 +24,6 @@ std::string_view UpToZero(const char* bytes, std::uint32_t count) {
 
 }  // namespace
 
-// Zeroed, so that no byte of the process can leak into a text read from a short stream.
-TStream::TStream() : buffer_{} {}
-
-std::uint64_t TStream::Size() {
-  const std::uint64_t here = Tell();
-  Seek(0, 2);
-  ForgetReadAhead();
-  const std::uint64_t size = Tell();
-  Seek(static_cast<std::int64_t>(here), 0);
-  return size;
-}
-
 bool TStream::ReadBool(bool& value) {
   std::uint8_t byte = 0;
   if (!Read8(byte)) return false;
@@ -83,12 +71,6 @@ std::uint32_t TStream::ReadRaw(void* to, std::uint32_t size) {
   return buffered + received;
 }
 
-void TStream::DropReadAhead() {
-  const std::int64_t unread = unread_;
-  ForgetReadAhead();
-  if (unread > 0) Seek(-unread, 1);
-}
-
 void TStream::ForgetReadAhead() {
   position_ = 0;
   unread_ = 0;
@@ -102,10 +84,12 @@ bool TStream::MoveWithinReadAhead(std::int64_t delta) {
   return true;
 }
 
-// Seeks only when something was read ahead: a seek would flush the File's own buffer, and a
-// record is written in dozens of small pieces.
+// Gives the read-ahead back, but seeks only when there is any: a seek would flush the File's own
+// buffer, and a record is written in dozens of small pieces.
 std::uint32_t TStream::WriteRaw(const void* from, std::uint32_t size) {
-  DropReadAhead();
+  const std::int64_t unread = unread_;
+  ForgetReadAhead();
+  if (unread > 0) Seek(-unread, 1);
   return Write(from, size);
 }
 

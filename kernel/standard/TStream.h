@@ -28,7 +28,7 @@ class TStream {
   static constexpr std::uint32_t kMaxTextLength = 65535;  ///< stored length, with the zero
   static constexpr std::uint32_t kMaxLineLength = 1u << 20;
 
-  TStream();
+  TStream() = default;
   virtual ~TStream() = default;
   TStream(const TStream&) = delete;
   TStream& operator=(const TStream&) = delete;
@@ -36,7 +36,7 @@ class TStream {
   virtual void Clear() = 0;
   virtual std::uint64_t Tell() = 0;
   virtual bool IsOpen() { return true; }
-  virtual std::uint64_t Size();
+  virtual std::uint64_t Size() = 0;
   /// Write and Read are for streams to implement and pass the read-ahead by: callers use WriteRaw
   /// and ReadRaw.
   virtual std::uint32_t Write(const void* from, std::uint32_t size) = 0;
@@ -97,8 +97,6 @@ class TStream {
   void SkipForward(std::uint64_t count);
 
  protected:
-  /// Gives the read-ahead back: the underlying position becomes the logical one.
-  void DropReadAhead();
   /// Empties the read-ahead after the underlying position was set.
   void ForgetReadAhead();
   /// Moves the logical position by `delta` when the target is still in memory.
@@ -109,11 +107,7 @@ class TStream {
 
   template <class T>
   bool ReadFixed(T& value) {
-    if (unread_ < sizeof(T)) return ReadFixedSlow(&value, sizeof(T));
-    std::memcpy(&value, buffer_ + position_, sizeof(T));
-    position_ += sizeof(T);
-    unread_ -= sizeof(T);
-    return true;
+    return ReadWords<1>(&value);
   }
   template <std::uint32_t N, class T>
   bool ReadWords(T* values) {

@@ -1,6 +1,7 @@
 #include "kernel/standard/Task.h"
 
 #include <memory>
+#include <utility>
 
 #include "kernel/KernelBoot.h"
 #include "kernel/standard/EarlyInit.h"
@@ -15,19 +16,11 @@ constinit TaskSystem* taskSystem = nullptr;
 constinit LogTask* logTask = nullptr;
 constinit LogTask::Opener openLog = nullptr;
 
-// The end of the module must not stumble over one object's trouble.
-template <typename Kind>
-void DeleteQuietly(Kind** object) {
-  try {
-    delete *object;
-  } catch (...) {  // NOLINT(bugprone-empty-catch): nobody is left to tell
-  }
-  *object = nullptr;
-}
-
+// The adopted tasks still leave the system's lists while it goes.
 void Destroy() {
-  DeleteQuietly(&logTask);
-  DeleteQuietly(&taskSystem);
+  delete std::exchange(logTask, nullptr);
+  delete taskSystem;
+  taskSystem = nullptr;
 }
 
 }  // namespace
@@ -69,15 +62,12 @@ TaskSystem::~TaskSystem() {
   while (Task* task = adopted_.First()) delete task;
 }
 
-void TaskSystem::Add(Task* task) {
-  all_.PushBack(task);
-  ++count_;
-}
+void TaskSystem::Add(Task* task) { all_.PushBack(task); }
 
 void TaskSystem::Remove(Task* task) {
   if (task->adopted_) ICircularList<Task>::Unlink(task);
   remaining_.Remove(task);
-  if (all_.Remove(task)) --count_;
+  all_.Remove(task);
 }
 
 void TaskSystem::Adopt(Task* task) {

@@ -10,7 +10,7 @@
 
 #include "kernel/BlockAllocator.h"
 #include "kernel/Containers.h"
-#include "kernel/Thread.h"
+#include "kernel/Time.h"
 #include "kernel/standard/PString.h"
 
 namespace Zef {
@@ -67,8 +67,8 @@ class TaskSystem : public KernelObject {
   void Cycle(double now = Time::Seconds());
   /// Hands a task over to the system, which deletes it at its end.
   void Adopt(Task* task);
-  /// Number of living tasks.
-  std::uint32_t Count() const { return count_; }
+  /// Number of living tasks. Walks their chunks.
+  std::uint32_t Count() const { return static_cast<std::uint32_t>(all_.Count()); }
 
  private:
   friend class Task;
@@ -81,7 +81,6 @@ class TaskSystem : public KernelObject {
   ChunkList<Task*> all_;        // in order of creation
   ChunkList<Task*> remaining_;  // in this cycle
   ICircularList<Task> adopted_;
-  std::uint32_t count_ = 0;
   bool inCycle_ = false;
 };
 

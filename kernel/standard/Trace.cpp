@@ -13,7 +13,7 @@ constinit std::atomic<TraceSink> traceSink = nullptr;
 
 }  // namespace
 
-TraceSink SetTraceSink(TraceSink sink) { return traceSink.exchange(sink); }
+void SetTraceSink(TraceSink sink) { traceSink.store(sink, std::memory_order_release); }
 
 void Trace(const char* format, ...) {
   const TraceSink sink = traceSink.load(std::memory_order_acquire);

@@ -10,8 +10,8 @@ namespace Zef {
 /// Receives one formatted line without a line end.
 using TraceSink = void (*)(const char* line);
 
-/// Null drops the lines again. Returns the sink that was set before.
-TraceSink SetTraceSink(TraceSink sink);
+/// Null drops the lines again.
+void SetTraceSink(TraceSink sink);
 
 void Trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

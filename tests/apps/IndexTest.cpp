@@ -49,9 +49,10 @@ void FillTables(MUKAssetIndex& index) {
   TagContainer tags;
   tags.SetSubContainer("<plid:1:1>", inner);
   companions.configCache.Set(tags);
-  ArchiveList::Archive& archive = companions.archives.archives.emplace_back();
+  ArchiveList::Archive archive;
   archive.name = "content";
   archive.assets = {PLID(1, 1, 0)};
+  companions.archives.Add(std::move(archive));
   companions.station.urlQueue.emplace_back();
   companions.station.urlQueue.back() = "http://x";
   companions.storedValue = 77;

@@ -31,6 +31,7 @@ TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
   EXPECT_EQ(Run("diff old new sets/b/").out.find("'sets/b/'"), 10u);
 
   const std::string before = Read("there/assets.mkx");
+  fs::permissions(temp_ / "there/assets.mkx", fs::perms::owner_all);
   nlohmann::json planned = Run("patch there sets/a --dry-run --json").Json();
   EXPECT_EQ(Read("there/assets.mkx"), before);
   EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak"));
@@ -47,6 +48,7 @@ TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
     EXPECT_EQ(planned[key], done[key]) << key;
   }
   EXPECT_EQ(Read("there/assets.mkx.bak"), before);
+  EXPECT_EQ(fs::status(temp_ / "there/assets.mkx.bak").permissions(), fs::perms::owner_all);
   EXPECT_FALSE(fs::exists(temp_ / "there/world/e"));
 
   std::string ids;

@@ -38,9 +38,33 @@ TEST_F(Usage, WrongCommandLinesAreStatus2AndOneLine) {
 }
 
 TEST_F(Usage, EveryCommandHelpsWithAnExample) {
-  for (const char* command :
-       {"", "diff", "patch", "set", "set show", "set check", "index", "index show", "index stat",
-        "index check", "tags", "tags show", "tags convert", "plid"}) {
+  for (const char* command : {"",
+                              "diff",
+                              "patch",
+                              "set",
+                              "set show",
+                              "set check",
+                              "index",
+                              "index show",
+                              "index stat",
+                              "index check",
+                              "tags",
+                              "tags show",
+                              "tags convert",
+                              "lzss",
+                              "lzss pack",
+                              "lzss unpack",
+                              "file",
+                              "file pack",
+                              "file unpack",
+                              "plid",
+                              "archive",
+                              "archive list",
+                              "archive extract",
+                              "archive create",
+                              "archive add",
+                              "archive delete",
+                              "archive rename"}) {
     const Outcome outcome = Run(std::string(command) + " --help");
     EXPECT_EQ(outcome.status, 0) << command;
     EXPECT_NE(outcome.out.find("Example:\n  quarle "), std::string::npos) << command;

@@ -121,7 +121,7 @@ TEST(SideTables, RefuseIdentifiersThatDoNotSurviveStorage) {
   index.Companions().users.entries.emplace_back().profileId = 0xFFFFFFFF;
   ASSERT_TRUE(index.Save(folder / "i"));
   ASSERT_TRUE(index.Load(folder / "i"));
-  EXPECT_EQ(index.Companions().archives.archives.at(0).assets.size(), 1u);
+  EXPECT_EQ(index.Companions().archives.All().at(0).assets.size(), 1u);
   EXPECT_EQ(table.Count(), 2u);
 }
 

@@ -62,9 +62,9 @@ TEST(ChunkList, BehavesAsASequence) {
 
 static int living = 0;
 template <typename Base>
-struct Counted : Base {
-  Counted() { ++living; }
-  ~Counted() override { --living; }
+struct Living : Base {
+  Living() { ++living; }
+  ~Living() override { --living; }
 };
 
 template <typename Base>
@@ -73,7 +73,7 @@ using CountBases = testing::Types<ReferenceCount, ReferenceCountMP>;
 TYPED_TEST_SUITE(RefTest, CountBases);
 
 TYPED_TEST(RefTest, TheLastHolderEndsTheObject) {
-  using Object = Counted<TypeParam>;
+  using Object = Living<TypeParam>;
   {
     Ref<Object> first(new Object);
     EXPECT_EQ(first->References(), 1) << "a new object is adopted as it is born";

@@ -87,6 +87,14 @@ TEST(MultiLock, WaitsForOneOrForAll) {
   EXPECT_TRUE(b.Lock(0)) << "the failed wait for all took nothing, the release gave b back";
 }
 
+TEST(MultiLock, ANewWaitGivesBackWhatTheLastOneTook) {
+  Mutex mutex;
+  MultiLock lock({&mutex});
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(lock.Wait(false, 0), MultiLock::kSignalled);
+  lock.Release();
+  EXPECT_FALSE(mutex.Unlock()) << "taken twice, given back once";
+}
+
 TEST(MultiLock, RefusesWhatCannotBeWaitedFor) {
   WEvent event(true, true);
   CriticalSection section;

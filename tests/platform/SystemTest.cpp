@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <thread>
+
 #include "kernel/platform/SharedBlock.h"
 #include "tests/support/ChildProcess.h"
 
@@ -82,6 +84,22 @@ TEST_F(SharedBlockTest, DeathFreesSlotsBeforeTheProcessIsCollected) {
   child.AwaitEnd();
   EXPECT_EQ(*word, 7U);
   EXPECT_TRUE(!block->IsLockedByOthers(7) && block->LockExclusive(7, true));
+}
+
+// A forked child puts memory of its own where blocks were; elsewhere it must touch nothing.
+TEST_F(SharedBlockTest, ForkBesideAClosingBlockSparesOtherMemory) {
+  const auto work = [&](const std::stop_token& stop) {
+    while (!stop.stop_requested()) SharedBlock::Open(name_, 16).reset();
+  };
+  const std::jthread closers[] = {std::jthread(work), std::jthread(work)};
+  for (int round = 0; round < 300; ++round) {
+    void* const page =
+        mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    *static_cast<int*>(page) = 42;
+    const ::Test::ChildProcess child([page] { return *static_cast<int*>(page); });
+    EXPECT_EQ(child.AwaitEnd(), 42) << "in round " << round;
+    munmap(page, 4096);
+  }
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
 
 #include "kernel/resource/PluginCatalogue.h"
 #include "kernel/standard/Options.h"
@@ -17,10 +16,13 @@ Guid Id(std::uint8_t last) {
 }
 
 /// Reads a switch text in which "#n" stands for the id of n and "|" for the next switch.
-void Read(PluginCatalogue& catalogue, const std::string& brief) {
-  const std::string ids = std::regex_replace(brief, std::regex("#"), Id(0).Text().substr(0, 35));
+void Read(PluginCatalogue& catalogue, std::string_view brief) {
+  std::string text;
+  for (const char c : brief) {
+    text += c == '#' ? Id(0).Text().substr(0, 35) : c == '|' ? " +" : std::string(1, c);
+  }
   Options options;
-  options.Add(std::regex_replace(ids, std::regex("\\|"), " +"));
+  options.Add(text);
   catalogue.Read(options);
 }
 

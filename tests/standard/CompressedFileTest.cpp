@@ -171,7 +171,7 @@ struct OldArchive : FileSub {
   bool IsAvailable() const override { return true; }
   std::uint32_t Version() const override { return 257; }
   bool OpenForRead(File& file, const FilePath& path, std::uint32_t) override {
-    const bool packed = path == FilePath("packed");
+    const bool packed = path.View() == "packed";
     file.Adopt({handle, true, packed ? 4U : 13U, packed ? 9 : 3, packed ? 3 : -1, "entry", this});
     return true;
   }

@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <fcntl.h>
 
 #include <algorithm>
+#include <atomic>
+#include <bit>
+#include <csignal>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "kernel/Thread.h"
@@ -15,13 +20,9 @@
 #include "kernel/standard/Options.h"
 #include "kernel/standard/Task.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TestFiles.h"
 
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kThreadSanitizer = true;
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
 // The faults are meant; the sanitizer must not find them first.
 #define FAULTY __attribute__((noinline, no_sanitize("undefined", "address")))
 
@@ -38,6 +39,14 @@ FAULTY void WriteToNull() {
 FAULTY void DivideByZero() { zero = 7 / zero; }
 
 FAULTY void RunNonsense() { asm volatile("ud2"); }
+
+// As the system tells of bad memory that nobody has read yet.
+FAULTY void LoseMemory() {
+  siginfo_t info{};
+  info.si_signo = SIGBUS;
+  info.si_code = BUS_MCEERR_AO;
+  syscall(SYS_rt_tgsigqueueinfo, getpid(), gettid(), SIGBUS, &info);
+}
 
 FAULTY int Recurse(volatile char* from) {  // NOLINT(misc-no-recursion)
   volatile char frame[512];
@@ -102,6 +111,7 @@ TEST(FaultReport, EveryKindOfEndIsToldInTheLogAndOnStandardError) {
       {WriteToNull, "Class: Hardware\nReason: Access Violation\nVersion: Zef v", true},
       {DivideByZero, "Class: Hardware\nReason: Integer Divide By Zero\n", true},
       {RunNonsense, "Reason: Illegal Instruction\n", true},
+      {LoseMemory, "Reason: In Page Error\n", true},
       {OverflowStack, "Reason: Stack Overflow\n", false},
       {[] { throw std::runtime_error("for want of a nail"); },
        "Class: Hardware\nReason: C++ Exception: for want of a nail\n", true},
@@ -113,7 +123,7 @@ TEST(FaultReport, EveryKindOfEndIsToldInTheLogAndOnStandardError) {
     for (const bool inThread : {false, true}) {
       // Its own stack ends first; and what it adds to functions has exceptions forgotten on the
       // way to the handlers of the test framework.
-      if (kThreadSanitizer && (!inThread || c.fault == OverflowStack)) continue;
+      if (::Test::kThreadSanitizer && (!inThread || c.fault == OverflowStack)) continue;
       SCOPED_TRACE(std::string(c.told) + (inThread ? "in a thread" : ""));
       const Outcome outcome = Report([&] { inThread ? InThread(c.fault) : c.fault(); });
       EXPECT_NE(outcome.status, 0);
@@ -139,6 +149,22 @@ TEST(FaultReport, OneThreadReportsWhereSeveralFault) {
     first.Stop();
   });
   EXPECT_EQ(Count(outcome.err, "Exception @ "), 1U) << outcome.err;
+  EXPECT_NE(outcome.status, 0);
+}
+
+TEST(FaultReport, TheExitOfTheProcessWaitsForAReport) {
+  const Outcome outcome = Report([] {
+    static std::atomic<bool> begun;
+    AddCriticalShutdown(&begun, [](void* flag) {
+      *static_cast<std::atomic<bool>*>(flag) = true;
+      Sleep(100);
+    });
+    const Thread thread([](void*) { return WriteToNull(), 0; }, nullptr);
+    while (!begun) Sleep(1);
+    std::exit(0);
+  });
+  EXPECT_EQ(Count(outcome.err, "Exception @ "), 1U) << outcome.err;
+  EXPECT_TRUE(outcome.log.ends_with("\r\nShutdown.\r\n")) << outcome.log;
   EXPECT_NE(outcome.status, 0);
 }
 
@@ -177,14 +203,17 @@ TEST(FaultReport, GoesOnWhereTheWindowMendsWhatWasWrong) {
 
 // The log of the task system, as a host's first cycle brings it up.
 TEST(FaultReport, TheLogTaskInstallsIt) {
-  const Outcome outcome = Report([] {
+  const ::Test::TempFolder folder;
+  const std::string log = folder / "of the environment";
+  const Outcome outcome = Report([&log] {
     Platform::RemoveFaultHandlers();
-    Options::Process().Add("-LogFile=\"\"");
+    setenv("Options", ("-LogFile='" + log + "'").c_str(), 1);
     LogTask::SetOpener(OpenLogAndReports);
     TaskSystem::Get()->Cycle();
     WriteToNull();
   });
   EXPECT_EQ(Count(outcome.err, "Reason: Access Violation\n"), 1U) << outcome.err;
+  EXPECT_EQ(Count(::Test::ReadWholeFile(log), "Reason: Access Violation\r\n"), 1U);
 }
 
 TEST(HardwareException, TellsUnknownCodesAndWalksOnlySoundFrames) {
@@ -208,7 +237,7 @@ TEST(HardwareException, TellsUnknownCodesAndWalksOnlySoundFrames) {
   EXPECT_EQ(framesTold(3, nullptr), 4U);
   EXPECT_EQ(framesTold(3, &frames[98]), 6U);
   EXPECT_EQ(framesTold(3, frames), 4U) << "a circle";
-  EXPECT_EQ(framesTold(3, reinterpret_cast<Frame*>(~std::uintptr_t{15})), 4U) << "unreadable";
+  EXPECT_EQ(framesTold(3, std::bit_cast<Frame*>(~std::uintptr_t{15})), 4U) << "unreadable";
   char* const odd = reinterpret_cast<char*>(&frames[98]) + 4;
   EXPECT_EQ(framesTold(3, reinterpret_cast<Frame*>(odd)), 4U);
 }

@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "kernel/standard/FileSubPath.h"
 #include "kernel/standard/Options.h"
+#include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestFiles.h"
@@ -103,10 +105,40 @@ TEST_F(LogFixture, OptionsDecideWhatIsWrittenAndWhere) {
   EXPECT_TRUE(channel.Begin(LogLevel::Progress)) << "the last setting's level";
 }
 
-TEST_F(LogFixture, AFileThatCannotBeOpenedTurnsLoggingOffAndNoFileDoesNot) {
+TEST_F(LogFixture, HostileSettingsEndSoon) {
+  LogSettings settings;
+  settings.file.clear();
+  settings.channels = {"Long:Err"};
+  for (int i = 0; i < 500'000; ++i) settings.channels[0] += ":x:";
+  settings.channels[0] += "Diag";
+  LogInit(settings);
+  EXPECT_EQ(GetLog("Long").Level(), LogLevel::Diagnostic);
+  Options options;
+  for (int i = 0; i < 1000; ++i) options.Add("+Log=c" + std::to_string(i));
+  EXPECT_EQ(ReadLogSettings(options).channels.size(), 256U);
+  const std::string name(64, 'n');
+  EXPECT_EQ(GetLog(name + "m").Name().View(), name);
+}
+
+TEST_F(LogFixture, AFileThatCannotBeWrittenTurnsLoggingOffAndNoFileDoesNot) {
+  // What writes past an archive would spoil it; and who logs must not wait for the opening.
+  struct Archive : FileSubPath {
+    using FileSubPath::FileSubPath;
+    bool IsKind(FileSubKind) const override { return false; }
+    bool OpenForWrite(File& file, const FilePath& path, std::uint32_t mode) override {
+      ::Test::OnThreads(1, [](int) { GetLog("Other"); });
+      return FileSubPath::OpenForWrite(file, path, mode);
+    }
+  };
+  SubstList::Get().Add("packed", std::make_unique<Archive>((folder_ / "").c_str(), false));
   LogChannel& channel = GetLog("Opening");
-  Begin("-LogFile=\"" + folder_ / "missing/log.txt" + "\"");
-  EXPECT_FALSE(channel.Begin(LogLevel::Error));
+  for (const std::string& path :
+       {folder_ / "missing/log.txt", std::string("/dev/full"), std::string("packed:log.txt")}) {
+    Begin("-LogFile=\"\"");
+    Begin("-LogFile=\"" + path + "\"");
+    EXPECT_FALSE(channel.Begin(LogLevel::Error)) << path;
+  }
+  SubstList::Get().Remove("packed");
   Begin("-LogFile=\"\"");
   EXPECT_TRUE(channel.Begin(LogLevel::Error));
   EXPECT_FALSE(channel.Begin(LogLevel::Diagnostic));

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <stdexcept>
 
 namespace Test {
 
@@ -15,6 +16,7 @@ class ChildProcess {
   /// Runs `body`, whose result is the exit status, for at most 100 seconds.
   template <typename Body>
   explicit ChildProcess(Body body) : process_(fork()) {
+    if (process_ < 0) throw std::runtime_error("no child process");  // -1 would mean everybody
     if (process_ != 0) return;
     alarm(100);
     _exit(body());

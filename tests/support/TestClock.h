@@ -23,7 +23,7 @@ class TestClock final : public Zef::Clock {
   }
   /// Moves both times on.
   void Advance(double seconds) {
-    seconds_ = seconds_ + seconds;
+    seconds_ += seconds;
     unixTime_ += static_cast<std::int64_t>(seconds);
   }
 

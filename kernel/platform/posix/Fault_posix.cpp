@@ -177,8 +177,10 @@ void OnSignal(int signal, siginfo_t* info, void* context) {
   }
   RestoreAction(signal);
   errno = errorBefore;
-  // A fault repeats itself on return. A trap is behind us, and a signal that was sent is spent.
-  if (info->si_code <= 0 || signal == SIGTRAP) static_cast<void>(raise(signal));
+  // A fault repeats itself on return. A trap is behind us, a signal that was sent is spent, and so
+  // is the news of bad memory that nobody has read yet.
+  const bool isNews = signal == SIGBUS && info->si_code == BUS_MCEERR_AO;
+  if (info->si_code <= 0 || signal == SIGTRAP || isNews) static_cast<void>(raise(signal));
 }
 
 struct ThrowSearch {

@@ -112,12 +112,12 @@ std::int64_t Transfer(std::size_t size, std::uint64_t offset, Call call) {
   return static_cast<std::int64_t>(done);
 }
 
-bool ReadInfo(const std::string& path, int flags, FileInfo* info) {
+bool ReadInfo(int folder, const std::string& path, int flags, FileInfo* info) {
   *info = FileInfo();
   struct statx facts {};
   const unsigned wanted = STATX_BASIC_STATS | STATX_BTIME;
   const std::string native = NativePath(path);
-  if (statx(AT_FDCWD, native.c_str(), flags, wanted, &facts) != 0) return false;
+  if (statx(folder, native.c_str(), flags, wanted, &facts) != 0) return false;
   info->folder = S_ISDIR(facts.stx_mode);
   info->regular = S_ISREG(facts.stx_mode);
   info->link = S_ISLNK(facts.stx_mode);
@@ -218,10 +218,14 @@ bool FlushFolder(const std::string& folder) {
   return Uninterrupted([&] { return fsync(opened.Get()); }) == 0 || errno == EINVAL;
 }
 
-bool GetInfo(const std::string& path, FileInfo* info) { return ReadInfo(path, 0, info); }
+bool GetInfo(const std::string& path, FileInfo* info) { return ReadInfo(AT_FDCWD, path, 0, info); }
 
 bool GetInfoNoFollow(const std::string& path, FileInfo* info) {
-  return ReadInfo(path, AT_SYMLINK_NOFOLLOW, info);
+  return ReadInfo(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW, info);
+}
+
+bool GetOpenInfo(FileHandle file, FileInfo* info) {
+  return ReadInfo(file, {}, AT_EMPTY_PATH, info);
 }
 
 bool Exists(const std::string& path) {

@@ -37,13 +37,14 @@ class PosixSharedBlock final : public SharedBlock {
   PosixSharedBlock(const PosixSharedBlock&) = delete;
   PosixSharedBlock& operator=(const PosixSharedBlock&) = delete;
 
-  // Closing frees the slots, and under the lock, so that no fork comes in between.
+  // Closing frees the slots, and under the lock, so that no fork comes in between: its child would
+  // map over what another thread may have in the block's place by then.
   ~PosixSharedBlock() override {
-    munmap(data_, size_);
     const std::lock_guard guard(openLock);
     PosixSharedBlock** link = &firstOpen;
     while (*link != this) link = &(*link)->nextOpen_;
     *link = nextOpen_;
+    munmap(data_, size_);
     object_.Reset(-1);
   }
 

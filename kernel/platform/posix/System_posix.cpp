@@ -86,9 +86,9 @@ void SleepMilliseconds(std::uint32_t milliseconds) {
 
 std::uint64_t RandomWord() {
   std::uint64_t word = 0;
-  if (getrandom(&word, sizeof word, 0) == sizeof word) return word;
-  // Without a source of randomness the clock is hard enough to guess.
-  return MonotonicTicks() * 0x9E3779B97F4A7C15U;
+  const ssize_t size = Uninterrupted([&] { return getrandom(&word, sizeof word, 0); });
+  if (size != sizeof word) Trap("RandomWord: the system has no random numbers");
+  return word;
 }
 
 bool GetEnvironment(const char* name, std::string* value) {
@@ -155,10 +155,8 @@ void* Library::Symbol(const char* name) const {
 void DebugOutput(const char* text) { WriteStandard(StandardStream::Error, text); }
 
 void Trap(const char* message) {
-  if (message != nullptr) {
-    DebugOutput(message);
-    DebugOutput("\n");
-  }
+  DebugOutput(message);
+  DebugOutput("\n");
   (void)raise(SIGTRAP);
   std::abort();
 }

@@ -1,0 +1,128 @@
+// Files of an archive on their way to a folder. Their names come from outside and must not lead
+// anywhere else, neither by themselves nor through links that lie in the folder.
+
+#include <algorithm>
+#include <vector>
+
+#include "apps/quarle/ArchiveFiles.h"
+#include "apps/quarle/Output.h"
+#include "kernel/platform/FileSystem.h"
+#include "kernel/standard/CompressedBlocks.h"
+#include "kernel/standard/Crc32.h"
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/File.h"
+
+namespace {
+
+using namespace Zef;
+
+constexpr std::size_t kSpan = 1u << 18;
+
+/// The components of a name; nothing, or why it has no place below a folder.
+std::string SplitName(std::string_view name, std::vector<std::string>* components) {
+  if (Platform::IsRooted(name)) return "its name starts at a root";
+  const std::size_t stop = name.find_first_of("/\\:");
+  if (stop != std::string_view::npos && name[stop] == ':') return "its name starts at a root";
+  if (name.empty() || IsSeparator(name.back())) return "it has no file name";
+  while (!name.empty()) {
+    const std::size_t end = std::min(name.find_first_of(FilePath::kSeparators), name.size());
+    const std::string_view component = name.substr(0, end);
+    name.remove_prefix(std::min(end + 1, name.size()));
+    if (component == "..") return "its name leads out of the folder";
+    if (!component.empty() && component != ".") components->emplace_back(component);
+  }
+  return components->empty() ? "it has no file name" : "";
+}
+
+/// Where the file goes, with its folders made; nothing, or what stands in the way.
+std::string PreparePlace(const std::string& folder, const std::vector<std::string>& components,
+                         std::string* place) {
+  std::string path = folder;
+  for (std::size_t i = 0; i < components.size(); ++i) {
+    path += "/" + components[i];
+    const bool isLast = i + 1 == components.size();
+    Platform::FileInfo info;
+    if (!Platform::GetInfoNoFollow(path, &info)) {
+      if (isLast || Platform::MakeFolders(path)) continue;
+      return "the folder " + Quoted(path) + " cannot be made";
+    }
+    if (info.link) return Quoted(path) + " is a link";
+    if (isLast ? !info.regular : !info.folder) return Quoted(path) + " is something else";
+  }
+  *place = path;
+  return {};
+}
+
+/// A file beside its place, which it takes when it is whole.
+class NewFile {
+ public:
+  explicit NewFile(const std::string& place)
+      : place_(place), handle_(CreateTemporaryBeside(place, &temporary_)) {}
+  ~NewFile() {
+    if (handle_ == Platform::kNoFile) return;
+    Platform::CloseFile(handle_);
+    static_cast<void>(Platform::DeleteFile(temporary_));
+  }
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  bool IsOpen() const { return handle_ != Platform::kNoFile; }
+  std::uint64_t Size() const { return size_; }
+  bool Append(const void* bytes, std::size_t size) {
+    const bool done =
+        Platform::WriteAt(handle_, bytes, size, size_) == static_cast<std::int64_t>(size);
+    size_ += size;
+    return done;
+  }
+  bool Keep() {
+    const bool kept = Platform::CloseFile(handle_) && Platform::Replace(temporary_, place_);
+    handle_ = Platform::kNoFile;
+    if (!kept) static_cast<void>(Platform::DeleteFile(temporary_));
+    return kept;
+  }
+
+ private:
+  const std::string place_;
+  std::string temporary_;
+  Platform::FileHandle handle_;
+  std::uint64_t size_ = 0;
+};
+
+std::string CopyContent(File& from, const ArchiveRow& row, const std::string& place) {
+  NewFile to(place);
+  if (!to.IsOpen()) return Quoted(place) + " cannot be made";
+  std::vector<std::byte> span(kSpan);
+  std::uint32_t checksum = 0;
+  for (std::size_t got = 1; got > 0;) {
+    got = from.Read(span.data(), 1, span.size());
+    checksum = Crc32(checksum, span.data(), got);
+    if (!to.Append(span.data(), got)) return Quoted(place) + " cannot be written";
+  }
+  const std::uint64_t size = to.Size();
+  if (!to.Keep()) return Quoted(place) + " cannot be written";
+  // Writers that make no checksums leave it 0.
+  const bool matches = row.entry.checksum == 0 || checksum == row.entry.checksum;
+  if (size == row.entry.size && matches) return {};
+  return "its content is damaged, and was extracted as it is";
+}
+
+}  // namespace
+
+std::string ExtractFile(const MountedArchive& archive, const ArchiveRow& row,
+                        const std::string& folder) {
+  std::vector<std::string> components;
+  std::string why = SplitName(row.entry.name, &components);
+  File file;
+  const std::uint32_t mode = row.IsCompressed() ? FileMode::kRead : FileMode::kReadRaw;
+  if (why.empty() && file.Open(archive.Name(), row.entry.name, mode) != RES_OK) {
+    why = "it cannot be read";
+  }
+  std::string place;
+  if (why.empty()) why = PreparePlace(folder, components, &place);
+  if (!why.empty()) return why;
+  try {
+    return CopyContent(file, row, place);
+  } catch (const FileEx&) {
+    return "its content is damaged and cannot be read";
+  }
+}

@@ -1,0 +1,155 @@
+#include "apps/quarle/ArchiveFiles.h"
+
+#include "apps/quarle/Output.h"
+#include "kernel/platform/FileSystem.h"
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/Subst.h"
+
+namespace {
+
+using namespace Zef;
+
+bool Refuse(const std::string& path, const std::string& why) {
+  static_cast<void>(Fail(Quoted(path) + ": " + why));
+  return false;
+}
+
+bool CheckPlace(const std::string& path, MountedArchive::Access access) {
+  const bool creates = access == MountedArchive::Access::Create;
+  Platform::FileInfo info;
+  if (!Platform::GetInfo(path, &info)) {
+    return creates || Refuse(path, "there is no such archive; make one with quarle archive create");
+  }
+  if (info.folder) return Refuse(path, "it is a folder; name an archive");
+  return !creates || Refuse(path, "it exists already; take another name or quarle archive add");
+}
+
+/// Collects without recursion, so that no depth of folders exhausts the stack.
+class Collector {
+ public:
+  Collector(std::string folder, ArchiveInputs& inputs)
+      : folder_(std::move(folder)), inputs_(inputs) {}
+
+  void LeaveOut(const std::string& archive) { hasArchive_ = Platform::GetInfo(archive, &archive_); }
+
+  /// What the user names may be a link, what a folder holds may not.
+  bool Add(const std::string& text) {
+    FilePath name(text);
+    name.Normalise();
+    const std::string_view path = name.View();
+    const bool climbs = path == ".." || path.starts_with("../");
+    if (Platform::IsRooted(text) || climbs || name.IsFull()) {
+      return Refuse(text,
+                    "no name for a file in an archive; give the folder with -C and a name "
+                    "of less than 259 bytes below it");
+    }
+    Platform::FileInfo info;
+    if (!Platform::GetInfo(PathOf(name.Text()), &info)) {
+      return Refuse(PathOf(text), "there is no such file or folder");
+    }
+    return Take(name.Text(), info) && AddFolders();
+  }
+
+ private:
+  std::string PathOf(const std::string& name) const {
+    if (name.empty()) return folder_.empty() ? "." : folder_;
+    return folder_.empty() ? name : folder_ + "/" + name;
+  }
+
+  bool Take(const std::string& name, const Platform::FileInfo& info) {
+    if (info.folder) {
+      folders_.push_back(name);
+      return true;
+    }
+    const bool isArchive =
+        hasArchive_ && info.device == archive_.device && info.serial == archive_.serial;
+    if (isArchive || !info.regular) return true;
+    if (FilePath(name).IsFull()) {
+      return Refuse(name, "its name is too long for an archive, which takes 258 bytes");
+    }
+    inputs_.files.push_back({PathOf(name), name, info.size});
+    inputs_.bytes += info.size;
+    return true;
+  }
+
+  bool AddFolders() {
+    while (!folders_.empty()) {
+      const std::string folder = std::move(folders_.back());
+      folders_.pop_back();
+      std::vector<std::string> names;
+      if (!Platform::ListFolder(PathOf(folder), &names)) {
+        return Refuse(PathOf(folder), "this folder cannot be read; check its permissions");
+      }
+      for (const std::string& each : names) {
+        std::string name = folder.empty() ? "" : folder + "/";
+        name += each;
+        Platform::FileInfo info;
+        if (!Platform::GetInfoNoFollow(PathOf(name), &info)) continue;
+        inputs_.links += info.link ? 1 : 0;
+        if (!Take(name, info)) return false;
+      }
+    }
+    return true;
+  }
+
+  const std::string folder_;
+  ArchiveInputs& inputs_;
+  std::vector<std::string> folders_;
+  Platform::FileInfo archive_;
+  bool hasArchive_ = false;
+};
+
+}  // namespace
+
+MountedArchive::~MountedArchive() {
+  if (source_ != nullptr) Subst(name_, nullptr, false);
+}
+
+bool MountedArchive::Open(const std::string& path, Access access) {
+  if (!CheckPlace(path, access)) return false;
+  path_ = path;
+  std::unique_ptr<FileSubArchive> source;
+  try {
+    source = std::make_unique<FileSubArchive>(path.c_str(), access == Access::Read);
+  } catch (const FileEx&) {
+    return Refuse(path, "it cannot be written; check the folder and its permissions");
+  }
+  if (!source->IsAvailable()) {
+    return Refuse(path, "it cannot be read, or is no archive of version 257 or 258");
+  }
+  source_ = source.get();
+  SubstList::Get().Add(name_, std::move(source));
+  return true;
+}
+
+bool MountedArchive::Finish() {
+  return source_->WriteIndex() ||
+         Refuse(path_, "its index cannot be written; make room on the disk and add to it again");
+}
+
+void MountedArchive::Discard() {
+  Subst(name_, nullptr, false);
+  source_ = nullptr;
+  static_cast<void>(Platform::DeleteFile(path_));
+}
+
+bool MountedArchive::HasFolder(const std::string& name) const {
+  FilePath folder(name);
+  folder.Normalise();
+  return !folder.IsEmpty() && source_->OpenSearch(folder, "*") != nullptr;
+}
+
+bool MountedArchive::Has(const std::string& name) const {
+  return File::Exists(name_, name.c_str()) == RES_OK || HasFolder(name);
+}
+
+bool CollectInputs(const std::string& folder, const std::vector<std::string>& names,
+                   const std::string& archive, ArchiveInputs* inputs) {
+  Collector collector(folder, *inputs);
+  collector.LeaveOut(archive);
+  for (const std::string& name : names) {
+    if (!collector.Add(name)) return false;
+  }
+  return true;
+}

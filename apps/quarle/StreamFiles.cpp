@@ -1,0 +1,92 @@
+#include "apps/quarle/StreamFiles.h"
+
+#include <utility>
+
+#include "apps/quarle/JsonWriter.h"
+#include "kernel/standard/CompressedBlocks.h"
+
+using namespace Zef::Platform;
+
+namespace {
+
+constexpr std::size_t kPiece = 1u << 20;
+
+}  // namespace
+
+InputFile::InputFile(std::string path)
+    : path_(std::move(path)), handle_(OpenFile(path_, {.sharing = Sharing::DenyWrite})) {
+  if (!IsOpen()) return;
+  const std::int64_t size = FileSize(handle_);
+  if (size > 0) size_ = static_cast<std::uint64_t>(size);
+}
+
+InputFile::~InputFile() {
+  if (IsOpen()) CloseFile(handle_);
+}
+
+std::span<const std::byte> InputFile::Next() {
+  piece_.resize(kPiece);
+  const std::int64_t size = ReadAt(handle_, piece_.data(), piece_.size(), position_);
+  failed_ = size < 0;
+  if (failed_) return {};
+  position_ += static_cast<std::uint64_t>(size);
+  return {piece_.data(), static_cast<std::size_t>(size)};
+}
+
+int InputFile::Fail() const {
+  const std::string what = "cannot read " + Quoted(path_) + ": ";
+  if (IsFolder(path_)) return ::Fail(what + "it is a folder; name a file");
+  if (!Exists(path_)) return ::Fail(what + "there is no such file");
+  return ::Fail(what + "check that it may be read and that nothing writes to it");
+}
+
+OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
+  if (FileInfo info; GetInfo(path_, &info) && !info.regular) return;
+  handle_ = Zef::CreateTemporaryBeside(path_, &temporary_);
+  if (handle_ == kNoFile) temporary_.clear();
+}
+
+OutputFile::~OutputFile() {
+  static_cast<void>(Close());
+  if (IsOpen()) static_cast<void>(DeleteFile(temporary_));
+}
+
+bool OutputFile::Write(const void* bytes, std::size_t size) {
+  const std::int64_t done = WriteAt(handle_, bytes, size, written_);
+  if (done > 0) written_ += static_cast<std::uint64_t>(done);
+  return done == static_cast<std::int64_t>(size);
+}
+
+bool OutputFile::Close() {
+  const FileHandle handle = std::exchange(handle_, kNoFile);
+  return handle == kNoFile || CloseFile(handle);
+}
+
+bool OutputFile::Commit(bool flush) {
+  flush = handle_ != kNoFile && (flush || Exists(path_));
+  if (flush && !FlushFile(handle_)) return false;
+  if (!Close() || !Replace(temporary_, path_)) return false;
+  temporary_.clear();
+  return true;
+}
+
+int OutputFile::Fail() const {
+  return ::Fail("cannot write " + Quoted(path_) +
+                ": check that it is a file in a folder which may be written and has room");
+}
+
+void PrintReport(const PackReport& report, const CommonOptions& common) {
+  if (common.json) {
+    JsonWriter json;
+    json.BeginObject();
+    json.Text("input", report.input);
+    json.Text("output", report.output);
+    json.Unsigned("inputBytes", report.inputBytes);
+    json.Unsigned("outputBytes", report.outputBytes);
+    json.EndObject();
+  } else if (!common.quiet) {
+    Print(Quoted(report.input) + (report.packed ? " is packed as " : " is unpacked as ") +
+          Quoted(report.output) + ": " + ByteSize(report.inputBytes) + " to " +
+          ByteSize(report.outputBytes) + "\n");
+  }
+}

@@ -1,0 +1,83 @@
+// StreamFiles: files that a command reads or makes from front to end.
+//
+// Paths are of the operating system and taken exactly. What is made stands under a temporary name
+// beside its own until it is whole; so a command that fails or is stopped leaves what was there.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "apps/quarle/Output.h"
+#include "apps/quarle/Progress.h"
+#include "kernel/platform/FileSystem.h"
+
+class InputFile {
+ public:
+  explicit InputFile(std::string path);
+  ~InputFile();
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+
+  bool IsOpen() const { return handle_ != Zef::Platform::kNoFile; }
+  /// Bytes when it was opened.
+  std::uint64_t Size() const { return size_; }
+  std::uint64_t Position() const { return position_; }
+  /// The next piece, valid until the next call; empty at the end and after a failure.
+  std::span<const std::byte> Next();
+  bool Failed() const { return failed_; }
+  Zef::Platform::FileHandle Handle() const { return handle_; }
+  /// Prints why it cannot be opened or read.
+  [[nodiscard]] int Fail() const;
+
+ private:
+  const std::string path_;
+  Zef::Platform::FileHandle handle_;
+  std::uint64_t size_ = 0;
+  std::uint64_t position_ = 0;
+  bool failed_ = false;
+  std::vector<std::byte> piece_;
+};
+
+class OutputFile {
+ public:
+  explicit OutputFile(std::string path);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  bool IsOpen() const { return !temporary_.empty(); }
+  /// Where it stands until it is whole.
+  const std::string& Temporary() const { return temporary_; }
+  std::uint64_t Written() const { return written_; }
+  void TakePermissions(const InputFile& from) {
+    Zef::Platform::CopyPermissions(from.Handle(), handle_);
+  }
+  [[nodiscard]] bool Write(const void* bytes, std::size_t size);
+  /// Ends the writing here; another writer may then make the file under its temporary name.
+  [[nodiscard]] bool Close();
+  /// Puts the file in its place. What it takes the place of is gone only when the new one is on
+  /// the device; with `flush` the new one is there in any case.
+  [[nodiscard]] bool Commit(bool flush = false);
+  /// Prints that it cannot be made.
+  [[nodiscard]] int Fail() const;
+
+ private:
+  const std::string path_;
+  std::string temporary_;  // empty when there is none
+  Zef::Platform::FileHandle handle_ = Zef::Platform::kNoFile;
+  std::uint64_t written_ = 0;
+};
+
+/// What came of packing or unpacking a file: a line, or a JSON document.
+struct PackReport {
+  std::string input;
+  std::string output;
+  std::uint64_t inputBytes;
+  std::uint64_t outputBytes;
+  bool packed;  ///< or else unpacked
+};
+void PrintReport(const PackReport& report, const CommonOptions& common);

@@ -1,0 +1,376 @@
+// Changes to archives: writing, deleting, renaming, the index.
+//
+// Each change is arranged so that a process killed between any two writes leaves an archive that
+// a walk can read: the file first disowns its index, a chunk gets its size when it is whole, and
+// what it replaces is marked as deleted after that.
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include "kernel/platform/FileSystem.h"
+#include "kernel/standard/CompressedBlocks.h"
+#include "kernel/standard/Crc32.h"
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/FileSubArchive.h"
+#include "kernel/standard/PairCoder.h"
+
+namespace Zef {
+
+using namespace ArchiveFormat;
+
+namespace {
+
+constexpr std::uint32_t kPieceSize = CompressedFormat::kBlockSize;
+constexpr std::size_t kRowsAPiece = 1024;
+
+/// The name a file gets; false for one that names a folder, is cut, or climbs out by "..".
+bool ToEntryName(const FilePath& path, FilePath* name) {
+  if (path.IsFull() || path.IsEmpty() || IsSeparator(path.View().back())) return false;
+  *name = path;
+  name->Normalise();
+  const std::string_view text = name->View();
+  const bool climbs = text == ".." || text.starts_with("../");
+  return !text.empty() && !IsSeparator(text.front()) && !climbs;
+}
+
+/// Writes one after the other, from a place on.
+class Output {
+ public:
+  Output(std::int32_t file, std::uint64_t start) : file_(file), start_(start), next_(start) {}
+
+  bool Put(std::span<const std::byte> bytes) {
+    const auto size = static_cast<std::int64_t>(bytes.size());
+    if (Platform::WriteAt(file_, bytes.data(), bytes.size(), next_) != size) return false;
+    next_ += bytes.size();
+    return true;
+  }
+  std::uint64_t Size() const { return next_ - start_; }
+
+ private:
+  const std::int32_t file_;
+  const std::uint64_t start_;
+  std::uint64_t next_;
+};
+
+/// Calls `use` with each piece of a span of a file; false if one cannot be read or `use` fails.
+template <typename Use>
+bool ForEachPiece(std::int32_t file, std::uint64_t start, std::uint64_t size, Use use) {
+  const auto piece = std::make_unique<std::uint8_t[]>(kPieceSize);
+  for (std::uint64_t done = 0; done < size;) {
+    const auto wanted =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(size - done, kPieceSize));
+    if (Platform::ReadAt(file, piece.get(), wanted, start + done) != wanted) return false;
+    if (!use(piece.get(), wanted)) return false;
+    done += wanted;
+  }
+  return true;
+}
+
+bool PutPlain(std::int32_t from, std::uint64_t size, Output& out, std::uint32_t* checksum) {
+  return ForEachPiece(from, 0, size, [&](const std::uint8_t* piece, std::uint32_t bytes) {
+    *checksum = Crc32(*checksum, piece, bytes);
+    return out.Put({reinterpret_cast<const std::byte*>(piece), bytes});
+  });
+}
+
+bool PutCompressed(std::int32_t from, std::uint64_t size, bool shortHeader, Output& out,
+                   std::uint32_t* checksum) {
+  ByteWriter bytes;
+  bytes.U32(CompressedFormat::kMagic);
+  if (!shortHeader) {
+    bytes.U32(CompressedFormat::kVersion);
+    bytes.U32(static_cast<std::uint32_t>(size));
+  }
+  if (!out.Put(bytes.View())) return false;
+  PairCoder coder;
+  return ForEachPiece(from, 0, size, [&](const std::uint8_t* piece, std::uint32_t count) {
+    *checksum = Crc32(*checksum, piece, count);
+    bytes.Clear();
+    AppendCompressedBlock(coder, piece, count, bytes);
+    return out.Put(bytes.View());
+  });
+}
+
+/// What a compressed form takes at most.
+std::uint64_t LargestCompressed(std::uint64_t size) {
+  return CompressedFormat::kHeaderSize + size + (size / kPieceSize + 1) * sizeof(std::uint16_t);
+}
+
+}  // namespace
+
+bool FileSubArchive::WriteExactly(std::span<const std::byte> bytes, std::uint64_t offset) const {
+  return Platform::WriteAt(handle_, bytes.data(), bytes.size(), offset) ==
+         static_cast<std::int64_t>(bytes.size());
+}
+
+bool FileSubArchive::WriteWord(std::uint32_t word, std::uint64_t offset) const {
+  return WriteExactly(std::as_bytes(std::span(&word, 1)), offset);
+}
+
+/// Rows of a damaged index may point anywhere: nothing but a live chunk is written to.
+bool FileSubArchive::HasChunk(std::uint32_t dataOffset) const {
+  std::array<std::byte, sizeof(std::uint32_t)> tag;
+  return ReadExactly(tag, dataOffset - kFileHeadSize) && ByteReader(tag).U32() == kFileTag;
+}
+
+/// True if no live chunk is left there.
+bool FileSubArchive::MarkDeleted(std::uint32_t dataOffset) const {
+  return !HasChunk(dataOffset) || WriteWord(kDeletedTag, dataOffset - kFileHeadSize);
+}
+
+/// Makes the archive one that has to be walked until its index is written anew.
+bool FileSubArchive::BeginChange() {
+  Complete();
+  if (indexOnDisk_ != 0) {
+    if (!WriteWord(0, infoOffset_ + kIndexOffsetInInfo)) return false;
+    indexOnDisk_ = 0;
+    dirty_ = true;
+  }
+  for (; !superseded_.empty(); superseded_.pop_back()) {
+    if (!MarkDeleted(superseded_.back())) return false;
+  }
+  return !damagedAt_ || SealDamage();
+}
+
+/// Turns all from the damage on into one deleted chunk, so that walks reach what comes behind it.
+bool FileSubArchive::SealDamage() {
+  const std::int64_t length = Platform::FileSize(handle_);
+  const std::uint64_t data = *damagedAt_ + kChunkHeadSize;
+  if (length < 0 || data > kLargestArchive || length > std::int64_t{kLargestArchive}) return false;
+  const std::uint64_t end = std::max(data, static_cast<std::uint64_t>(length));
+  ByteWriter head;
+  AppendArchiveChunkHead(head, {kDeletedTag, static_cast<std::uint32_t>(end - data)});
+  if (!WriteExactly(head.View(), *damagedAt_)) return false;
+  damagedAt_.reset();
+  return true;
+}
+
+/// Where the next chunk goes: over the index, or to the end of the file if there is none or it
+/// has data behind it.
+bool FileSubArchive::EndOfChunks(std::uint64_t* end) const {
+  const std::int64_t length = Platform::FileSize(handle_);
+  if (length < 0) return false;
+  *end = static_cast<std::uint64_t>(length);
+  const bool hasIndex = info_.indexOffset != 0 && dataEnd_ <= info_.indexOffset;
+  if (hasIndex) *end = std::min<std::uint64_t>(*end, info_.indexOffset);
+  return true;
+}
+
+bool FileSubArchive::OpenForWrite(File& file, const FilePath& path, std::uint32_t mode) {
+  FilePath name;
+  if (readOnly_ || !IsOpen() || !ToEntryName(path, &name)) return false;
+  const SyncGuard guard(lock_);
+  const std::uint32_t creation = mode & FileMode::kCreateMask;
+  const ArchiveFile* old = Find(name);
+  if (old == nullptr && creation == 0) return false;
+  if (old != nullptr && creation == FileMode::kCreateNew) return false;
+  const bool keeps = creation == 0 || creation == FileMode::kAppend;
+  File::Opened opened;
+  opened.handle = OpenTemporary(keeps ? old : nullptr);
+  if (opened.handle == Platform::kNoFile) return false;
+  opened.name = name.Text();
+  opened.source = this;
+  file.Adopt(std::move(opened));
+  return true;
+}
+
+/// The file loses its name at once: nothing stays behind, however this ends.
+std::int32_t FileSubArchive::OpenTemporary(const ArchiveFile* old) const {
+  std::string name;
+  const Platform::FileHandle handle = CreateTemporaryBeside(path_, &name);
+  if (handle == Platform::kNoFile) return handle;
+  bool ready = Platform::DeleteFile(name);
+  try {
+    ready = ready && (old == nullptr || CopyContent(old->row, handle));
+  } catch (const FileEx&) {
+    ready = false;
+  }
+  if (ready) return handle;
+  Platform::CloseFile(handle);
+  return Platform::kNoFile;
+}
+
+/// What a reader of the file would get. Raises FileEx for malformed CFIL data.
+bool FileSubArchive::CopyContent(const ArchiveRow& row, std::int32_t to) const {
+  Output out(to, 0);
+  const auto put = [&](const std::uint8_t* piece, std::uint32_t count) {
+    return out.Put({reinterpret_cast<const std::byte*>(piece), count});
+  };
+  const bool shortHeader = info_.version == kFirstVersion;
+  const std::uint32_t header =
+      shortHeader ? CompressedFormat::kShortHeaderSize : CompressedFormat::kHeaderSize;
+  std::array<std::byte, CompressedFormat::kHeaderSize> bytes{};
+  ByteReader in(bytes);
+  const bool isCoded = row.IsCompressed() && row.size >= header &&
+                       ReadExactly(std::span(bytes).first(header), row.offset) &&
+                       in.U32() == CompressedFormat::kMagic;
+  if (!isCoded) return ForEachPiece(handle_, row.offset, row.size, put);
+
+  const bool hasSize = in.U32() >= CompressedFormat::kVersion;
+  const std::int64_t size = hasSize ? in.U32() : row.entry.size;
+  if (size > CompressedFormat::kLargestFile) return false;
+  CompressedBlocks blocks(handle_, std::uint64_t{row.offset} + header, row.End(), size);
+  const auto piece = std::make_unique<std::uint8_t[]>(kPieceSize);
+  for (std::uint32_t count = 1; count > 0;) {
+    count = blocks.ReadNext(piece.get());
+    if (!put(piece.get(), count)) return false;
+  }
+  return true;
+}
+
+void FileSubArchive::CloseFile(File& file) {
+  if (file.Origin().borrowed || file.WriteFailed()) return;
+  const SyncGuard guard(lock_);
+  if (!Append(file)) RaiseFileEx("CloseFile() Write to archive failed");
+}
+
+bool FileSubArchive::Append(const File& file) {
+  std::uint64_t start = 0;
+  if (!BeginChange() || !EndOfChunks(&start)) return false;
+  dirty_ = true;
+  if (!Platform::SetFileSize(handle_, start)) return false;
+  ArchiveRow row;
+  {
+    struct Undo {
+      const std::int32_t handle;
+      const std::uint64_t start;
+      bool wanted = true;
+      ~Undo() {
+        if (wanted) static_cast<void>(Platform::SetFileSize(handle, start));
+      }
+    } undo{handle_, start};
+    if (!WriteChunk(file, start, &row)) return false;
+    undo.wanted = false;
+  }
+  info_.indexOffset = static_cast<std::uint32_t>(row.End());
+  const ArchiveFile* old = table_.Find(ArchiveTable::KeyOf(row.entry.name));
+  if (old != nullptr && !MarkDeleted(old->row.offset)) superseded_.push_back(old->row.offset);
+  AddRow(row);
+  return true;
+}
+
+/// Writes a chunk that counts for nothing until its size is written at the end.
+bool FileSubArchive::WriteChunk(const File& file, std::uint64_t start, ArchiveRow* row) const {
+  const std::int32_t from = file.Origin().handle;
+  const bool compresses = FileMode::IsCompressing(file.Mode());
+  Platform::FileInfo info;
+  if (!Platform::GetOpenInfo(from, &info)) return false;
+  const std::uint64_t data = start + kFileHeadSize;
+  const std::uint64_t most = compresses ? LargestCompressed(info.size) : info.size;
+  if (most > kLargestArchive || data + most > kLargestArchive) return false;
+  if (compresses && info.size > CompressedFormat::kLargestFile) return false;
+
+  row->offset = static_cast<std::uint32_t>(data);
+  FileEntry& entry = row->entry;
+  file.Name().copy(entry.name, sizeof entry.name - 1);
+  entry.size = static_cast<std::uint32_t>(info.size);
+  entry.created = entry.accessed = entry.written = ClampToWord(info.written);
+  if (compresses) entry.attributes = FileEntry::kCompressed;
+  ByteWriter head;
+  AppendArchiveChunkHead(head, {kFileTag, 0});
+  AppendArchiveEntry(head, entry);
+  Output out(handle_, data);
+  if (!WriteExactly(head.View(), start)) return false;
+  const bool shortHeader = info_.version == kFirstVersion;
+  const bool copied = compresses ? PutCompressed(from, info.size, shortHeader, out, &entry.checksum)
+                                 : PutPlain(from, info.size, out, &entry.checksum);
+  if (!copied) return false;
+
+  row->size = entry.storedSize = static_cast<std::uint32_t>(out.Size());
+  head.Clear();
+  AppendArchiveEntry(head, entry);
+  return WriteExactly(head.View(), start + kChunkHeadSize) &&
+         WriteWord(kEntrySize + row->size, start + sizeof(std::uint32_t));
+}
+
+bool FileSubArchive::Remove(ArchiveFile* file) {
+  if (!BeginChange() || !MarkDeleted(file->row.offset)) return false;
+  table_.Remove(file);
+  dirty_ = true;
+  return true;
+}
+
+bool FileSubArchive::Delete(const FilePath& path) {
+  const SyncGuard guard(lock_);
+  ArchiveFile* file = readOnly_ || !IsOpen() ? nullptr : Find(path);
+  return file != nullptr && Remove(file);
+}
+
+bool FileSubArchive::DeleteFolder(const FilePath& path) {
+  const SyncGuard guard(lock_);
+  std::string prefix = ArchiveTable::KeyOf(path.View());
+  if (readOnly_ || !IsOpen() || prefix.empty() || Find(path) != nullptr) return false;
+  prefix += '/';
+  const ArchiveFile* file = table_.FromKey(prefix);
+  for (; file != nullptr && file->key.starts_with(prefix); file = table_.FromKey(prefix)) {
+    if (!Remove(table_.Find(file->key))) return false;
+  }
+  return true;
+}
+
+bool FileSubArchive::Rename(const FilePath& from, const FilePath& to) {
+  FilePath name;
+  if (readOnly_ || !IsOpen() || !ToEntryName(to, &name)) return false;
+  const SyncGuard guard(lock_);
+  ArchiveFile* file = Find(from);
+  const ArchiveFile* other = Find(name);
+  if (file == nullptr || (other != nullptr && other != file)) return false;
+  if (!BeginChange() || !HasChunk(file->row.offset)) return false;
+  dirty_ = true;
+  std::array<char, FilePath::kSize> field{};
+  name.View().copy(field.data(), field.size() - 1);
+  if (!WriteExactly(std::as_bytes(std::span(field)), file->row.offset - kEntrySize)) return false;
+  table_.Rename(file, name.View());
+  return true;
+}
+
+bool FileSubArchive::WriteIndex(bool rebuild) {
+  const SyncGuard guard(lock_);
+  if (!IsOpen()) return false;
+  if (!rebuild && !dirty_) return true;
+  std::uint64_t start = 0;
+  if (readOnly_ || !BeginChange() || !EndOfChunks(&start)) return false;
+  if (rebuild) start = std::max(start, static_cast<std::uint64_t>(Platform::FileSize(handle_)));
+  const std::uint64_t size = kChunkHeadSize + std::uint64_t{table_.Count()} * kRowSize;
+  if (start + size > kLargestArchive) return false;
+  dirty_ = true;
+  if (!WriteRows(start) || !Platform::SetFileSize(handle_, start + size)) return false;
+  info_.indexOffset = static_cast<std::uint32_t>(start);
+  info_.entryCount = static_cast<std::uint32_t>(table_.Count());
+  if (!WriteHead()) return false;
+  indexOnDisk_ = info_.indexOffset;
+  dirty_ = false;
+  return true;
+}
+
+bool FileSubArchive::WriteRows(std::uint64_t start) const {
+  Output out(handle_, start);
+  ByteWriter bytes;
+  AppendArchiveChunkHead(bytes, {kIndexTag, 0});
+  const ArchiveFile* file = table_.From(0);
+  for (; file != nullptr; file = table_.From(file->place + 1)) {
+    AppendArchiveRow(bytes, file->row);
+    if (bytes.Size() < kRowsAPiece * kRowSize) continue;
+    if (!out.Put(bytes.View())) return false;
+    bytes.Clear();
+  }
+  if (!out.Put(bytes.View())) return false;
+  const auto size = static_cast<std::uint32_t>(out.Size() - kChunkHeadSize);
+  return WriteWord(size, start + sizeof(std::uint32_t));
+}
+
+bool FileSubArchive::WriteHead() const {
+  ByteWriter out;
+  const bool isInFront = infoOffset_ == kInfoOffset;
+  if (isInFront) {
+    AppendArchiveHead(out, info_);
+  } else {
+    AppendArchiveInfo(out, info_);
+  }
+  return WriteExactly(out.View(), isInFront ? 0 : infoOffset_);
+}
+
+}  // namespace Zef

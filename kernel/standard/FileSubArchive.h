@@ -1,0 +1,125 @@
+// FileSubArchive: one archive file as a source behind a substitution name.
+//
+// Opening reads the index. An archive without a usable one is walked chunk by chunk when it is
+// first asked for something; a walk ends at the first damage and yields all that stands before.
+// Files are read in place through the archive's handle, any number of them at once. What is opened
+// for writing goes to a nameless file beside the archive, which is appended when it is closed;
+// what it replaces is marked as deleted and keeps its space. Names ignore ASCII case and keep their
+// spelling. Folders exist only in the names.
+//
+// The index is written when the source goes away, or on demand. From the first change to then the
+// archive says that it has none: killed at any moment it opens with every file that was whole.
+// Processes do not know of each other: one archive has one writer and no other reader meanwhile.
+//
+// Any thread; one lock covers the table and all changes, reading takes none. An archive holds less
+// than 4 GiB.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "kernel/Sync.h"
+#include "kernel/standard/ArchiveFormat.h"
+#include "kernel/standard/ArchiveTable.h"
+#include "kernel/standard/FileSub.h"
+
+namespace Zef {
+
+class FileSubArchive : public FileSub {
+ public:
+  /// Opens the archive; a missing one is created if it may be written, which raises FileEx
+  /// "Substitute() Open new archive failed" when it fails. What is no archive of a known version
+  /// is left alone and unavailable.
+  FileSubArchive(const char* path, bool readOnly);
+  ~FileSubArchive() override;
+  FileSubArchive(const FileSubArchive&) = delete;
+  FileSubArchive& operator=(const FileSubArchive&) = delete;
+
+  bool IsReadOnly() const override { return readOnly_; }
+  bool IsAvailable() const override;
+  /// 257 or 258; 0 for what is no archive.
+  std::uint32_t Version() const override { return info_.version; }
+  bool IsKind(FileSubKind kind) const override { return kind == FileSubKind::Archive; }
+  /// Every mode that writes or creates. What keeps the content that is there begins with a copy
+  /// of it, decoded where it is stored as CFIL data.
+  bool OpenForWrite(File& file, const FilePath& path, std::uint32_t mode) override;
+  bool OpenForRead(File& file, const FilePath& path, std::uint32_t mode) override;
+  /// Appends what was written. Raises FileEx with the archive as it was before.
+  void CloseFile(File& file) override;
+  bool Exists(const FilePath& path) override;
+  bool Delete(const FilePath& path) override;
+  bool DeleteFolder(const FilePath& path) override;
+  /// False if another file has the new name.
+  bool Rename(const FilePath& from, const FilePath& to) override;
+  bool GetTime(std::uint32_t* time, const FilePath& path) override;
+  bool GetReadOnly(const FilePath& path, bool* readOnly) override;
+  std::unique_ptr<FileSubSearch> OpenSearch(const FilePath& folder, const char* wildcard) override;
+  void Lock() override { lock_.Lock(kForever); }
+  void Unlock() override { lock_.Unlock(); }
+  bool NameEquals(const char* target) const override { return target_ == target; }
+
+  /// Steps through the files in the archive's order; `cursor` is 0 before the first one. Files may
+  /// come and go meanwhile.
+  bool NextFile(std::size_t* cursor, ArchiveRow* row);
+  std::size_t FileCount();
+  /// Where a walk met what is no chunk. Nothing for a whole archive, and for one with an index,
+  /// which is not walked.
+  std::optional<std::uint64_t> DamagedAt();
+  /// Writes the index if anything has changed, or in any case at the end of the file to rebuild it.
+  /// False if that fails: the archive is then walked when it is next opened.
+  bool WriteIndex(bool rebuild = false);
+
+ private:
+  class Search;
+
+  // Opening and reading.
+  bool IsOpen() const;
+  void Create();
+  bool FindInfo();
+  bool LoadIndex();
+  bool AddRows(std::uint64_t offset, std::uint64_t length);
+  void CloseHandle();
+  void Complete();
+  ArchiveFile* Find(const FilePath& path);
+  void AddRow(const ArchiveRow& row);
+  bool ReadExactly(std::span<std::byte> to, std::uint64_t offset) const;
+
+  // Changes; these are called with the lock held.
+  bool WriteExactly(std::span<const std::byte> bytes, std::uint64_t offset) const;
+  bool WriteWord(std::uint32_t word, std::uint64_t offset) const;
+  bool HasChunk(std::uint32_t dataOffset) const;
+  bool MarkDeleted(std::uint32_t dataOffset) const;
+  bool BeginChange();
+  bool SealDamage();
+  bool EndOfChunks(std::uint64_t* end) const;
+  bool Remove(ArchiveFile* file);
+  std::int32_t OpenTemporary(const ArchiveFile* old) const;
+  bool CopyContent(const ArchiveRow& row, std::int32_t to) const;
+  bool Append(const File& file);
+  bool WriteChunk(const File& file, std::uint64_t start, ArchiveRow* row) const;
+  bool WriteRows(std::uint64_t start) const;
+  bool WriteHead() const;
+
+  CriticalSection lock_{"archive"};
+  const std::string target_;  // as registered
+  std::string path_;          // the same file wherever the process goes
+  std::int32_t handle_ = -1;
+  const bool readOnly_;
+  ArchiveInfo info_;
+  std::uint64_t infoOffset_ = ArchiveFormat::kInfoOffset;  // of the record
+  std::uint32_t indexOnDisk_ = 0;  // offset of the index by the record in the file
+  ArchiveTable table_;
+  std::uint64_t dataEnd_ = 0;  // behind the info record and all data the table has pointed to
+  std::vector<std::uint32_t> superseded_;  // data of live chunks whose names later ones have
+  std::optional<std::uint64_t> damagedAt_;
+  bool complete_ = false;  // the table holds every live file
+  bool dirty_ = false;     // the index must be written
+};
+
+}  // namespace Zef

@@ -1,0 +1,129 @@
+// The archive commands as their users run them.
+
+#include <filesystem>
+
+#include "tests/apps/QuarleProgram.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace Test;
+
+class ArchiveTool : public QuarleProgram {
+ protected:
+  ArchiveTool() {
+    Write("in/Maps/one.txt", "one");
+    Write("in/Maps/deep/two.txt", std::string(50'000, '2'));
+    Write("in/three", "");
+  }
+  /// Replaces a text in an archive by one of the same length, everywhere.
+  void Forge(const std::string& from, const std::string& to) const {
+    std::string bytes = Read("a.ja");
+    for (std::size_t at = bytes.find(from); at != std::string::npos; at = bytes.find(from, at)) {
+      bytes.replace(at, to.size(), to);
+    }
+    Write("a.ja", bytes);
+  }
+  std::string Files() const {
+    std::string names;
+    const nlohmann::json list = Run("archive list a.ja --json").Json();
+    for (const auto& file : list["files"]) {
+      names += file["name"].get<std::string>() + " ";
+    }
+    return names;
+  }
+};
+
+TEST_F(ArchiveTool, WhatGoesInComesOut) {
+  fs::create_symlink("three", temp_ / "in/link");
+  const nlohmann::json made = Run("archive create -z -C in in/a.ja . --json").Json();
+  EXPECT_EQ(made["added"], 3);
+  EXPECT_EQ(made["linksLeftOut"], 1);
+  Shell("mv in/a.ja .");
+  ASSERT_EQ(Run("archive extract a.ja out/folder").status, 0);
+  EXPECT_EQ(Shell("rm in/link; diff -r in out/folder").status, 0);
+  const nlohmann::json list = Run("archive list a.ja --json").Json();
+  EXPECT_EQ(list["version"], 258);
+  EXPECT_EQ(list["files"][2]["compressed"], true);
+  EXPECT_NE(Run("archive list a.ja").out.find("3 files, 48.8 KiB"), std::string::npos);
+  EXPECT_EQ(Run("archive extract a.ja some maps THREE --quiet").out, "");
+  EXPECT_EQ(Read("some/Maps/one.txt") + Read("some/three"), "one");
+  EXPECT_EQ(Run("archive extract a.ja none nothing").status, 1);
+}
+
+TEST_F(ArchiveTool, ChangesAreThoseAskedFor) {
+  ASSERT_EQ(Run("archive create a.ja in/Maps").status, 0);
+  EXPECT_EQ(Run("archive create a.ja in").status, 1);
+  EXPECT_EQ(Files(), "in/Maps/one.txt in/Maps/deep/two.txt ");
+  Write("in/Maps/ONE.txt", "other");
+  EXPECT_EQ(Run("archive add a.ja in/Maps/ONE.txt in/three --json").Json()["replaced"], 1);
+  EXPECT_EQ(Run("archive rename a.ja in/three in/maps/one.txt").status, 1);
+  EXPECT_EQ(Run("archive rename a.ja in/three ../three").status, 1);
+  EXPECT_EQ(Run("archive rename a.ja IN/three Three").status, 0);
+  EXPECT_EQ(Files(), "in/Maps/deep/two.txt in/Maps/ONE.txt Three ");
+  EXPECT_EQ(Run("archive delete a.ja three none").status, 1);
+  EXPECT_EQ(Run("archive delete a.ja three in/maps/deep").status, 0);
+  EXPECT_EQ(Files(), "in/Maps/ONE.txt ");
+  const struct {
+    const char* arguments;
+    const char* said;
+  } cases[] = {{"archive list none.ja", "quarle archive create"},
+               {"archive list in", "it is a folder"},
+               {"archive add in/three in", "no archive of version"},
+               {"archive add a.ja ../x", "-C"},
+               {"archive add a.ja none", "'none': there is no such file"},
+               {"archive create b.ja none", "'none'"},
+               {"archive create no/b.ja in", "cannot be written"},
+               {"archive rename a.ja x y", "has no file 'x'"}};
+  for (const auto& c : cases) {
+    const Outcome outcome = Run(c.arguments);
+    EXPECT_EQ(outcome.status, 1) << c.arguments;
+    EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
+    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
+  }
+  EXPECT_FALSE(fs::exists(temp_ / "b.ja") || fs::exists(temp_ / "none.ja"));
+}
+
+// A name, or a link in the target, must not lead a file out of the folder it is extracted to.
+TEST_F(ArchiveTool, ExtractionStaysInItsFolder) {
+  Write("outside/one.txt", "mine");
+  fs::create_directories(temp_ / "out");
+  fs::create_directory_symlink("../outside", temp_ / "out/lin");
+  fs::create_symlink("../outside/one.txt", temp_ / "out/file");
+  Write("out/dir/x", "");
+  for (const char* name :
+       {"../outside/one.txt", "/../outside/one.tx", "a/../../outside/on", "..\\outside\\one.txt",
+        "lin/one.txt", "c:/outside/one.txt", "file", "dir", "out/one/", "."}) {
+    const std::string hidden(std::string_view(name).size(), 'q');
+    Write("src/" + hidden, "theirs");
+    fs::remove(temp_ / "a.ja");
+    ASSERT_EQ(Run("archive create -C src a.ja " + hidden).status, 0);
+    Forge(hidden, name);
+    const Outcome outcome = Run("archive extract a.ja out");
+    EXPECT_EQ(outcome.status, 1) << name;
+    EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
+    EXPECT_NE(outcome.out.find("  '"), std::string::npos) << outcome.out;
+  }
+  EXPECT_EQ(Read("outside/one.txt"), "mine");
+  EXPECT_EQ(Shell("find outside out in -type f | wc -l").out, "5\n");
+}
+
+TEST_F(ArchiveTool, DamagedArchivesYieldWhatIsWhole) {
+  ASSERT_EQ(Run("archive create a.ja in").status, 0);
+  const std::string bytes = Read("a.ja");
+  Forge("one\x46", "onf\x46");  // content
+  Outcome outcome = Run("archive extract a.ja out");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("'in/Maps/one.txt': its content is damaged"), std::string::npos);
+  EXPECT_EQ(Read("out/in/Maps/one.txt") + Read("out/in/three"), "onf");
+  Write("a.ja", bytes.substr(0, 10'000));
+  for (const char* command : {"archive list a.ja --json", "archive extract a.ja cut --json"}) {
+    outcome = Run(command);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("'a.ja' is damaged at byte"), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.Json()["damaged"], true) << outcome.out;
+  }
+  EXPECT_GE(std::distance(fs::recursive_directory_iterator(temp_ / "cut"), {}), 2);
+}
+
+}  // namespace

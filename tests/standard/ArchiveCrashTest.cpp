@@ -1,0 +1,131 @@
+// Processes killed at every write to an archive. The system's calls are replaced in this program,
+// so that a child can stop before any of them, or halfway through one.
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <set>
+
+#include "tests/standard/ArchiveFixture.h"
+#include "tests/support/ChildProcess.h"
+
+namespace {
+
+// Of the child alone; never reached where it is negative.
+int stepsLeft = -1;
+bool stopsHalfway = false;
+
+bool IsLastStep() { return stepsLeft >= 0 && stepsLeft-- == 0; }
+
+}  // namespace
+
+extern "C" ssize_t pwrite(int file, const void* from, size_t size, off_t offset) {
+  if (IsLastStep()) {
+    if (stopsHalfway) syscall(SYS_pwrite64, file, from, size / 2, offset);
+    raise(SIGKILL);
+  }
+  return syscall(SYS_pwrite64, file, from, size, offset);
+}
+
+extern "C" int ftruncate(int file, off_t size) noexcept {
+  if (IsLastStep()) raise(SIGKILL);
+  return static_cast<int>(syscall(SYS_ftruncate, file, size));
+}
+
+namespace {
+
+using ::Test::ChildProcess;
+
+class ArchiveCrash : public ::Test::Archive {
+ protected:
+  /// Changes the archive in a child that stops at the given step; false when it came to its end.
+  bool RunUntil(int step, bool halfway) const {
+    const ChildProcess child([&] {
+      stepsLeft = step;
+      stopsHalfway = halfway;
+      Mount();
+      if (!Write("new", large_)) return 1;
+      if (!Write("Old", "after", 0x102)) return 1;
+      if (!Zef::File::Delete("arc:gone")) return 1;
+      Unmount();
+      return 0;
+    });
+    const int status = child.AwaitEnd();
+    EXPECT_TRUE(status == 0 || status == -1) << status;
+    return status != 0;
+  }
+
+  /// One letter for each change found done; '?' for a file that is neither as before nor as after.
+  std::string State() const {
+    const auto letter = [](const std::string& is, const std::string& before,
+                           const std::string& after, char done) {
+      return is == before ? "" : std::string(1, is == after ? done : '?');
+    };
+    return letter(Read("kept"), kept_, "", '?') + letter(Read("new"), "(none)", large_, 'n') +
+           letter(Read("old"), "before", "after", 'o') + letter(Read("gone"), "g", "(none)", 'g');
+  }
+
+  void LayAnew() const {
+    std::filesystem::remove(path_);
+    Mount();
+    ASSERT_TRUE(Write("gone", "g") && Write("kept", kept_) && Write("old", "before"));
+    Unmount();
+  }
+
+  const std::string kept_ = std::string(5000, 'k');
+  const std::string large_ = std::string(40'000, 'n');
+};
+
+const std::set<std::string> kStates = {"", "n", "no", "nog"};
+
+TEST_F(ArchiveCrash, KilledAtAnyWriteNothingWholeIsLost) {
+  for (const bool halfway : {false, true}) {
+    std::set<std::string> seen;
+    int step = 0;
+    for (bool stopped = true; stopped; ++step) {
+      LayAnew();
+      stopped = RunUntil(step, halfway);
+      EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()), {}), 1);
+      Mount();
+      const std::string state = State();
+      EXPECT_TRUE(kStates.contains(state)) << state << " at " << step;
+      seen.insert(state);
+      ASSERT_TRUE(Write("more", "m")) << step;
+      for (const bool indexed : {true, false}) {
+        Unmount();
+        if (!indexed) ForgetIndex();
+        Mount();
+        EXPECT_EQ(State() + Read("more"), state + "m") << step << indexed;
+      }
+      Unmount();
+    }
+    EXPECT_EQ(seen, kStates);
+    EXPECT_GE(step, 20) << "the steps are all there";
+  }
+}
+
+// Before the index is written anew the old one must not be believed.
+TEST_F(ArchiveCrash, EachChangeLastsWithoutAnIndex) {
+  LayAnew();
+  const struct {
+    std::function<bool()> change;
+    const char* names;
+  } cases[] = {{[] { return Zef::File::Delete("arc:gone"); }, "kept old "},
+               {[] { return Zef::File::Rename("arc:old", "arc:moved"); }, "kept moved "},
+               {[this] { return Write("new", "n"); }, "kept moved new "}};
+  for (const auto& c : cases) {
+    const ChildProcess child([&] {
+      Mount();
+      return c.change() ? 0 : 1;
+    });
+    EXPECT_EQ(child.AwaitEnd(), 0);
+    EXPECT_EQ(Names(), c.names);
+    EXPECT_FALSE(Zef::FileSubArchive(path_.c_str(), true).DamagedAt()) << c.names;
+    ASSERT_TRUE(Zef::FileSubArchive(path_.c_str(), false).WriteIndex(true));
+  }
+}
+
+}  // namespace
