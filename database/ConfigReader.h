@@ -23,8 +23,8 @@
 class MUKAsset;
 struct AssetPlace;
 
-/// A config of more bytes than this, unpacked, is not read: a tag of a few bytes takes 200 in memory,
-/// and its key stays to the end of the process.
+/// A config of more bytes than this, unpacked, is not read: a tag of a few bytes takes 200 in
+/// memory, and its key stays to the end of the process.
 inline constexpr std::size_t kLargestConfig = std::size_t{4} << 20;
 
 enum class ConfigStatus {

@@ -21,15 +21,6 @@ std::int32_t LoadInBackground(void*) {
   return 0;
 }
 
-std::int32_t MUKThread_WriteDatabaseLocal(void*) {
-  try {
-    const MUKLock guard(false);
-    if (guard.IsHeld()) MUKInternalWriteDatabase();
-  } catch (...) {  // NOLINT(bugprone-empty-catch): still dirty; the next turn tries again
-  }
-  return 0;
-}
-
 constexpr std::int32_t kExitPoll = 5;  // milliseconds
 constexpr std::int32_t kExitPatience = 10000;
 
@@ -62,7 +53,10 @@ class ExclusiveHold {
 void MUKInitialise(const MUKSettings& settings) { Database::Get().Initialise(settings); }
 void MUKShutdown() { Database::Get().Shutdown(); }
 void MUKIdle() { Database::Get().Idle(); }
-void MUKInternalWriteDatabase() { Database::Get().Write(); }
+void MUKInternalWriteDatabase() {
+  const MUKLock guard(true);
+  if (guard.IsHeld()) Database::Get().Write();
+}
 
 Database& Database::Get() {
   // Never destroyed: guards of late threads still ask whether it runs.
@@ -298,6 +292,15 @@ void Database::Write() {
   hurryFrom_ = now + kQuietSeconds;
   dirty_ = true;
   changeMask_ |= kChangeGeneral;
+}
+
+std::int32_t Database::MUKThread_WriteDatabaseLocal(void*) {
+  try {
+    const MUKLock guard(false);
+    if (guard.IsHeld()) Get().Write();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): still dirty; the next turn tries again
+  }
+  return 0;
 }
 
 void Database::BackUpLocked() {

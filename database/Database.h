@@ -59,8 +59,8 @@ void MUKShutdown();
 /// The database's turn on the host's main thread. Does nothing while the calling thread holds a
 /// guard, and during a start or a shutdown.
 void MUKIdle();
-/// Writes the database now, on this thread, which holds an exclusive guard: takes none itself.
-/// Nothing when it is not running or not loaded.
+/// Writes the database now, on this thread, under an exclusive guard. Nothing when it is not
+/// running, or cannot be loaded.
 void MUKInternalWriteDatabase();
 
 class Database final : public IndexHost {
@@ -105,6 +105,7 @@ class Database final : public IndexHost {
   void IdleTurn();
   bool HandOver();
   void Write();
+  static std::int32_t MUKThread_WriteDatabaseLocal(void*);
 
   // For guards, which hold lock_.
   bool IsReady() const { return loaded_ && ipc_->HoldsWriteLock(); }

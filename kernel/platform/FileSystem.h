@@ -98,6 +98,12 @@ struct FileInfo {
 
 /// Makes a folder and all missing folders above it. True when it stands in the end.
 [[nodiscard]] bool MakeFolders(const std::string& path);
+/// Makes one folder; false also when anything has the name.
+[[nodiscard]] bool MakeFolder(const std::string& path);
+/// Whether this process may list a folder and open what is in it, or may also change its entries.
+/// False for what is no folder.
+[[nodiscard]] bool MayReadFolder(const std::string& path);
+[[nodiscard]] bool MayChangeFolder(const std::string& path);
 /// Removes one folder that has no entries.
 [[nodiscard]] bool RemoveEmptyFolder(const std::string& path);
 /// Removes a folder and everything below it, clearing read-only marks on the way. Links are

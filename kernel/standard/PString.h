@@ -17,11 +17,13 @@
 #include <string_view>
 #include <utility>
 
+#include "kernel/platform/Export.h"
+
 namespace Zef {
 
 class StringPool;
 
-class PString {
+class ZEF_API PString {
  public:
   /// What a handle points to; the zero-terminated text follows it. Never changed while shared.
   struct Record {

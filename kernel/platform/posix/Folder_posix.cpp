@@ -58,6 +58,11 @@ bool EntryExists(const std::string& native) {
   return !native.empty() && lstat(native.c_str(), &facts) == 0;
 }
 
+// By the rights that the process has in effect.
+bool MayAccessFolder(const std::string& path, int rights) {
+  return IsFolder(path) && faccessat(AT_FDCWD, NativePath(path).c_str(), rights, AT_EACCESS) == 0;
+}
+
 // The latest listings of folders, so that probes for names that are not there do not read the
 // folder each time. A listing holds for as long as the folder carries the times it had before it
 // was read.
@@ -205,6 +210,14 @@ bool MakeFolders(const std::string& path) {
     if (end == std::string::npos) return true;
   }
 }
+
+bool MakeFolder(const std::string& path) {
+  return mkdir(NativePath(path).c_str(), mode_t{0777}) == 0;
+}
+
+bool MayReadFolder(const std::string& path) { return MayAccessFolder(path, R_OK | X_OK); }
+
+bool MayChangeFolder(const std::string& path) { return MayAccessFolder(path, R_OK | W_OK | X_OK); }
 
 bool RemoveEmptyFolder(const std::string& path) { return rmdir(NativePath(path).c_str()) == 0; }
 

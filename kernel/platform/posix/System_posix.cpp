@@ -113,10 +113,12 @@ std::string ModulePath() {
   void* const here = reinterpret_cast<void*>(&ModulePath);
   const int found = dladdr1(here, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP);
   if (found == 0 || map == nullptr || map->l_name == nullptr || map->l_name[0] == '\0') {
-    return ReadLink("/proc/self/exe");
+    return ProgramPath();
   }
   return map->l_name;
 }
+
+std::string ProgramPath() { return ReadLink("/proc/self/exe"); }
 
 // A name without a separator would be looked for along the loader's path.
 Library::Library(const std::string& path, std::string* error) {
@@ -126,6 +128,13 @@ Library::Library(const std::string& path, std::string* error) {
   if (handle_ != nullptr || error == nullptr) return;
   const char* const reason = dlerror();
   *error = reason != nullptr ? reason : "cannot load " + path;
+}
+
+Library Library::Program() { return Library(dlopen(nullptr, RTLD_NOW | RTLD_LOCAL)); }
+
+Library Library::FromLoaderPath(const std::string& name) {
+  if (NativePath(name).find('/') != std::string::npos) return {};
+  return Library(dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL));
 }
 
 Library::~Library() {

@@ -1,0 +1,124 @@
+#include "environment/InterfaceText.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+
+#include "environment/Languages.h"
+#include "environment/QuarleLog.h"
+#include "kernel/standard/Subst.h"
+#include "tagdata/TagFiles.h"
+#include "tests/environment/LogLines.h"
+#include "tests/support/TestFiles.h"
+#include "tests/support/Threads.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class InterfaceTextTest : public testing::Test {
+ protected:
+  void SetUp() override { Start((folder_ / "").c_str()); }
+  void TearDown() override { Start(nullptr); }
+
+  static void Start(const char* folder) {
+    DestroyInterfaceText();
+    SetLanguage("EN");
+    SetInterfaceFile("interfacetext.grole");
+    Zef::Subst("data", folder, true);
+  }
+  void WriteText(std::string_view text) const {
+    ::Test::WriteWholeFile(folder_ / "interfacetext.txt", text);
+  }
+  static std::string Get(const char* key) { return InterfaceText()->GetString(key, false).Text(); }
+
+  ::Test::TempFolder folder_;
+  ::Test::LogLines log_;
+};
+
+TEST_F(InterfaceTextTest, OnlyLanguagesWithAFileChangeIt) {
+  const char* const steps[][3] = {
+      {"AU", "interfacetext.grole", "AU"},    {"de", "interfacetext.grole", "AU"},
+      {"DE", "interfaceGerman.grole", "DE"},  {"EN", "interfaceGerman.grole", "EN"},
+      {"DEX", "interfaceGerman.grole", "EN"}, {"CN", "interfaceChinese.grole", "CN"}};
+  for (const auto& [code, file, current] : steps) {
+    SetLanguage(code);
+    EXPECT_STREQ(GetInterfaceFile().Text(), file) << code;
+    EXPECT_EQ(GetLanguageCode(), current) << code;
+  }
+}
+
+TEST_F(InterfaceTextTest, TheTextFileStandsInForAMissingCompiledOne) {
+  EXPECT_THROW(EnsureInterfaceText(), QuarleEx);
+  EXPECT_EQ(log_.Count("InterfaceTextDB> Unable to read interface file 'interfacetext.grole'"), 1);
+  WriteText("greeting \"from text\"");
+  ::Test::OnThreads(4, [](int) { EXPECT_EQ(Get("greeting"), "from text"); });
+  EXPECT_EQ(log_.Count("InterfaceTextDB> failed to load compiled interfacetext file"), 2);
+
+  TagContainer tags;
+  tags.SetString("greeting", "compiled");
+  ASSERT_TRUE(SaveTagFile(tags, "data", "interfacetext.grole"));
+  const auto held = InterfaceText();
+  DestroyInterfaceText();
+  EXPECT_EQ(Get("greeting"), "compiled");
+  EXPECT_STREQ(held->GetString("greeting").Text(), "from text");
+
+  // A damaged file counts as read, so nothing stands in for it.
+  ::Test::WriteWholeFile(folder_ / "interfacetext.grole", "no tags");
+  DestroyInterfaceText();
+  EXPECT_EQ(Get("greeting"), "");
+}
+
+TEST_F(InterfaceTextTest, SectionsAndMissingKeys) {
+  WriteText("top 1\nmirev_spec_text { some_key found\n }\nscenario_text { end over\n}\n");
+  const auto texts = InterfaceText();
+  EXPECT_STREQ(texts->GetSpecText("Some Key").Text(), "found");
+  EXPECT_STREQ(texts->GetSpecText("Top").Text(), "Top");
+  EXPECT_STREQ(texts->GetScenarioText("end").Text(), "over");
+  EXPECT_STREQ(texts->GetScenarioText("End").Text(), "");
+  EXPECT_TRUE(texts->MapText().IsNull());
+  for (int i = 0; i < 12; ++i) texts->GetString("absent");
+  EXPECT_EQ(log_.Count("Tag 'absent' not found in 'interfacetext.grole'"), 10);
+}
+
+TEST(FillText, PutsParametersInOrderAndRunsNoOtherDirective) {
+  const std::string parameters[] = {"a%", "%s"};
+  const std::pair<const char*, const char*> cases[] = {
+      {"%s and %s", "a% and %s"}, {"%s%s%s.", "a%%s."}, {"%n%d%100s", "%n%d%100s"},
+      {"100%% %s", "100% a%"},    {"end %", "end %"},   {"", ""}};
+  for (const auto& [text, filled] : cases) EXPECT_EQ(FillText(text, parameters), filled) << text;
+  EXPECT_EQ(ResolveMessage(nullptr, "$muk_cloned", parameters), "$muk_cloned");
+}
+
+// The texts, the page that tells what fills them, and the code that uses them must agree.
+TEST_F(InterfaceTextTest, EveryKeyOfTheSystemHasItsText) {
+  const fs::path source = QUARLE_SOURCE_DIR;
+  Start((source / "data/").c_str());
+  const auto texts = InterfaceText();
+  const std::regex row(R"(\| `(\$\w+)` \| ([^|]*) \|)");
+  const std::string page = ::Test::ReadWholeFile(source / "docs/interface-text.md");
+  std::size_t rows = 0;
+  for (std::sregex_iterator at(page.begin(), page.end(), row), end; at != end; ++at, ++rows) {
+    const std::string parameters = (*at)[2];
+    const auto count = 1 + std::count(parameters.begin(), parameters.end(), ',');
+    const std::vector<std::string> marks(static_cast<std::size_t>(count), "@");
+    const std::string text = ResolveMessage(texts.get(), (*at)[1].str().c_str(), marks);
+    EXPECT_TRUE(std::regex_match(text, std::regex("[A-Z'][^%$]+(\\.|says: @)|.*- & , .*"))) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '@'), count) << text;
+  }
+  EXPECT_EQ(rows, texts->Root().GetCount());
+
+  const std::regex literal(R"re("(\$muk_\w+)")re");
+  for (const char* folder : {"environment", "database", "plugin", "apps"}) {
+    for (const auto& entry : fs::recursive_directory_iterator(source / folder)) {
+      if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") continue;
+      const std::string code = ::Test::ReadWholeFile(entry.path());
+      for (std::sregex_iterator at(code.begin(), code.end(), literal), end; at != end; ++at) {
+        EXPECT_NE(Get((*at)[1].str().c_str()), "") << entry.path() << ": " << (*at)[1];
+      }
+    }
+  }
+}
+
+}  // namespace
