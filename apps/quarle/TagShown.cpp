@@ -38,7 +38,7 @@ std::string_view Tail(std::string_view text, std::size_t size) {
 std::string StringText(const HCSChunk& chunk) {
   const char* const bytes = reinterpret_cast<const char*>(chunk.GetData());
   const std::size_t seen = std::min<std::size_t>(chunk.GetDataSize(), kMostShown + 1);
-  const std::string_view text(bytes, strnlen(bytes, seen));
+  const std::string_view text(bytes, seen == 0 ? 0 : strnlen(bytes, seen));
   const std::string_view head = Head(text, kMostShown);
   std::string line;
   for (const char c : head) {
