@@ -1,8 +1,8 @@
 # What an embedding host gets: headers, libraries, a CMake package and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
-set(library_targets quarle_options zef_platform zef_kernel zef_standard quarle_tagdata
-  quarle_environment quarle_database quarle_plugin)
+set(library_targets quarle_options zef_platform zef_kernel zef_standard zef_resource
+  quarle_tagdata quarle_environment quarle_database quarle_plugin)
 target_include_directories(quarle_options INTERFACE
   "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:include/quarle>")
 

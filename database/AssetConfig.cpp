@@ -19,6 +19,53 @@ constexpr float kOldestBuild = 1.3f;     // of a config that says nothing
 constexpr float kMeshTableBuild = 2.0f;  // the first with mesh tables and scripts
 constexpr float kPrivilegeBuild = 2.5f;  // the first that means what it says of privileges
 
+constexpr std::string_view kPrivileges = "privileges";
+constexpr std::string_view kPermits[] = {"permit-commit", "permit-edit", "permit-listing"};
+constexpr std::string_view kTables[] = {"plid-table", "obsolete-table"};
+
+/// Outermost tags that count by themselves.
+constexpr std::string_view kUsedKeys[] = {"category-class",
+                                          "category-era",
+                                          "category-keyword",
+                                          "category-region",
+                                          "class",
+                                          "company",
+                                          "engine",
+                                          "isroad",
+                                          "istrack",
+                                          "kind",
+                                          "map-plid",
+                                          "mesh-table",
+                                          "name",
+                                          "origin",
+                                          "plid",
+                                          "product-type",
+                                          "quarle-build",
+                                          "region",
+                                          "scriptclass",
+                                          "secret",
+                                          "tender",
+                                          "trackside",
+                                          "type",
+                                          "username"};
+constexpr std::string_view kNumberedKeys[] = {"category-region-", "category-era-"};
+constexpr std::size_t kMostDigits = 4;
+
+template <std::size_t N>
+bool IsOneOf(std::string_view key, const std::string_view (&keys)[N]) {
+  return std::find(std::begin(keys), std::end(keys), key) != std::end(keys);
+}
+
+bool IsNumbered(std::string_view key) {
+  for (const std::string_view stem : kNumberedKeys) {
+    if (!key.starts_with(stem)) continue;
+    const std::string_view digits = key.substr(stem.size());
+    return digits.size() <= kMostDigits &&
+           digits.find_first_not_of("0123456789") == std::string_view::npos;
+  }
+  return false;
+}
+
 struct Keys {
   const Zef::PString id{"plid"};
   const Zef::PString keywords{"category-keyword"};
@@ -28,10 +75,10 @@ struct Keys {
   const Zef::PString meshTable{"mesh-table"};
   const Zef::PString scriptClass[2]{"class", "scriptclass"};
   const Zef::PString productType{"product-type"};
-  const Zef::PString privileges{"privileges"};
-  const Zef::PString permitCommit{"permit-commit"};
-  const Zef::PString permitEdit{"permit-edit"};
-  const Zef::PString permitListing{"permit-listing"};
+  const Zef::PString privileges{kPrivileges};
+  const Zef::PString permitCommit{kPermits[0]};
+  const Zef::PString permitEdit{kPermits[1]};
+  const Zef::PString permitListing{kPermits[2]};
   const Zef::PString secret{"secret"};
 };
 
@@ -70,6 +117,18 @@ std::uint32_t MeasuredSize(const MUKAsset& record, const MeasureFolder& measure)
 }
 
 }  // namespace
+
+TagUse UseOfConfigTag(std::string_view block, std::string_view key) {
+  if (IsOneOf(block, kTables)) return TagUse::Number;
+  bool isUsed = false;
+  if (block.empty()) {
+    isUsed =
+        key == kPrivileges || IsOneOf(key, kTables) || IsOneOf(key, kUsedKeys) || IsNumbered(key);
+  } else if (block == kPrivileges) {
+    isUsed = IsOneOf(key, kPermits);
+  }
+  return isUsed ? TagUse::Keep : TagUse::Drop;
+}
 
 float ConfigBuild(const TagContainer& config) {
   const Keys& keys = GetKeys();

@@ -11,6 +11,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <string_view>
+
+#include "tagdata/TagTextReader.h"
 
 class MUKAsset;
 class TagContainer;
@@ -28,6 +31,10 @@ using MeasureFolder = std::function<std::uint32_t(const MUKAsset& record)>;
 /// identifier. Who holds the record in an index tells it by MUKAssetIndex::ForgetSearchText.
 [[nodiscard]] bool FillFromConfig(MUKAsset& record, const TagContainer& config, bool readId,
                                   const MeasureFolder& measure);
+
+/// The tags that FillFromConfig and RelationsOf look at. Of a list such as "category-era-0" some
+/// thousand numbers count.
+TagUse UseOfConfigTag(std::string_view block, std::string_view key);
 
 /// Version of the content format, such as 2.4f; for configs that do not tell, a guess by the tags
 /// they have.

@@ -115,6 +115,13 @@ bool FolderExists(const AssetPlace& place) {
   return Zef::File::Exists(place.subst, place.path.c_str()) == Zef::RES_OK;
 }
 
+bool IsFolderGone(const AssetPlace& place) {
+  if (FolderExists(place)) return false;
+  if (!place.subst.IsNull() || place.path.empty()) return true;
+  // What is there is no folder, or it is one by now.
+  return Zef::Platform::IsGone(place.path) || Zef::Platform::Exists(place.path);
+}
+
 std::uint32_t FolderSize::Word() const {
   return static_cast<std::uint32_t>(
       std::min<std::uint64_t>(bytes, MUKAsset::kSizeUnknown - std::uint64_t{1}));

@@ -43,6 +43,9 @@ AssetPlace EditPlace(const std::string& root, const MUKAsset& record);
 AssetPlace AssetPlaceOf(const std::string& root, const MUKAsset& record);
 
 bool FolderExists(const AssetPlace& place);
+/// True for a place that is nowhere, and where no folder stands. False also when that cannot be
+/// told, as on a disk that does not answer.
+bool IsFolderGone(const AssetPlace& place);
 
 struct FolderSize {
   std::uint64_t bytes = 0;

@@ -12,6 +12,7 @@ namespace {
 ScanOptions OptionsOf(const MUKSettings& settings) {
   ScanOptions options;
   options.archivesOnly = settings.archivesOnly;
+  options.stop = &Database::Get().StopRequest();
   const Zef::Clock* const clock = settings.clock;
   options.now = (clock != nullptr ? *clock : Zef::RealClock()).UnixTime();
   if (settings.progress) {
@@ -37,6 +38,11 @@ void AssetServices::LoadBaseId(const MUKSettings& settings) {
   baseId_.LoadBaseId(settings.productRoot);
 }
 
+void AssetServices::ReloadBaseId() {
+  configs_ = ConfigReader(configs_.Root());
+  baseId_.Reload();
+}
+
 void AssetServices::RefreshBaseId() { baseId_.GetBaseUser(); }
 
 PLID AssetServices::NextLocalId(const MUKAssetIndex& index) { return baseId_.NextLocalId(index); }
@@ -53,7 +59,7 @@ void AssetServices::Scan(ContentArea area, MUKAssetIndex& index, const MUKSettin
 
 std::vector<PLID> AssetServices::ReadObsoleteList(const MUKAsset& asset) {
   TagContainer config;
-  if (configs_.Read(asset, config) != ConfigStatus::Loaded) return {};
+  if (configs_.ReadFields(asset, config) != ConfigStatus::Loaded) return {};
   return RelationsOf(asset.id, config).obsolete;
 }
 

@@ -15,6 +15,7 @@
 class AssetServices final : public ContentServices {
  public:
   void LoadBaseId(const MUKSettings& settings) override;
+  void ReloadBaseId() override;
   void RefreshBaseId() override;
   PLID NextLocalId(const MUKAssetIndex& index) override;
   void Verify(MUKAssetIndex& index, MUKAsset& record) override;

@@ -1,7 +1,7 @@
 #include "database/AssetUpdate.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "database/MUKAsset.h"
 #include "database/MUKAssetIndex.h"
@@ -44,7 +44,9 @@ void ForgetDependents(MUKAssetIndex& index, std::vector<PLID> ids) {
   }
 }
 
-/// Walks down the dependencies of a record to the first one that is `isBad`.
+/// Walks down the dependencies of a record to the first one that is `isBad`. Each asset is walked
+/// once: what was met is settled, good or bad, as soon as its circle of mutual dependencies is
+/// left.
 class DependencyWalk {
  public:
   DependencyWalk(MUKAssetIndex& index, const DependencyFlags& flags)
@@ -57,50 +59,68 @@ class DependencyWalk {
     while (!path_.empty()) {
       Step& step = path_.back();
       if (step.next == step.dependencies.size()) {
-        path_.pop_back();
+        Leave();
         continue;
       }
       MUKAsset* const below = index_.Find(index_.Resolve(step.dependencies[step.next++]));
-      if (isBad(below)) return Settle(true);
-      if (below == nullptr) continue;
-      if (!below->Has(flags_.known)) {
+      const bool isKnown = below != nullptr && below->Has(flags_.known);
+      if (isBad(below) || (isKnown && below->Has(flags_.state))) {
+        // All that is open leads to the way here.
+        Close(0, true);
+        return true;
+      }
+      if (below == nullptr || isKnown) continue;
+      const auto open = places_.find(below);
+      if (open == places_.end()) {
         Enter(*below);
-      } else if (below->Has(flags_.state)) {
-        return Settle(true);
+      } else {
+        step.lowest = std::min(step.lowest, open->second);
       }
     }
-    return Settle(false);
+    return false;
   }
 
  private:
   struct Step {
-    MUKAsset* record;
+    std::size_t place;   ///< in open_
+    std::size_t lowest;  ///< place that this one is known to lead back to
     std::vector<PLID> dependencies;
     std::size_t next = 0;
   };
 
   void Enter(MUKAsset& record) {
-    if (!seen_.insert(&record).second) return;
-    path_.push_back({&record, index_.Companions().dependencies.DependenciesOf(record.id)});
+    const std::size_t place = open_.size();
+    path_.push_back({place, place, index_.Companions().dependencies.DependenciesOf(record.id)});
+    places_.emplace(&record, place);
+    open_.push_back(&record);
   }
 
-  /// A find settles the way that led to it; without one, all that was seen is settled.
-  bool Settle(bool found) {
-    for (const Step& step : path_) Fill(*step.record, true);
-    if (found) return true;
-    for (MUKAsset* const record : seen_) Fill(*record, false);
-    return false;
+  void Leave() {
+    const std::size_t place = path_.back().place;
+    const std::size_t lowest = path_.back().lowest;
+    path_.pop_back();
+    if (lowest == place) {
+      Close(place, false);
+    } else {
+      path_.back().lowest = std::min(path_.back().lowest, lowest);
+    }
   }
 
-  void Fill(MUKAsset& record, bool state) const {
-    record.Set(flags_.state, state);
-    record.Set(flags_.known, true);
+  /// Fills in what has been open from this place on.
+  void Close(std::size_t from, bool state) {
+    for (; open_.size() > from; open_.pop_back()) {
+      MUKAsset* const record = open_.back();
+      record->Set(flags_.state, state);
+      record->Set(flags_.known, true);
+      places_.erase(record);
+    }
   }
 
   MUKAssetIndex& index_;
   DependencyFlags flags_;
   std::vector<Step> path_;
-  std::unordered_set<MUKAsset*> seen_;
+  std::vector<MUKAsset*> open_;  ///< met and not settled, in the order they were met
+  std::unordered_map<const MUKAsset*, std::size_t> places_;
 };
 
 }  // namespace

@@ -11,12 +11,13 @@
 
 bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) {
   const std::string& root = configs.Root();
+  if (root.empty()) return false;
   bool dropped = false;
-  if (!record.legacyPath.IsEmpty() && !FolderExists(LegacyPlace(root, record))) {
+  if (!record.legacyPath.IsEmpty() && IsFolderGone(LegacyPlace(root, record))) {
     record.legacyPath.Clear();
     dropped = true;
   }
-  if (!record.editPath.IsEmpty() && !FolderExists(EditPlace(root, record))) {
+  if (!record.editPath.IsEmpty() && IsFolderGone(EditPlace(root, record))) {
     record.editPath.Clear();
     dropped = true;
   }
@@ -26,7 +27,7 @@ bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) 
   const bool isInstalled = !record.legacyPath.IsEmpty() || !record.installPath.IsEmpty();
   if (!record.editPath.IsEmpty() && isInstalled) return false;
   TagContainer config;
-  if (configs.Read(record, config) != ConfigStatus::Loaded) return false;
+  if (configs.ReadFields(record, config) != ConfigStatus::Loaded) return false;
   configs.Drop(record.id);
   const auto measure = [&](const MUKAsset& asset) {
     return MeasureAssetFolder(AssetPlaceOf(root, asset)).Word();

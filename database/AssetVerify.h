@@ -9,7 +9,7 @@ class ConfigReader;
 class MUKAsset;
 class MUKAssetIndex;
 
-/// Drops legacy and edit paths whose folders are gone and derives the record's fields anew from
-/// its config. False when the config cannot be read, and for a record that is open for edit beside
-/// another place, which keeps its fields.
+/// Drops legacy and edit paths whose folders are gone for certain and derives the record's fields
+/// anew from its config. False when the config cannot be read or the reader has no root, and for a
+/// record that is open for edit beside another place, which keeps its fields.
 bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record);

@@ -1,9 +1,8 @@
 #include "database/BaseId.h"
 
-#include <limits>
-
 #include "database/MUKAssetIndex.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/standard/File.h"
 #include "kernel/standard/Trace.h"
 #include "tagdata/TagContainer.h"
 #include "tagdata/TagFiles.h"
@@ -24,6 +23,8 @@ PLID FirstVersion(std::int32_t user, std::int32_t content) {
   return {user, content, user < 0 ? PLID::kNullVersion : 0};
 }
 
+std::uint32_t Number(const PLID& id) { return static_cast<std::uint32_t>(id.content); }
+
 bool IsTaken(const MUKAssetIndex& index, const PLID& id) {
   for (std::int32_t version = 0; version <= PLID::kNullVersion; ++version) {
     if (index.Find({id.user, id.content, version}) != nullptr) return true;
@@ -37,12 +38,41 @@ void BaseIdSettings::LoadBaseId(const std::string& root) {
   const std::lock_guard lock(lock_);
   root_ = root;
   base_ = PLID();
+  givenUser_ = BaseUserId();
+  isUnread_ = false;
+  isUnsaved_ = false;
+  Read();
+}
+
+void BaseIdSettings::Reload() {
+  const std::lock_guard lock(lock_);
+  Read();
+}
+
+std::string BaseIdSettings::Path() const {
+  return IsPlain() ? Zef::Platform::ResolveCase(root_, kFile) : root_ + '/' + kFile;
+}
+
+/// False for a root inside what is mounted under a name.
+bool BaseIdSettings::IsPlain() const { return Zef::Platform::IsRooted(root_); }
+
+void BaseIdSettings::Read() {
   if (root_.empty()) return;
   TagContainer settings;
-  const std::string path = Zef::Platform::ResolveCase(root_, kFile);
-  if (!LoadTagFileSafe(settings, {}, path)) return;
-  base_ = settings.GetPLID(BaseKey());
-  if (!base_.IsNull()) SetBaseUserId(base_.user);
+  const std::string path = Path();
+  const bool isRead = LoadTagFileSafe(settings, {}, path);
+  const bool isGone = IsPlain() ? Zef::Platform::IsGone(path)  //
+                                : Zef::File::Exists(path.c_str()) != Zef::RES_OK;
+  isUnread_ = !isRead && !isGone;
+  if (!isRead) return;
+  const PLID stored = settings.GetPLID(BaseKey());
+  const bool isBehind = isUnsaved_ && stored.user == base_.user && Number(stored) < Number(base_);
+  if (stored.IsNull() || isBehind) return;
+  base_ = stored;
+  isUnsaved_ = false;
+  if (BaseUserId() != givenUser_) return;
+  givenUser_ = stored.user;
+  SetBaseUserId(givenUser_);
 }
 
 PLID BaseIdSettings::Get() const {
@@ -52,19 +82,26 @@ PLID BaseIdSettings::Get() const {
 
 bool BaseIdSettings::SetBaseId(const PLID& id) {
   const std::lock_guard lock(lock_);
-  return !id.IsNull() && Store(id);
+  if (id.IsNull()) return false;
+  if (isUnread_) Read();
+  return Store(id);
 }
 
 bool BaseIdSettings::Store(const PLID& id) {
   base_ = id;
-  if (root_.empty()) return true;
+  isUnsaved_ = !root_.empty();
+  if (!isUnsaved_) return true;
+  if (isUnread_) {
+    Zef::Trace("Unable to read '%s' file, which is left as it is.\n", kFile);
+    return false;
+  }
   TagContainer settings;
   settings.SetPLID(BaseKey(), id);
-  const std::string path = Zef::Platform::ResolveCase(root_, kFile);
-  const bool hasFolder = Zef::Platform::MakeFolders(path.substr(0, path.rfind('/')));
-  if (hasFolder && SaveTagFileSafe(settings, {}, path)) return true;
-  Zef::Trace("Unable to write 'Settings/plid.txt' file.\n");
-  return false;
+  const std::string path = Path();
+  const bool hasFolder = Zef::File::MakeFolder(path.substr(0, path.rfind('/')).c_str());
+  isUnsaved_ = !(hasFolder && SaveTagFileSafe(settings, {}, path));
+  if (isUnsaved_) Zef::Trace("Unable to write '%s' file.\n", kFile);
+  return !isUnsaved_;
 }
 
 std::int32_t BaseIdSettings::GetBaseUser() {
@@ -73,14 +110,13 @@ std::int32_t BaseIdSettings::GetBaseUser() {
 }
 
 std::int32_t BaseIdSettings::User() {
+  if (isUnread_) Read();
   const std::int32_t user = BaseUserId();
-  if (base_.user != user) {
-    const PLID first = FirstVersion(user, kFirstContent);
-    if (first.IsNull()) {
-      base_ = first;
-    } else {
-      Store(first);
-    }
+  const PLID current = base_.user == user ? base_ : FirstVersion(user, kFirstContent);
+  if (current.IsNull()) {
+    base_ = current;
+  } else if (isUnsaved_ || !(current == base_)) {
+    Store(current);
   }
   const bool isReserved = base_.user <= 0 && base_.user >= kLastReservedUser;
   return base_.IsNull() || isReserved ? kNoUser : base_.user;
@@ -90,13 +126,13 @@ PLID BaseIdSettings::NextLocalId(const MUKAssetIndex& index) {
   const std::lock_guard lock(lock_);
   std::int32_t user = User();
   if (user == kNoUser) user = base_.user;
-  std::int32_t content = base_.content;
-  // No more numbers can be taken than there are records, so the walk ends.
-  while (content < std::numeric_limits<std::int32_t>::max()) {
-    const PLID id = FirstVersion(user, content++);
-    if (id.IsNull()) break;
-    if (IsTaken(index, id)) continue;
-    Store({base_.user, content, base_.version});
+  if (base_.IsNull()) return {};
+  std::uint32_t number = Number(base_);
+  // No more numbers are taken than there are records; one of user -1 spells no identifier.
+  for (std::uint64_t left = std::uint64_t{index.Count()} + 2; left > 0; --left) {
+    const PLID id = FirstVersion(user, static_cast<std::int32_t>(number++));
+    if (id.IsNull() || IsTaken(index, id)) continue;
+    Store({base_.user, static_cast<std::int32_t>(number), base_.version});
     return id;
   }
   return {};

@@ -30,6 +30,7 @@ bool MatchWord(std::string_view list, std::string_view word) {
 }
 
 bool MatchAll(std::string_view list, std::string_view words) {
+  if (words.ends_with(';')) return false;
   do {
     if (!MatchWord(list, PopWord(words, ';'))) return false;
   } while (!words.empty());
@@ -61,15 +62,12 @@ void AddCodes(std::string& target, std::string_view words) {
 
 std::string KeywordForm(std::string_view text) {
   std::string words;
-  bool ended = false;
   for (const char character : text) {
-    if (EndsKeyword(character)) {
-      ended = !words.empty();
-      continue;
+    if (!EndsKeyword(character)) {
+      words += Zef::FoldAscii(character);
+    } else if (!words.empty() && words.back() != ';') {
+      words += ';';
     }
-    if (ended) words += ';';
-    ended = false;
-    words += Zef::FoldAscii(character);
   }
   return words;
 }

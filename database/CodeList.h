@@ -6,13 +6,13 @@
 #include <string_view>
 
 /// True when every word of some alternative is in `list`. Alternatives are separated by '|',
-/// their words by ';'; a leading '-' requires absence. An empty expression is true, an empty
-/// word never matches. Exact and case-sensitive.
+/// their words by ';'; a leading '-' requires absence. An empty expression is true; an empty
+/// word never matches, nor does an alternative of none. Exact and case-sensitive.
 bool MatchCodes(std::string_view list, std::string_view expression);
 
 /// Appends each word of `words` that `target` does not hold.
 void AddCodes(std::string& target, std::string_view words);
 
-/// Words of a text, lower-cased and separated by one ';'. White space, quotes, commas and
-/// brackets end a word.
+/// Words of a text, lower-cased. White space, quotes, commas and brackets end a word, which shows
+/// as one ';' behind it: the last word has one too if something ends it.
 std::string KeywordForm(std::string_view text);

@@ -6,6 +6,7 @@
 #include <span>
 #include <string_view>
 
+#include "database/AssetConfig.h"
 #include "database/AssetFolder.h"
 #include "database/MUKAsset.h"
 #include "kernel/standard/Exception.h"
@@ -71,13 +72,23 @@ class FileCloser {
 }  // namespace
 
 ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {
-  if (keptId_ == record.id && !kept_.IsEmptyHandle() && keptPlace_ == PlaceKey(record)) {
+  if (IsKept(record)) {
     out = kept_;
     return ConfigStatus::Loaded;
   }
-  const ConfigStatus status = ReadPlace(AssetPlaceOf(root_, record), out);
+  const ConfigStatus status = ReadPlace(AssetPlaceOf(root_, record), out, nullptr);
   if (status == ConfigStatus::Loaded) Keep(record, out);
   return status;
+}
+
+ConfigStatus ConfigReader::ReadFields(const MUKAsset& record, TagContainer& out) {
+  if (!IsKept(record)) return ReadPlace(AssetPlaceOf(root_, record), out, UseOfConfigTag);
+  out = kept_;
+  return ConfigStatus::Loaded;
+}
+
+bool ConfigReader::IsKept(const MUKAsset& record) const {
+  return keptId_ == record.id && !kept_.IsEmptyHandle() && keptPlace_ == PlaceKey(record);
 }
 
 void ConfigReader::Keep(const MUKAsset& record, const TagContainer& config) {
@@ -90,7 +101,7 @@ void ConfigReader::Drop(const PLID& id) {
   if (keptId_ == id) kept_.Clear();
 }
 
-ConfigStatus ConfigReader::ReadPlace(const AssetPlace& place, TagContainer& out) {
+ConfigStatus ConfigReader::ReadPlace(const AssetPlace& place, TagContainer& out, TagFilter filter) {
   out.Clear();
   if (place.IsNowhere()) return ConfigStatus::NoConfig;
   if (place.subst.IsNull()) {
@@ -99,21 +110,20 @@ ConfigStatus ConfigReader::ReadPlace(const AssetPlace& place, TagContainer& out)
     if (!folder.IsOpen() || !folder.List(&listing)) {
       return FolderExists(place) ? ConfigStatus::Unreadable : ConfigStatus::NoConfig;
     }
-    return ReadIn(folder, listing, place.path, out);
+    return ReadIn(folder, listing, place.path, out, filter);
   }
   for (const ConfigName& config : kConfigNames) {
     const AssetPlace file{place.subst, place.path + "/" + config.name};
     if (!FolderExists(file)) continue;
     std::size_t size = 0;
     const ConfigStatus status = ReadThroughFile(file, &size);
-    return status == ConfigStatus::Loaded ? Parse(size, config.isText, nullptr, out) : status;
+    return status == ConfigStatus::Loaded ? Parse(size, config.isText, filter, out) : status;
   }
   return ConfigStatus::NoConfig;
 }
 
 ConfigStatus ConfigReader::ReadIn(const FolderReader& folder, const FolderListing& listing,
-                                  const std::string& path, TagContainer& out,
-                                  TagBlockFilter isWanted) {
+                                  const std::string& path, TagContainer& out, TagFilter filter) {
   out.Clear();
   const FoundConfig config = FindConfig(listing);
   if (config.at == FolderListing::kNone) return ConfigStatus::NoConfig;
@@ -124,7 +134,7 @@ ConfigStatus ConfigReader::ReadIn(const FolderReader& folder, const FolderListin
   if (std::string_view(buffer_).substr(0, size).starts_with(kPackedMagic)) {
     status = ReadThroughFile({{}, path + "/" + name}, &size);
   }
-  return status == ConfigStatus::Loaded ? Parse(size, config.isText, isWanted, out) : status;
+  return status == ConfigStatus::Loaded ? Parse(size, config.isText, filter, out) : status;
 }
 
 ConfigStatus ConfigReader::ReadPlain(FileHandle file, std::size_t* size) {
@@ -161,12 +171,13 @@ ConfigStatus ConfigReader::ReadThroughFile(const AssetPlace& place, std::size_t*
   }
 }
 
-ConfigStatus ConfigReader::Parse(std::size_t size, bool isText, TagBlockFilter isWanted,
-                                 TagContainer& out) const {
+ConfigStatus ConfigReader::Parse(std::size_t size, bool isText, TagFilter filter,
+                                 TagContainer& out) {
+  lastSize_ = size;
   const std::string_view bytes(buffer_.data(), size);
   if (size > kLargestConfig) return ConfigStatus::TooLarge;
   if (isText) {
-    ReadTagText(out, bytes, isWanted);
+    ReadTagText(out, bytes, filter);
   } else {
     const Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
     file->ReadImage(std::as_bytes(std::span(bytes)));

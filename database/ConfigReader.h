@@ -14,7 +14,6 @@
 
 #include <cstddef>
 #include <string>
-#include <utility>
 
 #include "kernel/platform/FolderReader.h"
 #include "tagdata/PLID.h"
@@ -24,8 +23,9 @@
 class MUKAsset;
 struct AssetPlace;
 
-/// A config of more bytes than this, unpacked, is not read.
-inline constexpr std::size_t kLargestConfig = std::size_t{16} << 20;
+/// A config of more bytes than this, unpacked, is not read: a tag of a few bytes takes 200 in
+/// memory, and its key stays to the end of the process.
+inline constexpr std::size_t kLargestConfig = std::size_t{4} << 20;
 
 enum class ConfigStatus {
   Loaded,
@@ -37,19 +37,26 @@ enum class ConfigStatus {
 
 class ConfigReader {
  public:
-  /// `root` is the product root as a path of the system.
-  explicit ConfigReader(std::string root = {}) : root_(std::move(root)) {}
+  /// `root` is the product root as a path of the system. One that is not rooted, such as that of a
+  /// product inside a mounted archive, counts as none.
+  explicit ConfigReader(const std::string& root = {})
+      : root_(Zef::Platform::IsRooted(root) ? root : std::string()) {}
 
   const std::string& Root() const { return root_; }
 
   /// The config of a record, from its folder or as kept. `out` is a null handle unless Loaded.
   [[nodiscard]] ConfigStatus Read(const MUKAsset& record, TagContainer& out);
-  /// The config in an open folder with these entries, which lies at `path`; of a text only the
-  /// blocks that a filter wants. Keeps nothing.
+  /// The same for who asks for nothing but fields and relations: of a text only the tags that make
+  /// those. Keeps nothing.
+  [[nodiscard]] ConfigStatus ReadFields(const MUKAsset& record, TagContainer& out);
+  /// The config in an open folder with these entries, which lies at `path`; of a text only what a
+  /// filter wants. Keeps nothing.
   [[nodiscard]] ConfigStatus ReadIn(const Zef::Platform::FolderReader& folder,
                                     const Zef::Platform::FolderListing& listing,
-                                    const std::string& path, TagContainer& out,
-                                    TagBlockFilter isWanted = nullptr);
+                                    const std::string& path, TagContainer& out, TagFilter filter);
+
+  /// Bytes, unpacked, of the config that was read last.
+  std::size_t LastSize() const { return lastSize_; }
 
   /// Keeps a config that was just read in the record's folder.
   void Keep(const MUKAsset& record, const TagContainer& config);
@@ -57,14 +64,15 @@ class ConfigReader {
   void Drop(const PLID& id);
 
  private:
-  ConfigStatus ReadPlace(const AssetPlace& place, TagContainer& out);
+  bool IsKept(const MUKAsset& record) const;
+  ConfigStatus ReadPlace(const AssetPlace& place, TagContainer& out, TagFilter filter);
   ConfigStatus ReadPlain(Zef::Platform::FileHandle file, std::size_t* size);
   ConfigStatus ReadThroughFile(const AssetPlace& file, std::size_t* size);
-  ConfigStatus Parse(std::size_t size, bool isText, TagBlockFilter isWanted,
-                     TagContainer& out) const;
+  ConfigStatus Parse(std::size_t size, bool isText, TagFilter filter, TagContainer& out);
 
   std::string root_;
   std::string buffer_;  // kept at the size of the largest config so far
+  std::size_t lastSize_ = 0;
   PLID keptId_;
   std::string keptPlace_;
   TagContainer kept_;

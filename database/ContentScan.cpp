@@ -42,8 +42,7 @@ bool IsFolderBelow(const std::string& root, const std::string& path) {
 }
 
 void AddTo(ScanReport& report, ScanOutcome outcome, const ScanItem& item) {
-  const bool hasPath = outcome != ScanOutcome::Found && outcome != ScanOutcome::Merged;
-  report.Add(outcome, hasPath ? item.Path() : std::string());
+  report.Add(outcome, HasReason(outcome) ? item.Path() : std::string());
 }
 
 std::size_t ThreadCount(const ScanOptions& options) {
@@ -72,6 +71,7 @@ ContentScan::ContentScan(MUKAssetIndex& index, ConfigReader& configs, ScanOption
       scratch_(ThreadCount(options_)),
       work_(scratch_.size() - 1, [this](Batch& batch, std::size_t worker) {
         for (ScanItem& item : batch) {
+          if (IsStopped()) return;
           ReadScanItem(item, scratch_[worker], known_, options_.markBuiltIn);
         }
       }) {
@@ -106,8 +106,8 @@ void ContentScan::ScanWorld() {
   OpenedFolder world{std::string(kWorld), {}, {}, {}, {}};
   if (!Open(world)) return;
   std::unordered_set<std::string> visited;
-  for (std::size_t at = 0; at < world.entries.Count(); ++at) {
-    const EntryKind kind = world.entries.Kind(at);
+  for (std::size_t at = 0; at < world.entries.Count() && !IsStopped(); ++at) {
+    const EntryKind kind = KindBehindLinks(world, at);
     const std::string_view name = world.entries.NameView(at);
     if (kind == EntryKind::Link) Tell(ScanOutcome::LinkedFolder, kWorld, name);
     const bool isArchive = kind == EntryKind::File && IsArchiveName(name);
@@ -118,7 +118,7 @@ void ContentScan::ScanWorld() {
       Tell(ScanOutcome::BadPath, kWorld, name);
     } else if (isArchive && !IsFolderBelow(configs_.Root(), path)) {
       Tell(ScanOutcome::ClosedArchive, kWorld, name);
-    } else if (visited.insert(path).second) {
+    } else if (visited.insert(Zef::Platform::ResolveCase(configs_.Root(), path)).second) {
       PostRoots(path);
     }
   }
@@ -156,9 +156,20 @@ bool ContentScan::List(OpenedFolder& folder) {
   return true;
 }
 
+/// A link to anything but a folder is what it leads to.
+EntryKind ContentScan::KindBehindLinks(const OpenedFolder& parent, std::size_t at) {
+  const EntryKind kind = parent.entries.Kind(at);
+  if (kind != EntryKind::Link) return kind;
+  Zef::Platform::FileInfo info;
+  const std::string path = JoinPath(parent.disk, parent.entries.NameView(at));
+  if (!Zef::Platform::GetInfo(path, &info)) return EntryKind::Other;
+  if (info.folder) return EntryKind::Link;
+  return info.regular ? EntryKind::File : EntryKind::Other;
+}
+
 /// True for a folder that can be looked into; tells of what looks like one and cannot.
 bool ContentScan::IsUsable(const OpenedFolder& parent, std::size_t at) {
-  const EntryKind kind = parent.entries.Kind(at);
+  const EntryKind kind = KindBehindLinks(parent, at);
   const std::string_view name = parent.entries.NameView(at);
   const std::string folder = JoinPath(parent.folder, name);
   if (kind == EntryKind::Link) Tell(ScanOutcome::LinkedFolder, parent.base, folder);
@@ -181,7 +192,7 @@ ScanItem ContentScan::ItemOf(const OpenedFolder& parent, std::size_t at, ScanMod
 void ContentScan::PostRoots(std::string_view folder) {
   OpenedFolder parent{std::string(folder), {}, {}, {}, {}};
   if (!Open(parent)) return;
-  for (std::size_t at = 0; at < parent.entries.Count(); ++at) {
+  for (std::size_t at = 0; at < parent.entries.Count() && !IsStopped(); ++at) {
     if (!IsUsable(parent, at)) continue;
     OpenedFolder group;
     group.base = JoinPath(folder, parent.entries.NameView(at));
@@ -195,7 +206,7 @@ void ContentScan::PostRoots(std::string_view folder) {
 void ContentScan::PostChildren(const OpenedFolder& parent, ScanMode mode) {
   std::size_t done = 0;
   const std::size_t total = parent.entries.CountOf(EntryKind::Folder);
-  for (std::size_t at = 0; at < parent.entries.Count(); ++at) {
+  for (std::size_t at = 0; at < parent.entries.Count() && !IsStopped(); ++at) {
     if (!IsUsable(parent, at)) continue;
     ScanItem item = ItemOf(parent, at, mode);
     item.done = done++;
@@ -213,7 +224,9 @@ void ContentScan::Post(ScanItem&& item) {
 void ContentScan::PostBatch(std::size_t ahead) {
   if (!batch_.empty()) work_.Post(std::exchange(batch_, {}));
   while (work_.Count() > ahead) {
-    for (ScanItem& item : work_.Take()) Enter(item);
+    for (ScanItem& item : work_.Take()) {
+      if (!IsStopped()) Enter(item);
+    }
   }
 }
 

@@ -11,7 +11,7 @@
 // An asset is a folder with a config that names an identifier. Whatever cannot be read is skipped
 // with a reason, and the scan goes on. Folders are taken in the order of their folded names, so
 // records, merges and reports repeat. Linked folders are not scanned below the folders named
-// literally above.
+// literally above; an archive may be a link.
 //
 // Cost: each folder is listed once and each config read once; time grows linearly with the number
 // of files. Folders are read by some threads at a time; the caller's alone touches the index, under
@@ -19,6 +19,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -41,6 +42,8 @@ struct ScanOptions {
   std::size_t threads = 0;    ///< that read folders; 0: one a processor, and four at most
   bool markBuiltIn = false;   ///< what "world" and "trains" hold is the product's own content
   std::int64_t now = 0;       ///< time stamp of updates, seconds since 1970; 0: the system's time
+  /// Borrowed, may be null. Once it is true the scan ends where it is, and enters nothing more.
+  const std::atomic<bool>* stop = nullptr;
   /// Called before each asset folder with its path below the root, and how many of the folders
   /// listed beside it came before and are there in all. Must not throw.
   std::function<void(const std::string& folder, std::size_t done, std::size_t total)> progress;
@@ -73,8 +76,10 @@ class ContentScan {
   static constexpr std::size_t kBatch = 16;  // items that one thread reads in a row
   static constexpr std::size_t kAhead = 6;   // batches between the walk and the index
 
+  bool IsStopped() const { return options_.stop != nullptr && *options_.stop; }
   bool Open(OpenedFolder& folder);
   bool List(OpenedFolder& folder);
+  static Zef::Platform::EntryKind KindBehindLinks(const OpenedFolder& parent, std::size_t at);
   bool IsUsable(const OpenedFolder& parent, std::size_t at);
   static ScanItem ItemOf(const OpenedFolder& parent, std::size_t at, ScanMode mode);
   void PostRoots(std::string_view folder);

@@ -30,6 +30,8 @@ class ContentServices {
 
   /// Reads the local user's base identifier from its settings file, before anything else.
   virtual void LoadBaseId(const MUKSettings& settings) = 0;
+  /// The same again, before each load: another process may have owned the database.
+  virtual void ReloadBaseId() = 0;
   /// Brings the settings file up to date before a save. Comes under a shared guard: must not
   /// ask for an exclusive one.
   virtual void RefreshBaseId() = 0;
@@ -39,6 +41,7 @@ class ContentServices {
   /// Checks a record's places on disk and drops those that are gone.
   virtual void Verify(MUKAssetIndex& index, MUKAsset& record) = 0;
   /// Enters all assets of an area. The settings tell root, `archivesOnly` and progress callback.
+  /// Ends early once Database::StopRequest is set.
   virtual void Scan(ContentArea area, MUKAssetIndex& index, const MUKSettings& settings) = 0;
   /// The identifiers that the asset's config declares obsolete; empty without a readable config.
   virtual std::vector<PLID> ReadObsoleteList(const MUKAsset& asset) = 0;

@@ -21,15 +21,6 @@ std::int32_t LoadInBackground(void*) {
   return 0;
 }
 
-std::int32_t MUKThread_WriteDatabaseLocal(void*) {
-  try {
-    const MUKLock guard(false);
-    if (guard.IsHeld()) MUKInternalWriteDatabase();
-  } catch (...) {  // NOLINT(bugprone-empty-catch): still dirty; the next turn tries again
-  }
-  return 0;
-}
-
 constexpr std::int32_t kExitPoll = 5;  // milliseconds
 constexpr std::int32_t kExitPatience = 10000;
 
@@ -62,7 +53,10 @@ class ExclusiveHold {
 void MUKInitialise(const MUKSettings& settings) { Database::Get().Initialise(settings); }
 void MUKShutdown() { Database::Get().Shutdown(); }
 void MUKIdle() { Database::Get().Idle(); }
-void MUKInternalWriteDatabase() { Database::Get().Write(); }
+void MUKInternalWriteDatabase() {
+  const MUKLock guard(true);
+  if (guard.IsHeld()) Database::Get().Write();
+}
 
 Database& Database::Get() {
   // Never destroyed: guards of late threads still ask whether it runs.
@@ -75,6 +69,7 @@ void Database::Initialise(const MUKSettings& settings) {
   if (initialised_) return;
   {
     const ExclusiveHold hold(lock_);
+    stop_ = false;
     settings_ = settings;
     change_ = std::make_shared<const std::function<void(std::uint32_t)>>(settings.change);
     settings_.productRoot = DatabaseFiles::AbsoluteRoot(settings.productRoot);
@@ -99,6 +94,7 @@ void Database::Initialise(const MUKSettings& settings) {
 void Database::EndThreads() {
   const std::unique_lock turn(lifecycle_, std::try_to_lock);
   if (!turn.owns_lock() || !initialised_.exchange(false) || lock_.IsHeldByCaller()) return;
+  stop_ = true;
   for (Zef::Thread* const thread : {writer_.get(), starter_.get()}) {
     if (thread == nullptr || thread->Suspend()) continue;
     std::int32_t left = kExitPatience;
@@ -110,6 +106,7 @@ void Database::EndThreads() {
 void Database::Shutdown() {
   const std::lock_guard turn(lifecycle_);
   if (!initialised_) return;
+  stop_ = true;
   writer_.reset();
   starter_.reset();
   const ExclusiveHold hold(lock_);
@@ -177,9 +174,10 @@ void Database::MakeReady() {
     const FlagScope waits(awaitsTurn_);
     ipc_->AcquireWriteLock();
   }
-  if (!initialised_) return;
+  if (!initialised_ || stop_) return;
   // The files are asked too: a process that died may have replaced them without saying so.
   if (!ipc_->HasChanged() && loaded_ && files_.MainStamp() == stamp_) return;
+  settings_.services->ReloadBaseId();
   LoadIndex();
 }
 
@@ -195,6 +193,13 @@ void Database::LoadIndex() {
       return;
     } else if (outcome == Outcome::NotWhole && settings_.allowRepair) {
       leftover ? Recover() : Rebuild();
+      if (stop_) {
+        // A part of the product must not pass for the whole of it.
+        loaded_ = false;
+        const std::lock_guard state(stateLock_);
+        dirty_ = false;
+        return;
+      }
     }
   } catch (...) {
     loaded_ = false;
@@ -232,12 +237,14 @@ void Database::Recover() {
   ContentServices& services = *settings_.services;
   const auto all = index_.AllRecords();
   for (MUKAsset* record : std::vector<MUKAsset*>(all.begin(), all.end())) {
+    if (stop_) return;
     if (record->IsPresent()) services.Verify(index_, *record);
   }
   files_.Step("recovery: records verified");
   services.Scan(ContentArea::Local, index_, settings_);
   services.Scan(ContentArea::Editing, index_, settings_);
   files_.Step("recovery: folders scanned");
+  if (stop_) return;
   index_.Sort();
   MarkChanged(kChangeGeneral);
   Write();
@@ -285,6 +292,15 @@ void Database::Write() {
   hurryFrom_ = now + kQuietSeconds;
   dirty_ = true;
   changeMask_ |= kChangeGeneral;
+}
+
+std::int32_t Database::MUKThread_WriteDatabaseLocal(void*) {
+  try {
+    const MUKLock guard(false);
+    if (guard.IsHeld()) Get().Write();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): still dirty; the next turn tries again
+  }
+  return 0;
 }
 
 void Database::BackUpLocked() {

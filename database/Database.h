@@ -52,14 +52,15 @@ struct MUKSettings {
 
 /// Starts the database and loads it on a thread of its own. Nothing when it runs already.
 void MUKInitialise(const MUKSettings& settings);
-/// Writes what changed and ends the database. Waits for its threads; nothing when it is not
-/// running. Not under a guard, and not from a callback.
+/// Writes what changed and ends the database. A recovery or rebuild that is going on is given up
+/// and leaves the files as they were. Waits for its threads; nothing when it is not running. Not
+/// under a guard, and not from a callback.
 void MUKShutdown();
 /// The database's turn on the host's main thread. Does nothing while the calling thread holds a
 /// guard, and during a start or a shutdown.
 void MUKIdle();
-/// Writes the database now, on this thread, which holds an exclusive guard: takes none itself.
-/// Nothing when it is not running or not loaded.
+/// Writes the database now, on this thread, under an exclusive guard. Nothing when it is not
+/// running, or cannot be loaded.
 void MUKInternalWriteDatabase();
 
 class Database final : public IndexHost {
@@ -72,6 +73,8 @@ class Database final : public IndexHost {
   bool IsInitialised() const { return initialised_; }
   /// True from the first change until the write that holds it has begun.
   bool IsDirty() const { return dirty_; }
+  /// Set when the database ends: long work stops, and what it had done so far is dropped.
+  const std::atomic<bool>& StopRequest() const { return stop_; }
   /// As given, with an absolute root, and never without services. Under a guard.
   const MUKSettings& Settings() const { return settings_; }
   /// Under a guard, an exclusive one for changes.
@@ -102,6 +105,7 @@ class Database final : public IndexHost {
   void IdleTurn();
   bool HandOver();
   void Write();
+  static std::int32_t MUKThread_WriteDatabaseLocal(void*);
 
   // For guards, which hold lock_.
   bool IsReady() const { return loaded_ && ipc_->HoldsWriteLock(); }
@@ -118,6 +122,7 @@ class Database final : public IndexHost {
   std::mutex lifecycle_;  // Initialise, Shutdown and Idle, one at a time
   std::atomic<bool> idling_{false};
   std::atomic<bool> initialised_{false};
+  std::atomic<bool> stop_{false};
   std::atomic<bool> awaitsTurn_{false};  // a thread waits for another process
   bool exitRegistered_ = false;
 

@@ -35,7 +35,8 @@ struct Image {
 /// Reads exactly `size` bytes. A compressed file may promise more than it holds, so its image
 /// grows with what arrives.
 bool ReadImage(Zef::File& file, std::size_t size, Image& image) {
-  const bool compressed = (file.Mode() & Zef::FileMode::kReadMask) == Zef::FileMode::kReadCompressed;
+  const bool compressed =
+      (file.Mode() & Zef::FileMode::kReadMask) == Zef::FileMode::kReadCompressed;
   std::size_t capacity = compressed ? std::min(size, kFirstRead) : size;
   std::size_t have = 0;
   while (true) {

@@ -58,10 +58,8 @@ ScanOutcome OutcomeOf(ConfigStatus status) {
   return ScanOutcome::UnreadableConfig;
 }
 
-/// Most of a config are blocks on meshes and textures.
-bool MakesFields(std::string_view key) {
-  return key == "privileges" || key == "plid-table" || key == "obsolete-table";
-}
+/// A larger config is read again, rather than kept while the item waits.
+constexpr std::size_t kMostKept = 65536;
 
 ScanOutcome ReadFolder(ScanItem& item, const FolderReader& folder, ScanScratch& scratch,
                        const std::unordered_set<PLID>& known, bool markBuiltIn) {
@@ -69,14 +67,14 @@ ScanOutcome ReadFolder(ScanItem& item, const FolderReader& folder, ScanScratch& 
   if (!folder.IsOpen() || !folder.List(&scratch.entries)) return ScanOutcome::Unreadable;
   TagContainer config;
   const ScanOutcome outcome =
-      OutcomeOf(scratch.configs.ReadIn(folder, scratch.entries, item.disk, config, MakesFields));
+      OutcomeOf(scratch.configs.ReadIn(folder, scratch.entries, item.disk, config, UseOfConfigTag));
   if (outcome != ScanOutcome::Found) return outcome;
   MUKAsset& record = item.record;
   record.id = config.GetPLID(idKey);
   if (record.id.IsNull()) return ScanOutcome::NoIdentifier;
   SetLocation(item, markBuiltIn, record);
   if (known.contains(record.id)) {
-    item.config = config;
+    if (scratch.configs.LastSize() <= kMostKept) item.config = config;
     return ScanOutcome::Found;
   }
   const bool isFilled = FillFromConfig(record, config, true, [&](const MUKAsset&) {

@@ -35,7 +35,7 @@ struct ScanItem {
   bool partlyMeasured = false;
   MUKAsset record;
   AssetRelations relations;
-  TagContainer config;  ///< of an identifier that is known, whose record is not filled in
+  TagContainer config;  ///< of a known identifier, whose record is not filled in; null if large
 
   std::string Path() const;
 };

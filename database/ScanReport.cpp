@@ -15,7 +15,7 @@ constexpr std::array<OutcomeText, kScanOutcomes> kOutcomes = {{
     {"conflict", "another folder has the same identifier", true},
     {"noConfig", "it has no config.txt or config.grole", true},
     {"unreadableConfig", "its config cannot be read", true},
-    {"largeConfig", "its config is larger than 16 MiB", true},
+    {"largeConfig", "its config is larger than 4 MiB", true},
     {"notTags", "its config holds no tags", true},
     {"noIdentifier", "its config has no valid plid", true},
     {"badPath", "its name cannot stand in a path", true},
@@ -35,6 +35,10 @@ const char* ScanOutcomeText(ScanOutcome outcome) { return TextOf(outcome).text; 
 
 const char* ScanOutcomeName(ScanOutcome outcome) { return TextOf(outcome).name; }
 
+bool HasReason(ScanOutcome outcome) {
+  return outcome != ScanOutcome::Found && outcome != ScanOutcome::Merged;
+}
+
 bool IsSkipped(ScanOutcome outcome) { return TextOf(outcome).isSkipped; }
 
 std::uint64_t ScanReport::Skipped() const {
@@ -47,7 +51,7 @@ std::uint64_t ScanReport::Skipped() const {
 
 void ScanReport::Add(ScanOutcome outcome, std::string path) {
   ++counts[static_cast<std::size_t>(outcome)];
-  if (outcome == ScanOutcome::Found || outcome == ScanOutcome::Merged) return;
+  if (!HasReason(outcome)) return;
   if (messages.size() < kMostMessages) {
     messages.push_back({outcome, std::move(path)});
   } else {

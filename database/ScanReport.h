@@ -33,6 +33,8 @@ inline constexpr std::size_t kScanOutcomes = 13;
 const char* ScanOutcomeText(ScanOutcome outcome);
 /// Its short name in lower camel case, for machine-readable reports, such as "noIdentifier".
 const char* ScanOutcomeName(ScanOutcome outcome);
+/// True for all but Found and Merged.
+bool HasReason(ScanOutcome outcome);
 /// True for the outcomes that leave a folder out of the index.
 bool IsSkipped(ScanOutcome outcome);
 

@@ -18,6 +18,10 @@ cd build/example
 
 say() { printf '\n== %s\n' "$1"; }
 run() { printf '$ %s\n' "$*"; "$@"; }
+# What the configs made of each record, in the order of the index.
+fields() {
+  quarle index show --json "$1" | sed -n 's/^\({"id":.*\),"editPath":.*\(,"build":[^,]*\),.*/\1\2}/p'
+}
 # The product's own records, one a line, without what belongs to the one index: state flags and the
 # time of its scan.
 records() {
@@ -26,9 +30,12 @@ records() {
 }
 
 say "Two releases of a product: folders with a config each, of every age"
-# Version control keeps no empty folders, and a scan has to cope with them.
-mkdir release-{1,2}/world/base/scenery/empty
+# What version control does not keep, and a scan has to cope with.
 for release in release-1 release-2; do
+  scenery=$release/world/base/scenery
+  mkdir -p $scenery/empty $scenery/unreadable_config/config.txt $scenery/oversized_config
+  head -c 17000000 /dev/zero | tr '\0' ' ' > $scenery/oversized_config/config.txt
+  ln -s gasworks $scenery/linked_gasworks
   echo "$release: $(find $release -iname 'config.*' | wc -l) configs"
 done
 run cat release-1/world/base/scenery/quarry/config.txt
@@ -37,6 +44,14 @@ say "The indexes of both; what lies in world and trains is the product's own"
 run quarle index build --built-in release-1
 run quarle index build --built-in release-2
 cp -r release-1 installed
+for release in release-1 release-2; do
+  fields $release/assets.mkx > $release.found
+  if ! diff -u ../../examples/$release.expected $release.found; then
+    echo "run.sh: the index of $release is not what its folders say" >&2
+    exit 1
+  fi
+done
+echo "Every record is as examples/release-{1,2}.expected have it."
 
 say "The patch set that leads from the first to the second"
 run quarle diff release-1 release-2 patch

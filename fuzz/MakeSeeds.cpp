@@ -171,6 +171,14 @@ constexpr std::string_view kConfigText =
     "f = kind, { g = (1, 2e3, -1.#INF); } h = \"a\\n\\\"b\" c; i = ``00 fF /* */;";
 constexpr std::string_view kSwitchText = "-a=1 +a='2 3' /b c- d = e f\n--g=\"h' +=i -flag";
 
+/// Every row of a catalogue, with groups in groups and rows that are left out.
+constexpr std::string_view kCatalogue =
+    "+PluginGroup=A:00000001-0000-0000-0000-000000000000\n"
+    "+PluginGroup=B:00000002-0000-0000-0000-000000000000:00000001-0000-0000-0000-000000000000\n"
+    "+Plugin=lib.dll:x:00000003-0000-0000-0000-000000000000:"
+    "00000002-0000-0000-0000-000000000000,*:y:00000004-0000-0000-0000-000000000000,z:z\n"
+    "+PluginRemap=00000005-0000-0000-0000-000000000000:00000003-0000-0000-0000-000000000000";
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -205,6 +213,7 @@ int main(int argc, char** argv) {
 
   Put(root / "FuzzConfig" / "tree", std::as_bytes(std::span(kConfigText)));
   Put(root / "FuzzConfig" / "switches", std::as_bytes(std::span(kSwitchText)));
+  Put(root / "FuzzCatalogue" / "rows", std::as_bytes(std::span(kCatalogue)));
   PutArchives(root / "FuzzArchive");
   return 0;
 }

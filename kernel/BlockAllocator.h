@@ -14,6 +14,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "kernel/platform/Export.h"
+
 namespace Zef {
 
 class BlockAllocator {
@@ -40,7 +42,7 @@ class BlockAllocator {
 };
 
 /// Base that takes an object's memory from BlockAllocator. Throws std::bad_alloc on exhaustion.
-class KernelObject {
+class ZEF_API KernelObject {
  public:
   static void* operator new(std::size_t size);
   static void operator delete(void* object) noexcept;

@@ -26,6 +26,8 @@
 #include <utility>
 #include <vector>
 
+#include "kernel/platform/Fault.h"
+
 namespace Zef {
 
 template <typename Job>
@@ -108,6 +110,7 @@ class OrderedWork {
   }
 
   void Serve(std::size_t worker) {
+    const Platform::FaultStack faults;
     std::unique_lock lock(mutex_);
     for (;;) {
       posted_.wait(lock, [this] { return ended_ || untaken_ < slots_.size(); });

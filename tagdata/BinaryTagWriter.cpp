@@ -62,7 +62,7 @@ std::size_t WriteRecordHead(Zef::ByteWriter& out, std::string_view key, TagCode 
   return sizeAt;
 }
 
-std::uint64_t RecordSize(std::string_view key, const HCSChunk& chunk) {
+std::uint64_t RecordSize(std::string_view key, const HCSChunk& chunk, std::size_t /*depth*/) {
   return TagRecord::kSmallestSize + key.size() + 1 + chunk.GetDataSize();
 }
 
@@ -81,7 +81,7 @@ bool WriteTree(Zef::ByteWriter& out, const HCSChunk& root) {
       open.pop_back();
       continue;
     }
-    if (!budget.Take(key, *chunk)) return false;
+    if (!budget.Take(key, *chunk, open.size() - 1)) return false;
     if (key.size() > kMaxTagKeyLength) continue;
     const std::int32_t type = chunk->GetType();
     const std::size_t sizeAt = WriteRecordHead(out, key, CodeOf(type));

@@ -79,12 +79,15 @@ std::string_view TextOf(const HCSRawDataCore* source) {
   return source != nullptr ? source->Text() : std::string_view();
 }
 
-/// All values of a payload as text with commas between. `print` takes a buffer and a value.
+/// All values of a payload as text with commas between; null past what a text file can hold.
+/// `print` takes a buffer and a value.
 template <class T, class Print>
 CoreRef JoinValues(const HCSRawDataCore* source, const Print& print) {
+  constexpr std::size_t kMaxText = 0x7FFFFFFF;
   if (source == nullptr) return nullptr;
   std::string text;
   for (std::uint32_t at = 0; source->Size() - at >= sizeof(T); at += sizeof(T)) {
+    if (text.size() > kMaxText) return nullptr;
     T value{};
     std::memcpy(&value, source->Data() + at, sizeof value);
     char digits[64];
@@ -159,7 +162,8 @@ CoreRef ConvertTagData(std::int32_t fromType, const CoreRef& source, std::int32_
   const HCSConverter* second = nullptr;
   if (!ConverterList::Instance().FindWay(fromType, toType, first, second)) return nullptr;
   CoreRef result = first->Convert(source.Get());
-  if (result && second != nullptr) result = second->Convert(result.Get());
+  // Also of nothing: an empty text is no number, but it is the null identifier.
+  if (second != nullptr) result = second->Convert(result.Get());
   return result;
 }
 

@@ -18,7 +18,8 @@
 class ConverterList;
 
 /// One conversion. Construction puts it at the front of the process's list, destruction takes it
-/// out; the front one wins, also over the built-in ones, which enter the list when it is made.
+/// out; the front one wins, also over the built-in ones, which enter the list when it is made. It
+/// is found before its derived part stands: make static objects only, before there are threads.
 class HCSConverter {
  public:
   HCSConverter(std::int32_t from, std::int32_t to);
@@ -80,7 +81,8 @@ class HCSConverter_PLIDText final : public HCSConverter {
 };
 
 /// `source` itself when the types are equal; else through one converter or, through a type
-/// between, two; null when there is no way or a step fails.
+/// between, two; null when there is no way or the last step fails. The second step takes what the
+/// first could not convert for an empty payload.
 CoreRef ConvertTagData(std::int32_t fromType, const CoreRef& source, std::int32_t toType);
 
 /// Converts a heap tag in place; an impossible conversion leaves it without payload.

@@ -32,7 +32,8 @@ enum TagType : std::int32_t {
   TagPLID = 7,       ///< the 8 stored bytes of an identifier
 };
 
-/// Containers within containers below the root; deeper files are refused.
+/// Containers within each other, the root not counted. The innermost one may hold values. Readers
+/// and writers of both forms count alike; deeper files are refused, deeper blocks of texts cut off.
 inline constexpr std::uint32_t kMaxTagDepth = 1024;
 
 class HCSChunk;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "kernel/ByteReader.h"
@@ -33,7 +34,7 @@ bool ReadHeader(Zef::TStream& stream, Header& header) {
 }
 
 /// Reads large files in pieces that double, so that memory follows what the stream really has and
-/// not what it says to have. Null when it has less, or when there is no memory.
+/// not what it says to have. Null when it has less.
 Zef::Ref<TagImage> ReadRecords(Zef::TStream& stream, const Header& header) {
   constexpr std::uint32_t kFirstPiece = 1u << 20;
   Zef::Ref<TagImage> image;
@@ -42,10 +43,7 @@ Zef::Ref<TagImage> ReadRecords(Zef::TStream& stream, const Header& header) {
     // Twice a size below 2^31 fits.
     const std::uint32_t size = std::min(header.dataSize, std::max(kFirstPiece, have * 2));
     Zef::Ref<TagImage> larger = TagImage::Make(size, header.version);
-    if (!larger) {
-      stream.SkipForward(header.dataSize - have);
-      return nullptr;
-    }
+    if (!larger) throw std::bad_alloc();
     if (have > 0) std::memcpy(larger->Data(), image->Data(), have);
     if (stream.ReadRaw(larger->Data() + have, size - have) != size - have) return nullptr;
     image = std::move(larger);
@@ -56,7 +54,7 @@ Zef::Ref<TagImage> ReadRecords(Zef::TStream& stream, const Header& header) {
 
 }  // namespace
 
-bool NOLBinaryFile::Read(Zef::TStream& stream) try {
+bool NOLBinaryFile::Read(Zef::TStream& stream) {
   image_ = nullptr;
   Header header;
   if (!ReadHeader(stream, header)) return false;
@@ -68,9 +66,6 @@ bool NOLBinaryFile::Read(Zef::TStream& stream) try {
   }
   Zef::Ref<TagImage> image = ReadRecords(stream, header);
   return image && Accept(std::move(image));
-} catch (...) {
-  image_ = nullptr;
-  return false;
 }
 
 bool NOLBinaryFile::ReadImage(std::span<const std::byte> file) {

@@ -5,8 +5,8 @@
 // through those views go to an overlay and never touch the image. docs/format-tagfile.md has the
 // byte tables.
 //
-// Every failure, from a wrong magic to a record that does not fit, gives the same: no image, and
-// the null chunk as root. Reading takes no memory on the word of a header.
+// All damage, from a wrong magic to a record that does not fit, gives the same: no image, and the
+// null chunk as root. Reading takes no memory on the word of a header.
 
 #pragma once
 
@@ -25,7 +25,8 @@ class TStream;
 /// A file that yields a tag tree.
 class HCSFile : public Zef::ReferenceCountMP {
  public:
-  /// Replaces what the file holds. False, and nothing held, when the stream has no such file.
+  /// Replaces what the file holds. False, and nothing held, when the stream has no such file;
+  /// nothing is held either when the stream raises a failure.
   virtual bool Read(Zef::TStream& stream) = 0;
   virtual ChunkRef GetRoot() = 0;
 };
@@ -37,8 +38,8 @@ class NOLBinaryFile final : public HCSFile {
   static constexpr std::uint32_t kHeaderSize = 16;
 
   /// Takes the header and as many bytes as it announces, and leaves the stream behind them;
-  /// trailing data is not looked at. A size beyond the stream's end moves it to the end. A
-  /// failure that the stream raises gives false like any other.
+  /// trailing data is not looked at. A size beyond the stream's end moves it to the end. What the
+  /// stream raises, and std::bad_alloc, pass through: they say nothing about the file.
   bool Read(Zef::TStream& stream) override;
   /// The same from a whole file in memory, which is copied. Trailing bytes are ignored.
   bool ReadImage(std::span<const std::byte> file);

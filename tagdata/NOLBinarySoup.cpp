@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -125,8 +126,9 @@ class NOLBinarySoup::Cursor final : public TagCursor {
     if (at_ < offsets_.size()) {
       key = RecordAt(run_, offsets_[at_]).key;
       const std::uint32_t first = FirstRecord(key);
-      chunk = MakeNode(image_, overlay_, RecordAt(run_, offsets_[first]));
-      isFirst_ = first == at_++;
+      isFirst_ = first == at_;
+      chunk = isFirst_ ? NodeAt(first) : RepeatOf(first);
+      ++at_;
       return true;
     }
     const std::size_t added = at_ - offsets_.size();
@@ -135,9 +137,7 @@ class NOLBinarySoup::Cursor final : public TagCursor {
     const Zef::PString& addedKey = added_[added].key;
     key = addedKey.IsNull() ? std::string_view() : addedKey.View();
     const std::uint32_t first = FirstRecord(key);
-    chunk = first != TagKeyIndex::kNone
-                ? MakeNode(image_, overlay_, RecordAt(run_, offsets_[first]))
-                : FirstAdded(added);
+    chunk = first != TagKeyIndex::kNone ? RepeatOf(first) : FirstAdded(added);
     isFirst_ = chunk == added_[added].chunk;
     return true;
   }
@@ -151,6 +151,17 @@ class NOLBinarySoup::Cursor final : public TagCursor {
     });
   }
 
+  ChunkRef NodeAt(std::uint32_t position) const {
+    return MakeNode(image_, overlay_, RecordAt(run_, offsets_[position]));
+  }
+
+  /// Keeps the node: a text that is converted for each of its repeats could be the whole file.
+  ChunkRef RepeatOf(std::uint32_t first) {
+    ChunkRef& node = repeated_[first];
+    if (!node) node = NodeAt(first);
+    return node;
+  }
+
   ChunkRef FirstAdded(std::size_t added) const {
     ChunkRef first = overlay_->FindAdded(run_.data(), added_[added].key);
     return IsNullChunk(first.Get()) ? added_[added].chunk : first;
@@ -162,6 +173,7 @@ class NOLBinarySoup::Cursor final : public TagCursor {
   std::vector<std::uint32_t> offsets_;
   TagKeyIndex keys_;
   std::vector<TagOverlay::Added> added_;
+  std::unordered_map<std::uint32_t, ChunkRef> repeated_;  ///< by the position of their key's first
   std::size_t at_ = 0;
   bool isFirst_ = false;
 };

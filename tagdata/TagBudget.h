@@ -8,6 +8,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -15,15 +16,16 @@
 
 class TagBudget {
  public:
-  using Cost = std::uint64_t (*)(std::string_view key, const HCSChunk& chunk);
+  /// `depth` counts the containers around the tag, without the root.
+  using Cost = std::uint64_t (*)(std::string_view key, const HCSChunk& chunk, std::size_t depth);
 
   /// For a walk over the tags of `root`, which must outlive the budget and may be null.
   TagBudget(const HCSChunk* root, std::uint64_t allowance, Cost cost)
       : root_(root), limit_(allowance), cost_(cost) {}
 
   /// False when the tag does not fit any more.
-  [[nodiscard]] bool Take(std::string_view key, const HCSChunk& chunk) {
-    spent_ += cost_(key, chunk);
+  [[nodiscard]] bool Take(std::string_view key, const HCSChunk& chunk, std::size_t depth) {
+    spent_ += cost_(key, chunk, depth);
     if (spent_ <= limit_) return true;
     if (root_ != nullptr) limit_ += kFactor * Measure();
     root_ = nullptr;

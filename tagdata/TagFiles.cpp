@@ -1,8 +1,8 @@
 #include "tagdata/TagFiles.h"
 
 #include <algorithm>
-#include <array>
 #include <new>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -12,6 +12,7 @@
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/FileSub.h"
+#include "kernel/standard/RootFiles.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/TFile.h"
 #include "tagdata/BinaryTagWriter.h"
@@ -26,6 +27,12 @@ constexpr std::string_view kTemporaryExtension = "tmp";
 std::string_view ExtensionOf(std::string_view path) {
   const std::size_t dot = path.rfind('.');
   return dot == std::string_view::npos ? std::string_view() : path.substr(dot + 1);
+}
+
+/// Whether the file, which is open, lies on the operating system's disk under its own name.
+bool IsOnDisk(const Zef::File& file) {
+  const Zef::FileSub* const source = file.Origin().source;
+  return source == nullptr || source->IsKind(Zef::FileSubKind::Folder);
 }
 
 /// A path below a substitution, or one of the operating system when the root is null.
@@ -58,6 +65,17 @@ struct Place {
     Zef::File file;
     return Open(file, Zef::FileMode::kReadRaw);
   }
+  /// Deletes the file, which is open: on disk before its lock is gone, so that it is still this
+  /// one.
+  void Delete(Zef::File& file) const {
+    if (!IsOnDisk(file)) file.Close();
+    Delete();
+  }
+  /// Deletes the file, unless somebody is writing it.
+  void DeleteUnused() const {
+    Zef::File file;
+    if (Open(file, Zef::FileMode::kReadRaw)) Delete(file);
+  }
   /// Only what lies below a name may be compressed.
   std::uint32_t ReadMode() const {
     return root.IsEmpty() ? Zef::FileMode::kReadRaw : Zef::FileMode::kRead;
@@ -88,11 +106,12 @@ std::string ReadWhole(Zef::File& file) {
   return bytes;
 }
 
-bool Load(TagContainer& handle, const Place& place, TagForm form) try {
-  Zef::File file;
+/// Leaves the file open, and so locked.
+bool Load(TagContainer& handle, const Place& place, TagForm form, Zef::File& file,
+          TagTextLosses* losses = nullptr) try {
   if (form == TagForm::None || !place.Open(file, place.ReadMode())) return false;
   if (form == TagForm::Text) {
-    ReadTagText(handle, ReadWhole(file));
+    ReadTagText(handle, ReadWhole(file), /*filter=*/nullptr, losses);
     return true;
   }
   Zef::TFile stream(&file, /*owned=*/false);
@@ -107,52 +126,101 @@ bool Load(TagContainer& handle, const Place& place, TagForm form) try {
   return false;
 }
 
-bool WriteWhole(const Place& place, const void* bytes, std::size_t size, bool toDevice) {
-  Zef::File file;
-  if (!place.Open(file, Zef::FileMode::kCreateWrite)) return false;
-  const bool written = file.Write(bytes, 1, size) == size;
-  if (toDevice) file.FlushToDevice();
-  file.Close();
-  return written;
+/// What a file of a tree will hold, made before any file is touched.
+class FileImage {
+ public:
+  TagSaveFailure Make(const TagContainer& handle, TagForm form) try {
+    if (form == TagForm::None) return TagSaveFailure::Extension;
+    isText_ = form == TagForm::Text;
+    const bool made = isText_ ? AppendTagText(text_, handle) : AppendBinaryTags(records_, handle);
+    return made ? TagSaveFailure::None : TagSaveFailure::Tree;
+  } catch (const std::bad_alloc&) {
+    return TagSaveFailure::Tree;
+  }
+
+  std::span<const std::byte> View() const {
+    return isText_ ? std::as_bytes(std::span(text_)) : records_.View();
+  }
+
+ private:
+  bool isText_ = false;
+  std::string text_;
+  Zef::ByteWriter records_;
+};
+
+bool WriteWhole(Zef::File& file, const FileImage& image) {
+  return file.Write(image.View().data(), 1, image.View().size()) == image.View().size();
 }
 
-bool Save(const TagContainer& handle, const Place& place, TagForm form, bool toDevice) try {
-  if (form == TagForm::Text) {
-    std::string text;
-    return AppendTagText(text, handle) && WriteWhole(place, text.data(), text.size(), toDevice);
-  }
-  Zef::ByteWriter bytes;
-  return form == TagForm::Binary && AppendBinaryTags(bytes, handle) &&
-         WriteWhole(place, bytes.View().data(), bytes.Size(), toDevice);
+bool WriteToDevice(Zef::File& file, const FileImage& image) try {
+  if (!WriteWhole(file, image)) return false;
+  file.FlushToDevice();
+  return true;
 } catch (const Zef::FileEx&) {
   return false;
-} catch (const std::bad_alloc&) {
-  return false;
 }
 
-/// The names of two existing files on the operating system's disk, if they lie in one source.
-bool FindOnDisk(const Place& a, const Place& b, std::array<std::string, 2>& names) {
-  Zef::File first;
-  Zef::File second;
-  if (!a.Open(first, Zef::FileMode::kReadRaw) || !b.Open(second, Zef::FileMode::kReadRaw)) {
-    return false;
+/// The last name of `path`, as it is spelt in the folder that holds `neighbour`.
+std::string NameBeside(const std::string& neighbour, const std::string& path) {
+  const std::string folder = neighbour.substr(0, neighbour.find_last_of("/\\"));
+  return Zef::Platform::ResolveCase(folder, path.substr(path.find_last_of("/\\") + 1));
+}
+
+void CopyPermissions(const std::string& from, const Zef::File& to) {
+  const Zef::Platform::FileHandle old = Zef::Platform::OpenFile(from, {});
+  if (old == Zef::Platform::kNoFile) return;
+  Zef::Platform::CopyPermissions(old, to.Origin().handle);
+  Zef::Platform::CloseFile(old);
+}
+
+/// Puts the whole temporary, which is open, in the place of the file: on disk in one step and under
+/// its lock, so that neither a crash nor another process leaves nothing.
+bool PutInPlace(Zef::File& file, const Place& temporary, const Place& place) {
+  if (IsOnDisk(file)) {
+    const std::string target =
+        place.root.IsEmpty() ? place.path : NameBeside(file.Name(), place.path);
+    CopyPermissions(target, file);
+    return Zef::Platform::Replace(file.Name(), target);
   }
-  const Zef::FileSub* const source = first.Origin().source;
-  if (second.Origin().source != source) return false;
-  if (source != nullptr && !source->IsKind(Zef::FileSubKind::Folder)) return false;
-  names = {first.Name(), second.Name()};
+  file.Close();
+  if (!temporary.IsFile()) return false;
+  place.Delete();
+  return Zef::File::Rename(temporary.root, temporary.path.c_str(), place.path.c_str());
+}
+
+/// Loads what a save left; with tags in it, it takes the place of a file that is missing. False,
+/// with nothing changed, when it cannot be read.
+bool TakeLeftover(TagContainer& handle, const Place& temporary, const Place& place, TagForm form) {
+  Zef::File file;
+  if (!Load(handle, temporary, form, file)) return false;
+  if (!handle.IsValid()) return true;
+  if (!IsOnDisk(file)) file.Close();
+  Zef::File::Rename(temporary.root, temporary.path.c_str(), place.path.c_str());
   return true;
 }
 
-/// In one step where the disk can do it, so that no crash leaves neither file.
-bool Replace(const Place& from, const Place& to) try {
-  if (!to.Exists()) return Zef::File::Rename(from.root, from.path.c_str(), to.path.c_str());
-  std::array<std::string, 2> names;
-  if (FindOnDisk(from, to, names)) return Zef::Platform::Replace(names[0], names[1]);
-  to.Delete();
-  return Zef::File::Rename(from.root, from.path.c_str(), to.path.c_str());
+TagSaveFailure SaveImage(const FileImage& image, const Place& place) try {
+  Zef::File file;
+  if (!place.Open(file, Zef::FileMode::kCreateWrite)) return TagSaveFailure::File;
+  const bool written = WriteWhole(file, image);
+  file.Close();
+  return written ? TagSaveFailure::None : TagSaveFailure::File;
 } catch (const Zef::FileEx&) {
-  return false;
+  return TagSaveFailure::File;
+} catch (const std::bad_alloc&) {
+  return TagSaveFailure::File;
+}
+
+/// Makes way for a new temporary. False when what stands there may be the only copy.
+bool ClearTemporary(const Place& temporary, const Place& place, TagForm form) {
+  if (!temporary.Exists()) return true;
+  if (!place.Exists()) {
+    TagContainer left;
+    if (!TakeLeftover(left, temporary, place, form)) return false;
+    if (left.IsValid() && !place.Exists()) return false;
+  }
+  temporary.DeleteUnused();
+  return true;
 }
 
 }  // namespace
@@ -164,6 +232,7 @@ TagForm TagFormOf(std::string_view path, std::string_view extension) {
       {"kpx", TagForm::Binary},
       {"kpx2", TagForm::Binary},
   };
+  if (path.find('\0') != std::string_view::npos) return TagForm::None;
   if (extension.empty()) extension = ExtensionOf(path);
   if (extension.starts_with('.')) extension.remove_prefix(1);
   for (const auto& [name, form] : kForms) {
@@ -173,52 +242,71 @@ TagForm TagFormOf(std::string_view path, std::string_view extension) {
 }
 
 bool LoadTagFile(TagContainer& handle, const Zef::PString& root, std::string_view path,
-                 std::string_view extension) {
-  return Load(handle, Place(root, path), TagFormOf(path, extension));
+                 std::string_view extension, TagTextLosses* losses) {
+  Zef::File file;
+  return Load(handle, Place(root, path), TagFormOf(path, extension), file, losses);
 }
 
 bool SaveTagFile(const TagContainer& handle, const Zef::PString& root, std::string_view path,
-                 std::string_view extension) {
-  return Save(handle, Place(root, path), TagFormOf(path, extension), /*toDevice=*/false);
+                 std::string_view extension, TagSaveFailure* failure) {
+  FileImage image;
+  TagSaveFailure why = image.Make(handle, TagFormOf(path, extension));
+  if (why == TagSaveFailure::None) why = SaveImage(image, Place(root, path));
+  if (failure != nullptr) *failure = why;
+  return why == TagSaveFailure::None;
 }
 
 bool SaveTagFileSafe(const TagContainer& handle, const Zef::PString& root, std::string_view path,
-                     std::string_view extension) {
+                     std::string_view extension) try {
   const Place place(root, path);
   const Place temporary = place.Temporary();
   const TagForm form = TagFormOf(path, extension);
-  if (form == TagForm::None) return false;
-  // What a crash left may be the only copy.
-  if (!place.Exists() && temporary.IsFile() && !Replace(temporary, place)) return false;
-  temporary.Delete();
-  if (Save(handle, temporary, form, /*toDevice=*/true)) return Replace(temporary, place);
-  temporary.Delete();
+  FileImage image;
+  if (image.Make(handle, form) != TagSaveFailure::None) return false;
+  if (!ClearTemporary(temporary, place, form)) return false;
+  Zef::File file;
+  constexpr std::uint32_t kMode = Zef::FileMode::kCreateNew | Zef::FileMode::kWrite;
+  if (!temporary.Open(file, kMode)) return false;
+  const bool isWhole = WriteToDevice(file, image);
+  if (isWhole && PutInPlace(file, temporary, place)) return true;
+  // Without the file the temporary is all there is.
+  if (file.IsOpen() && (!isWhole || place.Exists())) temporary.Delete(file);
+  return false;
+} catch (const Zef::FileEx&) {
+  return false;
+} catch (const std::bad_alloc&) {
   return false;
 }
 
 bool LoadTagFileSafe(TagContainer& handle, const Zef::PString& root, std::string_view path,
-                     std::string_view extension) {
+                     std::string_view extension) try {
   const Place place(root, path);
   const Place temporary = place.Temporary();
   const TagForm form = TagFormOf(path, extension);
-  if (place.Exists()) {
-    if (!Load(handle, place, form)) return false;
-    temporary.Delete();
+  Zef::File file;
+  if (Load(handle, place, form, file)) {
+    if (handle.IsValid()) temporary.DeleteUnused();
     return true;
   }
-  if (form == TagForm::None || !temporary.IsFile()) return false;
-  if (!Load(handle, temporary, form)) return false;
-  static_cast<void>(Replace(temporary, place));
+  TagContainer left;
+  if (!TakeLeftover(left, temporary, place, form) || !left.IsValid()) return false;
+  handle = std::move(left);
   return true;
+} catch (const Zef::FileEx&) {
+  return false;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 PLID LoadPLIDFromFile(const Zef::PString& root, std::string_view path) {
+  if (!Zef::FileExists(root, path)) return {};
   const Place place(root, path);
-  if (!place.Exists()) return {};
   TagContainer config;
   for (const char* name : {"config.txt", "config.grole"}) {
-    const Place file = place.Beside(name);
-    if (file.Exists() && Load(config, file, TagFormOf(name))) break;
+    Place beside = place.Beside(name);
+    if (beside.root.IsEmpty()) beside.path = NameBeside(beside.path, beside.path);
+    Zef::File file;
+    if (beside.Exists() && Load(config, beside, TagFormOf(name), file)) break;
   }
   return config.GetPLID("plid");
 }

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "kernel/KeyedHash.h"
 #include "kernel/standard/CodePage.h"
 #include "tagdata/Convert.h"
 #include "tagdata/NOLContainerTag.h"
@@ -19,6 +22,8 @@ constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 constexpr std::size_t kMaxKey = 511;
 constexpr std::size_t kMaxNumber = 31;
 constexpr std::size_t kMaxNumberList = 255;
+
+constexpr std::size_t kFilteredDepth = 2;  // the root, and a block in it
 
 /// What a byte means to the reader; sets of them stop its scans.
 enum ByteSet : std::uint16_t {
@@ -64,6 +69,22 @@ bool SpellsIdentifier(std::string_view text) {
                             Zef::EqualFolded(text.substr(0, 6), "<null>"));
 }
 
+/// False for an identifier that is malformed or does not reach to the end of its text.
+bool IsWhole(const PLID& id, std::string_view text) {
+  const std::size_t end = text.find('>');
+  if (id.IsNull() && !Zef::EqualFolded(text.substr(0, end), "<null")) return false;
+  return text.find_first_not_of("> \t", end) == std::string_view::npos;
+}
+
+/// Whether a number that was read modulo 2^32 is the one in the text.
+bool IsWhole(std::int32_t value, std::string_view token) {
+  constexpr std::size_t kAlwaysFit = 9;
+  if (token.size() <= kAlwaysFit) return true;
+  std::int64_t wide = 0;
+  const auto end = std::from_chars(token.data(), token.data() + token.size(), wide);
+  return end.ec == std::errc() && wide == value;
+}
+
 /// The keys that a thread met last: files say the same few again and again, and the pool has a lock
 /// for which all threads of a scan would queue.
 class KeyCache {
@@ -74,6 +95,8 @@ class KeyCache {
   }
 
   const Zef::PString& Find(std::string_view key) {
+    // A thread may outlive the pool, and the texts in here go with it.
+    if (!Zef::PString::PoolExists()) return noKey_;
     Zef::PString& entry = entries_[Slot(key)];
     if (entry.View() != key) entry = Zef::PString(key);
     return entry;
@@ -91,14 +114,15 @@ class KeyCache {
   }
 
   std::array<Zef::PString, kSize> entries_;
+  Zef::PString noKey_;
 };
 
 using Block = Zef::Ref<NOLContainerTag>;
 
 class Reader {
  public:
-  Reader(std::string_view text, TagBlockFilter isWanted)
-      : isUtf8_(text.starts_with(kUtf8Mark)), isWanted_(isWanted) {
+  Reader(std::string_view text, TagFilter filter)
+      : isUtf8_(text.starts_with(kUtf8Mark)), filter_(filter) {
     if (isUtf8_) text.remove_prefix(kUtf8Mark.size());
     at_ = text.data();
     end_ = at_ + text.size();
@@ -109,13 +133,16 @@ class Reader {
     while (true) {
       const std::string_view key = ReadKey();
       if (!key.empty()) {
-        ReadTag(passed_ != 0 ? noKey_ : keys_.Find(key));
+        ReadTagOf(key);
       } else if (!CloseBlock()) {
-        return open_.front().tags->GetCount() == 0 ? TagContainer()
-                                                   : TagContainer(open_.front().tags);
+        const char* const left = Skip(keyBegin_, kSpace | kClose | kZero);
+        losses_.bytesLeft = static_cast<std::uint64_t>(end_ - left);
+        const bool isEmpty = open_.front().tags->GetCount() == 0 && !dropped_;
+        return isEmpty ? TagContainer() : TagContainer(open_.front().tags);
       }
     }
   }
+  const TagTextLosses& Losses() const { return losses_; }
 
  private:
   /// A container that is being read, and the key under which it will be attached.
@@ -141,6 +168,8 @@ class Reader {
   bool IsLineOver(const char* at) const { return at == end_ || (SetOf(*at) & kLineEnd) != 0; }
 
   std::string_view ReadKey();
+  void ReadTagOf(std::string_view key);
+  bool NumberKey(std::string_view key, Zef::PString& number);
   void ReadTag(const Zef::PString& key);
   void ReadNumberOrText(const Zef::PString& key);
   void ReadQuoted(const Zef::PString& key);
@@ -149,16 +178,22 @@ class Reader {
   void StoreList(const Zef::PString& key, std::string_view token);
   void StoreText(const Zef::PString& key, std::string_view text, std::uint16_t met);
   void Put(const Zef::PString& key, std::int32_t type, CoreRef core);
+  void Attach(const Zef::PString& key, ChunkRef chunk);
   void OpenBlockOf(const Zef::PString& key);
-  bool IsKept(const Zef::PString& key) const;
+  /// Notes a key or a value that is kept as far as it was read.
+  void NoteCut(bool isCut) { losses_.cut += static_cast<std::uint64_t>(isCut && passed_ == 0); }
   bool CloseBlock();
 
   const char* at_;
   const char* end_;
+  const char* keyBegin_ = nullptr;  ///< of the key that was read last
   bool isUtf8_;
   std::vector<OpenBlock> open_;
   std::uint64_t passed_ = 0;  ///< open blocks of which nothing is kept
-  const TagBlockFilter isWanted_;
+  TagTextLosses losses_;
+  bool dropped_ = false;  ///< the filter refused a tag
+  const TagFilter filter_;
+  std::unordered_map<std::uint64_t, std::uint32_t> numbered_;
   const Zef::PString noKey_;
   KeyCache& keys_ = KeyCache::OfThread();
   std::array<char, kMaxKey> key_;
@@ -168,12 +203,40 @@ class Reader {
 
 /// The next key, folded; empty at the end of the block.
 std::string_view Reader::ReadKey() {
-  const char* const begin = at_ = Skip(at_, kSpace);
+  keyBegin_ = at_ = Skip(at_, kSpace);
   const std::uint16_t met = FindAny(at_, kSpace | kClose);
-  const std::size_t size = std::min(static_cast<std::size_t>(at_ - begin), key_.size());
-  std::transform(begin, begin + size, key_.begin(), Zef::FoldAscii);
+  const auto length = static_cast<std::size_t>(at_ - keyBegin_);
+  const std::size_t size = std::min(length, key_.size());
+  std::transform(keyBegin_, keyBegin_ + size, key_.begin(), Zef::FoldAscii);
   const std::string_view key(key_.data(), size);
+  NoteCut(size < length || (met & kZero) != 0);
   return (met & kZero) == 0 ? key : UpToZero(key);
+}
+
+void Reader::ReadTagOf(std::string_view key) {
+  if (passed_ != 0) return ReadTag(noKey_);
+  const TagUse use = filter_ == nullptr ? TagUse::Keep : filter_(open_.back().key.View(), key);
+  if (use == TagUse::Keep) return ReadTag(keys_.Find(key));
+  Zef::PString number;
+  if (use == TagUse::Number && NumberKey(key, number)) return ReadTag(number);
+  // Nothing is kept of it, and if it is a block, of what it holds.
+  dropped_ = true;
+  ++passed_;
+  ReadTag(noKey_);
+  --passed_;
+}
+
+/// The number of a key in its block, by the hash of the key: memory for the text would be the
+/// writer's to fill. False when there are too many.
+bool Reader::NumberKey(std::string_view key, Zef::PString& number) {
+  const std::uint64_t hash = Zef::KeyedHash(key);
+  if (numbered_.size() == kMostNumbered && !numbered_.contains(hash)) return false;
+  const auto next = static_cast<std::uint32_t>(numbered_.size());
+  const auto entry = numbered_.try_emplace(hash, next).first;
+  std::array<char, 16> digits;
+  const char* const end = std::to_chars(digits.data(), digits.end(), entry->second).ptr;
+  number = keys_.Find({digits.data(), static_cast<std::size_t>(end - digits.data())});
+  return true;
 }
 
 void Reader::ReadTag(const Zef::PString& key) {
@@ -251,21 +314,25 @@ void Reader::ReadUnquoted(const Zef::PString& key) {
 void Reader::StoreNumber(const Zef::PString& key, std::string_view token) {
   if (passed_ != 0) return;
   const bool isFloat = token.find('.') != std::string_view::npos;
+  const char* const end = token.data() + token.size();
   token = token.substr(0, kMaxNumber);
   const char* at = token.data();
   if (isFloat) {
     float value = 0;
     ScanFloat(at, at + token.size(), value);
+    NoteCut(at != end);
     Put(key, TagFloat, HCSRawDataCore::Copy(&value, sizeof value));
   } else {
     std::int32_t value = 0;
     ScanDecimal(at, at + token.size(), value);
+    NoteCut(at != end || !IsWhole(value, token));
     Put(key, TagInt, HCSRawDataCore::Copy(&value, sizeof value));
   }
 }
 
 void Reader::StoreList(const Zef::PString& key, std::string_view token) {
   if (passed_ != 0) return;
+  bool isCut = token.size() > kMaxNumberList;
   token = token.substr(0, kMaxNumberList);
   numbers_.clear();
   while (true) {
@@ -275,18 +342,25 @@ void Reader::StoreList(const Zef::PString& key, std::string_view token) {
     const char* at = token.data();
     float value = 0;
     ScanFloat(at, at + size, value);
+    isCut = isCut || std::any_of(at, token.data() + size, [](char c) { return c != '\t'; });
     numbers_.push_back(value);
     token.remove_prefix(size);
   }
+  NoteCut(isCut);
   Put(key, TagFloat, HCSRawDataCore::Copy(numbers_.data(), numbers_.size() * sizeof(float)));
 }
 
 void Reader::StoreText(const Zef::PString& key, std::string_view text, std::uint16_t met) {
   if (passed_ != 0) return;
-  if ((met & kZero) != 0) text = UpToZero(text);
+  if ((met & kZero) != 0) {
+    text = UpToZero(text);
+    NoteCut(true);
+  }
   if (!text.empty() && SpellsIdentifier(text)) {
+    const PLID id(text, /*strict=*/false);
+    NoteCut(!IsWhole(id, text));
     std::uint32_t words[2];
-    PLID(text, /*strict=*/false).Pack(&words[1], &words[0]);
+    id.Pack(&words[1], &words[0]);
     Put(key, TagPLID, HCSRawDataCore::Copy(words, sizeof words));
   } else if ((met & kHigh) != 0 && !isUtf8_) {
     Put(key, TagString, HCSRawDataCore::CopyText(Zef::ToUtf8(text)));
@@ -296,24 +370,31 @@ void Reader::StoreText(const Zef::PString& key, std::string_view text, std::uint
 }
 
 void Reader::Put(const Zef::PString& key, std::int32_t type, CoreRef core) {
-  if (passed_ == 0) open_.back().tags->Put(key, ChunkRef(new NOLDataTag(type, std::move(core))));
+  if (passed_ == 0) Attach(key, ChunkRef(new NOLDataTag(type, std::move(core))));
+}
+
+void Reader::Attach(const Zef::PString& key, ChunkRef chunk) {
+  NOLContainerTag& tags = *open_.back().tags;
+  const std::uint32_t before = tags.GetCount();
+  tags.Put(key, std::move(chunk));
+  losses_.replaced += static_cast<std::uint64_t>(tags.GetCount() == before);
 }
 
 void Reader::OpenBlockOf(const Zef::PString& key) {
   if (passed_ != 0) {
     ++passed_;
-  } else if (IsKept(key)) {
-    open_.push_back({key, Block(new NOLContainerTag)});
-  } else {
-    open_.back().tags->Put(key, ChunkRef(new NOLContainerTag));
+  } else if (open_.size() > kMaxTagDepth) {
+    // A container here, empty as it may be, is one that no writer takes.
+    Put(key, TagNull, nullptr);
+    ++losses_.tooDeep;
     ++passed_;
+  } else if (open_.size() == kFilteredDepth && filter_ != nullptr) {
+    Attach(key, ChunkRef(new NOLContainerTag));
+    ++passed_;
+  } else {
+    numbered_.clear();
+    open_.push_back({key, Block(new NOLContainerTag)});
   }
-}
-
-/// False for a block that stays empty: a refused one, and the deepest container that writers take.
-bool Reader::IsKept(const Zef::PString& key) const {
-  if (open_.size() > 1 || isWanted_ == nullptr) return open_.size() < kMaxTagDepth;
-  return isWanted_(key.View());
 }
 
 /// Attaches the block that ends here to the one around it; false at the top.
@@ -323,7 +404,7 @@ bool Reader::CloseBlock() {
   } else if (open_.size() > 1) {
     OpenBlock block = std::move(open_.back());
     open_.pop_back();
-    open_.back().tags->Put(block.key, std::move(block.tags));
+    Attach(block.key, std::move(block.tags));
   } else {
     return false;
   }
@@ -334,6 +415,9 @@ bool Reader::CloseBlock() {
 
 }  // namespace
 
-void ReadTagText(TagContainer& out, std::string_view bytes, TagBlockFilter isWanted) {
-  out = Reader(bytes, isWanted).Read();
+void ReadTagText(TagContainer& out, std::string_view bytes, TagFilter filter,
+                 TagTextLosses* losses) {
+  Reader reader(bytes, filter);
+  out = reader.Read();
+  if (losses != nullptr) *losses = reader.Losses();
 }

@@ -21,8 +21,9 @@ constexpr std::size_t kTabWidth = 8;
 /// Braces, line ends and the like of one line, besides key and value.
 constexpr std::uint64_t kLineSize = 8;
 
-std::uint64_t LineSize(std::string_view key, const HCSChunk& chunk) {
-  return kLineSize + key.size() + chunk.GetDataSize();
+std::uint64_t LineSize(std::string_view key, const HCSChunk& chunk, std::size_t depth) {
+  const std::size_t indents = chunk.GetType() == TagSoup ? 2 * depth : depth;
+  return kLineSize + indents + key.size() + chunk.GetDataSize();
 }
 
 char CleanKeyByte(char byte) {
@@ -42,15 +43,20 @@ void AppendValue(std::string& out, std::string_view text, bool isText) {
   if (quoted) out.push_back('"');
 }
 
-/// Everything of a value's line that stands behind its key.
-void AppendValueOf(std::string& out, const HCSChunk& chunk, std::size_t column) {
+/// Whether every value of a payload of this type has a text.
+bool IsNumber(std::int32_t type) { return type == TagInt || type == TagFloat; }
+
+/// Everything of a value's line that stands behind its key. False for numbers of which there are
+/// too many for any text.
+bool AppendValueOf(std::string& out, const HCSChunk& chunk, std::size_t column) {
   const bool isText = IsText(chunk.GetType());
   const CoreRef core =
       isText ? chunk.GetCore() : ConvertTagData(chunk.GetType(), chunk.GetCore(), TagString);
   const std::string_view text = core ? core->Text() : std::string_view();
-  if (text.empty()) return;
+  if (text.empty()) return !IsNumber(chunk.GetType()) || chunk.GetDataSize() < sizeof(float);
   if (column < kValueTab) out.append(kValueTab - column, '\t');
   AppendValue(out, text, isText);
+  return true;
 }
 
 }  // namespace
@@ -71,17 +77,18 @@ bool AppendTagText(std::string& out, const TagContainer& root) {
   std::string_view key;
   ChunkRef chunk;
   while (!open.empty()) {
+    if (out.size() - begin > kMaxTextSize) return false;
     const std::size_t depth = open.size() - 1;
     if (open.back() == nullptr || !open.back()->Next(key, chunk)) {
       open.pop_back();
       if (depth != 0) out.append(depth - 1, '\t').append("}\r\n");
       continue;
     }
-    if (!budget.Take(key, *chunk) || out.size() - begin > kMaxTextSize) return false;
+    if (!budget.Take(key, *chunk, depth)) return false;
     const std::string clean = CleanTagKey(key);
     out.append(depth, '\t').append(clean);
     if (chunk->GetType() != TagSoup) {
-      AppendValueOf(out, *chunk, clean.size() / kTabWidth + depth);
+      if (!AppendValueOf(out, *chunk, clean.size() / kTabWidth + depth)) return false;
       out.append("\r\n");
       continue;
     }

@@ -15,7 +15,7 @@ namespace {
 /// Copies may make this many nodes of any tree, some 64 MiB.
 constexpr std::uint64_t kNodeAllowance = 0x40000;
 
-/// Calls `visit(key, chunk)` for the first tag of each key at any depth, as long as it gives
+/// Calls `visit(key, chunk, depth)` for the first tag of each key at any depth, as long as it gives
 /// true. Linear, whatever repeats itself.
 template <class Visit>
 void WalkFirsts(const HCSChunk& root, const Visit& visit) {
@@ -29,7 +29,7 @@ void WalkFirsts(const HCSChunk& root, const Visit& visit) {
       continue;
     }
     if (!open.back()->IsFirst()) continue;
-    if (!visit(key, child)) return;
+    if (!visit(key, child, open.size() - 1)) return;
     if (child->GetType() == TagSoup && open.size() <= kMaxTagDepth) open.push_back(child->Tags());
   }
 }
@@ -57,7 +57,7 @@ bool CopyTags(const ChunkRef& target, std::unique_ptr<TagCursor> tags, TagBudget
       if (!open.empty()) open.back().target->AddTag(done.key, done.target);
       continue;
     }
-    if (!budget.Take(key, *child)) return false;
+    if (!budget.Take(key, *child, open.size() - 1)) return false;
     Zef::PString childKey = key.data() == nullptr ? Zef::PString() : Zef::PString(key);
     const std::int32_t type = child->GetType();
     ChunkRef copy = top.target->CreateTag(type, type != TagNull ? child->GetCore() : nullptr);
@@ -99,8 +99,8 @@ PLID IdOfTag(const ChunkRef& chunk) {
 
 std::uint64_t TagBudget::Measure() const {
   std::uint64_t total = 0;
-  WalkFirsts(*root_, [&](std::string_view key, const ChunkRef& chunk) {
-    total += cost_(key, *chunk);
+  WalkFirsts(*root_, [&](std::string_view key, const ChunkRef& chunk, std::size_t depth) {
+    total += cost_(key, *chunk, depth);
     return total < kMaxMeasure;
   });
   return total;
@@ -114,15 +114,16 @@ bool TagContainer::CopyFrom(const TagContainer& source) {
   if (type != TagNull && type != TagSoup) chunk_->SetData(type, from->GetCore());
   std::unique_ptr<TagCursor> tags = from ? from->Tags() : nullptr;
   chunk_->RemoveAllTags();
-  TagBudget budget(from.Get(), kNodeAllowance,
-                   [](std::string_view, const HCSChunk&) -> std::uint64_t { return 1; });
+  TagBudget budget(
+      from.Get(), kNodeAllowance,
+      [](std::string_view, const HCSChunk&, std::size_t) -> std::uint64_t { return 1; });
   return CopyTags(chunk_, std::move(tags), budget);
 }
 
 void TagContainer::CollectPLIDs(std::vector<PLID>& list) const {
   if (!chunk_) return;
   IdCollector ids(list);
-  WalkFirsts(*chunk_, [&](std::string_view, const ChunkRef& chunk) {
+  WalkFirsts(*chunk_, [&](std::string_view, const ChunkRef& chunk, std::size_t) {
     const std::int32_t type = chunk->GetType();
     if (type == TagString || type == TagPLID) ids.Add(IdOfTag(chunk));
     return true;

@@ -9,22 +9,22 @@
 #include <vector>
 
 #include "apps/quarle/Commands.h"
-#include "apps/quarle/FileCopy.h"
 #include "apps/quarle/IndexFiles.h"
 #include "apps/quarle/JsonWriter.h"
+#include "apps/quarle/OlderIndex.h"
 #include "apps/quarle/Progress.h"
 #include "apps/quarle/Utf8.h"
 #include "database/ClassTables.h"
 #include "database/ContentScan.h"
 #include "environment/IpcLock.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/platform/FolderReader.h"
 #include "kernel/standard/CodePage.h"
 
 namespace {
 
 namespace Platform = Zef::Platform;
 
-constexpr const char* kBackupSuffix = ".bak";
 constexpr std::size_t kListed = 20;  // skipped folders, unless all are asked for
 
 /// A folder below the root that holds assets, and the number of folders down to them.
@@ -35,14 +35,16 @@ struct Area {
 constexpr std::array<Area, 4> kAreas = {
     {{"world", 3}, {"trains", 2}, {"local", 1}, {"editing", 1}}};
 
-/// Entries so many levels down: about how many folders a scan will look at.
-std::uint64_t CountEntries(const std::string& folder, int depth) {
-  std::vector<std::string> names;
-  if (!Platform::ListFolder(folder, &names)) return 0;
-  if (depth == 1) return names.size();
+/// Folders so many levels down, which a scan will look at. Like the scan it follows no links.
+std::uint64_t CountFolders(const Platform::FolderReader& folder, int depth) {
+  Platform::FolderListing entries;
+  if (!folder.IsOpen() || !folder.List(&entries)) return 0;
+  if (depth == 1) return entries.CountOf(Platform::EntryKind::Folder);
   std::uint64_t count = 0;
-  const std::string prefix = folder + "/";
-  for (const std::string& name : names) count += CountEntries(prefix + name, depth - 1);
+  for (std::size_t at = 0; at < entries.Count(); ++at) {
+    if (entries.Kind(at) != Platform::EntryKind::Folder) continue;
+    count += CountFolders(folder.OpenFolder(entries.Name(at)), depth - 1);
+  }
   return count;
 }
 
@@ -75,7 +77,8 @@ ScanReport Scan(const IndexBuildOptions& options, const std::string& root,
   std::uint64_t total = 0;
   if (Progress::IsWanted(common)) {
     for (const Area& area : kAreas) {
-      total += CountEntries(Platform::ResolveCase(root, area.name), area.depth);
+      const Platform::FolderReader folder(Platform::ResolveCase(root, area.name));
+      total += CountFolders(folder, area.depth);
     }
   }
   Progress progress(common, "scanning " + Quoted(options.root), total);
@@ -90,7 +93,7 @@ ScanReport Scan(const IndexBuildOptions& options, const std::string& root,
 /// What was built, for the two forms of the report.
 struct Result {
   std::string file;
-  std::string backup;  ///< empty when none was made
+  OlderIndex older;
   std::uint64_t records = 0;
   ScanReport scan;
   std::map<std::string_view, std::uint64_t> classes;  ///< records by the name of their class
@@ -134,12 +137,18 @@ void ReportJson(const Result& result) {
     json.EndObject();
   }
   json.EndArray();
-  if (result.backup.empty()) {
-    json.Null("backup");
-  } else {
-    json.Text("backup", result.backup);
-  }
+  json.BeginArray("backups");
+  for (const std::string& copy : result.older.copies) json.TextItem(copy);
+  json.EndArray();
   json.EndObject();
+}
+
+void ListReasons(const ScanReport& scan) {
+  for (std::size_t i = 0; i < kScanOutcomes; ++i) {
+    const auto outcome = static_cast<ScanOutcome>(i);
+    if (scan.counts[i] == 0 || !HasReason(outcome)) continue;
+    Print("  " + std::to_string(scan.counts[i]) + " " + ScanOutcomeText(outcome) + "\n");
+  }
 }
 
 void ListMessages(const ScanReport& scan, bool all) {
@@ -165,16 +174,12 @@ void ReportText(const Result& result, bool verbose) {
   }
   if (!scan.messages.empty()) {
     Print(Emphasised(Emphasis::Warning, "Not or not wholly taken in") + "\n");
+    ListReasons(scan);
     ListMessages(scan, verbose);
   }
-  if (!result.backup.empty()) Print("The index as it was: " + Quoted(result.backup) + "\n");
-}
-
-/// The older index may know what no folder tells, such as the download catalogue.
-bool KeepOlder(const IndexBuildOptions& options, Result& result) {
-  if (options.noBackup || !Platform::Exists(result.file)) return true;
-  result.backup = result.file + kBackupSuffix;
-  return CopyFileWhole(result.file, result.backup);
+  for (const std::string& copy : result.older.copies) {
+    Print("The index as it was: " + Quoted(copy) + "\n");
+  }
 }
 
 }  // namespace
@@ -208,9 +213,12 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
   for (const MUKAsset* record : index.AllRecords()) {
     ++result.classes[ClassName(record->category.View())];
   }
-  if (!KeepOlder(options, result)) {
-    return Fail("cannot keep a copy of the index as " + Quoted(result.backup) +
-                "; make room there, or go without one by --no-backup");
+  if (!options.noBackup) {
+    result.older = KeepOlderIndex(target.file, target.folder, target.isDatabase);
+  }
+  if (!result.older.failed.empty()) {
+    return Fail("cannot keep a copy of " + Quoted(result.older.failed) + " beside " +
+                Quoted(target.file) + "; make room there, or go without one by --no-backup");
   }
   if (!index.Save(target.file, {.toDevice = true})) {
     return Fail("cannot write the index " + Quoted(target.file) +

@@ -17,15 +17,21 @@ bool IsText(const HCSChunk& chunk) {
   return chunk.GetType() == TagString || chunk.GetType() == TagStringAlt;
 }
 
-std::string_view TextOf(const CoreRef& core) { return core ? core->Text() : std::string_view(); }
+std::string_view BytesOf(const HCSChunk& chunk) {
+  if (chunk.GetDataSize() == 0) return {};
+  return {reinterpret_cast<const char*>(chunk.GetData()), chunk.GetDataSize()};
+}
+
+/// A text without the zeros that close it; it may hold others.
+std::string_view TextOf(const HCSChunk& chunk) {
+  const std::string_view bytes = BytesOf(chunk);
+  return bytes.substr(0, bytes.find_last_not_of('\0') + 1);
+}
 
 bool IsSame(const HCSChunk& a, const HCSChunk& b) {
-  if (IsText(a) && IsText(b)) return TextOf(a.GetCore()) == TextOf(b.GetCore());
+  if (IsText(a) && IsText(b)) return TextOf(a) == TextOf(b);
   if (a.GetType() != b.GetType()) return false;
-  const auto bytes = [](const HCSChunk& chunk) {
-    return std::string_view(reinterpret_cast<const char*>(chunk.GetData()), chunk.GetDataSize());
-  };
-  return a.GetType() == TagNull || bytes(a) == bytes(b);
+  return a.GetType() == TagNull || BytesOf(a) == BytesOf(b);
 }
 
 std::string Described(const HCSChunk& chunk) {
@@ -62,7 +68,7 @@ class Comparison {
     ++count_;
     const std::size_t size = path_.size();
     Enter(key);
-    found_(path_, change);
+    found_(TagPathText(path_), change);
     path_.resize(size);
   }
   void Enter(std::string_view key) {
@@ -106,7 +112,9 @@ void Comparison::Compare(std::string_view key, const ChunkRef& before) {
     Open(before, after);
     Enter(key);
   } else if (!IsSame(*before, *after)) {
-    Tell(key, Described(*before) + " becomes " + Described(*after));
+    const bool isLonger = IsText(*before) && TextOf(*before).find('\0') != std::string_view::npos;
+    Tell(key, Described(*before) + (isLonger ? " and what follows its zero byte" : "") +
+                  " becomes " + Described(*after));
   }
 }
 

@@ -11,8 +11,8 @@
 
 class TagContainer;
 
-/// Receives one tag that is not what it was: its keys from the root on with "/" between, and what
-/// happened. Both are fit for a terminal.
+/// Receives one tag that is not what it was: its keys from the root on with "/" between, without
+/// the middle where they are many, and what happened. Both are fit for a terminal.
 using TagChangeFound = std::function<void(std::string_view path, std::string_view change)>;
 
 /// Gives the number of changes.

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "apps/quarle/JsonWriter.h"
@@ -69,14 +68,6 @@ void WriteValue(JsonWriter& json, const HCSChunk& chunk) {
   }
 }
 
-using Identities = std::unordered_set<const std::byte*>;
-
-/// Nodes on the heap have no identity, and no copies either.
-bool IsFirst(const HCSChunk& container, Identities& shown) {
-  const std::byte* const identity = container.Identity();
-  return identity == nullptr || shown.insert(identity).second;
-}
-
 }  // namespace
 
 const char* TagTypeName(std::int32_t type) {
@@ -87,7 +78,6 @@ const char* TagTypeName(std::int32_t type) {
 void WriteTags(JsonWriter& json, std::string_view key, const TagContainer& tags) {
   json.BeginArray(key);
   std::vector<std::unique_ptr<TagCursor>> open;
-  Identities shown;
   if (tags.Chunk()) open.push_back(tags.Chunk()->Tags());
   std::string_view name;
   ChunkRef child;
@@ -102,14 +92,14 @@ void WriteTags(JsonWriter& json, std::string_view key, const TagContainer& tags)
     json.BeginObject();
     json.Text("key", name);
     json.Text("type", TagTypeName(child->GetType()));
-    if (child->GetType() != TagSoup) {
+    if (!open.back()->IsFirst() || open.size() > kMaxTagDepth) {
+      json.Bool("repeated", true);
+    } else if (child->GetType() != TagSoup) {
       WriteValue(json, *child);
-    } else if (open.size() <= kMaxTagDepth && IsFirst(*child, shown)) {
+    } else {
       json.BeginArray("tags");
       open.push_back(child->Tags());
       continue;
-    } else {
-      json.Bool("repeated", true);
     }
     json.EndObject();
   }

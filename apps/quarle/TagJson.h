@@ -15,6 +15,6 @@ const char* TagTypeName(std::int32_t type);
 /// its value, or the array of its own tags. Binary is hexadecimal, identifiers are in tag form,
 /// several numbers of one tag are an array.
 ///
-/// Of several containers with one key every one stands for the first; those after it say
-/// "repeated" instead of their tags, so that no small file makes an endless document.
+/// Of several tags with one key every one stands for the first; those after it say "repeated"
+/// instead of its value or tags, so that no small file makes an endless document.
 void WriteTags(JsonWriter& json, std::string_view key, const TagContainer& tags);

@@ -1,5 +1,6 @@
 #include "apps/quarle/TagShown.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -13,19 +14,31 @@
 namespace {
 
 constexpr std::size_t kMostShown = 100;
+constexpr std::size_t kMostShownOfPath = 200;
 constexpr std::string_view kMore = "...";
+
+bool IsInsideCharacter(std::string_view text, std::size_t at) {
+  return (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+}
 
 /// At most `size` bytes, no character cut.
 std::string_view Head(std::string_view text, std::size_t size) {
   if (text.size() <= size) return text;
-  const auto isInside = [&](std::size_t at) {
-    return (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
-  };
-  while (size > 0 && isInside(size)) --size;
+  while (size > 0 && IsInsideCharacter(text, size)) --size;
   return text.substr(0, size);
 }
 
-std::string StringText(std::string_view text) {
+std::string_view Tail(std::string_view text, std::size_t size) {
+  std::size_t at = text.size() - std::min(size, text.size());
+  while (at < text.size() && IsInsideCharacter(text, at)) ++at;
+  return text.substr(at);
+}
+
+/// Looks at no more of a payload than is shown.
+std::string StringText(const HCSChunk& chunk) {
+  const char* const bytes = reinterpret_cast<const char*>(chunk.GetData());
+  const std::size_t seen = std::min<std::size_t>(chunk.GetDataSize(), kMostShown + 1);
+  const std::string_view text(bytes, seen == 0 ? 0 : strnlen(bytes, seen));
   const std::string_view head = Head(text, kMostShown);
   std::string line;
   for (const char c : head) {
@@ -70,14 +83,13 @@ std::string HexText(const HCSChunk& chunk) {
 }  // namespace
 
 std::string TagValueText(const HCSChunk& chunk) {
-  const CoreRef core = chunk.GetCore();
   switch (chunk.GetType()) {
     case TagNull:
     case TagSoup:
       return {};
     case TagString:
     case TagStringAlt:
-      return StringText(core ? core->Text() : std::string_view());
+      return StringText(chunk);
     case TagFloat:
       return NumbersText<float>(chunk);
     case TagInt:
@@ -92,4 +104,10 @@ std::string TagValueText(const HCSChunk& chunk) {
     default:
       return HexText(chunk);
   }
+}
+
+std::string TagPathText(std::string_view path) {
+  if (path.size() <= kMostShownOfPath) return std::string(path);
+  constexpr std::size_t kHalf = kMostShownOfPath / 2;
+  return std::string(Head(path, kHalf)).append(kMore).append(Tail(path, kHalf));
 }

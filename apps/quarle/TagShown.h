@@ -1,8 +1,9 @@
-// TagShown: what a reader sees of one tag.
+// TagShown: what a reader sees of one tag, cut to a line of some hundred characters.
 
 #pragma once
 
 #include <string>
+#include <string_view>
 
 class HCSChunk;
 
@@ -10,3 +11,6 @@ class HCSChunk;
 /// "\n" for line breaks, several numbers with commas between, binary as hexadecimal. Empty for a
 /// null tag and a container.
 std::string TagValueText(const HCSChunk& chunk);
+
+/// A path of keys, well-formed UTF-8, without the middle of a long one.
+std::string TagPathText(std::string_view path);

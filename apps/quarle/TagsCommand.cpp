@@ -14,9 +14,10 @@
 #include "apps/quarle/TagShown.h"
 #include "apps/quarle/Utf8.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/standard/RootFiles.h"
 #include "tagdata/NOLBinaryFile.h"
 #include "tagdata/TagFiles.h"
-#include "tagdata/TagTextWriter.h"
+#include "tagdata/TagTextReader.h"
 
 namespace {
 
@@ -44,7 +45,8 @@ std::string LoadFailure(const std::string& path) {
 }
 
 /// False, with the failure's line printed, for a file that is not whole.
-bool LoadTags(const std::string& path, const CommonOptions& common, TagContainer& tags) {
+bool LoadTags(const std::string& path, const CommonOptions& common, TagContainer& tags,
+              TagTextLosses* losses = nullptr) {
   const TagForm form = TagFormOf(path);
   if (form == TagForm::None) {
     static_cast<void>(FailForm(path));
@@ -54,7 +56,7 @@ bool LoadTags(const std::string& path, const CommonOptions& common, TagContainer
   bool loaded = false;
   {
     const Progress progress(common, "loading " + Quoted(path));
-    loaded = LoadTagFile(tags, {}, exact);
+    loaded = LoadTagFile(tags, {}, exact, {}, losses);
   }
   std::string why;
   if (!loaded) {
@@ -78,6 +80,8 @@ std::string TagLine(std::string_view key, const HCSChunk& chunk, bool isFirst) {
   std::string note = TagTypeName(chunk.GetType());
   if (chunk.GetType() == TagSoup) {
     note = isFirst ? Counted(chunk.GetCount(), "tag") : "container, repeated";
+  } else if (!isFirst) {
+    note += ", repeated";
   } else if (const std::string value = TagValueText(chunk); !value.empty()) {
     line += " = " + value;
   }
@@ -111,13 +115,68 @@ void Draw(const TagContainer& root) {
   }
 }
 
-/// Why the tree was not written: by itself, or because of the place it goes to.
-std::string SaveFailure(const std::string& path, const TagContainer& tags) {
-  std::string text;
-  if (TagFormOf(path) == TagForm::Text && !AppendTagText(text, tags)) {
-    return "the tree repeats its keys too often; remove the repeats";
+constexpr const char* kTreeRefused =
+    "the tree repeats its keys too often or is too large; remove the repeats";
+constexpr const char* kNotWritten =
+    "see whether its folder is there, who may write there, and whether there is room";
+
+void CopyPermissions(const std::string& from, const std::string& to) {
+  const Zef::Platform::FileHandle source = Zef::Platform::OpenFile(from, {});
+  const Zef::Platform::FileHandle target = Zef::Platform::OpenFile(to, {});
+  if (source != Zef::Platform::kNoFile && target != Zef::Platform::kNoFile) {
+    Zef::Platform::CopyPermissions(source, target);
   }
-  return "see whether its folder is there, who may write it, and whether there is room";
+  if (source != Zef::Platform::kNoFile) Zef::Platform::CloseFile(source);
+  if (target != Zef::Platform::kNoFile) Zef::Platform::CloseFile(target);
+}
+
+/// Writes the tree to a file of its own beside `path` and puts that in its place: a failure leaves
+/// what was there. Null, or why it failed.
+const char* SaveTags(const std::string& path, const TagContainer& tags) {
+  namespace Platform = Zef::Platform;
+  Platform::FileInfo old;
+  const bool isThere = Platform::GetInfo(path, &old);
+  if (isThere && old.folder) return "it is a folder; name a file";
+  if (isThere && old.readOnly) return "it is read-only; make it writable or name another file";
+  const std::string target = isThere ? Platform::CanonicalPath(path) : path;
+  const std::size_t name = target.find_last_of("/\\") + 1;
+  const std::string folder = Platform::CanonicalPath(name == 0 ? "." : target.substr(0, name));
+  std::string temporary;
+  if (folder.empty() || !Zef::CreateTemporaryFilePath({}, folder, "tags-", "tmp", temporary)) {
+    return kNotWritten;
+  }
+  TagSaveFailure failure = TagSaveFailure::None;
+  const std::string_view extension = std::string_view(path).substr(path.rfind('.') + 1);
+  if (SaveTagFile(tags, {}, temporary, extension, &failure)) {
+    if (isThere) CopyPermissions(target, temporary);
+    if (Platform::Replace(temporary, target)) return nullptr;
+  }
+  static_cast<void>(Platform::DeleteFile(temporary));
+  return failure == TagSaveFailure::Tree ? kTreeRefused : kNotWritten;
+}
+
+/// Each kind of loss in the words of a reader, and by its name in JSON.
+struct Loss {
+  std::uint64_t TagTextLosses::*count;
+  const char* noun;
+  const char* told;
+  const char* name;
+};
+constexpr Loss kLosses[] = {
+    {&TagTextLosses::bytesLeft, "byte", "behind a closing brace that closes no block", "bytesLeft"},
+    {&TagTextLosses::replaced, "tag", "replaced by a later tag of the same key", "replaced"},
+    {&TagTextLosses::cut, "token", "not read to the end", "cut"},
+    {&TagTextLosses::tooDeep, "block", "nested too deep", "tooDeep"},
+};
+
+void TellLosses(const std::string& input, const TagTextLosses& losses) {
+  std::string list;
+  for (const Loss& loss : kLosses) {
+    const std::uint64_t count = losses.*loss.count;
+    if (count == 0) continue;
+    list.append("\n  ").append(Counted(count, loss.noun)).append(" ").append(loss.told);
+  }
+  if (losses.Any()) Warn("not everything in " + Quoted(input) + " is read:" + list);
 }
 
 void TellChanges(const std::string& output, const TagContainer& before, const TagContainer& after) {
@@ -134,12 +193,15 @@ void TellChanges(const std::string& output, const TagContainer& before, const Ta
   Warn(Counted(count, "tag") + " will not read back from " + Quoted(output) + " as before:" + list);
 }
 
-void WriteChanges(const TagsOptions& options, const TagContainer& before,
-                  const TagContainer& after) {
+void WriteChanges(const TagsOptions& options, const TagTextLosses& losses,
+                  const TagContainer& before, const TagContainer& after) {
   JsonWriter json;
   json.BeginObject();
   json.Text("input", options.file);
   json.Text("output", options.output);
+  json.BeginObject("unread");
+  for (const Loss& loss : kLosses) json.Unsigned(loss.name, losses.*loss.count);
+  json.EndObject();
   json.BeginArray("changes");
   FindTagChanges(before, after, [&](std::string_view path, std::string_view change) {
     json.NewLine();
@@ -170,19 +232,19 @@ int RunTagsShow(const TagsOptions& options, const CommonOptions& common) {
 
 int RunTagsConvert(const TagsOptions& options, const CommonOptions& common) {
   TagContainer before;
+  TagTextLosses losses;
   if (TagFormOf(options.output) == TagForm::None) return FailForm(options.output);
-  if (!LoadTags(options.file, common, before)) return kFailed;
-  const std::string output = ExactPath(options.output);
-  if (!SaveTagFile(before, {}, output)) {
-    return Fail("cannot write the tag file " + Quoted(options.output) + ": " +
-                SaveFailure(output, before));
+  if (!LoadTags(options.file, common, before, &losses)) return kFailed;
+  if (const char* const why = SaveTags(options.output, before)) {
+    return Fail("cannot write the tag file " + Quoted(options.output) + ": " + why);
   }
   TagContainer after;
   if (!LoadTags(options.output, common, after)) return kFailed;
   if (common.json) {
-    WriteChanges(options, before, after);
+    WriteChanges(options, losses, before, after);
     return kDone;
   }
+  TellLosses(options.file, losses);
   TellChanges(options.output, before, after);
   if (!common.quiet) {
     Print(Quoted(options.file) + " is written as " + Quoted(options.output) + ": " +

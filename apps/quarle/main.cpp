@@ -139,7 +139,8 @@ void AddIndexBuild(CLI::App& index, CommandLine& line) {
   build->add_flag("--built-in", options.builtIn,
                   "Mark what lies in world and trains as the product's own, which a diff compares");
   build->add_flag("--archives-only", options.archivesOnly, "Look at the archives in world alone");
-  build->add_flag("--no-backup", options.noBackup, "Keep no copy of an older index as FILE.bak");
+  build->add_flag("--no-backup", options.noBackup,
+                  "Keep no copy of an older index as FILE.bak, FILE.bak2...");
   build->add_flag("-v,--verbose", options.verbose, "List every folder that was skipped");
   AddCommon(*build, line.common);
   build->callback([&] { line.run = [&] { return RunIndexBuild(line.indexBuild, line.common); }; });

@@ -82,6 +82,9 @@ struct FileInfo {
 [[nodiscard]] bool GetInfoNoFollow(const std::string& path, FileInfo* info);
 [[nodiscard]] bool Exists(const std::string& path);
 [[nodiscard]] bool IsFolder(const std::string& path);
+/// True when nothing stands at the path. False also when the system will not say, for want of a
+/// permission or by an error of the device.
+[[nodiscard]] bool IsGone(const std::string& path);
 
 /// Removes a file (never a folder). A link is removed, not what it points to.
 [[nodiscard]] bool DeleteFile(const std::string& path);

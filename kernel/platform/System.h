@@ -35,6 +35,8 @@ void SleepMilliseconds(std::uint32_t milliseconds);
 [[nodiscard]] bool GetEnvironment(const char* name, std::string* value);
 /// Path of the loaded module (program or library) that holds this code.
 [[nodiscard]] std::string ModulePath();
+/// Path of the running program; empty when the system does not tell.
+[[nodiscard]] std::string ProgramPath();
 
 /// Path of the running program, whichever module asks; empty when the system does not tell.
 [[nodiscard]] std::string ProgramPath();
@@ -49,6 +51,10 @@ class Library {
   Library() = default;
   /// Loads `path`; on failure the object is empty and `error` (may be null) says why.
   Library(const std::string& path, std::string* error);
+  /// The running program with what it was linked with.
+  [[nodiscard]] static Library Program();
+  /// Loads a file by its name, without folders, from where the system looks for libraries.
+  [[nodiscard]] static Library FromLoaderPath(const std::string& name);
   ~Library();
   Library(Library&& other) noexcept;
   Library& operator=(Library&& other) noexcept;
@@ -56,8 +62,12 @@ class Library {
   explicit operator bool() const { return handle_ != nullptr; }
   /// Address of an exported name, or null.
   [[nodiscard]] void* Symbol(const char* name) const;
+  /// Leaves the library in the process for good; the object is then empty.
+  void Keep() { handle_ = nullptr; }
 
  private:
+  explicit Library(void* handle) : handle_(handle) {}
+
   void* handle_ = nullptr;
 };
 

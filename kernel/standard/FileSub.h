@@ -1,9 +1,9 @@
 // FileSub: one source of files behind a substitution name ("data:config.txt"), a folder or an
 // archive. Sources are registered with Subst (Subst.h) and asked in order, newest first.
 //
-// All operations but CloseFile, Version and IsKind run under the list's lock. A source counts the files
-// open on it and the searches in it; one that was removed from the list lives, unavailable, until
-// the last of them is closed. The base class answers false or nothing to everything.
+// All operations but CloseFile, Version and IsKind run under the list's lock. A source counts the
+// files open on it and the searches in it; one that was removed from the list lives, unavailable,
+// until the last of them is closed. The base class answers false or nothing to everything.
 
 #pragma once
 

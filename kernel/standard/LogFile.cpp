@@ -34,8 +34,7 @@ void LogFile::Write(std::string_view text) noexcept {
     WriteNow(text);
     return;
   }
-  std::memcpy(buffer_ + buffered_, text.data(), text.size());
-  buffered_ += text.size();
+  buffered_ += text.copy(buffer_ + buffered_, text.size());
 }
 
 void LogFile::Flush() noexcept {

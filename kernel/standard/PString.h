@@ -17,11 +17,13 @@
 #include <string_view>
 #include <utility>
 
+#include "kernel/platform/Export.h"
+
 namespace Zef {
 
 class StringPool;
 
-class PString {
+class ZEF_API PString {
  public:
   /// What a handle points to; the zero-terminated text follows it. Never changed while shared.
   struct Record {
@@ -87,11 +89,13 @@ class PString {
   /// The pointer value, for tables keyed by identity.
   std::uintptr_t Key() const { return reinterpret_cast<std::uintptr_t>(record_); }
 
+  /// False once the pool is torn down, which takes all records along: handles that are left must
+  /// not be looked into, and let go of nothing.
+  static bool PoolExists() { return pool_.load(std::memory_order_relaxed) != nullptr; }
+
  private:
   friend class StringPool;
 
-  // The pool takes all records along when it goes: a handle that outlives it lets go of nothing.
-  static bool PoolExists() { return pool_.load(std::memory_order_relaxed) != nullptr; }
   static Record* AddReference(Record* record) noexcept {
     if (record == nullptr || !PoolExists()) return nullptr;
     record->references.fetch_add(1, std::memory_order_relaxed);

@@ -18,11 +18,15 @@
 namespace Zef {
 namespace {
 
+/// False for a path that the operating system would take to end sooner than we do.
+bool IsWhole(std::string_view path) { return path.find('\0') == std::string_view::npos; }
+
 /// A path with the substitution it lies below; `valid` is false for one that would depend on the
-/// current folder.
+/// current folder, or is not what it seems.
 struct RootedPath {
   RootedPath(const PString& rootName, std::string_view text) : root(rootName) {
     if (root.IsEmpty()) valid = FindSubst(text, &root, &text) || Platform::IsRooted(text);
+    valid = valid && IsWhole(text);
     path = text;
   }
 
@@ -31,17 +35,20 @@ struct RootedPath {
   bool valid = true;
 };
 
-std::string_view WithoutTrailingSeparators(std::string_view path) {
-  return path.substr(0, path.find_last_not_of(FilePath::kSeparators) + 1);
-}
-
-bool HasParentComponent(std::string_view path) {
+/// Each component of a path behind a "/", those aside that lead nowhere.
+std::string Normalised(std::string_view path) {
+  std::string result;
   while (!path.empty()) {
     const std::size_t size = std::min(path.find_first_of(FilePath::kSeparators), path.size());
-    if (path.substr(0, size) == "..") return true;
+    const std::string_view component = path.substr(0, size);
+    if (!component.empty() && component != ".") result.append("/").append(component);
     path.remove_prefix(std::min(size + 1, path.size()));
   }
-  return false;
+  return result;
+}
+
+bool HasParentComponent(std::string_view normalised) {
+  return normalised.ends_with("/..") || normalised.find("/../") != std::string_view::npos;
 }
 
 /// Streams the rest of one file into another.
@@ -91,10 +98,11 @@ bool FileExists(const PString& root, std::string_view path) {
 
 bool DeleteTree(const PString& root, std::string_view path, std::string_view productRoot) {
   const RootedPath folder(root, path);
-  const std::string_view inside = WithoutTrailingSeparators(folder.path);
+  const std::string inside = Normalised(folder.path);
   if (!folder.valid || inside.empty() || HasParentComponent(inside)) return false;
   const bool isGuarded = folder.root.IsEmpty();
-  if (isGuarded && inside.size() <= WithoutTrailingSeparators(productRoot).size()) return false;
+  const bool isKnown = Platform::IsRooted(productRoot) && IsWhole(productRoot);
+  if (isGuarded && (!isKnown || inside.size() <= Normalised(productRoot).size())) return false;
   return File::DeleteFolder(folder.root, folder.path.c_str());
 }
 
@@ -111,6 +119,7 @@ bool MoveFileTo(const PString& root, std::string_view from, std::string_view to)
 }
 
 bool CopyFileContents(std::string_view source, std::string_view destination) {
+  if (!IsWhole(source) || !IsWhole(destination)) return false;
   const std::string target(destination);
   bool created = false;
   if (CopyToNew(std::string(source), target, created)) return true;
@@ -137,7 +146,7 @@ bool CreateTemporaryFilePath(const PString& root, std::string_view folder, std::
   const std::string number = std::to_string(++counter);
   if (!MakeDirectory(root, folder)) return false;
   std::string begin(folder);
-  if (!IsSeparator(begin.back())) begin.push_back('/');
+  if (!begin.empty() && !IsSeparator(begin.back())) begin.push_back('/');
   std::string end(extension.starts_with('.') || extension.empty() ? "" : ".");
   end.append(extension);
 

@@ -2,7 +2,7 @@
 //
 // `root` is the name of a substitution. Without one a path must be rooted: it begins at a file
 // system root or with a registered prefix; every other path is refused, so that no operation
-// depends on the current folder. Both separators work.
+// depends on the current folder; so is one with a zero byte. Both separators work.
 //
 // Nothing here throws. Any thread may call.
 
@@ -19,9 +19,10 @@ namespace Zef {
 [[nodiscard]] bool FileExists(const PString& root, std::string_view path);
 /// Deletes a folder with all below it, links as such; true also if nothing was there. Refuses an
 /// empty path and one with ".." in it; without a root also a path that is not longer than
-/// `productRoot`, which so cannot fall to it.
+/// `productRoot`, the product's absolute path, which so cannot fall to it. "." and repeated
+/// separators do not count.
 [[nodiscard]] bool DeleteTree(const PString& root, std::string_view path,
-                              std::string_view productRoot = {});
+                              std::string_view productRoot);
 /// Makes a folder with all above it; true if it stands in the end.
 [[nodiscard]] bool MakeDirectory(const PString& root, std::string_view path);
 /// Renames; false when `to` exists.

@@ -17,7 +17,8 @@ class Coders : public QuarleProgram {
 
 std::string Content() {
   std::string content;
-  for (int i = 0; i < 60'000; ++i) content += "line " + std::to_string(i * i % 977) + "\r\n";
+  for (std::uint64_t i = 0; i < 60'000; ++i)
+    content += "line " + std::to_string(i * i % 977) + "\r\n";
   return content;
 }
 

@@ -50,7 +50,7 @@ TEST_F(IndexBuild, TakesInWhatItCanAndTellsTheRest) {
   for (const auto& [name, count] : outcomes) EXPECT_EQ(report["outcomes"][name], count) << name;
   EXPECT_EQ(report["messages"][0], json({{"folder", "world/a/b/empty"}, {"outcome", "noConfig"}}));
   EXPECT_EQ(report["classes"][0], json({{"name", "Scenery"}, {"records", 2}}));
-  EXPECT_EQ(report["backup"], nullptr);
+  EXPECT_EQ(report["backups"], json::array());
 
   const json records = Records("p/assets.mkx");
   ASSERT_EQ(records.size(), 2u);
@@ -98,6 +98,37 @@ TEST_F(IndexBuild, KeepsTheOlderIndexAndTouchesNothingElse) {
   ASSERT_EQ(Run("index build p --no-backup --out i.mkx").status, 0);
   EXPECT_EQ(Records("i.mkx").size(), 1u);
   EXPECT_FALSE(fs::exists(temp_ / "i.mkx.bak"));
+}
+
+TEST_F(IndexBuild, KeepsEveryOlderIndexAndWhatACrashLeft) {
+  Config("p/local/house", kHouse);
+  Save("p/cache/assets.bku", {Asset(5, "before")});
+  Save("p/cache/assets.mkx", {Asset(5, "after")});
+  const std::string left = Read("p/cache/assets.mkx");
+  EXPECT_EQ(Run("index build p --json").Json()["backups"], json::array({"p/assets.mkx.bak"}));
+  EXPECT_EQ(Read("p/assets.mkx.bak"), left) << "a start would have recovered from it";
+
+  const std::string built = Read("p/assets.mkx");
+  EXPECT_EQ(Run("index build p --json").Json()["backups"], json::array({"p/assets.mkx.bak2"}));
+  EXPECT_EQ(Read("p/assets.mkx.bak"), left);
+  EXPECT_EQ(Read("p/assets.mkx.bak2"), built);
+
+  Write("p/assets.mkx", "damaged");
+  Write("p/cache/assets.mkx", "unfinished");
+  EXPECT_EQ(Run("index build p --json").Json()["backups"],
+            json::array({"p/assets.mkx.bak3", "p/assets.mkx.bak4"}));
+  EXPECT_EQ(Read("p/assets.mkx.bak4"), Read("p/cache/assets.bku"));
+  EXPECT_EQ(Run("index build p --json --out p/i.mkx").Json()["backups"], json::array());
+}
+
+TEST_F(IndexBuild, CountsNoFoldersBehindLinks) {
+  Config("p/world/a/b/house", kHouse);
+  for (int i = 0; i < 300; ++i) {
+    fs::create_directory_symlink(".", temp_ / ("p/world/a/l" + std::to_string(i)));
+  }
+  const Outcome built = Run("index build p --progress always");
+  EXPECT_EQ(built.status, 0) << built.err;
+  EXPECT_NE(built.out.find("\n  300 it is a link\n"), std::string::npos) << built.out;
 }
 
 TEST_F(IndexBuild, RefusesInOneLineAndWritesNothing) {

@@ -1,6 +1,7 @@
 #include "tagdata/NOLContainerTag.h"
 #include "tagdata/TagFiles.h"
 #include "tests/apps/QuarleProgram.h"
+#include "tests/tagdata/TagBytes.h"
 
 namespace {
 
@@ -37,13 +38,21 @@ TEST_F(Tags, LongAndRepeatedThingsAreCutShort) {
   repeats.Chunk()->AddTag("a", inner.Chunk());
   repeats.SetString("long", std::string(99, 'x') + "\u00E9" + std::string(100, 'y'));
   repeats.SetBinary("raw", std::string(1000, '\x01').data(), 1000);
+  repeats.Chunk()->AddTag("long", NewHeapTag(TagNull, nullptr));
   ASSERT_TRUE(SaveTagFile(repeats, {}, temp_ / "long.grole"));
   const std::string out = Run("tags show long.grole").out;
   EXPECT_NE(out.find("├── a (1 tag)\n│   └── n = 1 (int)\n├── a (container, repeated)\n├── l"),
             std::string::npos)
       << out;
   EXPECT_NE(out.find(std::string(99, 'x') + "\"... (string)"), std::string::npos) << out;
-  EXPECT_NE(out.find("01... (binary, 1000 bytes)"), std::string::npos) << out;
+  EXPECT_NE(out.find("01... (binary, 1000 bytes)\n└── long (string, repeated)\n"),
+            std::string::npos)
+      << out;
+  const nlohmann::json json = Run("tags show long.grole --json").Json();
+  for (const int at : {1, 4}) {
+    EXPECT_EQ(json[at]["repeated"], true);
+    EXPECT_EQ(json[at].size(), 3u) << "neither value nor tags";
+  }
 }
 
 TEST_F(Tags, ConvertGoesBothWaysAndTellsWhatChanges) {
@@ -56,14 +65,16 @@ TEST_F(Tags, ConvertGoesBothWaysAndTellsWhatChanges) {
   tags.SetSubContainer("Big Part", inner);
   tags.SetString(Zef::PString(std::string(56, 'k')), "v");
   tags.SetString("text", "say \"so\"");
+  tags.Chunk()->AddTag("zero", NewHeapTag(TagString, HCSRawDataCore::Copy("x\0y\0", 4)));
+  tags.Chunk()->AddTag("zeros", NewHeapTag(TagString, HCSRawDataCore::Copy("x\0\0", 3)));
   tags.SetInt("twice", 1);
   tags.Chunk()->AddTag("twice", NewHeapTag(TagNull, nullptr));
   ASSERT_TRUE(SaveTagFile(tags, {}, temp_ / "in.grole"));
   const Outcome outcome = Run("tags convert in.grole out.txt");
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.out, "'in.grole' is written as 'out.txt': 6 tags\n");
+  EXPECT_EQ(outcome.out, "'in.grole' is written as 'out.txt': 8 tags\n");
   EXPECT_EQ(outcome.err,
-            "quarle: warning: 7 tags will not read back from 'out.txt' as before:\n"
+            "quarle: warning: 8 tags will not read back from 'out.txt' as before:\n"
             "  e: string \"\" becomes null\n"
             "  icon: binary 8950 becomes null\n"
             "  Big Part: its key becomes 'big_part'\n"
@@ -72,9 +83,10 @@ TEST_F(Tags, ConvertGoesBothWaysAndTellsWhatChanges) {
                 std::string(56, 'k') +
                 ": string \"v\" is lost\n"
                 "  text: string \"say \"so\"\" becomes string \"say 'so'\"\n"
+                "  zero: string \"x\" and what follows its zero byte becomes string \"x\"\n"
                 "  twice: repeats the key of an earlier tag, and its own value is lost\n");
   const nlohmann::json json = Run("tags convert in.grole out.txt --json").Json();
-  EXPECT_EQ(json["changes"].size(), 7u);
+  EXPECT_EQ(json["changes"].size(), 8u);
   EXPECT_EQ(json["changes"][3]["tag"], "Big Part/scale");
 
   std::string many;
@@ -88,8 +100,18 @@ TEST_F(Tags, ConvertGoesBothWaysAndTellsWhatChanges) {
   const Outcome back = Run("tags convert config.txt config.kpx --quiet");
   EXPECT_EQ(back.out, "");
   EXPECT_EQ(back.err, "quarle: warning: 1 tag will not read back from 'config.kpx' as before:\n  " +
-                          std::string(300, 'k') + ": int 1 is lost\n");
+                          std::string(100, 'k') + "..." + std::string(100, 'k') +
+                          ": int 1 is lost\n");
   EXPECT_EQ(Run("tags show config.kpx --json").Json()[1]["tags"][1]["type"], "float");
+
+  Write("left.txt", "a 1\na 2\nb 1.2.3\n} and more");
+  EXPECT_EQ(Run("tags convert left.txt left.txt").err,
+            "quarle: warning: not everything in 'left.txt' is read:\n"
+            "  8 bytes behind a closing brace that closes no block\n"
+            "  1 tag replaced by a later tag of the same key\n"
+            "  1 token not read to the end\n");
+  EXPECT_EQ(Read("left.txt"), "\xEF\xBB\xBF\r\na\t\t\t\t\t\t\t2\r\nb\t\t\t\t\t\t\t1.2\r\n");
+  EXPECT_EQ(Run("tags convert left.txt left.txt --json").Json()["unread"]["replaced"], 0);
 }
 
 TEST_F(Tags, FailuresNameTheFileAndWriteNothing) {
@@ -98,6 +120,14 @@ TEST_F(Tags, FailuresNameTheFileAndWriteNothing) {
   Write("cut.grole", "HCS$\x01");
   Write("empty.grole", std::string("HCS$\1\0\0\0\0\0\0\0\0\0\0\0", 16));
   Write("folder.txt/x", "");
+  std::string bomb;
+  for (int i = 0; i < 40; ++i) {
+    bomb = TagBytes::Record({"a", 2}, 0, bomb) + TagBytes::Record({"a", 2}, 5, "");
+  }
+  Write("bomb.grole", TagBytes::File(bomb));
+  Write("old.txt", "old");
+  Write("fixed.txt", "fixed");
+  std::filesystem::permissions(temp_ / "fixed.txt", std::filesystem::perms::owner_read);
   const struct {
     const char* arguments;
     const char* said;
@@ -109,6 +139,9 @@ TEST_F(Tags, FailuresNameTheFileAndWriteNothing) {
       {"convert a.txt out.dat", "'out.dat' is no tag file by its name"},
       {"convert a.txt none/out.txt", "'none/out.txt'"},
       {"convert cut.grole out.txt", "'cut.grole'"},
+      {"convert bomb.grole old.txt", "repeats its keys too often"},
+      {"convert a.txt fixed.txt", "'fixed.txt': it is read-only"},
+      {"convert a.txt folder.txt", "'folder.txt': it is a folder"},
   };
   for (const auto& c : cases) {
     const Outcome outcome = Run(std::string("tags ") + c.arguments);
@@ -117,6 +150,9 @@ TEST_F(Tags, FailuresNameTheFileAndWriteNothing) {
     EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
   }
   EXPECT_FALSE(std::filesystem::exists(temp_ / "out.txt"));
+  EXPECT_EQ(Read("old.txt") + Read("fixed.txt"), "oldfixed");
+  const std::filesystem::directory_iterator files(temp_.Path());
+  EXPECT_EQ(std::distance(begin(files), end(files)), 10) << "nothing else is left there";
   EXPECT_EQ(Run("tags show empty.grole").out, "empty.grole (0 tags)\n");
   EXPECT_EQ(Run("tags convert empty.grole a.txt").status, 0);
   EXPECT_EQ(Read("a.txt"), "\xEF\xBB\xBF\r\n");

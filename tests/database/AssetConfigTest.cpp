@@ -8,7 +8,9 @@
 #include <string_view>
 #include <utility>
 
+#include "database/AssetUpdate.h"
 #include "database/ClassRule.h"
+#include "database/CodeList.h"
 #include "database/EraRule.h"
 #include "database/MUKAsset.h"
 #include "database/NameRule.h"
@@ -194,6 +196,76 @@ TEST(FillFromConfig, DerivesEveryField) {
   EXPECT_TRUE(record.mapId.IsNull());
   EXPECT_FALSE(record.region.HasStorage());
   EXPECT_FALSE(record.Has(AssetFlag::IsReskin));
+}
+
+// A rule that looks at a tag which the filter drops would see it in no scan.
+TEST(FillFromConfig, FindsTheSameInAConfigReadByItsFilter) {
+  const char* const configs[] = {
+      "plid <plid2:1:2:3>\nKind traincar\ncategory-class AS\nengine 1\ncompany \"Acme (UK)\"",
+      "kind traincar\ntender 1\nusername x\ncategory-keyword y\ncategory-region fr;us",
+      "kind bridge\nistrack 1\ntype tunnels\nname z\norigin \"Swiss_Alps\"\nmesh-table {\n}",
+      "kind track\nisroad 1\nregion de\ncategory-era 1960\nclass a",
+      "kind scenery\ntrackside 0\ncategory-region-0 au\ncategory-region-1 us\nscriptclass a",
+      "kind profile\nmap-plid <plid:5:6>\ncategory-era-0 1960s\ncategory-era-1 1970s",
+      "secret 1\nproduct-type template\nquarle-build 2.4",
+      "product-type reskin\nquarle-build 3\nprivileges {\npermit-commit 0\npermit-listing 0\n}",
+      "quarle-build 3\nprivileges {\npermit-edit 0\npermit-listing 1\n}\nsecret 1",
+      "plid-table {\na <plid:1:1>\nb <plid:1:2>\na <plid:1:3>\n}",
+      "obsolete-table {\n0 <plid:2:2>\n}",
+  };
+  const auto told = [](const TagContainer& config) {
+    MUKAsset record;
+    record.Set(AssetFlag::BuiltIn, true);
+    EXPECT_TRUE(FillFromConfig(record, config, false, nullptr));
+    std::string text = record.mapId.TagText() + std::to_string(record.build);
+    for (const auto* field : {&record.category, &record.name, &record.region, &record.era}) {
+      text += '|' + field->String();
+    }
+    text += '|' + record.keywords.String() + '|';
+    for (const auto flag : {AssetFlag::IsReskin, AssetFlag::PermitCommit, AssetFlag::PermitEdit,
+                            AssetFlag::PermitListing}) {
+      text += record.Has(flag) ? '+' : '-';
+    }
+    const AssetRelations relations = RelationsOf({1, 2, 3}, config);
+    for (const auto* list : {&relations.obsolete, &relations.dependencies}) {
+      for (const PLID& id : *list) text += id.TagText();
+    }
+    return text;
+  };
+  for (const char* const text : configs) {
+    TagContainer whole;
+    TagContainer filtered;
+    ReadTagText(whole, text);
+    ReadTagText(filtered, std::string(text) + "\nthumbnails {\nplid 1\n}\nother 1", UseOfConfigTag);
+    EXPECT_EQ(told(filtered), told(whole)) << text;
+    EXPECT_EQ(filtered.GetCount(), whole.GetCount()) << text;
+  }
+}
+
+TEST(CodeList, MatchesWordsAndMakesKeywords) {
+  const struct {
+    const char* list;
+    const char* expression;
+    bool matches;
+  } cases[] = {
+      {"TR;TV;LOCO", "TR;TV|TK", true},
+      {"TR;TV", "TR;-TV", false},
+      {"TR", "TR;-TV", true},
+      {"TR", "", true},
+      {"TR", "TR;", false},
+      {"TR", ";TR", false},
+      {"TR;TV", "TR;;TV", false},
+      {"TV", "TR|", false},
+      {"TV", "|TR|TV", true},
+      {"TV", "TR;|TV", true},
+      {"TRX", "TR", false},
+      {"TR", "-", false},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(MatchCodes(c.list, c.expression), c.matches) << c.expression;
+  const std::pair<const char*, const char*> keywords[] = {
+      {"Acme (UK)", "acme;uk;"}, {"a; b", "a;b"}, {" 'x", "x"}, {"[ ]", ""}, {"a;;b", "a;;b"}};
+  for (const auto& [text, words] : keywords) EXPECT_EQ(KeywordForm(text), words) << text;
 }
 
 TEST(FillFromConfig, RefusesWithoutTouchingTheRecord) {

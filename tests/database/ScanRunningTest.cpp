@@ -1,10 +1,19 @@
 #include "database/BaseId.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "environment/IpcLock.h"
+#include "kernel/standard/File.h"
+#include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
 #include "tests/database/RunningFixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using Test::Eventually;
 using Test::ReadWholeFile;
 using Test::WriteWholeFile;
 
@@ -73,6 +82,83 @@ TEST_F(ScanRunningTest, GivesLocalIdentifiersThatAreFree) {
       << "brought up to date before a save";
 }
 
+TEST_F(ScanRunningTest, GoesOnFromTheNumberOfAnotherProcess) {
+  WriteWholeFile(folder_ / "settings/plid.txt", "base-plid <plid:77:500>\n");
+  Start();
+  IpcLock other(1);
+  other.IpcStartup(settings_.productRoot);
+  std::atomic<bool> owns = false;
+  std::thread waiter([&] {
+    other.AcquireWriteLock();
+    owns = true;
+  });
+  EXPECT_TRUE(Eventually([&] {
+    MUKIdle();
+    return owns.load();
+  }));
+  waiter.join();
+  WriteWholeFile(folder_ / "settings/plid.txt", "base-plid <plid:77:600>\n");
+  other.MarkChanged();
+  other.ReleaseWriteLock();
+  EXPECT_EQ(MUKCreateNew(PLID()), PLID(77, 600, 0));
+}
+
+TEST_F(ScanRunningTest, GivesUpARebuildWhenItEnds) {
+  constexpr int kFolders = 400;
+  for (int i = 0; i < kFolders; ++i) {
+    Put("local/" + std::to_string(i), "plid <plid:1:" + std::to_string(i) + ">");
+  }
+  std::atomic<int> calls = 0;
+  settings_.progress = [&](const char*) {
+    ++calls;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  };
+  MUKInitialise(settings_);
+  EXPECT_TRUE(Eventually([&] { return calls > 0; }));
+  MUKShutdown();
+  EXPECT_LT(calls, kFolders);
+  EXPECT_EQ(Files(), "") << "a part does not pass for the whole";
+  settings_.progress = nullptr;
+  Start();
+  MUKShutdown();
+  MUKAssetIndex index;
+  ASSERT_TRUE(index.Load(folder_ / kMain));
+  EXPECT_EQ(index.Count(), static_cast<std::size_t>(kFolders));
+}
+
+TEST_F(ScanRunningTest, NeverWritesOverABaseIdentifierThatItCannotRead) {
+  const std::string file = folder_ / "Settings/plid.txt";
+  WriteWholeFile(file, "base-plid <plid:77:500>\n");
+  BaseIdSettings settings;
+  const MUKAssetIndex index;
+  {
+    Zef::File other;
+    ASSERT_EQ(other.Open(file.c_str(), Zef::FileMode::kWrite), Zef::RES_OK);
+    settings.LoadBaseId(folder_.Path().string());
+    EXPECT_EQ(settings.GetBaseUser(), -1);
+    EXPECT_FALSE(settings.SetBaseId({5, 1, 0}));
+    EXPECT_EQ(settings.NextLocalId(index).user, PLID::kUnassignedUser);
+    EXPECT_EQ(ReadWholeFile(file), "base-plid <plid:77:500>\n");
+  }
+  EXPECT_EQ(settings.GetBaseUser(), 77) << "at the next turn";
+  EXPECT_EQ(settings.NextLocalId(index), PLID(77, 500, 0));
+
+  // What could not be written is written later, and not forgotten meanwhile.
+  fs::rename(folder_ / "Settings", folder_ / "aside");
+  WriteWholeFile(folder_ / "Settings", "in the way");
+  EXPECT_EQ(settings.NextLocalId(index), PLID(77, 501, 0));
+  fs::remove(folder_ / "Settings");
+  fs::rename(folder_ / "aside", folder_ / "Settings");
+  settings.Reload();
+  EXPECT_EQ(settings.GetBaseUser(), 77);
+  EXPECT_NE(ReadWholeFile(file).find("<plid:77:502>"), std::string::npos);
+
+  // A host's choice of another user outlives the next load.
+  SetBaseUserId(99);
+  settings.Reload();
+  EXPECT_EQ(BaseUserId(), 99);
+}
+
 TEST_F(ScanRunningTest, BaseIdentifiersOfAllKindsOfUsers) {
   const struct {
     std::int32_t user;
@@ -94,8 +180,22 @@ TEST_F(ScanRunningTest, BaseIdentifiersOfAllKindsOfUsers) {
   EXPECT_FALSE(settings.SetBaseId(PLID()));
   SetBaseUserId(5);
   EXPECT_TRUE(settings.SetBaseId({5, 2147483647, 0}));
-  EXPECT_TRUE(settings.NextLocalId(index).IsNull()) << "none left";
+  EXPECT_EQ(settings.NextLocalId(index), PLID(5, 2147483647, 0));
+  EXPECT_EQ(settings.NextLocalId(index), PLID(5, -2147483648, 0)) << "without a sign";
+  MUKAssetIndex taken;
+  taken.Add(::Test::Asset({5, -1, 0}, "last"));
+  EXPECT_TRUE(settings.SetBaseId({5, -1, 0}));
+  EXPECT_EQ(settings.NextLocalId(taken), PLID(5, 0, 0)) << "and again from the start";
   EXPECT_TRUE(fs::is_empty(folder_.Path())) << "without a root no file is written";
+
+  const fs::path before = fs::current_path();
+  fs::current_path(folder_.Path());
+  ASSERT_TRUE(Zef::Subst("sealed", (folder_ / "none/").c_str(), false));
+  settings.LoadBaseId("sealed:product");
+  EXPECT_FALSE(settings.SetBaseId({5, 7, 0}));
+  Zef::Subst("sealed", nullptr, false);
+  fs::current_path(before);
+  EXPECT_TRUE(fs::is_empty(folder_.Path())) << "a name with its colon is no folder";
 
   WriteWholeFile(folder_ / "Settings", "in the way");
   settings.LoadBaseId(folder_.Path().string());

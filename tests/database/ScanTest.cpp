@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <utility>
 
 #include "database/AssetFolder.h"
 #include "database/AssetUpdate.h"
@@ -77,6 +78,21 @@ TEST_F(ScanTest, SkipsWhatItCannotReadAndSaysWhy) {
             "partlyMeasured local/13;");
   EXPECT_EQ(index_.Find({1, 10, 0})->name, "10") << "nothing of a conflicting folder is taken";
   EXPECT_EQ(index_.Find({1, 13, 0})->sizeBytes, 16u);
+}
+
+TEST_F(ScanTest, LinksToFilesAreFilesAndOneFolderIsScannedOnce) {
+  Put("world/Pack/g/a", "plid <plid:1:1>");
+  WriteWholeFile(folder_ / "store/pack.ja", "an archive");
+  fs::create_symlink("../store/pack.ja", folder_ / "world/pack.JA");
+  fs::create_symlink("nowhere", folder_ / "world/dangling");
+  Put("local/a", "", "readme");
+  fs::create_symlink("a/readme", folder_ / "local/note");
+  EXPECT_EQ(Told(Scan()), "noConfig local/a;");
+  EXPECT_EQ(Places(), "1:1 world/Pack/g/a|@|;");
+  index_.Clear();
+  options_.archivesOnly = true;
+  Scan();
+  EXPECT_EQ(index_.Count(), 1u) << "by the archive's name";
 }
 
 TEST_F(ScanTest, ReportsStayBounded) {
@@ -237,6 +253,16 @@ TEST_F(ScanTest, VerifyDropsPathsThatAreGone) {
   MUKAsset& b = *index_.Find({1, 2, 0});
   EXPECT_FALSE(VerifyAsset(index_, configs, b));
   EXPECT_EQ(b.installPath, "b") << "an install path stays";
+
+  // Neither there nor gone: who walks in a circle never finds out.
+  fs::create_directory_symlink("world", folder_ / "world");
+  b.legacyPath = "world/w/g/b";
+  EXPECT_FALSE(VerifyAsset(index_, configs, b));
+  EXPECT_EQ(b.legacyPath, "world/w/g/b");
+  ConfigReader rootless("pack:product");
+  b.legacyPath = "gone";
+  EXPECT_FALSE(VerifyAsset(index_, rootless, b));
+  EXPECT_EQ(b.legacyPath, "gone");
 }
 
 TEST_F(ScanTest, EntersWhatConfigsSayOfOtherAssets) {
@@ -287,6 +313,24 @@ TEST_F(ScanTest, EntersWhatConfigsSayOfOtherAssets) {
   EXPECT_EQ(held.modifyTime, 4u);
   EXPECT_TRUE(HasMissingDependency(index_, x, &changed)) << "now the one of b";
   EXPECT_TRUE(changed);
+}
+
+TEST_F(ScanTest, AWalkSettlesAllThatItMeets) {
+  // top -> ring (a -> b -> a), then bad; in the ring a leaf, and behind it a way back to the top.
+  Put("local/a", "plid <plid:1:1>\nplid-table {\n0 <plid:1:2>\n}");
+  Put("local/b", "plid <plid:1:2>\nplid-table {\n0 <plid:1:3>\n1 <plid:1:1>\n}");
+  Put("local/leaf", "plid <plid:1:3>");
+  Put("local/back", "plid <plid:1:4>\nplid-table {\n0 <plid:1:5>\n1 <plid:1:3>\n}");
+  Put("local/top", "plid <plid:1:5>\nplid-table {\n0 <plid:1:1>\n1 <plid:1:4>\n2 <plid:9:9>\n}");
+  Scan();
+  bool changed = false;
+  EXPECT_TRUE(HasMissingDependency(index_, *index_.Find({1, 5, 0}), &changed));
+  const std::pair<int, bool> settled[] = {{1, false}, {2, false}, {3, false}, {4, true}, {5, true}};
+  for (const auto& [content, missing] : settled) {
+    const MUKAsset& record = *index_.Find({1, content, 0});
+    EXPECT_TRUE(record.Has(AssetFlag::MissingDependencyKnown)) << content;
+    EXPECT_EQ(record.Has(AssetFlag::MissingDependency), missing) << content;
+  }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace Test;
+using namespace std::string_literals;
 using namespace Zef;
 
 class RootFiles : public ::testing::Test {
@@ -35,9 +36,9 @@ TEST_F(RootFiles, OperationsTakeARootAPrefixOrARootedPath) {
     WriteWholeFile(folder_ / "a/file", "x");
     EXPECT_TRUE(MoveFileTo(place.root, at("a/file"), at("a/moved")));
     EXPECT_FALSE(MoveFileTo(place.root, at("a/moved"), at("a/b"))) << "exists";
-    EXPECT_TRUE(DeleteTree(place.root, at("a")));
+    EXPECT_TRUE(DeleteTree(place.root, at("a"), folder_ / ""));
     EXPECT_FALSE(fs::exists(folder_ / "a"));
-    EXPECT_TRUE(DeleteTree(place.root, at("a"))) << "nothing was there";
+    EXPECT_TRUE(DeleteTree(place.root, at("a"), folder_ / "")) << "nothing was there";
   }
 }
 
@@ -53,8 +54,11 @@ TEST_F(RootFiles, TreesThatHoldTheProductAreNotDeleted) {
       {{}, product + "//"},    {{}, folder_ / "x"}, {{}, "/"},
       {{}, product + "/a/.."}, {root_, "."},        {root_, "product/.."},
       {{}, "rootfiles:/"},     {{}, "product"},     {root_, ""},
+      {{}, product + "//./."}, {{}, "/" + product}, {{}, product + "\0/long"s},
   };
   for (const auto& c : refused) EXPECT_FALSE(DeleteTree(c.root, c.path, product + "/")) << c.path;
+  EXPECT_TRUE(DeleteTree({}, product + "/a", folder_ / "/././product//"));
+  for (const char* unknown : {"", "product"}) EXPECT_FALSE(DeleteTree({}, product + "/a", unknown));
   EXPECT_FALSE(FileExists({}, "product")) << "depends on the current folder";
   fs::current_path(here);
   EXPECT_TRUE(fs::exists(product + "/keep"));
@@ -84,6 +88,7 @@ TEST_F(RootFiles, TemporaryNamesAreSafeAndFree) {
     EXPECT_GE(name.size(), std::string("cache/p12345678N.txt").size());
     EXPECT_NE(name, before);
   }
+  EXPECT_TRUE(CreateTemporaryFilePath(root_, "", "p", "", name, "x") && name == "x");
   EXPECT_FALSE(CreateTemporaryFilePath({}, "cache", "p", "txt", name));
 }
 

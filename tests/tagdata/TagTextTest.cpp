@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 
+#include "kernel/standard/PString.h"
 #include "tagdata/TagTextReader.h"
 #include "tagdata/TagTextWriter.h"
 #include "tests/tagdata/TagBytes.h"
@@ -47,7 +49,7 @@ std::string DumpText(std::string_view text) { return Dump(Parse(text)); }
 std::string Nested(std::size_t depth) {
   std::string text;
   for (std::size_t i = 0; i < depth; ++i) text += "a {\n";
-  return text + "end 1";
+  return text + "end";
 }
 
 TEST(TagText, ClassOfAValueIsThatOfItsLine) {
@@ -150,25 +152,81 @@ TEST(TagText, WriterMakesTheBytesOfTheForm) {
   EXPECT_EQ(Write({}), "\xEF\xBB\xBF\r\n");
 }
 
-TEST(TagText, RefusedBlocksAreEmptyAndWhatFollowsThemIsRead) {
+TEST(TagText, FiltersDropTagsAndWhatFollowsThemIsRead) {
+  const TagFilter filter = [](std::string_view block, std::string_view key) {
+    if (block == "table") return TagUse::Number;
+    return key.starts_with("no") ? TagUse::Drop : TagUse::Keep;
+  };
   TagContainer tags;
-  ReadTagText(tags, "a 1\nno { x \"}\" no { y 1\n} z 1,2\n}\nyes { no { x 2\n} } b } c 1",
-              [](std::string_view key) { return key == "yes"; });
-  EXPECT_EQ(Dump(tags), "a:i:1 no:{ } yes:{ no:{ x:i:2 } } b:0 ");
+  ReadTagText(tags,
+              "a 1\nno { x \"}\" no { y 1\n} z 1,2\n}\nno2 \"}\"\nyes { no { x 2\n} no3\nx 1\n"
+              "in { x 1\n} } b\nno4 } c 1",
+              filter);
+  EXPECT_EQ(Dump(tags), "a:i:1 yes:{ x:i:1 in:{ } } b:0 ");
+  ReadTagText(tags, "table { k 1\nl 2\nk 3\nm { k 1\n}\n}\nt { k 1\n}", filter);
+  EXPECT_EQ(Dump(tags), "table:{ 1:i:2 0:i:3 2:{ } } t:{ k:i:1 } ");
+  ReadTagText(tags, "table { k 1\nl 2\n}\ntable { z 4\n}", filter);
+  EXPECT_EQ(Dump(tags), "table:{ 0:i:4 } ") << "each block counts anew";
+  ReadTagText(tags, "no 1", filter);
+  EXPECT_TRUE(tags.IsValid()) << "it has tags, though none of interest";
+
+  // What a filter does not keep by name leaves nothing behind in the process.
+  std::string text = "table {";
+  for (std::size_t i = 0; i < kMostNumbered + 10; ++i) text += "\nk" + std::to_string(i) + " 1";
+  ReadTagText(tags, text, filter);
+  const std::uint32_t strings = Zef::GetStringPoolStatistics().created;
+  text += "\n}";
+  for (int i = 0; i < 1000; ++i) text += "\nno" + std::to_string(i) + " 1";
+  std::replace(text.begin() + 7, text.end(), 'k', 'l');
+  ReadTagText(tags, text, filter);
+  EXPECT_EQ(tags.GetSubContainer("table").GetCount(), kMostNumbered);
+  EXPECT_EQ(Zef::GetStringPoolStatistics().created, strings);
 }
 
-TEST(TagText, DeepBlocksAreEmptyAndWhatFollowsThemIsRead) {
-  for (const std::size_t depth : {1022u, 1023u, 1024u, 5000u, 1000000u}) {
+TEST(TagText, BlocksTooDeepAreCutOffAndWhatFollowsThemIsRead) {
+  for (const std::size_t depth : {1023u, 1024u, 1025u, 5000u, 1000000u}) {
     const TagContainer tags = Parse(Nested(depth) + std::string(depth, '}') + "\nbehind 1");
     EXPECT_EQ(tags.GetInt("behind"), 1) << depth;
     TagContainer at = tags;
     std::size_t levels = 0;
     while (at.GetTagType("a") == TagSoup) at = at.GetSubContainer("a"), ++levels;
     EXPECT_EQ(levels, std::min<std::size_t>(depth, kMaxTagDepth));
-    EXPECT_EQ(at.GetInt("end"), depth < kMaxTagDepth ? 1 : 0);
-    EXPECT_NE(TagBytes::Save(tags), "refused");
+    EXPECT_EQ(at.GetTagName(0).View(), depth <= kMaxTagDepth ? "end" : "a");
+    const std::string saved = TagBytes::Save(tags);
+    EXPECT_EQ(TagBytes::Save(TagBytes::Load(saved)), saved) << "refused?";
+    EXPECT_EQ(TagBytes::Save(Parse(Write(tags))).substr(28), saved.substr(28)) << depth;
   }
   EXPECT_EQ(Parse(Nested(100000)).GetCount(), 1u) << "never closed";
+}
+
+TEST(TagText, WhatIsNotReadIsCounted) {
+  const std::string numbers(255, '1');
+  const struct {
+    std::string text;
+    TagTextLosses expected;
+  } cases[] = {
+      {"a 1\n}\n} \n", {}},
+      {"a 1\n} b 2\n", {4, 0, 0, 0}},
+      {"a 1\n\0b 2"s, {3, 0, 1, 0}},
+      {"a 1\nb\na {\n}\nA\nc { a\na\n}", {0, 3, 0, 0}},
+      {Nested(1026), {0, 0, 0, 1}},
+      {std::string(511, 'k') + " 1," + numbers.substr(2), {}},
+      {std::string(512, 'k') + " 1," + numbers.substr(1), {0, 0, 2, 0}},
+      {"a x\0y\nk\0ey"s, {0, 0, 2, 0}},
+      {"a 2147483647\nb -2147483648\nc 0000000001\nd 1.5\ne 1 ,2\t\n", {}},
+      {"a 2147483648\nb 99999999999999999999\nc -\nd 1.5.1\ne 1,-\nf 1\t2", {0, 0, 6, 0}},
+      {"a <plid:1:2> \nb <NULL>\nc \"<plid2:1:2:3>\"", {}},
+      {"a <plid:1:x>\nb <plid:1:2> x", {0, 0, 1, 0}},
+  };
+  for (const auto& c : cases) {
+    TagContainer tags;
+    TagTextLosses found;
+    ReadTagText(tags, c.text, nullptr, &found);
+    EXPECT_EQ(found.bytesLeft, c.expected.bytesLeft) << c.text;
+    EXPECT_EQ(found.replaced, c.expected.replaced) << c.text;
+    EXPECT_EQ(found.cut, c.expected.cut) << c.text;
+    EXPECT_EQ(found.tooDeep, c.expected.tooDeep) << c.text;
+  }
 }
 
 TEST(TagText, TreesThatWouldNeverEndAreRefused) {
@@ -178,6 +236,11 @@ TEST(TagText, TreesThatWouldNeverEndAreRefused) {
   }
   std::string text;
   EXPECT_FALSE(AppendTagText(text, TagBytes::Load(TagBytes::File(records)))) << "doubles 40 times";
+  records.clear();
+  for (int i = 0; i < 30000; ++i) records += TagBytes::Record("a\0"s, 5, "");
+  for (int i = 0; i < 1000; ++i) records = TagBytes::Record("a\0"s, 0, records);
+  text.clear();
+  EXPECT_FALSE(AppendTagText(text, TagBytes::Load(TagBytes::File(records)))) << "30 MB of tabs";
   TagContainer outer, inner;
   inner.Ensure();
   outer.SetSubContainer("in", inner);

@@ -238,6 +238,12 @@ bool IsFolder(const std::string& path) {
   return stat(NativePath(path).c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
 }
 
+bool IsGone(const std::string& path) {
+  struct stat facts {};
+  if (stat(NativePath(path).c_str(), &facts) == 0) return false;
+  return errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
+}
+
 bool DeleteFile(const std::string& path) { return unlink(NativePath(path).c_str()) == 0; }
 
 bool Rename(const std::string& from, const std::string& to) {

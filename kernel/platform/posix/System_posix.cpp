@@ -130,6 +130,13 @@ Library::Library(const std::string& path, std::string* error) {
   *error = reason != nullptr ? reason : "cannot load " + path;
 }
 
+Library Library::Program() { return Library(dlopen(nullptr, RTLD_NOW | RTLD_LOCAL)); }
+
+Library Library::FromLoaderPath(const std::string& name) {
+  if (NativePath(name).find('/') != std::string::npos) return {};
+  return Library(dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL));
+}
+
 Library::~Library() {
   if (handle_ != nullptr) dlclose(handle_);
 }

@@ -1,0 +1,46 @@
+// Fuzzes plug-in catalogues: any switch text becomes rows, of which no library is loaded.
+//
+// Whatever was read must be found again by its name and by its id, in a group that was read too.
+
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "kernel/resource/PluginCatalogue.h"
+#include "kernel/standard/Options.h"
+
+namespace {
+
+using Zef::PluginEntry;
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+void CheckEntry(const Zef::PluginCatalogue& catalogue, const PluginEntry& entry) {
+  Require(entry.name.Length() > 0 && Zef::Guid::Parse(entry.id.Text()) == entry.id);
+  const PluginEntry* const byId = catalogue.Find({{}, entry.id, {}});
+  Require(byId != nullptr && byId->id == entry.id);
+  const Zef::Guid group = entry.parent != nullptr ? entry.parent->id : Zef::Guid();
+  const PluginEntry* const byName = catalogue.Find({entry.name, entry.id, group});
+  Require(byName != nullptr && byName->name == entry.name && byName->id == entry.id);
+  if (entry.IsGroup()) Require(catalogue.FindGroup(entry.id) != nullptr);
+  if (entry.parent == nullptr) return;
+  Require(catalogue.FindGroup(group) == entry.parent && entry.depth == entry.parent->depth + 1);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  Zef::Options options;
+  options.Add(text);
+  options.Add(Zef::BuiltInPluginText());
+  Zef::PluginCatalogue catalogue;
+  catalogue.Read(options);
+  for (const PluginEntry& entry : catalogue.Entries()) {
+    CheckEntry(catalogue, entry);
+    if (!entry.IsGroup()) Zef::PluginFileName(entry.library->Name().View());
+  }
+  return 0;
+}

@@ -1,0 +1,227 @@
+#include "kernel/resource/PluginSystem.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "kernel/KernelBoot.h"
+#include "kernel/resource/Compress.h"
+#include "kernel/standard/FileFind.h"
+#include "kernel/standard/Options.h"
+
+namespace Zef {
+
+namespace {
+
+constinit PluginSystem* theSystem = nullptr;  // under the lock
+
+constexpr const char* kStatusTexts[] = {
+    nullptr,
+    "Plugin id not found",
+    "Plugin group id not found",
+    "Plugin name not found",
+    "Plugin has no library associated or library was not found",
+};
+
+}  // namespace
+
+const char* PluginStatusText(std::uint32_t status) {
+  return status < std::size(kStatusTexts) ? kStatusTexts[status] : nullptr;
+}
+
+PluginSystem& PluginSystemBase::AcquireSystem() {
+  if (theSystem != nullptr) {
+    ++theSystem->uses_;
+  } else {
+    theSystem = new PluginSystem;
+    theSystem->Start();
+  }
+  return *theSystem;
+}
+
+void PluginSystemBase::ReleaseSystem() {
+  if (--theSystem->uses_ == 0) delete std::exchange(theSystem, nullptr);
+}
+
+/// Notes which module the types belong to that come meanwhile.
+class PluginSystem::Loading {
+ public:
+  Loading(PluginSystem& system, const DynamicLibrary* module)
+      : system_(system), before_(std::exchange(system.loading_, module)) {}
+  Loading(const Loading&) = delete;
+  Loading& operator=(const Loading&) = delete;
+  ~Loading() { system_.loading_ = before_; }
+
+ private:
+  PluginSystem& system_;
+  const DynamicLibrary* const before_;
+};
+
+void PluginSystem::Start() {
+  Options options;
+  AddPluginTexts(options);
+  // A copy, for walks change their options.
+  Options process = Options::Process();
+  if (process.Has("AutoPlugin")) {
+    ScanFolder("", options);
+    process.BeginValues("PluginDir", ",");
+    std::string folder;
+    while (process.NextValue("PluginDir", folder)) ScanFolder(folder + "/", options);
+  }
+  catalogue_.Read(options);
+  KernelExitTable::Register(ReleaseBuiltIns);
+  builtIns_.push_back(MakeLZSSPlugin());
+}
+
+void PluginSystem::ReleaseBuiltIns() {
+  const SyncGuard guard(Lock());
+  if (theSystem == nullptr) return;
+  // The last of them may take the system along.
+  const auto released = std::move(theSystem->builtIns_);
+}
+
+// `folder` is empty or ends in a separator.
+void PluginSystem::ScanFolder(const std::string& folder, Options& options) {
+  for (const char* const wildcard : {"*.dll", "*.so"}) {
+    const auto search = SearchFolder(folder, wildcard);
+    FileEntry entry{};
+    while (search != nullptr && search->Next(&entry)) {
+      if (!entry.IsFolder()) ReadPluginList(folder + entry.name, options);
+    }
+  }
+}
+
+void PluginSystem::ReadPluginList(const std::string& path, Options& options) {
+  DynamicLibrary module;
+  const Loading loading(*this, &module);
+  void* symbol = nullptr;
+  if (module.Load(path) != kLibraryOk) return;
+  if (module.GetSymbol(symbol, kPluginListExport) == kLibraryOk) {
+    const char* const* text = reinterpret_cast<PluginListFunction>(symbol)();
+    for (; text != nullptr && *text != nullptr; ++text) options.Add(*text);
+  }
+  if (!DropTypes(module)) module.Keep();
+}
+
+void PluginSystem::Register(PluginType& type, const Guid& group) {
+  type.module_ = loading_;
+  type.isRegistered_ = true;
+  typesById_.Add(type.id_.Hash(), type);
+  typesByName_.Add(type.name_.Key(), type);
+  types_.push_back(&type);
+  type.group_ = AcquireGroup(group);
+  if (type.group_ != nullptr) type.group_->members_.PushBack(&type);
+}
+
+// Ends the type's hold of the system, too.
+void PluginSystem::Unregister(PluginType& type) {
+  typesById_.Remove(type.id_.Hash(), type);
+  typesByName_.Remove(type.name_.Key(), type);
+  std::erase(types_, &type);
+  type.isRegistered_ = false;
+  if (PluginGroup* const group = std::exchange(type.group_, nullptr)) {
+    group->members_.Remove(&type);
+    group->Release();
+  }
+  ReleaseSystem();
+}
+
+// Null for a null or unknown id. The group belongs to no module, whoever wants it first.
+PluginGroup* PluginSystem::AcquireGroup(const Guid& id) {
+  PluginType* const known = typesById_.First(id.Hash(), [&](const PluginType& type) {
+    return type.id_ == id && dynamic_cast<const PluginGroup*>(&type) != nullptr;
+  });
+  if (known != nullptr) {
+    known->Acquire();
+    return static_cast<PluginGroup*>(known);
+  }
+  const PluginEntry* const entry = catalogue_.FindGroup(id);
+  if (entry == nullptr) return nullptr;
+  const Loading loading(*this, nullptr);
+  return new PluginGroup(entry->name, id, entry->parent != nullptr ? entry->parent->id : Guid());
+}
+
+PluginType* PluginSystem::FindType(const PluginQuery& query) const {
+  const auto matches = [&](const PluginType& type) {
+    return query.Matches(type.name_, type.id_, type.group_ != nullptr ? type.group_->Id() : Guid());
+  };
+  return query.IsByName() ? typesByName_.First(query.name.Key(), matches)
+                          : typesById_.First(query.id.Hash(), matches);
+}
+
+PluginStatus PluginSystem::FindOrLoad(PluginType*& type, const PluginQuery& query) {
+  const PluginStatus missing = query.IsByName() ? RES_PLUGINNAMENOTFOUND : RES_PLUGINIDNOTFOUND;
+  type = FindType(query);
+  if (type != nullptr) return kPluginOk;
+  PluginEntry* const entry = catalogue_.Find(query);
+  if (entry == nullptr || entry->hasFailed) return missing;
+  if (entry->IsGroup()) return RES_PLUGINLIBRARYNOTFOUND;
+  PluginLibrary& library = *entry->library;
+  const bool wasLoaded = library.IsLoaded();
+  if (!wasLoaded && !Load(library)) return query.IsByName() ? RES_PLUGINLIBRARYNOTFOUND : missing;
+  type = FindType(query);
+  if (type != nullptr) return kPluginOk;
+  entry->hasFailed = true;
+  // What an earlier request has loaded is in use.
+  if (!wasLoaded && !library.IsProgram()) Unload(library);
+  return missing;
+}
+
+bool PluginSystem::Load(PluginLibrary& library) {
+  const Loading loading(*this, &library.Module());
+  if (library.LoadModule() != kLibraryOk) return false;
+  if (library.CallEntryPoint() == kLibraryOk) return true;
+  Unload(library);
+  return false;
+}
+
+void PluginSystem::Unload(PluginLibrary& library) {
+  if (DropTypes(library.Module())) library.Unload();
+}
+
+// All types of a module that is about to go; none, and false, while one of them is in use.
+bool PluginSystem::DropTypes(const DynamicLibrary& module) {
+  std::vector<PluginType*> dropped;
+  std::copy_if(types_.begin(), types_.end(), std::back_inserter(dropped),
+               [&](const PluginType* type) { return type->module_ == &module; });
+  const auto isUsed = [](const PluginType* type) { return type->uses_ != 0; };
+  if (std::any_of(dropped.begin(), dropped.end(), isUsed)) return false;
+  for (PluginType* const type : dropped) Unregister(*type);
+  return true;
+}
+
+PluginStatus PluginSystem::Find(PluginType*& type, const PString& name, const Guid& id,
+                                const Guid& group) {
+  const Use use;
+  PluginSystem& system = use.System();
+  return system.FindOrLoad(type, {name, system.catalogue_.Remapped(id), group});
+}
+
+PluginStatus PluginSystem::CreateGroup(PluginGroup*& group, const Guid& id) {
+  const Use use;
+  group = use.System().AcquireGroup(id);
+  return group != nullptr ? kPluginOk : RES_PLUGINIDNOTFOUND;
+}
+
+PluginStatus PluginSystem::ListGroup(std::vector<PluginMember>& members, const Guid& id) {
+  const Use use;
+  const PluginSystem& system = use.System();
+  members.clear();
+  const PluginEntry* const group = system.catalogue_.FindGroup(id);
+  if (group == nullptr) return RES_PLUGINGROUPIDNOTFOUND;
+  for (const PluginEntry& entry : system.catalogue_.Entries()) {
+    if (entry.parent == group) members.push_back({entry.name, entry.id, entry.IsGroup()});
+  }
+  for (const PluginType* const type : system.types_) {
+    const PluginQuery query{type->name_, type->id_, id};
+    if (!type->IsInGroup(id) || system.catalogue_.Find(query) != nullptr) continue;
+    members.push_back({type->name_, type->id_, false});
+  }
+  return kPluginOk;
+}
+
+void PluginSystem::AddRemap(const Guid& from, const Guid& to) {
+  const Use use;
+  use.System().catalogue_.AddRemap(from, to);
+}
+
+}  // namespace Zef
