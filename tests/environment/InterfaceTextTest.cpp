@@ -100,7 +100,7 @@ TEST_F(InterfaceTextTest, EveryKeyOfTheSystemHasItsText) {
     const std::string row = std::string("| `").append(key).append("` |");
     ASSERT_NE(page.find(row), std::string::npos) << row;
     const std::string cell = page.substr(page.find(row) + row.size(), 60);
-    const auto count = 1 + std::count(cell.begin(), cell.begin() + cell.find('|'), ',');
+    const auto count = 1 + std::count(cell.begin(), std::find(cell.begin(), cell.end(), '|'), ',');
     const std::string text = texts->GetString(Zef::PString(key)).Text();
     EXPECT_EQ(std::count(text.begin(), text.end(), '%'), count) << text;
     EXPECT_EQ(FillText(text).find('%'), std::string::npos) << text;
