@@ -1,6 +1,5 @@
 #include "kernel/standard/LogFile.h"
 
-
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/FileSub.h"
 
