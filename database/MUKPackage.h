@@ -1,0 +1,70 @@
+// MUKPackage: one file that carries whole assets, configs and files, between users (".kpx").
+//
+//   MUKPackage package;
+//   if (const std::string error = package.Open(path); !error.empty()) ...
+//   for (std::uint32_t i = 0; i < package.Count(); ++i) package.ExtractFiles(i, folder);
+//
+// A thin class over a tag tree: "assets" holds a container for each asset, named by its identifier,
+// with the tags of its config and, as "files", its folder. docs/format-package.md tells of it.
+//
+// Errors are texts for the user, empty when all went well; the package stays valid, after a failed
+// Open empty. Everything is held in memory. Files are packed and unpacked on several threads; a
+// package belongs to one thread at a time.
+
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "tagdata/PLID.h"
+#include "tagdata/TagContainer.h"
+
+class ResultsLog;
+struct AssetPlace;
+
+class MUKPackage {
+ public:
+  /// Called with the bytes of file content done so far, on the thread that waits. Must not throw.
+  using Progress = std::function<void(std::uint64_t bytes)>;
+
+  /// Empty, and packs what it imports.
+  MUKPackage();
+
+  /// Replaces the content by that of a file, a path of the system.
+  [[nodiscard]] std::string Open(const std::string& path, std::string_view extension = {});
+  /// Rebuilds the tables and writes the file, whole or not at all.
+  [[nodiscard]] std::string Save(const std::string& path);
+
+  std::uint32_t Count() const;
+  /// The asset at a position; a null handle past the end.
+  TagContainer Get(std::uint32_t index) const;
+  /// By the identifier in it; -1 when absent.
+  std::int32_t Find(const PLID& id) const;
+  /// Takes an asset's container in, which is shared from then on.
+  [[nodiscard]] std::string Add(const TagContainer& asset);
+  [[nodiscard]] std::string Remove(std::uint32_t index);
+
+  /// Writes an asset's files below a folder, a path of the system, which is made. A config among
+  /// them is left out: it lies in the container's own tags.
+  [[nodiscard]] std::string ExtractFiles(std::uint32_t index, const std::string& folder) const;
+  [[nodiscard]] std::string ExtractFiles(const TagContainer& asset,
+                                         const std::string& folder) const;
+  /// Reads a folder into a "files" container, all but a config at its top. Tells of the first file
+  /// that cannot be taken, and is false then; the container is to be thrown away.
+  [[nodiscard]] bool ImportFolder(const AssetPlace& folder, TagContainer& files,
+                                  ResultsLog* log) const;
+
+  TagContainer& Tags() { return tags_; }
+  const TagContainer& Tags() const { return tags_; }
+  bool IsChanged() const { return changed_; }
+  void SetProgress(Progress progress) { progress_ = std::move(progress); }
+
+ private:
+  void RebuildTables();
+
+  TagContainer tags_;
+  Progress progress_;
+  bool changed_ = false;
+};
