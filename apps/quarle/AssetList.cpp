@@ -16,7 +16,7 @@
 namespace {
 
 constexpr std::size_t kIdWidth = 26;
-constexpr std::size_t kKindWidth = 16;
+constexpr std::size_t kKindWidth = 20;
 constexpr std::size_t kNameWidth = 36;
 
 /// What a line tells; the texts lie in the listing.
@@ -123,8 +123,8 @@ void PrintJson(const Listing& listing) {
 
 void PrintText(const Listing& listing, bool quiet) {
   ForEachRow(listing, [](const Row& row, std::string_view name, std::string_view kind) {
-    Print(Padded(row.id.TagText(), kIdWidth) + " " + Padded(Printable(kind), kKindWidth) + " " +
-          Padded(Printable(name), kNameWidth) + " " + StatusText(row.status) + "\n");
+    Print(Padded(row.id.TagText(), kIdWidth) + " " + Padded(Printable(name), kNameWidth) + " " +
+          Padded(Printable(kind), kKindWidth) + " " + StatusText(row.status) + "\n");
   });
   if (!quiet) Print(Emphasised(Emphasis::Faint, Counted(listing.rows.size(), "asset")) + "\n");
 }
