@@ -9,6 +9,7 @@
 #include "database/AssetConfig.h"
 #include "database/AssetFolder.h"
 #include "database/MUKAsset.h"
+#include "kernel/standard/CodePage.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "tagdata/NOLBinaryFile.h"
@@ -71,18 +72,22 @@ class FileCloser {
 
 }  // namespace
 
+bool IsConfigName(std::string_view name) {
+  return Zef::EqualFolded(name, kTextConfig) || Zef::EqualFolded(name, kBinaryConfig);
+}
+
 ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {
   if (IsKept(record)) {
     out = kept_;
     return ConfigStatus::Loaded;
   }
-  const ConfigStatus status = ReadPlace(AssetPlaceOf(root_, record), out, nullptr);
+  const ConfigStatus status = ReadFolder(AssetPlaceOf(root_, record), out, nullptr);
   if (status == ConfigStatus::Loaded) Keep(record, out);
   return status;
 }
 
 ConfigStatus ConfigReader::ReadFields(const MUKAsset& record, TagContainer& out) {
-  if (!IsKept(record)) return ReadPlace(AssetPlaceOf(root_, record), out, UseOfConfigTag);
+  if (!IsKept(record)) return ReadFolder(AssetPlaceOf(root_, record), out, UseOfConfigTag);
   out = kept_;
   return ConfigStatus::Loaded;
 }
@@ -101,7 +106,8 @@ void ConfigReader::Drop(const PLID& id) {
   if (keptId_ == id) kept_.Clear();
 }
 
-ConfigStatus ConfigReader::ReadPlace(const AssetPlace& place, TagContainer& out, TagFilter filter) {
+ConfigStatus ConfigReader::ReadFolder(const AssetPlace& place, TagContainer& out,
+                                      TagFilter filter) {
   out.Clear();
   if (place.IsNowhere()) return ConfigStatus::NoConfig;
   if (place.subst.IsNull()) {

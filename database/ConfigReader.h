@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "kernel/platform/FolderReader.h"
 #include "tagdata/PLID.h"
@@ -26,6 +27,11 @@ struct AssetPlace;
 /// A config of more bytes than this, unpacked, is not read: a tag of a few bytes takes 200 in
 /// memory, and its key stays to the end of the process.
 inline constexpr std::size_t kLargestConfig = std::size_t{4} << 20;
+
+inline constexpr const char* kTextConfig = "config.txt";
+inline constexpr const char* kBinaryConfig = "config.grole";
+/// One of the two, in any letter case.
+[[nodiscard]] bool IsConfigName(std::string_view name);
 
 enum class ConfigStatus {
   Loaded,
@@ -55,6 +61,10 @@ class ConfigReader {
                                     const Zef::Platform::FolderListing& listing,
                                     const std::string& path, TagContainer& out, TagFilter filter);
 
+  /// The same in a folder that is known by its place.
+  [[nodiscard]] ConfigStatus ReadFolder(const AssetPlace& place, TagContainer& out,
+                                        TagFilter filter = nullptr);
+
   /// Bytes, unpacked, of the config that was read last.
   std::size_t LastSize() const { return lastSize_; }
 
@@ -65,7 +75,6 @@ class ConfigReader {
 
  private:
   bool IsKept(const MUKAsset& record) const;
-  ConfigStatus ReadPlace(const AssetPlace& place, TagContainer& out, TagFilter filter);
   ConfigStatus ReadPlain(Zef::Platform::FileHandle file, std::size_t* size);
   ConfigStatus ReadThroughFile(const AssetPlace& file, std::size_t* size);
   ConfigStatus Parse(std::size_t size, bool isText, TagFilter filter, TagContainer& out);
