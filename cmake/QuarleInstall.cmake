@@ -14,8 +14,9 @@ foreach(folder kernel tagdata environment database plugin)
     FILES_MATCHING PATTERN "*.h")
 endforeach()
 
+set(QUARLE_DATA_DIR "${CMAKE_INSTALL_DATADIR}/quarle/data")
 configure_package_config_file(cmake/QuarleConfig.cmake.in QuarleConfig.cmake
-  INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/Quarle")
+  INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/Quarle" PATH_VARS QUARLE_DATA_DIR)
 write_basic_package_version_file(QuarleConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 configure_file(cmake/quarle.pc.in quarle.pc @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/QuarleConfig.cmake"

@@ -6,7 +6,8 @@ cd "$(dirname "$0")/.."
 . scripts/common.sh
 install_packages clang libclang-rt-14-dev clang-format clang-tidy
 
-step "Format"
+step "Format and includes"
+scripts/includes.sh
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
 
 # The sanitizer suites need no disk that flushes.
