@@ -7,6 +7,7 @@
 #include "database/AssetInfo.h"
 #include "database/AssetMessages.h"
 #include "database/AssetRollback.h"
+#include "database/AssetWalk.h"
 #include "database/ConfigReader.h"
 #include "database/ConfigWriter.h"
 #include "database/ContentServices.h"
@@ -100,10 +101,6 @@ const char* Installation::PutInPlace() {
   return nullptr;
 }
 
-std::string Shown(const AssetPlace& place) {
-  return place.subst.IsNull() ? place.path : std::string(place.subst.View()) + ":" + place.path;
-}
-
 /// The folder's own name, "." and ".." resolved.
 std::string BaseName(const AssetPlace& folder) {
   std::string path = folder.subst.IsNull() ? Zef::Platform::CanonicalPath(folder.path) : "";
@@ -146,7 +143,7 @@ bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t f
   static const Zef::PString filesKey(kFilesTag);
   TagContainer config;
   if (ConfigReader().ReadFolder(folder, config) != ConfigStatus::Loaded) {
-    TellOfFile(log, ResultLevel::kWarning, "$muk_unable_read_config_at", Shown(folder));
+    TellOfFile(log, ResultLevel::kWarning, "$muk_unable_read_config_at", PlaceText(folder));
     return false;
   }
   MUKPackage package;
@@ -157,7 +154,7 @@ bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t f
   const bool isRead = package.ImportFolder(folder, files, log);
   if (isRead) asset.SetSubContainer(filesKey, files);
   if (!isRead || !package.Add(asset).empty()) {
-    TellOfFile(log, ResultLevel::kWarning, "$muk_skipping_asset_at", Shown(folder));
+    TellOfFile(log, ResultLevel::kWarning, "$muk_skipping_asset_at", PlaceText(folder));
     return false;
   }
   return MUKInstallAsset(asset, package, log, flags);
