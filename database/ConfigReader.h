@@ -55,6 +55,10 @@ class ConfigReader {
   /// The same for who asks for nothing but fields and relations: of a text only the tags that make
   /// those. Keeps nothing.
   [[nodiscard]] ConfigStatus ReadFields(const MUKAsset& record, TagContainer& out);
+  /// The config in any folder. Keeps nothing.
+  [[nodiscard]] ConfigStatus ReadAt(const AssetPlace& folder, TagContainer& out) {
+    return ReadPlace(folder, out, nullptr);
+  }
   /// The config in an open folder with these entries, which lies at `path`; of a text only what a
   /// filter wants. Keeps nothing.
   [[nodiscard]] ConfigStatus ReadIn(const Zef::Platform::FolderReader& folder,

@@ -68,7 +68,7 @@ class MUKPackage {
 
  private:
   const std::vector<TagContainer>& Assets() const;
-  void ForgetAssets();
+  void ForgetAssets() const;
   void RebuildTables() const;
 
   mutable TagContainer tags_;

@@ -10,6 +10,6 @@
 
 #include "tagdata/TagContainer.h"
 
-/// Makes the tables anew from the assets, of which null handles are passed over, and marks the
-/// tree as a package of the present version. Linear.
+/// Makes the tables anew from the assets, with a null identifier for one that has none, and marks
+/// the tree as a package of the present version. Linear.
 void RebuildPackageTables(TagContainer& package, std::span<const TagContainer> assets);
