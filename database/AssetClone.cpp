@@ -48,7 +48,7 @@ bool Fill(const StagedFolder& staged, const MUKAsset& source, const PLID& clone,
   const AssetPlace from = AssetPlaceOf(Database::Get().Settings().productRoot, source);
   TagContainer config;
   if (!CopyAssetFolder(from, staged.Path()) ||
-      ConfigReader().ReadFolder({{}, staged.Path()}, config) != ConfigStatus::Loaded) {
+      ConfigReader().ReadAt({{}, staged.Path()}, config) != ConfigStatus::Loaded) {
     return false;
   }
   config = TagsWithout(config, idKey.View());

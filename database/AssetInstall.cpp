@@ -15,6 +15,7 @@
 #include "database/MUKLock.h"
 #include "database/MUKPackage.h"
 #include "database/NameRule.h"
+#include "database/PackageFolder.h"
 #include "database/StagedFolder.h"
 #include "environment/ResultsLog.h"
 #include "kernel/standard/FilePath.h"
@@ -141,16 +142,15 @@ bool MUKInstallAsset(const TagContainer& asset, const MUKPackage& package, Resul
 
 bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t flags) {
   static const Zef::PString filesKey(kFilesTag);
-  TagContainer config;
-  if (ConfigReader().ReadFolder(folder, config) != ConfigStatus::Loaded) {
+  TagContainer asset;
+  if (LoadFolderConfig(folder, asset) != ConfigStatus::Loaded) {
     TellOfFile(log, ResultLevel::kWarning, "$muk_unable_read_config_at", PlaceText(folder));
     return false;
   }
+  NameFiles(asset, folder);
   MUKPackage package;
   TagContainer files;
   files.Ensure();
-  TagContainer asset = TagsWithout(config, kFilesTag);
-  NameFiles(asset, folder);
   const bool isRead = package.ImportFolder(folder, files, log);
   if (isRead) asset.SetSubContainer(filesKey, files);
   if (!isRead || !package.Add(asset).empty()) {

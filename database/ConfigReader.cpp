@@ -81,13 +81,13 @@ ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {
     out = kept_;
     return ConfigStatus::Loaded;
   }
-  const ConfigStatus status = ReadFolder(AssetPlaceOf(root_, record), out, nullptr);
+  const ConfigStatus status = ReadPlace(AssetPlaceOf(root_, record), out, nullptr);
   if (status == ConfigStatus::Loaded) Keep(record, out);
   return status;
 }
 
 ConfigStatus ConfigReader::ReadFields(const MUKAsset& record, TagContainer& out) {
-  if (!IsKept(record)) return ReadFolder(AssetPlaceOf(root_, record), out, UseOfConfigTag);
+  if (!IsKept(record)) return ReadPlace(AssetPlaceOf(root_, record), out, UseOfConfigTag);
   out = kept_;
   return ConfigStatus::Loaded;
 }
@@ -106,8 +106,7 @@ void ConfigReader::Drop(const PLID& id) {
   if (keptId_ == id) kept_.Clear();
 }
 
-ConfigStatus ConfigReader::ReadFolder(const AssetPlace& place, TagContainer& out,
-                                      TagFilter filter) {
+ConfigStatus ConfigReader::ReadPlace(const AssetPlace& place, TagContainer& out, TagFilter filter) {
   out.Clear();
   if (place.IsNowhere()) return ConfigStatus::NoConfig;
   if (place.subst.IsNull()) {

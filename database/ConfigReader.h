@@ -55,19 +55,16 @@ class ConfigReader {
   /// The same for who asks for nothing but fields and relations: of a text only the tags that make
   /// those. Keeps nothing.
   [[nodiscard]] ConfigStatus ReadFields(const MUKAsset& record, TagContainer& out);
-  /// The config in any folder. Keeps nothing.
-  [[nodiscard]] ConfigStatus ReadAt(const AssetPlace& folder, TagContainer& out) {
-    return ReadPlace(folder, out, nullptr);
+  /// The config in any folder; of a text only what a filter wants. Keeps nothing.
+  [[nodiscard]] ConfigStatus ReadAt(const AssetPlace& folder, TagContainer& out,
+                                    TagFilter filter = nullptr) {
+    return ReadPlace(folder, out, filter);
   }
   /// The config in an open folder with these entries, which lies at `path`; of a text only what a
   /// filter wants. Keeps nothing.
   [[nodiscard]] ConfigStatus ReadIn(const Zef::Platform::FolderReader& folder,
                                     const Zef::Platform::FolderListing& listing,
                                     const std::string& path, TagContainer& out, TagFilter filter);
-
-  /// The same in a folder that is known by its place.
-  [[nodiscard]] ConfigStatus ReadFolder(const AssetPlace& place, TagContainer& out,
-                                        TagFilter filter = nullptr);
 
   /// Bytes, unpacked, of the config that was read last.
   std::size_t LastSize() const { return lastSize_; }
@@ -79,6 +76,7 @@ class ConfigReader {
 
  private:
   bool IsKept(const MUKAsset& record) const;
+  ConfigStatus ReadPlace(const AssetPlace& place, TagContainer& out, TagFilter filter);
   ConfigStatus ReadPlain(Zef::Platform::FileHandle file, std::size_t* size);
   ConfigStatus ReadThroughFile(const AssetPlace& file, std::size_t* size);
   ConfigStatus Parse(std::size_t size, bool isText, TagFilter filter, TagContainer& out);

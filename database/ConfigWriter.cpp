@@ -37,6 +37,6 @@ bool WriteConfig(const TagContainer& config, const std::string& folder, ConfigFo
   if (!DeleteConfigs(folder) || !SaveTagFile(config, {}, folder + "/" + name)) return false;
   TagContainer written;
   ConfigReader reader;
-  return reader.ReadFolder({{}, folder}, written, UseOfConfigTag) == ConfigStatus::Loaded &&
+  return reader.ReadAt({{}, folder}, written, UseOfConfigTag) == ConfigStatus::Loaded &&
          written.GetPLID(idKey) == id;
 }

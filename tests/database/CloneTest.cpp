@@ -55,7 +55,7 @@ TEST_F(CloneTest, MakesANewAssetFromAnother) {
 
 TEST_F(CloneTest, MakesANewVersion) {
   Start();
-  Test::AddRecord({77, 1, 1}, "absent");
+  ::Test::AddRecord({77, 1, 1}, "absent");
   EXPECT_EQ(MUKCloneAsset(kMine, PLID(), true, &log_), PLID(77, 1, 1));
   EXPECT_FALSE(MUKGetIsClone({77, 1, 1}));
   const Zef::PString table("obsolete-table");
@@ -73,12 +73,12 @@ TEST_F(CloneTest, MakesANewVersion) {
 TEST_F(CloneTest, AFailureLeavesEverythingAsItWas) {
   WriteWholeFile(folder_ / "local/last/tool.exe", "x");
   Start();
-  Test::AddRecord({77, 4, 3}, "old and absent");
-  Test::AddRecord({77, 4, 4}, "later");
+  ::Test::AddRecord({77, 4, 3}, "old and absent");
+  ::Test::AddRecord({77, 4, 4}, "later");
   MUKSetInstallPath({77, 4, 4}, "other");
   MUKSetArchiveName({77, 4, 4}, "local");
   Put("local/locked", "plid <plid:5:9>");
-  Test::AddRecord({5, 9, 0}, "locked");
+  ::Test::AddRecord({5, 9, 0}, "locked");
   MUKSetPermitEdit({5, 9, 0}, false);
   const struct {
     PLID source;

@@ -112,7 +112,7 @@ TEST_F(InstallTest, OverwritesWhole) {
 TEST_F(InstallTest, AFailureLeavesEverythingAsItWas) {
   Start();
   ASSERT_TRUE(Install(Content(kOne, "held", {{"a.txt", "old"}})));
-  Test::AddRecord(kTwo, "absent");
+  ::Test::AddRecord(kTwo, "absent");
   MUKSetListed(kTwo, true);
   Told();
   const auto set = [](TagContainer content, const char* key, std::string_view text) {
@@ -177,7 +177,7 @@ TEST_F(InstallTest, AFailureLeavesEverythingAsItWas) {
 
 TEST_F(InstallTest, TakesAFolderAsItIs) {
   Start();
-  const Test::TempFolder outside;
+  const ::Test::TempFolder outside;
   const auto put = [&](const char* name, const char* bytes) {
     WriteWholeFile(outside / name, bytes);
   };
