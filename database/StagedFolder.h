@@ -1,16 +1,21 @@
-// StagedFolder: a folder that is filled out of sight and then takes its place in one step.
+// StagedFolder: folders of assets that come, change and go in one step.
 //
 //   StagedFolder staged(root, observer);
 //   if (!staged.IsMade() || !CopyAssetFolder(source, staged.Path())) return false;
 //   return staged.Put(target);
 //
-// Lies below "temp" of the product root, on the file system of the folders that assets live in.
-// Whatever instant the process dies at, the target is as it was or as it shall be. What the object
-// still holds when it ends is deleted. What dead processes left is put right and deleted by the
-// next one that is made, and before a recovery.
+// A new folder is filled out of sight, below "temp" of the product root, and then moved to its
+// place or exchanged with the one that stands there; one that is deleted goes to "temp" first. So
+// whatever instant the process dies at, every asset's folder is whole, the old or the new one. What
+// dead processes left is put right and deleted when the next one is made, and before a recovery.
+// The folders that assets live in must be on the file system of "temp".
 //
-// Belongs to one thread, under the exclusive guard of the running database: who holds that owns
-// "temp". Several may exist at a time. Nothing throws but std::bad_alloc.
+// All paths are of the system, below the product root as `root` spells it and in their spelling on
+// disk. They are refused with less than two parts behind the root, as no asset lies directly below
+// it, with "." or "..", and where a link is on the way.
+//
+// Under the exclusive guard of the running database: who holds that owns "temp". Observers may be
+// null. Nothing throws but std::bad_alloc.
 
 #pragma once
 
@@ -22,51 +27,60 @@
 class StagedFolder {
  public:
   /// Makes an empty folder. `root` is the product root as a path of the system; with any other one,
-  /// and where the disk refuses, none is made. The observer may be null.
+  /// and where the disk refuses, none is made.
   explicit StagedFolder(const std::string& root, StepObserver observer = nullptr);
+  /// Deletes what lies in the folder.
   ~StagedFolder();
   StagedFolder(const StagedFolder&) = delete;
   StagedFolder& operator=(const StagedFolder&) = delete;
 
-  bool IsMade() const { return !path_.empty(); }
-  /// Of the system; empty when it was not made. Behind Put nothing is there.
+  bool IsMade() const { return isMade_; }
+  /// Of the system. Nothing is there behind Put.
   const std::string& Path() const { return path_; }
 
-  /// Moves the folder to a path where nothing stands, or an empty folder. False, with all in place,
-  /// when that cannot be.
+  /// Moves the folder to a path where nothing stands, or an empty folder. False, with all as it
+  /// was, when that cannot be.
   [[nodiscard]] bool Put(const std::string& target);
-  /// Changes places with the folder at `target`, which is then the one that is deleted. False, with
-  /// all in place, when there is none or it cannot be.
+  /// Changes places with a folder, which then is the one that is deleted. False, with all as it
+  /// was, when there is none or it cannot be.
   [[nodiscard]] bool Exchange(const std::string& target);
-  /// Takes a folder, with all in it, in the place of what was filled in so far. False, with all in
-  /// place, when it cannot be moved.
+  /// Takes in a folder, a link or a file, to be deleted. Must be empty. False, with all as it was,
+  /// when it cannot be moved.
   [[nodiscard]] bool Take(const std::string& folder);
 
-  /// Puts right and deletes what dead processes left. Nothing while a StagedFolder exists.
+  /// Puts right and deletes what dead processes left. Nothing while there are staged folders.
   static void ClearLeftovers(const std::string& root);
 
  private:
-  bool ExchangeByRenames(const std::string& target);
+  friend bool MoveAssetFolder(const std::string& root, const std::string& from,
+                              const std::string& to, StepObserver observer);
+
+  bool ExchangeByRenames(const std::string& place);
+  bool Relay(const std::string& source, const std::string& target);
   void Step(const char* step) const {
     if (observer_ != nullptr) observer_(step);
   }
 
   std::string root_;
-  std::string name_;  // in "temp"
   std::string path_;
+  bool isMade_ = false;
   StepObserver observer_;
 };
 
-/// Deletes an asset's folder in one step as seen from outside, whatever it holds: it goes to "temp"
-/// first. `relative` is its path below the root. False, with the folder as it was, when it cannot
-/// be moved, when a link is on the way, and for a path that has less than two parts, "." or "..":
-/// no asset lies directly below the root. True also when nothing is there.
-[[nodiscard]] bool DeleteAssetFolder(const std::string& root, std::string_view relative,
-                                     StepObserver observer = nullptr);
+/// The path below the root of a path of the system; empty for one outside.
+[[nodiscard]] std::string PathBelow(const std::string& root, std::string_view path);
 
 /// Makes a new, empty folder in a folder directly below the root: named `wantedName` made safe if
-/// that is free, else `prefix` and random characters. Its path below the root; empty when it could
+/// that is free, else `prefix` and random characters. Its path behind the root; empty when it could
 /// not be made.
 [[nodiscard]] std::string MakeAssetFolder(const std::string& root, std::string_view parent,
                                           std::string_view prefix,
                                           std::string_view wantedName = {});
+/// Deletes a folder with whatever it holds, a link as such, or a file. False, with it as it was,
+/// when it cannot be moved to "temp". True also when nothing is there.
+[[nodiscard]] bool DeleteAssetFolder(const std::string& root, const std::string& folder,
+                                     StepObserver observer = nullptr);
+/// Moves a folder to another place, where nothing may stand, or a folder that is then deleted.
+/// False, with all as it was, when that cannot be done in one step.
+[[nodiscard]] bool MoveAssetFolder(const std::string& root, const std::string& from,
+                                   const std::string& to, StepObserver observer = nullptr);
