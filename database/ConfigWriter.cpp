@@ -14,7 +14,8 @@ bool DeleteConfigs(const std::string& folder) {
   std::vector<std::string> names;
   if (!Zef::Platform::ListFolder(folder, &names)) return false;
   for (const std::string& name : names) {
-    if (IsConfigName(name) && !Zef::Platform::DeleteFile(folder + "/" + name)) return false;
+    if (!IsConfigName(name)) continue;
+    if (!Zef::Platform::DeleteFile(std::string(folder).append("/").append(name))) return false;
   }
   return true;
 }

@@ -1,11 +1,7 @@
 #include "database/AssetClone.h"
 
-#include <functional>
-
-#include "database/AssetInstall.h"
 #include "tagdata/TagFiles.h"
 #include "tests/database/InstallFixture.h"
-#include "tests/support/ChildProcess.h"
 
 namespace {
 

@@ -1,6 +1,10 @@
 #include "database/AssetInstall.h"
 
+#include <functional>
+#include <set>
+
 #include "database/AssetArt.h"
+#include "database/AssetClone.h"
 #include "database/AssetInfo.h"
 #include "tagdata/TagFiles.h"
 #include "tests/database/InstallFixture.h"
@@ -247,6 +251,86 @@ TEST_F(InstallTest, FindsPictures) {
   EXPECT_EQ(MUKFindThumbnail(kOne), "");
   WriteWholeFile(picture, "jpg");
   EXPECT_EQ(MUKFindThumbnail(kOne), picture);
+}
+
+constexpr PLID kCopy(1, 9, 0);
+int stepsLeft = 0;  // of the child alone
+
+class InstallCrashTest : public InstallTest {
+ protected:
+  /// Runs an operation in a child that is killed after so many steps. False when it came to its
+  /// end.
+  bool RunUntil(int steps, const std::function<void()>& operation) {
+    const ::Test::ChildProcess child([&] {
+      stepsLeft = -1;
+      settings_.stepObserver = [](const char*) {
+        if (stepsLeft-- == 0) raise(SIGKILL);
+      };
+      Start();
+      stepsLeft = steps;
+      operation();
+      MUKShutdown();
+      return 0;
+    });
+    return child.AwaitEnd() != 0;
+  }
+  /// "" for no path, "old" or "new" for a folder that is whole.
+  std::string Judge(const std::string& folder) const {
+    if (folder.empty()) return "";
+    std::string files;
+    for (const char* name : {"a.txt", "b.txt"}) {
+      const fs::path file = folder_ / (folder + "/" + name);
+      files += fs::exists(file) ? ReadWholeFile(file) : "-";
+    }
+    if (!fs::exists(folder_ / (folder + "/config.txt"))) return "no config";
+    return files == "old-" ? "old" : files == "newnew" ? "new" : "broken " + files;
+  }
+  /// What the next start finds: "installed|open for edit" of an asset.
+  std::string Found(PLID id) {
+    const fs::path answer = folder_ / "cache/found";
+    const ::Test::ChildProcess child([&] {
+      Start();
+      const std::string place = MUKGetInstallPath(id);
+      WriteWholeFile(
+          answer, Judge(place.empty() ? "" : "local/" + place) + '|' + Judge(MUKGetEditPath(id)));
+      MUKShutdown();
+      return 0;
+    });
+    EXPECT_EQ(child.AwaitEnd(), 0);
+    return ReadWholeFile(answer);
+  }
+};
+
+TEST_F(InstallCrashTest, KilledAnywhereAnAssetIsThereWholeOrNotAtAll) {
+  const auto install = [&](PLID id) {
+    Install(Content(id, "box", {{"a.txt", "new"}, {"b.txt", "new"}}), kInstallOverwrite);
+  };
+  const struct {
+    const char* what;
+    PLID id;
+    std::set<std::string> allowed;
+    std::function<void()> operation;
+  } cases[] = {
+      {"install", kTwo, {"|", "|new", "new|new", "new|"}, [&] { install(kTwo); }},
+      {"overwrite",
+       kOne,
+       {"old|", "old|old", "old|new", "new|new", "new|"},
+       [&] { install(kOne); }},
+      {"clone", kCopy, {"|", "|old"}, [&] { (void)MUKCloneAsset(kOne, kCopy, false, &log_); }},
+  };
+  for (const auto& c : cases) {
+    int steps = 0;
+    for (bool killed = true; killed; ++steps) {
+      fs::remove_all(folder_.Path());
+      Put("local/held", "plid <plid:1:1>\nusername \"held\"\n");
+      WriteWholeFile(folder_ / "local/held/a.txt", "old");
+      killed = RunUntil(steps, c.operation);
+      const std::string found = Found(c.id);
+      EXPECT_TRUE(c.allowed.contains(found)) << c.what << " killed at " << steps << ": " << found;
+      if (c.id != kOne) EXPECT_EQ(Found(kOne), "old|") << c.what << " killed at " << steps;
+    }
+    EXPECT_GE(steps, 5) << c.what << ": the steps are all there";
+  }
 }
 
 }  // namespace
