@@ -17,6 +17,8 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "tagdata/PLID.h"
 #include "tagdata/TagContainer.h"
@@ -34,6 +36,8 @@ class MUKPackage {
 
   /// Replaces the content by that of a file, a path of the system.
   [[nodiscard]] std::string Open(const std::string& path, std::string_view extension = {});
+  /// The same with a tree that was read elsewhere.
+  [[nodiscard]] std::string OpenTags(const TagContainer& tags);
   /// Rebuilds the tables and writes the file, whole or not at all.
   [[nodiscard]] std::string Save(const std::string& path);
 
@@ -56,15 +60,23 @@ class MUKPackage {
   [[nodiscard]] bool ImportFolder(const AssetPlace& folder, TagContainer& files,
                                   ResultsLog* log) const;
 
-  TagContainer& Tags() { return tags_; }
-  const TagContainer& Tags() const { return tags_; }
+  /// Tables included. What a caller changes is seen by Count, Get and Find after the next call.
+  TagContainer& Tags();
+  const TagContainer& Tags() const;
   bool IsChanged() const { return changed_; }
   void SetProgress(Progress progress) { progress_ = std::move(progress); }
 
  private:
-  void RebuildTables();
+  const std::vector<TagContainer>& Assets() const;
+  void ForgetAssets() const;
+  void RebuildTables() const;
 
-  TagContainer tags_;
+  mutable TagContainer tags_;
+  // What lookups go by, made when it is first needed.
+  mutable std::vector<TagContainer> assets_;
+  mutable std::unordered_map<PLID, std::uint32_t> places_;
+  mutable bool assetsKnown_ = false;
+  mutable bool tablesStale_ = false;  // rebuilt when somebody looks, not once an asset
   Progress progress_;
   bool changed_ = false;
 };
