@@ -327,7 +327,9 @@ TEST_F(InstallCrashTest, KilledAnywhereAnAssetIsThereWholeOrNotAtAll) {
       killed = RunUntil(steps, c.operation);
       const std::string found = Found(c.id);
       EXPECT_TRUE(c.allowed.contains(found)) << c.what << " killed at " << steps << ": " << found;
-      if (c.id != kOne) EXPECT_EQ(Found(kOne), "old|") << c.what << " killed at " << steps;
+      if (c.id != kOne) {
+        EXPECT_EQ(Found(kOne), "old|") << c.what << " killed at " << steps;
+      }
     }
     EXPECT_GE(steps, 5) << c.what << ": the steps are all there";
   }
