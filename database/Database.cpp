@@ -4,6 +4,7 @@
 
 #include "database/ContentServices.h"
 #include "database/MUKLock.h"
+#include "database/StagedFolder.h"
 #include "kernel/Clock.h"
 #include "kernel/KernelBoot.h"
 #include "kernel/standard/Trace.h"
@@ -192,6 +193,7 @@ void Database::LoadIndex() {
       loaded_ = false;
       return;
     } else if (outcome == Outcome::NotWhole && settings_.allowRepair) {
+      StagedFolder::ClearLeftovers(settings_.productRoot);
       leftover ? Recover() : Rebuild();
       if (stop_) {
         // A part of the product must not pass for the whole of it.
@@ -238,7 +240,7 @@ void Database::Recover() {
   const auto all = index_.AllRecords();
   for (MUKAsset* record : std::vector<MUKAsset*>(all.begin(), all.end())) {
     if (stop_) return;
-    if (record->IsPresent()) services.Verify(index_, *record);
+    if (record->IsPresent()) services.Recover(index_, *record);
   }
   files_.Step("recovery: records verified");
   services.Scan(ContentArea::Local, index_, settings_);

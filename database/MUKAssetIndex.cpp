@@ -194,6 +194,11 @@ bool MUKAssetIndex::AddObsoleteRow(const PLID& old, const PLID& given) {
   return obsolete_.AddRow(old, given);
 }
 
+bool MUKAssetIndex::MayDeclareObsolete(const MUKAsset& asset, const PLID& old) {
+  if (old.SameWithoutVersion(asset.id)) return false;
+  return asset.id.user < 0 || old.user == asset.id.user;
+}
+
 void MUKAssetIndex::RereadObsolete(const MUKAsset& asset) {
   std::vector<PLID> list;
   if (host_ != nullptr) list = host_->ReadObsoleteList(asset);
@@ -226,10 +231,7 @@ void MUKAssetIndex::EnterObsolete(const MUKAsset& asset, const std::vector<PLID>
     if (obsolete_.AddRow(old, asset.id) && entered != nullptr) entered->push_back(old);
   };
   for (const PLID& entry : list) {
-    if (entry.SameWithoutVersion(asset.id)) continue;
-    // A user may declare only his own assets obsolete.
-    if (asset.id.user >= 0 && entry.user != asset.id.user) continue;
-    enter(entry);
+    if (MayDeclareObsolete(asset, entry)) enter(entry);
   }
   const std::int32_t versions = std::min(asset.id.version, PLID::kNullVersion);
   for (std::int32_t version = 0; version < versions; ++version) {
