@@ -17,7 +17,8 @@ constexpr struct {
 } kClassWords[] = {
     {"ACTV", "interactive"}, {"LOCO", "locomotive"}, {"TEND", "tender"}, {"ROLL", "rollingstock"}};
 
-/// Joins words once each, in order of arrival. The set keeps hostile keyword lists linear.
+/// Joins words once each, in order of arrival. A few are looked for in the text; the set keeps
+/// hostile keyword lists linear.
 class WordList {
  public:
   void Add(std::string_view words) {
@@ -25,7 +26,7 @@ class WordList {
       const std::size_t end = words.find(';');
       const std::string_view word = words.substr(0, end);
       words.remove_prefix(end == std::string_view::npos ? words.size() : end + 1);
-      if (word.empty() || !seen_.emplace(word).second) continue;
+      if (word.empty() || !IsNew(word)) continue;
       if (!text_.empty()) text_ += ';';
       text_ += word;
     }
@@ -33,6 +34,21 @@ class WordList {
   const std::string& Text() const { return text_; }
 
  private:
+  static constexpr std::size_t kFew = 256;  // bytes
+
+  bool IsNew(std::string_view word) {
+    if (seen_.empty() && text_.size() < kFew) return !HasCode(text_, word);
+    if (seen_.empty()) Learn(text_);
+    return seen_.emplace(word).second;
+  }
+  void Learn(std::string_view words) {
+    while (!words.empty()) {
+      const std::string_view word = words.substr(0, words.find(';'));
+      seen_.emplace(word);
+      words.remove_prefix(std::min(word.size() + 1, words.size()));
+    }
+  }
+
   std::set<std::string, std::less<>> seen_;
   std::string text_;
 };

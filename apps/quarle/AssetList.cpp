@@ -1,6 +1,7 @@
 // quarle asset list: the assets of a product, all or those that are asked for.
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include "apps/quarle/AssetSession.h"
@@ -10,11 +11,12 @@
 #include "apps/quarle/Utf8.h"
 #include "database/CodeList.h"
 #include "database/MUKAssetIndex.h"
+#include "database/ShownName.h"
 
 namespace {
 
 constexpr std::size_t kIdWidth = 26;
-constexpr std::size_t kKindWidth = 16;
+constexpr std::size_t kKindWidth = 20;
 constexpr std::size_t kNameWidth = 36;
 
 /// What a line tells; the texts lie in the listing.
@@ -51,7 +53,7 @@ class Filter {
   /// What the record's own texts say, which costs less than its status.
   bool Takes(const MUKAssetIndex& index, const MUKAsset& record) const {
     const auto isOf = [&](const std::string& kind) {
-      return MatchCodes(record.category.View(), kind);
+      return HasCode(record.category.View(), kind);
     };
     if (!options_.kinds.empty() && std::none_of(kinds_.begin(), kinds_.end(), isOf)) return false;
     if (words_.empty()) return true;
@@ -71,10 +73,15 @@ class Filter {
   std::vector<std::string> kinds_;
 };
 
+/// Only what is listed gets sorted.
 Listing Collect(MUKAssetIndex& index, const Filter& filter) {
+  const auto all = index.AllRecords();
+  std::vector<MUKAsset*> records;
+  std::copy_if(all.begin(), all.end(), std::back_inserter(records),
+               [&](const MUKAsset* record) { return filter.Takes(index, *record); });
+  SortByShownName(records);
   Listing listing;
-  for (MUKAsset* const record : index.Records()) {
-    if (!filter.Takes(index, *record)) continue;
+  for (MUKAsset* const record : records) {
     const AssetStatus status = StatusOf(index, record);
     if (!filter.Takes(status)) continue;
     const std::string_view name = record->ShownName().View();
@@ -116,8 +123,8 @@ void PrintJson(const Listing& listing) {
 
 void PrintText(const Listing& listing, bool quiet) {
   ForEachRow(listing, [](const Row& row, std::string_view name, std::string_view kind) {
-    Print(Padded(row.id.TagText(), kIdWidth) + " " + Padded(Printable(kind), kKindWidth) + " " +
-          Padded(Printable(name), kNameWidth) + " " + StatusText(row.status) + "\n");
+    Print(Padded(row.id.TagText(), kIdWidth) + " " + Padded(Printable(name), kNameWidth) + " " +
+          Padded(Printable(kind), kKindWidth) + " " + StatusText(row.status) + "\n");
   });
   if (!quiet) Print(Emphasised(Emphasis::Faint, Counted(listing.rows.size(), "asset")) + "\n");
 }

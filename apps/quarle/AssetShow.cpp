@@ -39,11 +39,6 @@ struct Shown {
   PLID replacedBy;
 };
 
-std::string PathText(const AssetPlace& place) {
-  if (place.subst.IsNull()) return place.path;
-  return std::string(place.subst.View()) + ":" + place.path;
-}
-
 std::vector<Folder> FoldersOf(const std::string& root, const MUKAsset& record) {
   const struct {
     const char* kind;
@@ -54,7 +49,7 @@ std::vector<Folder> FoldersOf(const std::string& root, const MUKAsset& record) {
                 {"legacy", !record.legacyPath.IsEmpty(), LegacyPlace(root, record)}};
   std::vector<Folder> folders;
   for (const auto& [kind, set, place] : places) {
-    if (set) folders.push_back({kind, PathText(place), FolderExists(place)});
+    if (set) folders.push_back({kind, PlaceText(place), FolderExists(place)});
   }
   return folders;
 }
