@@ -8,8 +8,8 @@
 
 #include "database/AssetMessages.h"
 #include "database/AssetWalk.h"
+#include "database/ConfigReader.h"
 #include "database/MUKPackage.h"
-#include "database/PackageContent.h"
 #include "database/PackageFiles.h"
 #include "database/PackageWork.h"
 #include "environment/ResultsLog.h"

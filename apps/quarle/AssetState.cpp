@@ -57,8 +57,3 @@ void WriteStatus(JsonWriter& json, const AssetStatus& status) {
   json.Bool("missingDependency", status.missingDependency);
   json.Bool("faultyDependency", status.faultyDependency);
 }
-
-std::string PlaceText(const AssetPlace& place) {
-  if (place.subst.IsNull()) return place.path;
-  return std::string(place.subst.View()) + ":" + place.path;
-}
