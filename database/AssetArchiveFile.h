@@ -40,7 +40,7 @@ class AssetArchiveWriter {
 
  private:
   void Drop();
-  bool Write(std::span<const std::byte> bytes, std::uint64_t offset);
+  bool Write(std::span<const std::byte> bytes);
 
   std::string path_;
   std::string temporary_;

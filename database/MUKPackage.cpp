@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "database/PackageFiles.h"
 #include "database/PackageTables.h"
 #include "kernel/ByteWriter.h"
 #include "kernel/platform/FileSystem.h"
@@ -82,17 +83,23 @@ std::string MUKPackage::OpenTags(const TagContainer& tags) {
   return fault == nullptr ? "" : fault;
 }
 
+std::string MUKPackage::CheckName(std::string_view path) {
+  const bool isNamed = path.size() > kExtension.size() &&
+                       Zef::EqualFolded(path.substr(path.size() - kExtension.size()), kExtension);
+  return isNamed ? "" : kOtherExtension;
+}
+
 std::string MUKPackage::Save(const std::string& path) {
-  const std::string_view name = path;
-  const bool hasExtension =
-      name.size() > kExtension.size() &&
-      Zef::EqualFolded(name.substr(name.size() - kExtension.size()), kExtension);
-  if (!hasExtension) return kOtherExtension;
+  if (std::string error = CheckName(path); !error.empty()) return error;
   RebuildTables();
   Zef::ByteWriter out;
   if (!AppendBinaryTags(out, tags_) || !WriteWhole(path, out.View())) return kNotSaved;
   changed_ = false;
   return {};
+}
+
+PackageCompression MUKPackage::Compression() const {
+  return PackageCompressionOf(tags_.GetText(TheKeys().compression).View());
 }
 
 std::uint32_t MUKPackage::Count() const { return static_cast<std::uint32_t>(Assets().size()); }

@@ -24,6 +24,7 @@
 #include "tagdata/TagContainer.h"
 
 class ResultsLog;
+enum class PackageCompression;
 struct AssetPlace;
 
 class MUKPackage {
@@ -38,9 +39,12 @@ class MUKPackage {
   [[nodiscard]] std::string Open(const std::string& path, std::string_view extension = {});
   /// The same with a tree that was read elsewhere.
   [[nodiscard]] std::string OpenTags(const TagContainer& tags);
+  /// Why Save will not take a path, before anything was done for it; empty when it will.
+  [[nodiscard]] static std::string CheckName(std::string_view path);
   /// Rebuilds the tables and writes the file, whole or not at all.
   [[nodiscard]] std::string Save(const std::string& path);
 
+  PackageCompression Compression() const;
   std::uint32_t Count() const;
   /// The asset at a position; a null handle past the end.
   TagContainer Get(std::uint32_t index) const;

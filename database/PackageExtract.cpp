@@ -24,10 +24,6 @@ struct Job {
   const char* error = nullptr;
 };
 
-std::span<const std::byte> PayloadOf(const ChunkRef& tag) {
-  return {tag->GetData(), tag->GetDataSize()};
-}
-
 const char* UnpackInto(Platform::FileHandle file, const Job& job, PackageCompression compression) {
   UnpackedFile content;
   const char* const error = UnpackFile(PayloadOf(job.tag), compression, content);
@@ -135,8 +131,6 @@ std::string MUKPackage::ExtractFiles(std::uint32_t index, const std::string& fol
 std::string MUKPackage::ExtractFiles(const TagContainer& asset, const std::string& folder) const {
   Platform::FolderWriter target(folder);
   if (!target.IsOpen()) return PackageText::kNotWritten;
-  const PackageCompression compression =
-      PackageCompressionOf(tags_.GetText(Zef::PString("compression")).View());
   const TagContainer files = asset.GetSubContainer(Zef::PString("files"));
-  return Extraction(compression, folder.size(), progress_).Run(files, std::move(target));
+  return Extraction(Compression(), folder.size(), progress_).Run(files, std::move(target));
 }

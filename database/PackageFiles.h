@@ -32,6 +32,11 @@ PackageCompression PackageCompressionOf(std::string_view name);
 /// No file of more bytes is packed.
 inline constexpr std::uint64_t kLargestPackedFile = 0x7FFFFFFF;
 
+/// The payload of a data tag, in place.
+inline std::span<const std::byte> PayloadOf(const ChunkRef& tag) {
+  return {tag->GetData(), tag->GetDataSize()};
+}
+
 /// A data tag's payload for these bytes; null where it has none. Not for Unknown.
 CoreRef PackFile(std::span<const std::byte> bytes, PackageCompression compression);
 

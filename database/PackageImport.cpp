@@ -173,9 +173,7 @@ bool MUKPackage::ImportFolder(const AssetPlace& folder, TagContainer& files,
                               ResultsLog* log) const {
   files = TagContainer();
   files.Ensure();
-  const PackageCompression compression =
-      PackageCompressionOf(tags_.GetText(Zef::PString("compression")).View());
-  const AssetWalkFault fault = Import(compression, files, progress_).Run(folder);
+  const AssetWalkFault fault = Import(Compression(), files, progress_).Run(folder);
   if (fault.key == nullptr) return true;
   TellOfFile(log, ResultLevel::kError, fault.key, PlaceText(fault.place));
   return false;

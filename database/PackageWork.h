@@ -26,6 +26,7 @@ class PackageWork {
   /// False once a job has failed: then nothing more is to be posted.
   [[nodiscard]] bool Post(Job job) {
     const std::uint64_t size = job.size;
+    if (failed_) return false;
     while (work_.HasJobs() && (work_.Count() >= kMostJobs || bytes_ + size > kMostBytes)) {
       if (!TakeOne()) return false;
     }

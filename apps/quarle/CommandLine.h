@@ -21,3 +21,6 @@ CLI::Option* AddText(CLI::App& command, const char* name, std::string& value, co
 /// others live.
 void AddAsset(CLI::App& app, AssetOptions& options, CommonOptions& common,
               std::function<int()>& run);
+/// The same for `quarle package`.
+void AddPackage(CLI::App& app, PackageOptions& options, CommonOptions& common,
+                std::function<int()>& run);

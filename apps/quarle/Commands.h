@@ -96,6 +96,17 @@ struct ArchiveOptions {
 [[nodiscard]] int RunArchiveDelete(const ArchiveOptions& options, const CommonOptions& common);
 [[nodiscard]] int RunArchiveRename(const ArchiveOptions& options, const CommonOptions& common);
 
+struct PackageOptions {
+  std::string package;
+  std::vector<std::string> folders;  ///< of the assets that `package create` takes
+  std::string folder = ".";          ///< that `package extract` makes the assets' folders in
+  std::vector<std::string> assets;   ///< identifiers; none for all
+};
+[[nodiscard]] int RunPackageList(const PackageOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunPackageCreate(const PackageOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunPackageExtract(const PackageOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunPackageCheck(const PackageOptions& options, const CommonOptions& common);
+
 struct AssetOptions {
   std::string root;
   std::string id;

@@ -27,6 +27,7 @@ struct CommandLine {
   CoderOptions coder;
   PlidOptions plid;
   ArchiveOptions archive;
+  PackageOptions package;
   AssetOptions asset;
   std::function<int()> run;
 };
@@ -313,6 +314,7 @@ int Run(int argc, char** argv) {
   AddCoders(app, line);
   AddPlid(app, line);
   AddArchive(app, line);
+  AddPackage(app, line.package, line.common, line.run);
   AddAsset(app, line.asset, line.common, line.run);
   try {
     app.parse(argc, argv);

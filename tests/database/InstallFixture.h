@@ -1,8 +1,9 @@
-// InstallFixture: packages, asset folders, and everything about a product that a test compares.
+// InstallFixture: contents of packages, and everything about a product that a test compares.
 
 #pragma once
 
 #include <map>
+#include <set>
 
 #include "database/AssetFolder.h"
 #include "database/AssetMessages.h"
@@ -12,8 +13,6 @@
 
 namespace Test {
 
-using FileTexts = std::map<std::string, std::string>;
-
 class InstallTest : public RunningTest {
  protected:
   ~InstallTest() override {
@@ -21,8 +20,9 @@ class InstallTest : public RunningTest {
     SetBaseUserId(PLID::kUnassignedUser);
   }
 
-  /// A package's container with a config, stored files, and whatever `alter` does to it.
-  static TagContainer Content(PLID id, const char* name, const FileTexts& files) {
+  /// What a package holds of an asset, with files for Stored().
+  static TagContainer Content(PLID id, const char* name,
+                              const std::map<std::string, std::string>& files) {
     TagContainer content;
     content.SetPLID(Zef::PString("plid"), id);
     content.SetString(Zef::PString("username"), name);
@@ -39,11 +39,8 @@ class InstallTest : public RunningTest {
     package.Tags().SetString(Zef::PString("compression"), "");
     return package;
   }
-  void Put(const std::string& folder, const std::string& config) const {
-    WriteWholeFile(folder_ / (folder + "/config.txt"), config);
-  }
 
-  /// What the log was told since the last time: "level key about;" of each entry.
+  /// "level key about;" of each entry since the last time.
   std::string Told() {
     std::string told;
     for (const ResultEntry& entry : log_.Entries()) {
@@ -55,39 +52,30 @@ class InstallTest : public RunningTest {
     log_.Clear();
     return told;
   }
-  /// Below the root, what is no file of the database: "path=content;", a folder without content.
-  std::string OnDisk() const {
-    std::map<std::string, std::string> entries;
+  /// All records, and what is on disk that is no file of the database.
+  std::string State() const {
+    std::set<std::string> state;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_.Path())) {
       const std::string path = entry.path().lexically_relative(folder_.Path()).string();
-      if (path.starts_with("cache") || path.starts_with("assets.mkx") || path.starts_with("Sett")) {
-        continue;
-      }
-      entries[path] = entry.is_regular_file() ? '=' + ReadWholeFile(entry.path()) : "";
+      if (path.find('/') == std::string::npos || path.starts_with("cache/assets")) continue;
+      state.insert(path + (entry.is_regular_file() ? '=' + ReadWholeFile(entry.path()) : "") + ';');
     }
-    std::string disk;
-    for (const auto& [path, content] : entries) disk += path + content + ';';
-    return disk;
-  }
-  /// "id name legacy|install@archive|edit flags;" of each record.
-  static std::string Records() {
     const MUKLock guard(false);
-    std::string records;
     for (const MUKAsset* record : Database::Get().Index().AllRecords()) {
-      records += record->id.ToDelimited(':') + ' ' + record->name.String() + ' ' +
-                 record->legacyPath.String() + '|' + record->installPath.String() + '@' +
-                 record->archiveName.String() + '|' + record->editPath.String() + ' ' +
-                 std::to_string(record->flags.Byte(1) & 1) + ' ' +
-                 std::to_string(record->uploadTime) + ';';
+      state.insert(record->id.TagText() + record->name.String() + '|' +
+                   record->installPath.String() + '|' + record->editPath.String() + '|' +
+                   std::to_string(record->sizeBytes) + '|' + std::to_string(record->uploadTime));
     }
-    return records;
+    std::string all;
+    for (const std::string& line : state) all += line;
+    return all;
   }
-  /// Ends the database and starts it again, from its file or, without that, from the folders.
+  /// Ends the database, and starts it from its file or, without that, from the folders.
   std::string Restarted(bool fromFolders = false) {
     MUKShutdown();
     if (fromFolders) Lay("-", "-", "-");
     Start();
-    return Records();
+    return State();
   }
 
   ResultsLog log_;
