@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "database/AssetFolder.h"
+#include "database/ConfigReader.h"
 #include "database/FileRules.h"
 #include "kernel/KeyedHash.h"
 #include "kernel/standard/CodePage.h"
@@ -69,8 +70,4 @@ class Walk {
 
 bool WalkPackageContent(const TagContainer& files, const PackageContentVisitor& visitor) {
   return Walk(visitor).Folder(files, "", 0);
-}
-
-bool IsConfigName(std::string_view name) {
-  return Zef::EqualFolded(name, "config.txt") || Zef::EqualFolded(name, "config.grole");
 }

@@ -33,6 +33,3 @@ struct PackageContentVisitor {
 /// Goes through a "files" container in its order, but passes over a config at its top, which an
 /// asset has among its own tags. False when a visitor ended it by giving false.
 bool WalkPackageContent(const TagContainer& files, const PackageContentVisitor& visitor);
-
-/// "config.txt" and "config.grole", in any letter case.
-[[nodiscard]] bool IsConfigName(std::string_view name);

@@ -8,6 +8,7 @@
 
 #include "database/AssetMessages.h"
 #include "database/AssetWalk.h"
+#include "database/ConfigReader.h"
 #include "database/MUKPackage.h"
 #include "database/PackageContent.h"
 #include "database/PackageFiles.h"

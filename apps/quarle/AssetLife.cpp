@@ -7,6 +7,7 @@
 #include "database/AssetClone.h"
 #include "database/AssetEdit.h"
 #include "database/AssetFolder.h"
+#include "database/AssetWalk.h"
 #include "database/MUKAsset.h"
 
 namespace {

@@ -3,7 +3,6 @@
 #include <array>
 
 #include "apps/quarle/JsonWriter.h"
-#include "database/AssetFolder.h"
 #include "database/AssetUpdate.h"
 #include "database/MUKAsset.h"
 
@@ -56,9 +55,4 @@ void WriteStatus(JsonWriter& json, const AssetStatus& status) {
   json.Bool("faulty", status.faulty);
   json.Bool("missingDependency", status.missingDependency);
   json.Bool("faultyDependency", status.faultyDependency);
-}
-
-std::string PlaceText(const AssetPlace& place) {
-  if (place.subst.IsNull()) return place.path;
-  return std::string(place.subst.View()) + ":" + place.path;
 }

@@ -7,7 +7,6 @@
 class JsonWriter;
 class MUKAsset;
 class MUKAssetIndex;
-struct AssetPlace;
 
 enum class AssetState {
   Unknown,    ///< no record
@@ -33,6 +32,3 @@ AssetStatus StatusOf(MUKAssetIndex& index, MUKAsset* record);
 std::string StatusText(const AssetStatus& status);
 /// "state", "faulty", "missingDependency" and "faultyDependency", in the object that is open.
 void WriteStatus(JsonWriter& json, const AssetStatus& status);
-
-/// The folder as a path, below a substitution with its name and ':' in front.
-std::string PlaceText(const AssetPlace& place);
