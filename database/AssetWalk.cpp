@@ -118,8 +118,3 @@ AssetWalkFault WalkAssetFolder(const AssetPlace& folder, const char* folderKey,
   }
   return walk.TakeFault();
 }
-
-std::string PlaceText(const AssetPlace& place) {
-  if (place.subst.IsNull()) return place.path;
-  return std::string(place.subst.View()) + ":" + place.path;
-}

@@ -39,6 +39,3 @@ struct AssetWalkFault {
 /// `folderKey` is the key for a folder that cannot be listed.
 [[nodiscard]] AssetWalkFault WalkAssetFolder(const AssetPlace& folder, const char* folderKey,
                                              const AssetWalkVisitor& visitor);
-
-/// A place as messages spell it, with the substitution's name in front.
-std::string PlaceText(const AssetPlace& place);

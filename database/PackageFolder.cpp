@@ -1,27 +1,17 @@
 #include "database/PackageFolder.h"
 
+#include "database/AssetFolder.h"
 #include "database/AssetMessages.h"
-#include "database/AssetWalk.h"
+#include "database/ConfigWriter.h"
 #include "database/MUKPackage.h"
 #include "environment/ResultsLog.h"
-
-namespace {
-
-constexpr std::string_view kFilesKey = "files";
-
-}  // namespace
 
 ConfigStatus LoadFolderConfig(const AssetPlace& folder, TagContainer& config) {
   TagContainer loaded;
   config.Clear();
   const ConfigStatus status = ConfigReader().ReadAt(folder, loaded);
   if (status != ConfigStatus::Loaded) return status;
-  TagContainer kept;
-  loaded.ForEach([&](std::string_view key, const ChunkRef& chunk) {
-    kept.Ensure();
-    if (key != kFilesKey) kept.Chunk()->AddTag(Zef::PString(key), chunk);
-  });
-  config = TagContainer::DeepCopy(kept);
+  config = TagContainer::DeepCopy(TagsWithout(loaded, kFilesTag));
   return config.IsValid() ? ConfigStatus::Loaded : ConfigStatus::NotTags;
 }
 
@@ -36,7 +26,7 @@ bool ReadAssetFolder(const MUKPackage& package, const AssetPlace& folder, TagCon
   TagContainer files;
   files.Ensure();
   if (!package.ImportFolder(folder, files, log)) return false;
-  config.SetSubContainer(Zef::PString(kFilesKey), files);
+  config.SetSubContainer(Zef::PString(kFilesTag), files);
   asset = config;
   return true;
 }

@@ -10,7 +10,6 @@
 #include "database/AssetWalk.h"
 #include "database/ConfigReader.h"
 #include "database/MUKPackage.h"
-#include "database/PackageContent.h"
 #include "database/PackageFiles.h"
 #include "database/PackageWork.h"
 #include "environment/ResultsLog.h"

@@ -9,13 +9,13 @@
 #include "apps/quarle/Utf8.h"
 #include "database/AssetConfig.h"
 #include "database/AssetFolder.h"
+#include "database/ConfigWriter.h"
 #include "database/MUKAsset.h"
 #include "database/PackageCheck.h"
 #include "database/PackageFiles.h"
 #include "database/PackageFolder.h"
 #include "environment/ResultsLog.h"
 #include "kernel/platform/FileSystem.h"
-#include "tagdata/TagFiles.h"
 
 namespace {
 
@@ -180,12 +180,9 @@ std::string Extract(const MUKPackage& package, std::uint32_t place, const std::s
   const TagContainer asset = package.Get(place);
   std::string error = package.ExtractFiles(asset, folder);
   if (!error.empty()) return error;
-  TagContainer config;
-  asset.ForEach([&](std::string_view key, const ChunkRef& tag) {
-    config.Ensure();
-    if (key != "files") config.Chunk()->AddTag(Zef::PString(key), tag);
-  });
-  return SaveTagFile(config, {}, folder + "/config.txt") ? "" : "Unable to write its config";
+  const TagContainer config = TagsWithout(asset, kFilesTag);
+  return WriteConfig(config, folder, ConfigForm::Text, IdOf(asset)) ? ""
+                                                                    : "Unable to write its config";
 }
 
 /// Makes the folder of an asset and fills it. An error text, and nothing left of it, or empty.

@@ -52,12 +52,15 @@ class InstallTest : public RunningTest {
     log_.Clear();
     return told;
   }
-  /// All records, and what is on disk that is no file of the database.
+  /// All records, and what is on disk that is neither a file of the database nor a setting.
   std::string State() const {
     std::set<std::string> state;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_.Path())) {
       const std::string path = entry.path().lexically_relative(folder_.Path()).string();
-      if (path.find('/') == std::string::npos || path.starts_with("cache/assets")) continue;
+      if (path.find('/') == std::string::npos || path.starts_with("cache/assets") ||
+          path.starts_with("settings")) {
+        continue;
+      }
       state.insert(path + (entry.is_regular_file() ? '=' + ReadWholeFile(entry.path()) : "") + ';');
     }
     const MUKLock guard(false);

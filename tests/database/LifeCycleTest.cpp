@@ -1,0 +1,226 @@
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "database/AssetFolder.h"
+#include "database/StagedFolder.h"
+#include "kernel/standard/Subst.h"
+#include "tests/database/LifeFixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Test::LifeTest;
+using Test::ReadWholeFile;
+using Test::WriteWholeFile;
+
+TEST_F(LifeTest, EveryStateIsReachedAndLeftByEveryRoad) {
+  const struct {
+    const char* steps;
+    const char* state;
+  } roads[] = {
+      {"n", "E1"},     {"nc", "I1"},     {"nk", "E1I1"},    {"nd", "."},      {"nf", "-"},
+      {"nr", "-"},     {"nsr", "."},     {"nco", "E1I1"},   {"ncoo", "E1I1"}, {"nco2", "E2I1"},
+      {"nco2c", "I2"}, {"nco2tc", "I2"}, {"nco2k", "E2I2"}, {"nco2kr", "I2"}, {"nco2r", "I1"},
+      {"nco2d", "."},  {"nco2f", "-"},   {"ncd", "."},      {"ncf", "-"},     {"ncsf", "."},
+      {"ncdo3", "E3"}, {"ncdo3c", "I3"}, {"ncbd", "I1"},    {"ncbo2d", "I1"}, {"ncbo2f", "I1"},
+      {"ncdf", "-"},   {"ncfn", "E1"},   {"ncdo2r", "-"},
+  };
+  for (const auto& road : roads) {
+    Renew();
+    EXPECT_TRUE(Live(road.steps)) << road.steps << ' ' << Told();
+    EXPECT_EQ(State(), road.state) << road.steps;
+    const std::string tree = Tree();
+    for (const bool crashed : {false, true}) {
+      Restart(crashed);
+      EXPECT_EQ(State(), road.state) << road.steps << " started again " << crashed;
+      EXPECT_EQ(Tree(), tree) << road.steps << " started again " << crashed;
+    }
+    EXPECT_EQ(Told(), "") << road.steps;
+    EXPECT_EQ(tree.find("staged-asset"), std::string::npos) << tree;
+  }
+}
+
+TEST_F(LifeTest, TheOlderLayoutStaysOrIsLeftOnRequest) {
+  const struct {
+    const char* folder;  ///< as the record spells it; on disk in lower case
+    const char* steps;
+    const char* state;
+  } roads[] = {{"world/w/g/a", "", "L1"},    {"world/w/g/a", "o2", "E2L1"},
+               {"world/w/g/a", "o2c", "L2"}, {"world/w/g/a", "o2u", "L2"},
+               {"world/w/g/a", "bd", "."},   {"world/w/g/a", "o2f", "-"},
+               {"world/w/g/a", "o2r", "L1"}, {"LOCAL/a", "o2u", "I2"}};
+  for (const auto& road : roads) {
+    Renew();
+    Write(road.folder[0] == 'L' ? "local/a" : road.folder, '1');
+    MUKCreateNew(kId);
+    MUKSetLegacyPath(kId, road.folder);
+    EXPECT_TRUE(Live(road.steps)) << road.folder << ' ' << road.steps << ' ' << Told();
+    EXPECT_EQ(State(), road.state) << road.folder << ' ' << road.steps;
+  }
+}
+
+TEST_F(LifeTest, FoldersAreNamedAndRecordsFollow) {
+  Start();
+  MUKCreateNew(kId);
+  MUKSetName(kId, "Big: Boy/../x" + std::string(300, 'y'));
+  ASSERT_TRUE(Live("o1"));
+  EXPECT_EQ(EditFolder(), "editing/Big_ Boy____x" + std::string(107, 'y'));
+  WriteWholeFile(folder_ / (EditFolder() + "/config.txt"),
+                 "plid <plid:1:7>\nname \"one\"\nquarle-build 2.9\nplid-table {\n0 <plid:1:9>\n}\n"
+                 "obsolete-table {\n0 <plid:1:8>\n}");
+  const auto old = fs::last_write_time(folder_ / (EditFolder() + "/parts/body.txt"));
+  SetAssetValidator([](const AssetPlace& place) {
+    return place.path.find("/local/content ") == std::string::npos;
+  });
+  EXPECT_TRUE(Live("c"));
+  SetAssetValidator({});
+  EXPECT_TRUE(MUKGetFaulty(kId) && MUKGetMissingDependency(kId));
+  EXPECT_EQ(InstallFolder().substr(0, 14), "local/content ");
+  EXPECT_EQ(MUKGetArchiveName(kId), "local");
+  EXPECT_EQ(MUKGetName(kId), "one");
+  EXPECT_EQ(MUKResolve({1, 8, 0}), kId);
+  EXPECT_EQ(MUKGetModifyTime(kId), 1'700'000'000u);
+  const std::uint32_t size = MUKGetSizeBytes(kId);
+
+  WriteWholeFile(folder_ / (EditFolder().empty() ? "editing/one/x.txt" : "y"), "in the way");
+  ASSERT_TRUE(Live("o2"));
+  EXPECT_EQ(EditFolder().substr(0, 13), "editing/edit ");
+  EXPECT_TRUE(MUKOpenAsset(kId, false, nullptr).id == kId);
+  EXPECT_TRUE(Live("k"));
+  EXPECT_EQ(MUKGetName(kId), "2") << "a kept working folder does not hold the fields back";
+  EXPECT_FALSE(MUKGetFaulty(kId) || MUKGetMissingDependency(kId));
+  EXPECT_EQ(MUKResolve({1, 8, 0}), PLID(1, 8, 0));
+  EXPECT_LT(MUKGetSizeBytes(kId), size);
+  EXPECT_LT(MUKGetBuild(kId), 2.0f);
+  EXPECT_GE(fs::last_write_time(folder_ / (InstallFolder() + "/parts/body.txt")), old);
+  EXPECT_TRUE(MUKDumpKeywords());
+  EXPECT_NE(ReadWholeFile(folder_ / "KeywordsDump.dat").find("<plid:1:7>"), std::string::npos);
+}
+
+/// What stands in the way of an operation, its messages, and that nothing else changes.
+TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
+  const auto put = [this](const std::string& name) { WriteWholeFile(folder_ / name, "x"); };
+  const struct {
+    const char* before;
+    std::function<void()> hinder;
+    char step;
+    const char* told;
+  } cases[] = {
+      {"nc", [] { MUKSetPermitEdit(kId, false); }, 'o', "$muk_edit_perm;"},
+      {"nc", [&] { put("editing"); }, 'o', "$muk_open_file_error;"},
+      {"nc", [&] { put(InstallFolder() + "/run.exe"); }, 'o', "$muk_copy_file_error;"},
+      {"nc", [&] { mkfifo((folder_ / (InstallFolder() + "/a.txt")).c_str(), 0600); }, 'o',
+       "$muk_copy_file_error;"},
+      {"nc", [&] { fs::create_symlink("/etc", folder_ / (InstallFolder() + "/a.txt")); }, 'o',
+       "$muk_copy_file_error;"},
+      {"nc", [&] { put("temp"); }, 'o', "$muk_copy_file_error;"},
+      {"n", [] { MUKSetPermitCommit(kId, false); }, 'c', "$muk_commit_perm;"},
+      {"nc", [] {}, 'c', "$muk_commit_open_for_edit;"},
+      {"n", [&] { put("local"); }, 'c', "$muk_commit_database_error;"},
+      {"n", [&] { fs::remove(folder_ / (EditFolder() + "/config.txt")); }, 'c',
+       "$muk_commit_missing_config;"},
+      {"n", [&] { put(EditFolder() + "/CONFIG.GROLE"); }, 'c', "$muk_commit_duplicate_config;"},
+      {"nco", [&] { put(EditFolder() + "/Config.txt"); }, 'k', "$muk_commit_duplicate_config;"},
+      {"n", [&] { put(EditFolder() + "/.hidden.txt"); }, 'c',
+       "$muk_package_file_bad_name;$muk_commit_invalid_files;"},
+      {"nco", [&] { fs::create_symlink("/etc", folder_ / (EditFolder() + "/e")); }, 'c',
+       "$muk_package_file_bad_name;$muk_commit_invalid_files;"},
+      {"n", [&] { put("temp"); }, 'k', "$muk_commit_file_error;"},
+      {"nco", [&] { put("temp"); }, 'c', "$muk_commit_file_error;"},
+      {"nco", [] { MUKSetArchiveName(kId, "lifesubst"); }, 'c', "$muk_commit_file_error;"},
+      {"nco", [] { MUKSetInstallPath(kId, "../up"); }, 'c', "$muk_commit_file_error;"},
+      {"nco", [&] { MUKSetEditPath(kId, InstallFolder()); }, 'c', "$muk_commit_file_error;"},
+  };
+  Zef::Subst("lifesubst", (folder_ / "local/").c_str(), false);
+  for (const auto& each : cases) {
+    Renew();
+    ASSERT_TRUE(Live(each.before));
+    each.hinder();
+    const std::string state = State();
+    const std::string tree = Tree();
+    EXPECT_FALSE(Do(each.step)) << each.told;
+    EXPECT_EQ(Told(), each.told);
+    EXPECT_EQ(State(), state) << each.told;
+    EXPECT_EQ(Tree(), tree) << each.told;
+  }
+  Zef::Subst("lifesubst", nullptr, false);
+}
+
+TEST_F(LifeTest, NothingOutsideAnAssetsOwnFoldersIsDeleted) {
+  const ::Test::TempFolder elsewhere;
+  WriteWholeFile(elsewhere / "a/config.txt", "plid <plid:1:7>\nname \"far\"");
+  Start();
+  WriteWholeFile(folder_ / "world/w/g/a/config.txt", "x");
+  WriteWholeFile(folder_ / "local/other/config.txt", "x");
+  fs::create_directory_symlink(elsewhere.Path(), folder_ / "world/link");
+  const std::string tree = Tree();
+  const struct {
+    bool (*set)(const PLID&, std::string_view);
+    std::string path;
+    bool isForgotten;  ///< else it keeps a place that could not be deleted
+  } cases[] = {
+      {MUKSetEditPath, elsewhere / "a", true},    {MUKSetEditPath, "../../a", true},
+      {MUKSetEditPath, "editing/../local", true}, {MUKSetEditPath, "local/./other", false},
+      {MUKSetEditPath, "world/link/a", false},    {MUKSetEditPath, "world", false},
+      {MUKSetEditPath, folder_ / "world", false}, {MUKSetLegacyPath, "world", false},
+      {MUKSetLegacyPath, "world/link/a", false},  {MUKSetLegacyPath, elsewhere / "a", true},
+      {MUKSetInstallPath, "../world/w", true},    {MUKSetInstallPath, ".", false},
+  };
+  for (const auto& each : cases) {
+    MUKCreateNew(kId);
+    MUKSetArchiveName(kId, "local");
+    each.set(kId, each.path);
+    MUKDeleteAsset(kId, true);
+    EXPECT_EQ(MUKFind(kId), !each.isForgotten) << each.path;
+    EXPECT_EQ(Tree(), tree) << each.path;
+    EXPECT_TRUE(fs::exists(elsewhere / "a/config.txt")) << each.path;
+    each.set(kId, "");
+    MUKDeleteAsset(kId, true);
+  }
+  MUKCreateNew(kId);
+  MUKSetEditPath(kId, elsewhere / "a");
+  EXPECT_TRUE(Do('c')) << Told();
+  EXPECT_EQ(MUKGetName(kId), "far") << "and it can be committed from there";
+  EXPECT_TRUE(EditFolder().empty() && fs::exists(elsewhere / "a/config.txt"));
+}
+
+TEST_F(LifeTest, AFolderSetAsideByACrashComesBackOrGoes) {
+  const auto lay = [this](const std::string& name, const std::string& text) {
+    WriteWholeFile(folder_ / ("temp/staged-asset 9-1" + name), text);
+  };
+  const auto serial = [this](const char* path) {
+    struct stat facts {};
+    EXPECT_EQ(stat((folder_ / path).c_str(), &facts), 0);
+    return std::to_string(facts.st_ino);
+  };
+  WriteWholeFile(folder_ / "local/new/config.txt", "new");
+  WriteWholeFile(folder_ / "editing/old/config.txt", "old");
+  WriteWholeFile(folder_ / "temp/mine.txt", "mine");
+  const struct {
+    const char* name;
+    std::string note;
+    const char* left;  ///< of a/b, new and old
+  } cases[] = {{"gone", "0\nlocal/a/b\n", "a/b new old "},
+               {"stands", "0\nlocal/new\n", "new old "},
+               {"half", "0\nlocal/a", "new old "},
+               {"out", "0\n../x/y\n", "new old "},
+               {"another", "1\nediting/old\n", "new old "},
+               {"rubbish", serial("editing/old") + "\nediting/old\n", "new "}};
+  for (const auto& each : cases) {
+    fs::remove_all(folder_ / "local/a");
+    lay("/config.txt", "half");
+    lay(".old/config.txt", "before");
+    lay(".note", each.note);
+    StagedFolder::ClearLeftovers(folder_.Path().string());
+    std::string left;
+    if (fs::exists(folder_ / "local/a/b/config.txt")) left += "a/b ";
+    if (fs::exists(folder_ / "local/new/config.txt")) left += "new ";
+    if (fs::exists(folder_ / "editing/old/config.txt")) left += "old ";
+    if (each.name == std::string("gone")) fs::create_directories(folder_ / "local/a");
+    EXPECT_EQ(left, each.left) << each.name;
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "temp"), {}), 1) << each.name;
+  }
+}
+
+}  // namespace
