@@ -95,9 +95,9 @@ PLID MUKCloneAsset(const PLID& source, const PLID& target, bool asNewVersion, Re
   MUKAsset& clone = *index.Find(id);
   const char* const failure = MakeClone(*index.Find(source), clone, asNewVersion, log);
   if (failure == nullptr) {
+    rollback.Done();
     TellOfAsset(log, ResultLevel::kDone, "$muk_cloned", source, info.name, id.TagText());
     return id;
   }
-  rollback.Run();
   return *failure == 0 ? PLID() : refuse(failure);
 }

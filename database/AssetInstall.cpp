@@ -7,7 +7,6 @@
 #include "database/AssetInfo.h"
 #include "database/AssetMessages.h"
 #include "database/AssetRollback.h"
-#include "database/AssetWalk.h"
 #include "database/ConfigReader.h"
 #include "database/ConfigWriter.h"
 #include "database/ContentServices.h"
@@ -68,7 +67,7 @@ const char* Installation::Run() {
   if (id_.IsNull()) return "$muk_write_error";
   AssetRollback rollback(id_);
   const char* const failure = PutInPlace();
-  if (failure != nullptr) rollback.Run();
+  if (failure == nullptr) rollback.Done();
   return failure;
 }
 
@@ -164,7 +163,8 @@ bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flag
                     const InstallProgress& progress) {
   const std::size_t name = path.find_last_of(Zef::FilePath::kSeparators) + 1;
   if (IsConfigName(std::string_view(path).substr(name))) {
-    return MUKInstallFolder({{}, name == 0 ? "." : path.substr(0, name)}, log, flags);
+    const std::size_t end = name > 1 ? name - 1 : name;
+    return MUKInstallFolder({{}, name == 0 ? "." : path.substr(0, end)}, log, flags);
   }
   MUKPackage package;
   if (const std::string error = package.Open(path); !error.empty()) {

@@ -7,6 +7,14 @@
 
 AssetRollback::AssetRollback(const PLID& id) : id_(id), isKnown_(MUKFind(id, &before_)) {}
 
+AssetRollback::~AssetRollback() {
+  if (isDone_) return;
+  try {
+    Run();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; it stays open for edit
+  }
+}
+
 void AssetRollback::Run() {
   if (isKnown_ && before_.IsPresent()) {
     (void)MUKRevertAssetEdits({id_, true});  // what could not be deleted shows below

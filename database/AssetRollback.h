@@ -13,13 +13,19 @@ class AssetRollback {
  public:
   /// Of an asset that is not open for edit, and may be unknown.
   explicit AssetRollback(const PLID& id);
+  /// Unless the operation is done: deletes the working folder, of an asset that was not present all
+  /// its folders, and of one that was unknown the record.
+  ~AssetRollback();
+  AssetRollback(const AssetRollback&) = delete;
+  AssetRollback& operator=(const AssetRollback&) = delete;
 
-  /// Deletes the working folder, of an asset that was not present all its folders, and of one that
-  /// was unknown the record.
-  void Run();
+  void Done() { isDone_ = true; }
 
  private:
+  void Run();
+
   PLID id_;
   MUKAsset before_;
   bool isKnown_;
+  bool isDone_ = false;
 };

@@ -40,7 +40,9 @@ TEST_F(InstallTest, InstallsAllOfAPackageAndNothingOutside) {
                                       {"a\\..\\..\\up.txt", ""},
                                       {"box_art_icon.texture", "icon"}});
   const std::string file = folder_ / "new.kpx";
-  ASSERT_EQ(package.Add(first) + package.Add(Content(kTwo, "second", {})) + package.Save(file), "");
+  ASSERT_EQ(package.Add(first), "");
+  ASSERT_EQ(package.Add(Content(kTwo, "second", {})), "");
+  ASSERT_EQ(package.Save(file), "");
   EXPECT_TRUE(MUKInstallFile(file, &log_));
   EXPECT_EQ(Told(), "1 $muk_installed 1:1;1 $muk_installed 1:2;");
   const std::string state = State();
