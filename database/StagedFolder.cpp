@@ -153,7 +153,11 @@ bool Follow(const std::string& root, const std::string& noteFile) {
   }
   FileInfo info;
   const bool isThere = Zef::Platform::GetInfoNoFollow(place, &info) && info.folder;
-  return !isThere || info.serial != note.identity || MoveOnto(place, staged);
+  if (!isThere || info.serial != note.identity) return true;
+  DeleteWhatever(staged);
+  if (!Move(place, staged)) return false;
+  DeleteWhatever(staged);
+  return true;
 }
 
 }  // namespace

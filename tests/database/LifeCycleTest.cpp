@@ -100,7 +100,10 @@ TEST_F(LifeTest, FoldersAreNamedAndRecordsFollow) {
 
 /// What stands in the way of an operation, its messages, and that nothing else changes.
 TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
-  const auto put = [this](const std::string& name) { WriteWholeFile(folder_ / name, "x"); };
+  const auto put = [this](const std::string& name) {
+    fs::remove_all(folder_ / name);
+    WriteWholeFile(folder_ / name, "x");
+  };
   const struct {
     const char* before;
     std::function<void()> hinder;
@@ -209,6 +212,7 @@ TEST_F(LifeTest, AFolderSetAsideByACrashComesBackOrGoes) {
                {"rubbish", serial("editing/old") + "\nediting/old\n", "new "}};
   for (const auto& each : cases) {
     fs::remove_all(folder_ / "local/a");
+    fs::create_directories(folder_ / "local/a");
     lay("/config.txt", "half");
     lay(".old/config.txt", "before");
     lay(".note", each.note);
@@ -217,7 +221,6 @@ TEST_F(LifeTest, AFolderSetAsideByACrashComesBackOrGoes) {
     if (fs::exists(folder_ / "local/a/b/config.txt")) left += "a/b ";
     if (fs::exists(folder_ / "local/new/config.txt")) left += "new ";
     if (fs::exists(folder_ / "editing/old/config.txt")) left += "old ";
-    if (each.name == std::string("gone")) fs::create_directories(folder_ / "local/a");
     EXPECT_EQ(left, each.left) << each.name;
     EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "temp"), {}), 1) << each.name;
   }
