@@ -198,6 +198,49 @@ TEST_F(AssetTool, SaysThatItWaitsForAnother) {
   EXPECT_EQ(waited.status, 0) << waited.err;
 }
 
+TEST_F(AssetTool, InstallsWhatItCanOfPackagesAndFolders) {
+  for (const char* name : {"one", "two"}) {
+    Write(std::string("src/") + name + "/config.txt", std::string("plid <plid:9:") +
+                                                          (name[0] == 'o' ? "1" : "2") +
+                                                          ">\nkind scenery\nname " + name);
+  }
+  ASSERT_EQ(Run("package create both.kpx src/one src/two").status, 0);
+  Write("bad/config.txt", "plid <plid:9:3>\nkind scenery\n");
+  Write("bad/virus.exe", "");
+  const Outcome some = Asset("install bad both.kpx --json --progress always");
+  EXPECT_EQ(some.status, 1);
+  EXPECT_EQ(some.Json()["installed"], json::array({"<plid:9:1>", "<plid:9:2>"}));
+  EXPECT_EQ(some.Json()["done"], false);
+  EXPECT_NE(some.err.find("installing ["), std::string::npos) << some.err;
+  EXPECT_NE(some.err.find("virus.exe' is of a type"), std::string::npos) << some.err;
+  EXPECT_NE(some.err.find("warning: The asset in '"), std::string::npos) << some.err;
+  EXPECT_EQ(Listed("--query two"), std::set<std::string>{"two"});
+  EXPECT_EQ(Asset("show 9:3").status, 1);
+}
+
+TEST_F(AssetTool, TellsWhenTheDatabaseCannotBeWritten) {
+  Write("p/cache", "in the way of the folder");
+  const Outcome looked = Asset("list --query gasworks");
+  EXPECT_EQ(looked.status, 0);
+  EXPECT_NE(looked.out.find("\n1 asset\n"), std::string::npos) << looked.out;
+  EXPECT_TRUE(looked.err.starts_with("quarle: warning: cannot write the database in 'p'"));
+  const Outcome worked = Asset("delete " + kExpress);
+  EXPECT_EQ(worked.status, 1);
+  EXPECT_TRUE(worked.err.starts_with("quarle: cannot write the database in 'p'")) << worked.err;
+}
+
+// A kill leaves the database without its file; what was done before must be found again.
+TEST_F(AssetTool, GoesOnAfterAKilledCommand) {
+  const std::string clone = "clone " + kExpress;
+  ASSERT_EQ(Asset(clone).status, 0);
+  fs::rename(temp_ / "p/assets.mkx", temp_ / "p/cache/assets.bku");
+  fs::remove_all(temp_ / "p/world/base/scenery/quarry");
+  EXPECT_EQ(Show(kClone)["state"], "new");
+  EXPECT_EQ(Show(kQuarry)["state"], "absent");
+  EXPECT_EQ(Asset("why " + kQuarry + " --json").Json()["routes"].size(), 1u);
+  EXPECT_EQ(Asset(clone + " --json").Json()["id"], "<plid:-25:14>");
+}
+
 // Who prints while the database is open would be killed with it unwritten.
 TEST_F(AssetTool, LeavesTheDatabaseWholeWhenNobodyReads) {
   ASSERT_EQ(Shell("for i in 1 2 3; do " QUARLE_PATH " asset list --root p | true; done").status, 0);
