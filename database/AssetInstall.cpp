@@ -161,7 +161,8 @@ bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t f
   return MUKInstallAsset(asset, package, log, flags);
 }
 
-bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flags) {
+bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flags,
+                    const InstallProgress& progress) {
   const std::size_t name = path.find_last_of(Zef::FilePath::kSeparators) + 1;
   if (IsConfigName(std::string_view(path).substr(name))) {
     const std::size_t end = name > 1 ? name - 1 : name;
@@ -176,6 +177,7 @@ bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flag
   bool all = true;
   for (std::uint32_t at = 0; at < package.Count(); ++at) {
     if (!MUKInstallAsset(package.Get(at), package, log, flags)) all = false;
+    if (progress) progress(at + 1, package.Count());
   }
   return all;
 }

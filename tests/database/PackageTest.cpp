@@ -66,7 +66,7 @@ TEST_F(PackageTest, FoldersThatBreakTheRules) {
   fs::resize_file(folder_ / "both/b.dat", std::uint64_t{0x80000000});
   Put("both/c!", "");
   Put("bad/a.dat", "CFIL\x01\x01");
-  Put("bad/b.dat", "CFIL\x01\x01\x00\x00\x10\x00\x00\x00????");
+  Put("bad/b.dat", std::string_view("CFIL\x01\x01\0\0\x10\0\0\0????", 16));
   Put("bad/c!", "");
   const std::string name = "$muk_package_file_bad_name ";
   const std::string extension = "$muk_package_file_bad_ext ";
@@ -163,14 +163,15 @@ TEST_F(PackageTest, WhatGoesInComesOut) {
   EXPECT_EQ(std::system(("diff -r " + (folder_ / "in") + " " + (folder_ / "out")).c_str()), 0);
 
   // As it is, and out of a substitution.
-  ASSERT_TRUE(Zef::Subst("packagetest", (folder_ / "in").c_str(), false));
+  ASSERT_TRUE(Zef::Subst("packagetest", (folder_ / "").c_str(), false));
   MUKPackage stored;
   stored.Tags().SetString("compression", "");
   TagContainer direct;
   TagContainer mounted;
   EXPECT_TRUE(stored.ImportFolder(Place("in"), direct, nullptr));
-  EXPECT_TRUE(stored.ImportFolder({"packagetest", "many/.."}, mounted, nullptr) ||
-              stored.ImportFolder({"packagetest", "."}, mounted, nullptr));
+  ResultsLog log;
+  EXPECT_TRUE(stored.ImportFolder({"packagetest", "in"}, mounted, &log))
+      << Told(log, folder_.Path());
   Zef::Subst("packagetest", nullptr, false);
   for (TagContainer& files : {std::ref(direct), std::ref(mounted)}) {
     TagContainer asset = PackedAsset({1, 1, 1});
@@ -223,12 +224,12 @@ TEST_F(PackageTest, TablesTellWhatIsMissing) {
       PackedAsset({1, 1, 0}, {{1, 2, 0}, {9, 9, 0}, {9, 8, 0}}, {{1, 3, 0}, {7, 7, 0}});
   a.SetPLID("obsoletes-plid", {7, 6, 0});
   EXPECT_EQ(package_.Add(a), "");
-  EXPECT_EQ(Table(package_.Tags(), "plid-table"), "1:2:0 9:9:0 9:8:0 ");
+  EXPECT_EQ(Table(package_.Tags(), "plid-table"), "1:2 9:9 9:8 ");
   EXPECT_EQ(package_.Add(PackedAsset({1, 2, 0}, {{9, 8, 0}, {9, 7, 0}})), "");
   EXPECT_EQ(package_.Add(PackedAsset({1, 3, 0})), "");
-  EXPECT_EQ(Table(package_.Tags(), "contents-table"), "1:1:0 1:2:0 1:3:0 ");
-  EXPECT_EQ(Table(package_.Tags(), "plid-table"), "9:9:0 9:8:0 9:7:0 ");
-  EXPECT_EQ(Table(package_.Tags(), "obsolete-table"), "7:7:0 7:6:0 ");
+  EXPECT_EQ(Table(package_.Tags(), "contents-table"), "1:1 1:2 1:3 ");
+  EXPECT_EQ(Table(package_.Tags(), "plid-table"), "9:9 9:8 9:7 ");
+  EXPECT_EQ(Table(package_.Tags(), "obsolete-table"), "7:7 7:6 ");
   EXPECT_EQ(package_.Add(PackedAsset({1, 2, 0})),
             "Unable to add content as an item with PLID <plid:1:2> is already present");
   EXPECT_TRUE(package_.IsChanged());
@@ -245,7 +246,7 @@ TEST_F(PackageTest, TablesTellWhatIsMissing) {
     if (!reloaded) continue;
     EXPECT_EQ(package.Remove(1), "");
     EXPECT_EQ(package.Find({1, 3, 0}), 1);
-    EXPECT_EQ(Table(package.Tags(), "plid-table"), "1:2:0 9:9:0 9:8:0 ");
+    EXPECT_EQ(Table(package.Tags(), "plid-table"), "1:2 9:9 9:8 ");
     EXPECT_EQ(package.Add(PackedAsset({1, 2, 0})), "");
     EXPECT_EQ(package.Count(), 3u);
   }
@@ -269,7 +270,7 @@ TEST_F(RunningPackage, DependenciesAreThoseThatReplaceThem) {
   }
   MUKPackage package;
   ASSERT_EQ(package.Add(PackedAsset({1, 1, 0}, {{9, 9, 0}, {8, 8, 0}, {9, 8, 0}, {9, 7, 0}})), "");
-  EXPECT_EQ(Table(package.Tags(), "plid-table"), "8:8:0 9:7:0 ");
+  EXPECT_EQ(Table(package.Tags(), "plid-table"), "8:8 9:7 ");
 }
 
 std::string Lzss(std::uint32_t length, std::string_view content, std::size_t cut = 0) {
@@ -398,8 +399,10 @@ TEST_F(HostilePackage, TheFirstFaultInOrderIsTold) {
          for (std::size_t i = 0; i <= kDeepestAssetFolder; ++i) deepest = Folder(deepest, "d");
        }},
   };
-  for (const auto& first : cases) {
-    for (const auto& second : cases) {
+  for (std::size_t at = 0; at < std::size(cases); ++at) {
+    const auto& first = cases[at];
+    for (const std::size_t step : {1, 6}) {
+      const auto& second = cases[(at + step) % std::size(cases)];
       files_ = Container();
       for (int i = 0; i < 100; ++i) {
         AddBinary(files_, "good" + std::to_string(i) + ".txt", good);
@@ -436,7 +439,7 @@ TEST_F(HostilePackage, CheckTellsOfEachFault) {
   const std::string null = PLID().ToDelimited(':');
   EXPECT_EQ(told,
             "1:1:1 : it is in the package twice\n"
-            "5:5:0 : its entry is named '<plid:4:4>'\n" +
+            "5:5 : its entry is named '<plid:4:4>'\n" +
                 null + " : the table 'contents-table' does not agree with the assets\n" + null +
                 " : the table 'plid-table' does not agree with the assets\n"
                 "1:2:1 bad.exe: a type that an asset may not have\n"
