@@ -34,8 +34,8 @@ class MUKPackage {
 
   /// Empty, and packs what it imports.
   MUKPackage();
-  MUKPackage(const MUKPackage&) = delete;
-  MUKPackage& operator=(const MUKPackage&) = delete;
+  MUKPackage(MUKPackage&&) = default;
+  MUKPackage& operator=(MUKPackage&&) = default;
 
   /// Replaces the content by that of a file, a path of the system.
   [[nodiscard]] std::string Open(const std::string& path, std::string_view extension = {});
