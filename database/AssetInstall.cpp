@@ -32,17 +32,19 @@ const char* Refusal(const MUKAssetInfo& info, std::uint32_t flags) {
   return info.patched ? "$muk_skipping_dls_item" : nullptr;
 }
 
+/// Keys are kept to the end of the process: not those of a config that nobody could read again.
+bool HasReadableSize(const TagContainer& asset) {
+  std::size_t size = 0;
+  asset.ForEach([&](std::string_view key, const ChunkRef&) { size += key.size() + 1; });
+  return size <= kLargestConfig;
+}
+
 /// One asset on its way from a package into the product.
 class Installation {
  public:
   Installation(const PLID& id, const TagContainer& asset, const MUKPackage& package,
                ResultsLog* log, std::uint32_t flags)
-      : id_(id),
-        asset_(asset),
-        package_(package),
-        log_(log),
-        flags_(flags),
-        config_(TagsWithout(asset, kFilesTag)) {}
+      : id_(id), asset_(asset), package_(package), log_(log), flags_(flags) {}
 
   /// Null when it was installed, else the message that tells why not.
   const char* Run();
@@ -59,7 +61,6 @@ class Installation {
   const MUKPackage& package_;
   ResultsLog* const log_;
   const std::uint32_t flags_;
-  const TagContainer config_;
   std::string detail_;
 };
 
@@ -78,11 +79,12 @@ MUKAsset* Installation::Open() {
 }
 
 bool Installation::Fill(const StagedFolder& staged) {
-  if (!staged.IsMade()) return false;
+  if (!staged.IsMade() || !HasReadableSize(asset_)) return false;
   detail_ = package_.ExtractFiles(asset_, staged.Path());
+  if (!detail_.empty()) return false;
   const bool isBinary = (flags_ & kInstallBinaryConfig) != 0;
-  return detail_.empty() &&
-         WriteConfig(config_, staged.Path(), isBinary ? ConfigForm::Binary : ConfigForm::Text, id_);
+  return WriteConfig(TagsWithout(asset_, kFilesTag), staged.Path(),
+                     isBinary ? ConfigForm::Binary : ConfigForm::Text, id_);
 }
 
 const char* Installation::PutInPlace() {
@@ -159,7 +161,8 @@ bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t f
   return MUKInstallAsset(asset, package, log, flags);
 }
 
-bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flags) {
+bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flags,
+                    const InstallProgress& progress) {
   const std::size_t name = path.find_last_of(Zef::FilePath::kSeparators) + 1;
   if (IsConfigName(std::string_view(path).substr(name))) {
     const std::size_t end = name > 1 ? name - 1 : name;
@@ -174,6 +177,7 @@ bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flag
   bool all = true;
   for (std::uint32_t at = 0; at < package.Count(); ++at) {
     if (!MUKInstallAsset(package.Get(at), package, log, flags)) all = false;
+    if (progress) progress(at + 1, package.Count());
   }
   return all;
 }

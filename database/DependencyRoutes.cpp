@@ -37,7 +37,7 @@ DependencyRoutes FindDependencyRoutes(MUKAssetIndex& index, const PLID& asset) {
   DependencyRoutes found;
   std::size_t told = 0;
   std::vector<Met> met{{{asset, asset}, 0, 0}};
-  std::unordered_set<PLID> known{asset};
+  std::unordered_set<PLID> known;  // the asset itself may be what is missing in its circle
   for (std::size_t at = 0; at < met.size(); ++at) {
     const Met here = met[at];
     const std::optional<RouteEnd> end = at == 0 ? std::nullopt : EndOf(index.Find(here.step.id));

@@ -9,6 +9,7 @@
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/Utf8.h"
 #include "database/AssetFolder.h"
+#include "database/AssetWalk.h"
 #include "database/MUKAssetIndex.h"
 
 namespace {

@@ -3,7 +3,6 @@
 #include <array>
 
 #include "apps/quarle/JsonWriter.h"
-#include "database/AssetFolder.h"
 #include "database/AssetUpdate.h"
 #include "database/MUKAsset.h"
 

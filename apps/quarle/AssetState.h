@@ -7,7 +7,6 @@
 class JsonWriter;
 class MUKAsset;
 class MUKAssetIndex;
-struct AssetPlace;
 
 enum class AssetState {
   Unknown,    ///< no record

@@ -48,6 +48,36 @@ void AddLooking(Declaration& to) {
                 "quarle asset why 1001:100001 --root /srv/content", RunAssetWhy);
 }
 
+void AddLife(Declaration& to) {
+  AssetOptions& options = to.options;
+  to.AddOnAsset("edit", "Open an asset for edit, and print its working folder",
+                "quarle asset edit 1001:100001 --root /srv/content", RunAssetEdit);
+  to.AddOnAsset("commit", "Make what is in the working folder the installed asset",
+                "quarle asset commit 1001:100001 --root /srv/content", RunAssetCommit)
+      ->add_flag("--keep", options.keep, "Keep the working folder: the asset stays open for edit");
+  to.AddOnAsset("revert", "Throw the working folder away, and a new asset with it",
+                "quarle asset revert 1001:100001 --root /srv/content", RunAssetRevert);
+  to.AddOnAsset("delete", "Delete the folders of an asset",
+                "quarle asset delete 1001:100001 --root /srv/content --forget", RunAssetDelete)
+      ->add_flag("--forget", options.forget, "Drop its record too, unless a catalogue knows it");
+}
+
+void AddComing(Declaration& to) {
+  AssetOptions& options = to.options;
+  CLI::App* const install =
+      to.Add("install", "Install assets from packages, folders and config files",
+             "quarle asset install wagons.kpx my-asset/ --root /srv/content", RunAssetInstall);
+  install->add_option("FILE", options.files, "Packages (.kpx), asset folders, config files")
+      ->required()
+      ->check(kNotEmpty)
+      ->type_name("");
+  install->add_flag("--overwrite", options.overwrite, "Replace assets that are installed already");
+  to.AddOnAsset("clone", "Make a new asset, open for edit, of the files of another one",
+                "quarle asset clone 1001:100001 --root /srv/content --new-version", RunAssetClone)
+      ->add_flag("--new-version", options.newVersion,
+                 "As the next version of it, which it must be yours for");
+}
+
 }  // namespace
 
 void AddAsset(CLI::App& app, AssetOptions& options, CommonOptions& common,
@@ -58,4 +88,6 @@ void AddAsset(CLI::App& app, AssetOptions& options, CommonOptions& common,
   asset->require_subcommand(1);
   Declaration to{*asset, options, common, run};
   AddLooking(to);
+  AddLife(to);
+  AddComing(to);
 }

@@ -6,6 +6,7 @@
 #include "apps/quarle/Texts.h"
 #include "apps/quarle/Utf8.h"
 #include "database/AssetFolder.h"
+#include "database/AssetWalk.h"
 #include "database/MUKAssetIndex.h"
 
 namespace {
