@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <functional>
@@ -17,6 +18,7 @@ namespace {
 // Of the child alone; never reached where it is negative.
 int stepsLeft = -1;
 bool stopsHalfway = false;
+int readsLeft = -1;  // before one that fails
 
 bool IsLastStep() { return stepsLeft >= 0 && stepsLeft-- == 0; }
 
@@ -28,6 +30,14 @@ extern "C" ssize_t pwrite(int file, const void* from, size_t size, off_t offset)
     raise(SIGKILL);
   }
   return syscall(SYS_pwrite64, file, from, size, offset);
+}
+
+extern "C" ssize_t pread(int file, void* to, size_t size, off_t offset) {
+  if (readsLeft >= 0 && readsLeft-- == 0) {
+    errno = EIO;
+    return -1;
+  }
+  return syscall(SYS_pread64, file, to, size, offset);
 }
 
 extern "C" int ftruncate(int file, off_t size) noexcept {
@@ -68,11 +78,19 @@ class ArchiveCrash : public ::Test::Archive {
            letter(Read("old"), "before", "after", 'o') + letter(Read("gone"), "g", "(none)", 'g');
   }
 
-  void LayAnew() const {
+  /// With `broken`, two heads are zero-sized, of a dead chunk and of a file: no walk gets past.
+  void LayAnew(bool broken = false) const {
     std::filesystem::remove(path_);
     Mount();
-    ASSERT_TRUE(Write("gone", "g") && Write("kept", kept_) && Write("old", "before"));
+    ASSERT_TRUE(Write("gone", "g") && Write("dead", "d") && Write("kept", kept_) &&
+                Write("old", "before") && Zef::File::Delete("arc:dead"));
     Unmount();
+    if (!broken) return;
+    std::string bytes = Bytes();
+    for (const std::size_t head : {44 + 297, 44 + 2 * 297}) {
+      bytes.replace(head, 8, "FIL " + ::Test::Words({0}));
+    }
+    Lay(bytes);
   }
 
   const std::string kept_ = std::string(5000, 'k');
@@ -82,13 +100,15 @@ class ArchiveCrash : public ::Test::Archive {
 const std::set<std::string> kStates = {"", "n", "no", "nog"};
 
 TEST_F(ArchiveCrash, KilledAtAnyWriteNothingWholeIsLost) {
-  for (const bool halfway : {false, true}) {
+  for (const int kind : {0, 1, 2, 3}) {
+    const bool halfway = kind % 2 == 1;
     std::set<std::string> seen;
     int step = 0;
     for (bool stopped = true; stopped; ++step) {
-      LayAnew();
+      LayAnew(kind >= 2);
       stopped = RunUntil(step, halfway);
       EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()), {}), 1);
+      EXPECT_FALSE(Zef::FileSubArchive(path_.c_str(), true).DamagedAt()) << step;
       Mount();
       const std::string state = State();
       EXPECT_TRUE(kStates.contains(state)) << state << " at " << step;
@@ -104,6 +124,29 @@ TEST_F(ArchiveCrash, KilledAtAnyWriteNothingWholeIsLost) {
     }
     EXPECT_EQ(seen, kStates);
     EXPECT_GE(step, 20) << "the steps are all there";
+  }
+}
+
+// An error of the device is no damage that could be cut off.
+TEST_F(ArchiveCrash, FailedReadsLoseNothing) {
+  for (const bool indexed : {true, false}) {
+    bool failed = true;
+    for (int reads = 0; failed; ++reads) {
+      LayAnew();
+      if (!indexed) ForgetIndex();
+      readsLeft = reads;
+      Zef::Subst(name_, path_.c_str(), true);
+      Zef::File::Delete("arc:gone");
+      const bool written = Write("old", "after");
+      Unmount();
+      failed = std::exchange(readsLeft, -1) < 0;
+      Mount();
+      EXPECT_EQ(Read("kept") + Read("old"), kept_ + (written ? "after" : "before")) << reads;
+      EXPECT_FALSE(Zef::FileSubArchive(path_.c_str(), true).DamagedAt());
+      Unmount();
+      ForgetIndex();
+      EXPECT_NE((Names() + " ").find("kept old "), std::string::npos) << reads << Names();
+    }
   }
 }
 
