@@ -290,14 +290,12 @@ TEST_F(Archive, LyingIndexIsRefused) {
 }
 
 TEST_F(Archive, OfTwoRowsOfOneNameTheFilesPlaceDecides) {
-  const std::string older = PlainEntry("a", "old").Row(340);
-  const std::string newer = PlainEntry("A", "new").Row(639);
-  for (const std::string& rows : {older + newer, newer + older}) {
+  const std::string rows[] = {PlainEntry("a", "old").Row(340), PlainEntry("A", "new").Row(639)};
+  for (const int first : {0, 1}) {
     Lay(ArchiveHead(258, 2, 642) + Chunk("a", "old") + Chunk("A", "new") + "IDX " + Words({592}) +
-        rows);
+        rows[first] + rows[1 - first]);
     Mount();
-    EXPECT_EQ(Read("a"), "new");
-    EXPECT_TRUE(File::Delete("arc:a"));
+    EXPECT_TRUE(Read("a") == "new" && File::Delete("arc:a"));
     Unmount();
     ForgetIndex();
     EXPECT_EQ(Names(), "");
@@ -325,8 +323,7 @@ TEST_F(Archive, LargestArchiveHasRoomForItsIndex) {
   Lay(ArchiveHead(258, 0, 0) + "FIL!" + Words({end - 52}));
   std::filesystem::resize_file(path_, end);
   Mount();
-  EXPECT_FALSE(Write("a", "123456"));
-  EXPECT_TRUE(Write("a", "12345"));
+  EXPECT_TRUE(!Write("a", "123456") && Write("a", "12345"));
   Remount(false);
   EXPECT_EQ(Read("a"), "12345");
   // What lies behind is not walked, or this would take hours.
