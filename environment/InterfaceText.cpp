@@ -66,7 +66,8 @@ InterfaceTextDB::InterfaceTextDB() {
   const Zef::FilePath path(file.View());
   if (!LoadTagFile(root_, folder, path.View())) {
     QuarleLog("InterfaceTextDB> failed to load compiled interfacetext file");
-    if (!LoadTagFile(root_, folder, WithTextExtension(path))) {
+    // The extension of a path that was cut is another one.
+    if (path.IsFull() || !LoadTagFile(root_, folder, WithTextExtension(path))) {
       QuarleLogFatal("InterfaceTextDB> Unable to read interface file '%s'", file.Text());
     }
   }

@@ -4,6 +4,7 @@
 // Which file that is follows from the language (Languages.h) and the root folder; a change counts
 // for the next load only. docs/interface-text.md tells of the file.
 //
+// Log hooks and file sources that a load calls must not ask for a text.
 // A lookup is one in a tag tree. Any thread may look up; the first use should still be on the main
 // thread while it starts, because a file that cannot be read ends in a QuarleEx.
 

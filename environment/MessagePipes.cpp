@@ -54,6 +54,12 @@ bool IsBusyElsewhere(const NuMessageRecipient* recipient) {
   return false;
 }
 
+// Pooled before the first pipe is open, so that closing one needs no memory.
+const Zef::PString& ClosedName() {
+  static const auto* const name = new Zef::PString(NuMessagePipe::kClosed);
+  return *name;
+}
+
 // A new object may come to lie where this one was, and must not wait for it.
 void ForgetDeliveries(const NuMessageRecipient* recipient) {
   for (Delivery* each = firstDelivery; each != nullptr; each = each->next) {
@@ -82,7 +88,7 @@ void NuMessagePipe::Close() {
   const std::shared_ptr<NuMessagePipe> self = shared_from_this();  // the lists may hold the last
   std::unique_lock lock(pipesLock);
   if (sender_ == nullptr) return;
-  const NuMessage message{kClosed, sender_};
+  const NuMessage message{ClosedName(), sender_};
   NuMessageRecipient* const recipient = recipient_;
   Remove(sender_->outgoing_, this);
   Remove(recipient->incoming_, this);
@@ -100,14 +106,23 @@ bool NuMessagePipe::IsOpen() const {
 
 void NuMessageRecipient::HandleMessage(const NuMessage&) {}
 
-NuMessageRecipient::~NuMessageRecipient() { ClosePipes(); }
+NuMessageRecipient::~NuMessageRecipient() {
+  ClosePipes();
+  const std::lock_guard guard(pipesLock);
+  ForgetDeliveries(this);
+}
 
 std::shared_ptr<NuMessagePipe> NuMessageRecipient::OpenPipe(NuMessageRecipient& recipient) {
+  static_cast<void>(ClosedName());
   std::shared_ptr<NuMessagePipe> pipe(new NuMessagePipe(this, &recipient));
   const std::lock_guard guard(pipesLock);
-  outgoing_.reserve(outgoing_.size() + 1);
-  recipient.incoming_.push_back(pipe);
   outgoing_.push_back(pipe);
+  try {
+    recipient.incoming_.push_back(pipe);
+  } catch (...) {
+    outgoing_.pop_back();
+    throw;
+  }
   return pipe;
 }
 
@@ -132,7 +147,6 @@ void NuMessageRecipient::ClosePipes() {
     }
     silent.swap(incoming_);
     DeliveryEnded().wait(lock, [&] { return !IsBusyElsewhere(this); });
-    ForgetDeliveries(this);
     told.swap(outgoing_);
   }
   for (const auto& pipe : told) {

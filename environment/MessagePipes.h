@@ -3,7 +3,8 @@
 // A pipe leads from a sender to a recipient. Both know their pipes; when either goes away, or
 // somebody closes a pipe, a recipient that is still there gets the message "pipe-closed". Messages
 // are delivered at once, in the sender's thread. A recipient may open and close any pipes, its own
-// and those of the sender, and even destroy itself or others while it handles a message.
+// and those of the sender, and destroy itself while it handles a message, or others to which no
+// other thread delivers then.
 //
 // Pipes may be opened, closed and used by any threads; no lock is held while a message is handled.
 // An object that receives from other threads calls ClosePipes in its own destructor, before it

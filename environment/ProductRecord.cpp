@@ -90,10 +90,15 @@ std::optional<Installation> Find(std::string_view productName, const std::string
 // The lowest number that no key's name stands for, nor anything else that is there.
 std::size_t FreeNumber(const RegistryKey& product) {
   std::size_t number = 0;
+  const auto stepOverFiles = [&] {
+    while (Platform::Exists(product.Folder() + "/" + std::to_string(number))) ++number;
+  };
+  stepOverFiles();
   for (const std::string& name : product.NumberedSubKeys()) {
-    if (std::stoul(name) == number) ++number;
+    if (std::stoul(name) != number) continue;
+    ++number;
+    stepOverFiles();
   }
-  while (Platform::Exists(product.Folder() + "/" + std::to_string(number))) ++number;
   return number;
 }
 
@@ -105,8 +110,10 @@ std::optional<Installation> Create(std::string_view productName, std::string_vie
     const std::string name = std::to_string(FreeNumber(product));
     const RegistryKey key = product.CreateSubKey(name);
     if (!key.IsOpen()) continue;
-    key.WriteText(Value::kClass, productClass);
-    key.WriteText(Value::kExePath, exePath);
+    if (!key.WriteText(Value::kClass, productClass) || !key.WriteText(Value::kExePath, exePath)) {
+      product.DeleteSubKey(name);  // nobody would find it again
+      return std::nullopt;
+    }
     return Installation{product,
                         key,
                         {std::string(productName), std::string(CutValue(productClass)),
@@ -145,7 +152,11 @@ bool GetSwitch(std::string_view name, bool fallback) {
   return OpenKey().ReadText(name, text) ? text == kTrue : fallback;
 }
 
-void SetSwitch(std::string_view name, bool on) { OpenKey().WriteText(name, on ? kTrue : kFalse); }
+void Set(std::string_view name, std::string_view text) {
+  static_cast<void>(OpenKey().WriteText(name, text));
+}
+
+void SetSwitch(std::string_view name, bool on) { Set(name, on ? kTrue : kFalse); }
 
 }  // namespace
 
@@ -219,32 +230,26 @@ void RemoveDeadProducts() {
 }
 
 bool GetProductClass(std::string& text) { return OpenKey().ReadText(Value::kClass, text); }
-void SetProductClass(std::string_view text) { OpenKey().WriteText(Value::kClass, text); }
+void SetProductClass(std::string_view text) { Set(Value::kClass, text); }
 bool GetExePath(std::string& text) { return OpenKey().ReadText(Value::kExePath, text); }
-void SetExePath(std::string_view text) { OpenKey().WriteText(Value::kExePath, text); }
+void SetExePath(std::string_view text) { Set(Value::kExePath, text); }
 bool GetProductInstallPath(std::string& text) {
   return OpenKey().ReadText(Value::kInstallPath, text);
 }
-void SetProductInstallPath(std::string_view text) {
-  OpenKey().WriteText(Value::kInstallPath, text);
-}
+void SetProductInstallPath(std::string_view text) { Set(Value::kInstallPath, text); }
 bool GetProductName(std::string& text) { return OpenKey().ReadText(Value::kName, text); }
-void SetProductName(std::string_view text) { OpenKey().WriteText(Value::kName, text); }
+void SetProductName(std::string_view text) { Set(Value::kName, text); }
 bool GetProductVersion(std::string& text) { return OpenKey().ReadText(Value::kVersion, text); }
-void SetProductVersion(std::string_view text) { OpenKey().WriteText(Value::kVersion, text); }
+void SetProductVersion(std::string_view text) { Set(Value::kVersion, text); }
 bool GetProductLanguage(std::string& text) { return OpenKey().ReadText(Value::kLanguage, text); }
-void SetProductLanguage(std::string_view text) { OpenKey().WriteText(Value::kLanguage, text); }
+void SetProductLanguage(std::string_view text) { Set(Value::kLanguage, text); }
 
 std::int32_t GetProductBuild(std::int32_t fallback) { return GetNumber(Value::kBuild, fallback); }
-void SetProductBuild(std::int32_t build) {
-  OpenKey().WriteText(Value::kBuild, std::to_string(build));
-}
+void SetProductBuild(std::int32_t build) { Set(Value::kBuild, std::to_string(build)); }
 std::int32_t GetAutoSaveDelay(std::int32_t fallback) {
   return GetNumber(Value::kAutoSaveDelay, fallback);
 }
-void SetAutoSaveDelay(std::int32_t minutes) {
-  OpenKey().WriteText(Value::kAutoSaveDelay, std::to_string(minutes));
-}
+void SetAutoSaveDelay(std::int32_t minutes) { Set(Value::kAutoSaveDelay, std::to_string(minutes)); }
 
 bool GetAutoSave(bool fallback) { return GetSwitch(Value::kAutoSave, fallback); }
 void SetAutoSave(bool on) { SetSwitch(Value::kAutoSave, on); }

@@ -20,9 +20,14 @@ struct FrameSum {
 };
 constinit FrameSum frameSum;
 
-void WriteLine(const Zef::FormatBuffer& text) {
+/// The channel if it lets the line through, else null.
+Zef::LogChannel* BeginLine() {
   Zef::LogChannel& channel = Zef::GetLog(kChannel);
-  if (channel.Begin(Zef::LogLevel::Warning)) Zef::LogText(channel, text.View());
+  return channel.Begin(Zef::LogLevel::Warning) ? &channel : nullptr;
+}
+
+void WriteLine(const Zef::FormatBuffer& text) {
+  if (Zef::LogChannel* const channel = BeginLine()) Zef::LogText(*channel, text.View());
 }
 
 }  // namespace
@@ -35,11 +40,13 @@ QuarleEx::QuarleEx(const char* file, std::uint32_t line, const char* message)
 }
 
 void QuarleLog(const char* format, ...) {
+  Zef::LogChannel* const channel = BeginLine();
+  if (channel == nullptr) return;
   std::va_list arguments;
   va_start(arguments, format);
   const Zef::FormatBuffer text(format, arguments);
   va_end(arguments);
-  WriteLine(text);
+  Zef::LogText(*channel, text.View());
 }
 
 void QuarleLogFatal(const char* format, ...) {

@@ -63,6 +63,12 @@ bool WriteNewFile(const std::string& path, std::string_view bytes) {
   return Platform::CloseFile(file) && written;
 }
 
+/// True for a folder that is no link to one.
+bool IsKeyFolder(const std::string& path) {
+  Platform::FileInfo info;
+  return Platform::GetInfoNoFollow(path, &info) && info.folder;
+}
+
 bool IsNumberedName(std::string_view name) {
   return !name.empty() && name.size() <= kMostDigits &&
          std::all_of(name.begin(), name.end(), Zef::IsDigit);
@@ -99,7 +105,11 @@ RegistryKey::RegistryKey(std::string folder) : folder_(std::move(folder)) {
 RegistryKey RegistryKey::OpenOrCreate(std::string_view path) {
   std::string root = RegistryRoot();
   if (root.empty()) return {};
-  if (!Platform::IsRooted(root)) root.insert(0, Platform::CurrentFolder() + "/");
+  if (!Platform::IsRooted(root)) {
+    const std::string current = Platform::CurrentFolder();
+    if (current.empty()) return {};
+    root.insert(0, current + "/");
+  }
   const std::string folder = Platform::ResolveCase(root, path);
   return Platform::MakeFolders(folder) ? RegistryKey(folder) : RegistryKey();
 }
@@ -124,7 +134,8 @@ RegistryKey RegistryKey::CreateSubKey(std::string_view name) const {
 void RegistryKey::DeleteSubKey(std::string_view name) const {
   const RegistryKey key = OpenSubKey(name);
   std::vector<std::string> names;
-  if (!IsWritable() || !key.IsWritable() || !Platform::ListFolder(key.folder_, &names)) return;
+  if (!IsWritable() || !key.IsWritable() || !IsKeyFolder(key.folder_)) return;
+  if (!Platform::ListFolder(key.folder_, &names)) return;
   for (std::string& each : names) {
     each = key.PathOf(each);
     Platform::FileInfo info;
@@ -138,7 +149,7 @@ std::vector<std::string> RegistryKey::NumberedSubKeys() const {
   std::vector<std::string> names;
   if (!IsOpen() || !Platform::ListFolder(folder_, &names)) return {};
   std::erase_if(names, [&](const std::string& name) {
-    return !IsNumberedName(name) || !Platform::IsFolder(folder_ + "/" + name);
+    return !IsNumberedName(name) || !IsKeyFolder(folder_ + "/" + name);
   });
   std::stable_sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
     return std::stoul(a) < std::stoul(b);
@@ -166,13 +177,14 @@ bool RegistryKey::ReadText(std::string_view name, std::string& text, std::size_t
   return true;
 }
 
-void RegistryKey::WriteText(std::string_view name, std::string_view text) const {
-  if (!IsWritable()) return;
+bool RegistryKey::WriteText(std::string_view name, std::string_view text) const {
+  if (!IsWritable()) return false;
   const std::string path = PathOf(name);
   const std::string temporary = TemporaryPath(path);
   const std::string line = std::string(CutValue(text)).append("\n");
-  if (WriteNewFile(temporary, line) && Platform::Replace(temporary, path)) return;
+  if (WriteNewFile(temporary, line) && Platform::Replace(temporary, path)) return true;
   static_cast<void>(Platform::DeleteFile(temporary));
+  return false;
 }
 
 RegistryLock::RegistryLock(const RegistryKey& key) {

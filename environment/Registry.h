@@ -49,15 +49,17 @@ class RegistryKey {
   RegistryKey CreateSubKey(std::string_view name) const;
   /// Removes a key that has no keys below it.
   void DeleteSubKey(std::string_view name) const;
-  /// Names of the keys below this one that are numbers of at most nine digits, in their order.
+  /// Names of the keys below this one, links left out, that are numbers of at most nine digits, in
+  /// their order.
   std::vector<std::string> NumberedSubKeys() const;
 
   /// True for a value that is there, readable or not.
   bool HasText(std::string_view name) const;
   /// False, with `text` as it was, for a missing value and one of more than `most` bytes.
   bool ReadText(std::string_view name, std::string& text, std::size_t most = kMostText) const;
-  /// Sets the value to the text up to its first zero, cut at 259 bytes.
-  void WriteText(std::string_view name, std::string_view text) const;
+  /// Sets the value to the text up to its first zero, cut at 259 bytes. False, and the value as it
+  /// was, when that cannot be done.
+  [[nodiscard]] bool WriteText(std::string_view name, std::string_view text) const;
 
  private:
   explicit RegistryKey(std::string folder);

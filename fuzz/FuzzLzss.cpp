@@ -54,6 +54,12 @@ void Unpack(const std::uint8_t* data, std::size_t size) {
   if (yield > kLimit) return;
   if (sink->bytes.size() != yield || coder.Finding() != finding) std::abort();
   if (yield != 0 && std::memcmp(sink->bytes.data(), block.data(), yield) != 0) std::abort();
+  for (const std::size_t room : {yield, yield / 2}) {
+    Bytes tight(room);
+    const std::size_t got = coder.Decompress(tight.data(), room, data, size);
+    if (got != (room == yield ? yield : room + 1)) std::abort();
+    if (room != 0 && std::memcmp(tight.data(), block.data(), room) != 0) std::abort();
+  }
 }
 
 Bytes Pack(const std::uint8_t* data, std::size_t size, std::uint32_t level, bool cut) {

@@ -7,7 +7,6 @@
 
 #include "database/AssetRecord.h"
 #include "database/MUKAssetIndex.h"
-#include "kernel/ByteReader.h"
 
 namespace {
 
@@ -114,9 +113,7 @@ PatchFileReport ForEachDeletion(Zef::File& file,
       return;
     }
     ++report.entries;
-    Zef::ByteReader words(bytes);
-    const std::uint32_t content = words.U32();
-    visit(PLID::Unpack(words.U32(), content), !in.AtEnd());
+    visit(PLID::FromStored(bytes.data()), !in.AtEnd());
   });
   return report;
 }

@@ -4,9 +4,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
-install_packages clang libclang-rt-14-dev clang-format clang-tidy
+install_packages clang libclang-rt-14-dev clang-format clang-tidy help2man pkg-config
 
-step "Format"
+step "Format and includes"
+scripts/includes.sh
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
 
 # The sanitizer suites need no disk that flushes.
@@ -27,8 +28,12 @@ step "Fuzz targets, ${FUZZ_SECONDS:=5} seconds each"
 build fuzz
 scripts/fuzz.sh "$FUZZ_SECONDS"
 
+step "What is installed"
+build release
+scripts/install_check.sh
+
 step "Lint"
-git ls-files '*.cpp' ':!fuzz' ':!tests' ':!bench' |
+git ls-files '*.cpp' ':!fuzz' ':!tests' ':!bench' ':!examples' |
   xargs -n 4 -P "$(nproc)" clang-tidy --quiet -p build/release
 
 step "All checks passed"

@@ -128,9 +128,7 @@ CoreRef HCSConverter_TextFloat::Convert(const HCSRawDataCore* source) const {
 }
 
 CoreRef HCSConverter_TextPLID::Convert(const HCSRawDataCore* source) const {
-  const PLID id(TextOf(source), /*strict=*/false);
-  const std::uint32_t words[2] = {static_cast<std::uint32_t>(id.content), id.PackedWord()};
-  return CoreOfValue(words);
+  return CoreOfValue(PLID(TextOf(source), /*strict=*/false).Stored());
 }
 
 CoreRef HCSConverter_IntText::Convert(const HCSRawDataCore* source) const {
@@ -147,10 +145,8 @@ CoreRef HCSConverter_FloatText::Convert(const HCSRawDataCore* source) const {
 }
 
 CoreRef HCSConverter_PLIDText::Convert(const HCSRawDataCore* source) const {
-  std::uint32_t words[2];
-  if (source == nullptr || source->Size() != sizeof words) return nullptr;
-  std::memcpy(words, source->Data(), sizeof words);
-  std::string text = PLID::Unpack(words[1], words[0]).TagText();
+  if (source == nullptr || source->Size() != PLID::kStoredSize) return nullptr;
+  std::string text = PLID::FromStored(source->Data()).TagText();
   text.push_back('\0');
   return CoreOfText(text);
 }

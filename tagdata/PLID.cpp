@@ -226,10 +226,7 @@ std::string PLID::ToDelimited(char delimiter) const {
   return std::string(text.View());
 }
 
-void PLID::Write(Zef::TStream& stream) const {
-  const std::uint32_t words[2] = {static_cast<std::uint32_t>(content), PackedWord()};
-  stream.WriteRaw(words, sizeof words);
-}
+void PLID::Write(Zef::TStream& stream) const { stream.WriteRaw(Stored().data(), kStoredSize); }
 
 void PLID::Read(Zef::TStream& stream) {
   std::uint32_t words[2] = {0xFFFFFFFFu, 0xFFFFFFFFu};

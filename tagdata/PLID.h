@@ -6,8 +6,10 @@
 
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -54,6 +56,16 @@ struct PLID {
   constexpr void Pack(std::uint32_t* packed, std::uint32_t* contentWord) const {
     *packed = PackedWord();
     *contentWord = static_cast<std::uint32_t>(content);
+  }
+
+  /// The words as they are stored. FromStored reads kStoredSize bytes.
+  constexpr std::array<std::uint32_t, 2> Stored() const {
+    return {static_cast<std::uint32_t>(content), PackedWord()};
+  }
+  static PLID FromStored(const void* bytes) {
+    std::uint32_t words[2];
+    std::memcpy(words, bytes, sizeof words);
+    return Unpack(words[1], words[0]);
   }
 
   /// True when the top seven bits of `value` are all alike.

@@ -27,10 +27,8 @@ CoreRef ConvertedCore(const ChunkRef& chunk, std::int32_t type) {
 }
 
 PLID IdOf(const HCSRawDataCore* core, const PLID& fallback) {
-  std::uint32_t words[2];
-  if (core == nullptr || core->Size() != sizeof words) return fallback;
-  std::memcpy(words, core->Data(), sizeof words);
-  return PLID::Unpack(words[1], words[0]);
+  if (core == nullptr || core->Size() != PLID::kStoredSize) return fallback;
+  return PLID::FromStored(core->Data());
 }
 
 }  // namespace
@@ -226,8 +224,7 @@ void TagContainer::SetInt(const Zef::PString& key, std::int32_t value) {
 void TagContainer::SetBool(const Zef::PString& key, bool value) { SetInt(key, value ? 1 : 0); }
 
 void TagContainer::SetPLID(const Zef::PString& key, const PLID& value) {
-  const std::uint32_t words[2] = {static_cast<std::uint32_t>(value.content), value.PackedWord()};
-  Set(key, TagPLID, HCSRawDataCore::Copy(words, sizeof words));
+  Set(key, TagPLID, HCSRawDataCore::Copy(value.Stored().data(), PLID::kStoredSize));
 }
 
 bool comptagstr(const char* text, std::uint32_t length, const char* tag) {

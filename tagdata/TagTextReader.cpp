@@ -359,9 +359,7 @@ void Reader::StoreText(const Zef::PString& key, std::string_view text, std::uint
   if (!text.empty() && SpellsIdentifier(text)) {
     const PLID id(text, /*strict=*/false);
     NoteCut(!IsWhole(id, text));
-    std::uint32_t words[2];
-    id.Pack(&words[1], &words[0]);
-    Put(key, TagPLID, HCSRawDataCore::Copy(words, sizeof words));
+    Put(key, TagPLID, HCSRawDataCore::Copy(id.Stored().data(), PLID::kStoredSize));
   } else if ((met & kHigh) != 0 && !isUtf8_) {
     Put(key, TagString, HCSRawDataCore::CopyText(Zef::ToUtf8(text)));
   } else {

@@ -1,6 +1,5 @@
 // The walks of TagContainer that go down a whole tree, each with a stack of its own.
 
-#include <cstring>
 #include <memory>
 #include <unordered_set>
 #include <utility>
@@ -89,10 +88,7 @@ class IdCollector {
 /// The identifier that a tag holds, as a value or by conversion.
 PLID IdOfTag(const ChunkRef& chunk) {
   const CoreRef core = ConvertTagData(chunk->GetType(), chunk->GetCore(), TagPLID);
-  std::uint32_t words[2];
-  if (!core || core->Size() != sizeof words) return {};
-  std::memcpy(words, core->Data(), sizeof words);
-  return PLID::Unpack(words[1], words[0]);
+  return core && core->Size() == PLID::kStoredSize ? PLID::FromStored(core->Data()) : PLID();
 }
 
 }  // namespace

@@ -60,9 +60,7 @@ void WriteValue(JsonWriter& json, const HCSChunk& chunk) {
   } else if (type == TagFloat || type == TagInt) {
     WriteWords(json, type == TagFloat, chunk);
   } else if (type == TagPLID && chunk.GetDataSize() == PLID::kStoredSize) {
-    std::array<std::uint32_t, 2> words{};
-    std::memcpy(words.data(), chunk.GetData(), sizeof words);
-    json.Text("value", PLID::Unpack(words[1], words[0]).TagText());
+    json.Text("value", PLID::FromStored(chunk.GetData()).TagText());
   } else {
     json.Text("value", Hex(chunk.GetData(), chunk.GetDataSize()));
   }

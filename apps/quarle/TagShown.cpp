@@ -95,12 +95,8 @@ std::string TagValueText(const HCSChunk& chunk) {
     case TagInt:
       return NumbersText<std::int32_t>(chunk);
     case TagPLID:
-      if (chunk.GetDataSize() == PLID::kStoredSize) {
-        std::array<std::uint32_t, 2> words{};
-        std::memcpy(words.data(), chunk.GetData(), sizeof words);
-        return PLID::Unpack(words[1], words[0]).TagText();
-      }
-      return HexText(chunk);
+      return chunk.GetDataSize() == PLID::kStoredSize ? PLID::FromStored(chunk.GetData()).TagText()
+                                                      : HexText(chunk);
     default:
       return HexText(chunk);
   }

@@ -4,7 +4,7 @@
 // frequent symbols get short codes. No table is ever stored. Weights are halved when their sum
 // reaches 32768, which bounds a code at 22 bits.
 //
-// Cost: a few steps a bit of the code, up and down. Holds about 6 KiB. Serves one thread.
+// Cost: a few steps a bit of the code, up and down. Holds about 4 KiB. Serves one thread.
 
 #pragma once
 

@@ -13,7 +13,7 @@
 
 namespace Zef {
 
-/// Takes the bytes that a coder makes.
+/// Takes the bytes that a coder makes. Must not use that coder meanwhile.
 class ByteSink : public ReferenceCount {
  public:
   /// False ends the coder's work; `bytes` is valid during the call.
@@ -31,13 +31,14 @@ class Compressor : public virtual ReferenceCount {
 
   /// Opens a stream; what was open is dropped. False without a sink.
   virtual bool BeginCompress(Ref<ByteSink> sink, std::uint32_t level) = 0;
-  /// False when the sink fails or nothing was begun.
+  /// False when the sink fails, which drops the stream, or nothing was begun.
   [[nodiscard]] virtual bool Compress(const void* data, std::size_t length) = 0;
   /// Writes what is held back and gives up the sink.
   [[nodiscard]] virtual bool EndCompress() = 0;
 
   virtual bool BeginDecompress(Ref<ByteSink> sink) = 0;
-  /// False when the sink fails, nothing was begun, or the input is no stream of this coder.
+  /// False when the sink fails or the input is no stream of this coder, which drops the stream, or
+  /// nothing was begun.
   [[nodiscard]] virtual bool Decompress(const void* data, std::size_t length) = 0;
   [[nodiscard]] virtual bool EndDecompress() = 0;
 

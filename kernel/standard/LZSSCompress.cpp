@@ -21,7 +21,7 @@ std::size_t LZSSCompress::Decompress(void* to, std::size_t capacity, const void*
   LzssDecoder::Input in{bytes + 1, bytes + length, /*last=*/true};
   LzssDecoder::Output out{first, first, first + capacity, /*last=*/true};
   decoder.Decode(in, out);
-  finding_ = decoder.Finding(in.Remaining());
+  finding_ = decoder.Finding(length - 1, in.Remaining());
   return out.overflow ? capacity + 1 : static_cast<std::size_t>(out.next - first);
 }
 
@@ -33,10 +33,10 @@ bool LZSSCompress::BeginCompress(Ref<ByteSink> sink, std::uint32_t level) {
 }
 
 bool LZSSCompress::Compress(const void* data, std::size_t length) {
-  if (!encoder_) return false;
-  if (encoder_->Append(static_cast<const std::uint8_t*>(data), length)) return true;
-  encoder_.reset();
-  return false;
+  auto encoder = std::exchange(encoder_, nullptr);  // gone if the sink throws
+  if (!encoder || !encoder->Append(static_cast<const std::uint8_t*>(data), length)) return false;
+  encoder_ = std::move(encoder);
+  return true;
 }
 
 bool LZSSCompress::EndCompress() {
@@ -52,11 +52,14 @@ bool LZSSCompress::BeginDecompress(Ref<ByteSink> sink) {
 }
 
 bool LZSSCompress::Decompress(const void* data, std::size_t length) {
-  if (!expander_) return false;
-  if (expander_->Append(static_cast<const std::uint8_t*>(data), length)) return true;
-  finding_ = expander_->Finding();
-  expander_.reset();
-  return false;
+  auto expander = std::exchange(expander_, nullptr);
+  if (!expander) return false;
+  if (!expander->Append(static_cast<const std::uint8_t*>(data), length)) {
+    finding_ = expander->Finding();
+    return false;
+  }
+  expander_ = std::move(expander);
+  return true;
 }
 
 bool LZSSCompress::EndDecompress() {

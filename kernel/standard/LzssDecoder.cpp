@@ -38,7 +38,8 @@ std::uint8_t* CopyMatch(std::uint8_t* to, std::uint32_t distance, std::uint32_t 
   } else {
     // Each step makes the repeated pattern twice as long, until it fills a word.
     while (distance < 8) {
-      std::memcpy(to, from, 8);
+      const auto word = Load<std::uint64_t>(from);  // the blocks overlap
+      std::memcpy(to, &word, sizeof word);
       to += distance;
       distance *= 2;
     }
@@ -78,13 +79,15 @@ void LzssDecoder::Decode(Input& in, Output& out) {
   }
 }
 
-LzssFinding LzssDecoder::Finding(std::size_t behind) const {
+LzssFinding LzssDecoder::Finding(std::size_t payload, std::size_t behind) const {
   if (cutShort_) return LzssFinding::CutShort;
   if (beforeStart_) return LzssFinding::BeforeStart;
   if (!endMark_) return LzssFinding::Whole;
+  const std::size_t unread = bitCount_ + 8 * std::min<std::size_t>(behind, 2);
   const std::uint64_t padding = bits_ & ((std::uint64_t{1} << bitCount_) - 1);
-  const bool padded = bitCount_ + 8 * std::min<std::size_t>(behind, 2) < 16 && padding == 0;
-  return padded ? LzssFinding::Whole : LzssFinding::BytesBehindEnd;
+  if (unread >= 16 || padding != 0) return LzssFinding::BytesBehindEnd;
+  if (payload % 2 == 0) return LzssFinding::Whole;
+  return unread < 8 ? LzssFinding::CutShort : LzssFinding::BytesBehindEnd;
 }
 
 void LzssDecoder::CopyStored(Input& in, Output& out) {
@@ -127,8 +130,8 @@ void LzssDecoder::FastFlagItems(Input& in, Output& out) {
       next += field == lengthMask ? 3 : 2;
       const std::uint32_t distance = word & distanceMask;
       const auto produced = static_cast<std::size_t>(to - out.start);
-      to = distance - 1 < produced ? CopyMatch(to, distance, length)
-                                   : CopyOddMatch(to, {distance, length}, out.start);
+      to = std::size_t{distance} - 1 < produced ? CopyMatch(to, distance, length)
+                                                : CopyOddMatch(to, {distance, length}, out.start);
       continue;
     }
     bool run = true;
@@ -192,8 +195,8 @@ void LzssDecoder::FastHuffmanItems(Input& in, Output& out) {
     const std::uint32_t high = takeSymbol(distanceTree) << lowBits;
     const std::uint32_t distance = (high | take(lowBits)) & distanceMask;
     const auto produced = static_cast<std::size_t>(to - out.start);
-    to = distance - 1 < produced ? CopyMatch(to, distance, length)
-                                 : CopyOddMatch(to, {distance, length}, out.start);
+    to = std::size_t{distance} - 1 < produced ? CopyMatch(to, distance, length)
+                                              : CopyOddMatch(to, {distance, length}, out.start);
   }
   in.next = next;
   out.next = to;

@@ -4,7 +4,7 @@
 // blocks. Whatever the bytes are, it comes to an end and yields something; Finding tells of damage.
 //
 // Cost: while the blocks have room ahead, a few steps an item and 8 or 16 bytes a step of a copy;
-// near their ends every byte is checked. Holds about 12 KiB with Huffman codes. Serves one thread.
+// near their ends every byte is checked. Holds about 9 KiB with Huffman codes. Serves one thread.
 
 #pragma once
 
@@ -54,8 +54,9 @@ class LzssDecoder {
 
   /// True from the end mark, or from an item that is not there in full.
   bool Ended() const { return ended_; }
-  /// What there is to say, given that `behind` bytes of input were left over.
-  LzssFinding Finding(std::size_t behind) const;
+  /// What there is to say of a stream with `payload` bytes behind its first one, the last `behind`
+  /// of which were left over. Codes fill up whole words of two bytes.
+  LzssFinding Finding(std::size_t payload, std::size_t behind) const;
 
  private:
   struct Match {

@@ -25,6 +25,7 @@ bool LzssExpander::Append(const std::uint8_t* data, std::size_t length) {
   if (length == 0) return true;
   const std::uint8_t* const end = data + length;
   if (!decoder_ && !Start(*data++)) return false;
+  payload_ += static_cast<std::size_t>(end - data);
   if (heldBytes_ > 0 && !TakeHeld(data, end)) return false;
   if (heldBytes_ > 0) return true;  // the input went there whole
   LzssDecoder::Input in{data, end, /*last=*/false};
@@ -87,7 +88,7 @@ bool LzssExpander::Finish() {
 }
 
 LzssFinding LzssExpander::Finding() const {
-  return decoder_ ? decoder_->Finding(behindEnd_) : LzssFinding::NoStream;
+  return decoder_ ? decoder_->Finding(payload_, behindEnd_) : LzssFinding::NoStream;
 }
 
 }  // namespace Zef

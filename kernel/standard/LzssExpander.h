@@ -41,7 +41,8 @@ class LzssExpander {
   // Room for what is held back and as much again, so that an item which began there ends there.
   std::array<std::uint8_t, 2 * LzssDecoder::kReserve + 1> held_;
   std::size_t heldBytes_ = 0;
-  std::size_t behindEnd_ = 0;
+  std::size_t payload_ = 0;    // bytes of input behind the first
+  std::size_t behindEnd_ = 0;  // and those left over
 };
 
 }  // namespace Zef

@@ -274,6 +274,7 @@ TEST(Lzss, OddStreamsYieldTheDocumentedBytes) {
       {"cut in the end mark", {0x29}, {}, kCut},
       {"the mark that has no meaning", {0x29, 0xB7, 0}, {}, kCut},
       {"a byte behind the end", {0x29, 0x37, 0, 0}, {}, kBehind},
+      {"half of the padding", {0x29, 0x37}, {}, kCut},
       {"padding that is not zero", {0x29, 0x37, 1}, {}, kBehind},
   };
   for (const auto& c : cases) {
