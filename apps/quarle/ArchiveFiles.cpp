@@ -37,7 +37,7 @@ bool CheckContent(const std::string& path, FileSubArchive& source) {
     return Refuse(path, "the disk cannot read all of it; nothing was changed, try again");
   }
   const auto damage = source.DamagedAt();
-  return !damage || Refuse(path, "damaged at byte " + std::to_string(*damage) +
+  return !damage || Refuse(path, "it is damaged at byte " + std::to_string(*damage) +
                                      "; extract what is whole and make a new archive of it");
 }
 

@@ -123,21 +123,17 @@ TEST_F(ArchiveTool, DamagedArchivesYieldWhatIsWhole) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_NE(outcome.err.find("'in/Maps/one.txt': its content is damaged"), std::string::npos);
   EXPECT_EQ(Read("out/in/Maps/one.txt") + Read("out/in/three"), "onf");
-  std::string shared = bytes;  // the first two rows point to the same bytes
-  shared.replace(bytes.size() - 3 * 296, 8, bytes, bytes.size() - 2 * 296, 8);
-  Write("a.ja", shared);
+  const std::size_t rows = bytes.size() - 3 * 296;  // the first two to point to the same bytes
+  Write("a.ja", std::string(bytes).replace(rows, 8, bytes, rows + 296, 8));
   EXPECT_EQ(Run("archive extract a.ja shared --json").Json()["problems"].size(), 2u);
   EXPECT_EQ(Shell("find shared -type f | wc -l").out, "2\n");
   Write("a.ja", bytes.substr(0, 10'000));
-  for (const char* command : {"archive list a.ja --json", "archive extract a.ja cut --json"}) {
-    outcome = Run(command);
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_NE(outcome.err.find("'a.ja' is damaged at byte"), std::string::npos) << outcome.err;
-    EXPECT_EQ(outcome.Json()["damaged"], true) << outcome.out;
-  }
-  for (const char* command : {"add a.ja in/three", "delete a.ja in", "rename a.ja in/x in/y"}) {
+  for (const char* command : {"list a.ja --json", "extract a.ja cut --json", "add a.ja in/three",
+                              "delete a.ja in", "rename a.ja in/x in/y"}) {
     outcome = Run("archive " + std::string(command));
-    EXPECT_NE(outcome.err.find("damaged at byte"), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find(" is damaged at byte"), std::string::npos) << outcome.err;
+    EXPECT_TRUE(outcome.out.empty() || outcome.Json()["damaged"] == true) << outcome.out;
   }
   EXPECT_EQ(Read("a.ja"), bytes.substr(0, 10'000));
   EXPECT_GE(std::distance(fs::recursive_directory_iterator(temp_ / "cut"), {}), 2);

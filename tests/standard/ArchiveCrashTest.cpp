@@ -4,7 +4,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <set>
@@ -32,11 +31,8 @@ extern "C" ssize_t pwrite(int file, const void* from, size_t size, off_t offset)
 }
 
 extern "C" ssize_t pread(int file, void* to, size_t size, off_t offset) {
-  if (readsLeft >= 0 && readsLeft-- == 0) {
-    errno = EIO;
-    return -1;
-  }
-  return syscall(SYS_pread64, file, to, size, offset);
+  const bool fails = readsLeft >= 0 && readsLeft-- == 0;
+  return syscall(SYS_pread64, fails ? -1 : file, to, size, offset);
 }
 
 extern "C" int ftruncate(int file, off_t size) noexcept {
@@ -84,12 +80,8 @@ class ArchiveCrash : public ::Test::Archive {
     ASSERT_TRUE(Write("gone", "g") && Write("dead", "d") && Write("kept", kept_) &&
                 Write("old", "before") && Zef::File::Delete("arc:dead"));
     Unmount();
-    if (!broken) return;
-    std::string bytes = Bytes();
-    for (const std::size_t head : {44 + 297, 44 + 2 * 297}) {
-      bytes.replace(head, 8, "FIL " + ::Test::Words({0}));
-    }
-    Lay(bytes);
+    const std::string head = "FIL " + ::Test::Words({0});
+    if (broken) Lay(Bytes().replace(341, 8, head).replace(638, 8, head));
   }
 
   const std::string kept_ = std::string(5000, 'k');
@@ -127,22 +119,20 @@ TEST_F(ArchiveCrash, KilledAtAnyWriteNothingWholeIsLost) {
 
 // An error of the device is no damage that could be cut off.
 TEST_F(ArchiveCrash, FailedReadsLoseNothing) {
-  for (const bool indexed : {true, false}) {
-    bool failed = true;
-    for (int reads = 0; failed; ++reads) {
-      LayAnew();
-      if (!indexed) ForgetIndex();
-      readsLeft = reads;
+  int spared = 0;  // runs with an index, and without
+  for (int reads = 0; spared < 2; ++reads) {
+    LayAnew();
+    if (reads % 2 == 1) ForgetIndex();
+    readsLeft = reads / 2;
+    Mount();
+    Zef::File::Delete("arc:gone");
+    const bool written = Write("old", "after");
+    Unmount();
+    spared = std::exchange(readsLeft, -1) < 0 ? 0 : spared + 1;
+    for (int again = 0; again < 2; ++again, ForgetIndex()) {
       Mount();
-      Zef::File::Delete("arc:gone");
-      const bool written = Write("old", "after");
+      EXPECT_EQ(Read("kept") + Read("old"), kept_ + (written ? "after" : "before")) << reads;
       Unmount();
-      failed = std::exchange(readsLeft, -1) < 0;
-      for (int again = 0; again < 2; ++again, ForgetIndex()) {
-        Mount();
-        EXPECT_EQ(Read("kept") + Read("old"), kept_ + (written ? "after" : "before")) << reads;
-        Unmount();
-      }
     }
   }
 }
