@@ -23,7 +23,8 @@ void CheckEntry(const Zef::PluginCatalogue& catalogue, const PluginEntry& entry)
   Require(byId != nullptr && byId->id == entry.id);
   const Zef::Guid group = entry.parent != nullptr ? entry.parent->id : Zef::Guid();
   const PluginEntry* const byName = catalogue.Find({entry.name, entry.id, group});
-  Require(byName != nullptr && byName->name == entry.name && byName->id == entry.id);
+  Require(byName != nullptr && byName->name == entry.name);
+  Require(!catalogue.Remapped(entry.id).IsNull());
   if (entry.IsGroup()) Require(catalogue.FindGroup(entry.id) != nullptr);
   if (entry.parent == nullptr) return;
   Require(catalogue.FindGroup(group) == entry.parent && entry.depth == entry.parent->depth + 1);
@@ -40,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   catalogue.Read(options);
   for (const PluginEntry& entry : catalogue.Entries()) {
     CheckEntry(catalogue, entry);
-    if (!entry.IsGroup()) Zef::PluginFileName(entry.library->Name().View());
+    if (!entry.IsGroup()) Zef::PluginFileNames(entry.library->Name().View());
   }
   return 0;
 }

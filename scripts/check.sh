@@ -25,7 +25,6 @@ if [ "${CHECK_THREADS:=1}" = 1 ]; then
 fi
 
 step "Fuzz targets, ${FUZZ_SECONDS:=5} seconds each"
-build fuzz
 scripts/fuzz.sh "$FUZZ_SECONDS"
 
 step "What is installed"

@@ -1,14 +1,27 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for a time (seconds, default 60) from its seed corpus.
+# Runs every fuzz target for a time (seconds, default 60) from its seed corpus, as many at once as
+# there are processors. Names of targets behind the time run only those.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-seconds=${1:-60}
-build/fuzz/fuzz/make_seeds build/fuzz/corpus
-for target in build/fuzz/fuzz/Fuzz*; do
-  [ -x "$target" ] && [ -f "$target" ] || continue
-  name=$(basename "$target")
-  mkdir -p "build/fuzz/corpus/$name"
-  echo "-- $name"
-  "$target" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 -print_final_stats=0 \
-    -verbosity=0 -artifact_prefix="build/fuzz/" "build/fuzz/corpus/$name"
-done
+export seconds=${1:-60}
+shift || true
+build/asan/fuzz/make_seeds build/asan/corpus
+
+run() {
+  mkdir -p "build/asan/corpus/$1"
+  if "build/asan/fuzz/$1" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 -verbosity=0 \
+    -artifact_prefix="build/asan/$1-" "build/asan/corpus/$1" > "build/asan/$1.log" 2>&1; then
+    echo "-- $1: nothing found"
+  else
+    cat "build/asan/$1.log"
+    echo "-- $1: FAILED"
+    return 1
+  fi
+}
+export -f run
+
+targets=("$@")
+if [ ${#targets[@]} -eq 0 ]; then
+  for source in fuzz/Fuzz*.cpp; do targets+=("$(basename "$source" .cpp)"); done
+fi
+printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'run {}'

@@ -60,6 +60,8 @@ class Library {
   Library& operator=(Library&& other) noexcept;
 
   explicit operator bool() const { return handle_ != nullptr; }
+  /// False when the system keeps the library in the process all the same; it is then still held.
+  bool Unload();
   /// Address of an exported name, or null.
   [[nodiscard]] void* Symbol(const char* name) const;
   /// Leaves the library in the process for good; the object is then empty.

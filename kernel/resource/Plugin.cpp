@@ -1,5 +1,7 @@
 #include "kernel/resource/Plugin.h"
 
+#include <utility>
+
 #include "kernel/resource/PluginSystem.h"
 
 namespace Zef {
@@ -15,9 +17,9 @@ PluginSystemBase::Use::Use() : guard_(Lock()), system_(AcquireSystem()) {}
 PluginSystemBase::Use::~Use() { ReleaseSystem(); }
 
 PluginType::PluginType(const PString& name, const Guid& id, const Guid& group)
-    : name_(name), id_(id) {
+    : name_(name), id_(id), groupId_(group) {
   const SyncGuard guard(Lock());
-  AcquireSystem().Register(*this, group);
+  AcquireSystem().Register(*this);
 }
 
 PluginType::~PluginType() {
@@ -54,8 +56,12 @@ void PluginGroup::Release() {
   if (Uses() == 0) delete this;
 }
 
-PluginInstance::PluginInstance(PluginType& type) : type_(type) { type_.Acquire(); }
+PluginInstance::PluginInstance(PluginType& type) : type_(&type) { type.Acquire(); }
 
-PluginInstance::~PluginInstance() { type_.Release(); }
+PluginInstance::~PluginInstance() { PluginInstance::ReleaseType(); }
+
+void PluginInstance::ReleaseType() {
+  if (PluginType* const type = std::exchange(type_, nullptr)) type->Release();
+}
 
 }  // namespace Zef

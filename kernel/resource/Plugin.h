@@ -8,8 +8,9 @@
 //
 // Constructing a type registers it, destroying it takes it out again; its maker keeps it. A type
 // holds the plug-in system. Any thread may come, for everything goes through the one lock of the
-// system; but what a thread constructs can be found by others before its constructor has ended, so
-// types are made while a library is loading, which holds the lock, or before there are threads.
+// system; but others can find a type before its constructor has ended and while its destructor
+// runs. So types are made and destroyed under PluginSystemBase::Lock(), as they are while a library
+// is loading, or while there are no other threads.
 //
 // This is the interface of plug-in libraries: see docs/plugins.md for what they export.
 
@@ -82,8 +83,9 @@ class ZEF_API PluginType : public PluginSystemBase, public KernelObject {
 
   const PString name_;
   const Guid id_;
+  const Guid groupId_;
   PluginGroup* group_ = nullptr;
-  const DynamicLibrary* module_ = nullptr;  // that was loading when this type was made
+  const DynamicLibrary* module_ = nullptr;  // that made this type, while it may still be unloaded
   std::uint32_t uses_ = 0;
   bool isRegistered_ = false;
 };
@@ -95,7 +97,7 @@ class ZEF_API PluginGroup final : public PluginType {
   PluginGroup(const PString& name, const Guid& id, const Guid& parent);
   void Release() override;
 
-  /// The registered types, in the order in which they came.
+  /// The registered types, in the order in which they came. Walked under PluginSystemBase::Lock().
   const ChunkList<PluginType*>& Members() const { return members_; }
 
  private:
@@ -121,15 +123,18 @@ class ZEF_API PluginFactoryBase : public PluginFactory {
 
 /// Base of what factories make, which holds its type.
 class ZEF_API PluginInstance : public virtual ReferenceCount {
- public:
-  PluginType& Type() const { return type_; }
-
  protected:
   explicit PluginInstance(PluginType& type);
   ~PluginInstance() override;
 
+ public:
+  /// Lets go of the type before the end; does nothing the second time.
+  virtual void ReleaseType();
+  /// Null once it is released.
+  PluginType* Type() const { return type_; }
+
  private:
-  PluginType& type_;
+  PluginType* type_;
 };
 
 }  // namespace Zef

@@ -10,12 +10,17 @@
 #include "kernel/platform/System.h"
 #include "kernel/standard/FilePath.h"
 #include "kernel/standard/Options.h"
+#include "kernel/standard/Trace.h"
 
 namespace Zef {
 
 namespace {
 
 constexpr const char* kFileName = "plugins.ini";
+
+constexpr const char* kGroupList = "PluginGroup";
+constexpr const char* kPluginList = "Plugin";
+constexpr const char* kRemapList = "PluginRemap";
 
 // Names of one id belong together: the file types of a resource, or a description over each.
 constexpr std::string_view kBuiltInText =
@@ -56,6 +61,19 @@ Fields Split(std::string_view row) {
   return fields;
 }
 
+/// In the longest list.
+std::size_t RowCount(Options& options) {
+  std::size_t most = 0;
+  std::string row;
+  for (const char* const list : {kGroupList, kPluginList, kRemapList}) {
+    std::size_t rows = 0;
+    options.BeginValues(list, ",");
+    while (options.NextValue(list, row)) ++rows;
+    most = std::max(most, rows);
+  }
+  return most;
+}
+
 std::string FolderOf(const std::string& path) {
   return path.substr(0, path.find_last_of(FilePath::kSeparators) + 1);
 }
@@ -64,7 +82,7 @@ std::string FolderOf(const std::string& path) {
 
 bool PluginQuery::Matches(const PString& itsName, const Guid& itsId, const Guid& itsGroup) const {
   if (!IsByName()) return id == itsId;
-  return name == itsName && (id.IsNull() || id == itsId) && (group.IsNull() || group == itsGroup);
+  return name == itsName && (group.IsNull() || group == itsGroup);
 }
 
 void PluginCatalogue::Read(Options& options) {
@@ -73,9 +91,9 @@ void PluginCatalogue::Read(Options& options) {
     void (PluginCatalogue::*read)(std::string_view);
   } kLists[] = {
       // All groups first: a plug-in may stand before its group.
-      {"PluginGroup", &PluginCatalogue::ReadGroup},
-      {"Plugin", &PluginCatalogue::ReadPlugin},
-      {"PluginRemap", &PluginCatalogue::ReadRemap},
+      {kGroupList, &PluginCatalogue::ReadGroup},
+      {kPluginList, &PluginCatalogue::ReadPlugin},
+      {kRemapList, &PluginCatalogue::ReadRemap},
   };
   std::string row;
   for (const auto& [list, read] : kLists) {
@@ -153,13 +171,19 @@ void AddPluginTexts(Options& options) {
        {FolderOf(Platform::ModulePath()), FolderOf(Platform::ProgramPath()), std::string("./")}) {
     const std::string path = folder + kFileName;
     Platform::FileInfo file;
-    if (!Platform::GetInfo(path, &file)) continue;
+    if (!Platform::GetInfo(path, &file) || !file.regular) continue;
     const auto isSame = [&](const Platform::FileInfo& other) {
       return other.device == file.device && other.serial == file.serial;
     };
     if (std::any_of(read.begin(), read.end(), isSame)) continue;
     read.push_back(file);
-    options.Load(path.c_str());
+    Options longer = options;
+    longer.Load(path.c_str());
+    if (RowCount(longer) <= PluginCatalogue::kMostFileRows) {
+      options = std::move(longer);
+    } else {
+      Trace("\"%s\" is left out, for it has too many rows", path.c_str());
+    }
   }
   options.Add(kBuiltInText);
 }

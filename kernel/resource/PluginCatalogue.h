@@ -39,7 +39,7 @@ struct PluginQuery {
   Guid group;
 
   bool IsByName() const { return !name.IsEmpty(); }
-  /// With a name, an id or a group counts unless it is null; without one the id alone.
+  /// A name and, unless it is null, the group; or the id alone.
   bool Matches(const PString& itsName, const Guid& itsId, const Guid& itsGroup) const;
 };
 
@@ -47,6 +47,8 @@ class PluginCatalogue {
  public:
   /// Rows of a list that are read; bounds what a text can cost.
   static constexpr std::size_t kMostRows = 4096;
+  /// Of these the rows of files, so that the built-in rows always find room.
+  static constexpr std::size_t kMostFileRows = kMostRows - 256;
   static constexpr std::uint32_t kMostNesting = 64;  ///< groups within each other
 
   PluginCatalogue() = default;
@@ -89,7 +91,7 @@ class PluginCatalogue {
 /// The rows of the plug-ins that belong to the system itself.
 std::string_view BuiltInPluginText();
 /// Adds "plugins.ini" of this code's folder, of the program's and of the current one, each file
-/// once, and then the built-in text.
+/// once, and then the built-in text. A file that makes a list too long is left out.
 void AddPluginTexts(Options& options);
 
 }  // namespace Zef

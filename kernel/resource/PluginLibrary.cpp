@@ -34,6 +34,9 @@ LibraryStatus DynamicLibrary::Take(Platform::Library module) {
 
 LibraryStatus DynamicLibrary::Load(const std::string& path, std::string* error) {
   Unload();
+  // The system's loader would wait for somebody to write into a pipe.
+  Platform::FileInfo file;
+  if (!Platform::GetInfo(path, &file) || !file.regular) return RES_LIBRARYNOTFOUND;
   return Take(Platform::Library(path, error));
 }
 
@@ -48,59 +51,50 @@ LibraryStatus DynamicLibrary::GetSymbol(void*& symbol, const char* name) const {
   return symbol != nullptr ? kLibraryOk : RES_ENTRYPOINTNOTFOUND;
 }
 
-LibraryStatus PluginLibrary::LoadModule() {
-  if (hasFailed_) return RES_LIBRARYNOTFOUND;
-  isLoaded_ = IsProgram() ? module_.LoadProgram() == kLibraryOk : LoadFile();
-  hasFailed_ = !isLoaded_;
-  return isLoaded_ ? kLibraryOk : RES_LIBRARYNOTFOUND;
-}
-
-// The reason that counts is that of a file which is there.
-bool PluginLibrary::LoadFile() {
-  const std::string documented = PluginFileName(name_.View());
-  const std::string native = documented.substr(0, documented.rfind('.') + 1) + kNativeExtension;
-  if (documented.empty()) return false;
-  const std::string program = Platform::ProgramPath();
-  const std::string folder = program.substr(0, program.find_last_of(FilePath::kSeparators) + 1);
-  std::string reason = "no such file";
-  for (const std::string& file : {documented, native}) {
-    const bool isRooted = Platform::IsRooted(file);
-    for (const std::string& place : {folder, std::string("./")}) {
-      const std::string path = isRooted ? file : place + file;
-      std::string error;
-      if (module_.Load(path, &error) == kLibraryOk) return true;
-      if (Platform::Exists(path)) reason = error;
-    }
-    if (module_.LoadFromLoaderPath(file) == kLibraryOk) return true;
-  }
-  Trace("Plug-in library \"%s\" cannot be loaded: %s", name_.Text(), reason.c_str());
-  return false;
-}
-
-LibraryStatus PluginLibrary::CallEntryPoint() {
+LibraryStatus PluginLibrary::Load() {
+  if (state_ == State::Failed) return RES_LIBRARYNOTFOUND;
+  state_ = State::Loading;
+  std::string reason;
+  LibraryStatus status = IsProgram() ? module_.LoadProgram() : LoadFile(reason);
   void* symbol = nullptr;
-  const LibraryStatus status = module_.GetSymbol(symbol, kPluginEntryPoint);
-  hasFailed_ = status != kLibraryOk;
-  if (!hasFailed_) reinterpret_cast<PluginEntryFunction>(symbol)();
+  if (status == kLibraryOk) status = module_.GetSymbol(symbol, kPluginEntryPoint);
+  if (status == kLibraryOk) {
+    reinterpret_cast<PluginEntryFunction>(symbol)();
+    state_ = State::Loaded;
+    return status;
+  }
+  state_ = State::Failed;
+  if (reason.empty()) reason = LibraryStatusText(status);
+  Trace("Plug-in library \"%s\" cannot be loaded: %s", name_.Text(), reason.c_str());
   return status;
 }
 
-void PluginLibrary::Unload() {
-  module_.Unload();
-  isLoaded_ = false;
+LibraryStatus PluginLibrary::LoadFile(std::string& reason) {
+  const std::string program = Platform::ProgramPath();
+  const std::string folder = program.substr(0, program.find_last_of(FilePath::kSeparators) + 1);
+  for (const std::string& file : PluginFileNames(name_.View())) {
+    std::vector<std::string> places = {folder, "./"};
+    if (Platform::IsRooted(file)) places = {""};
+    for (const std::string& place : places) {
+      if (module_.Load(place + file, &reason) == kLibraryOk) return kLibraryOk;
+    }
+    if (module_.LoadFromLoaderPath(file) == kLibraryOk) return kLibraryOk;
+  }
+  return RES_LIBRARYNOTFOUND;
 }
 
-std::string PluginFileName(std::string_view name) {
+std::vector<std::string> PluginFileNames(std::string_view name) {
   const FilePath path(name);
-  const char* const extension = path.Extension();
   if (path.IsFull()) return {};
-  if (extension == nullptr) return std::string(name).append(kBuildTail).append("dll");
-  for (const char* const known : {"exe", "dll"}) {
-    if (!path.HasExtension(known)) continue;
-    const auto dot = static_cast<std::size_t>(extension - path.Text()) - 1;
-    return std::string(name.substr(0, dot)).append(kBuildTail).append(known);
+  std::string stem(path.View());
+  const bool isProgram = path.HasExtension("exe");
+  if (isProgram || path.HasExtension("dll")) {
+    stem.resize(stem.rfind('.'));
+  } else if (path.Extension() != nullptr) {
+    return {stem, stem + "." + kNativeExtension};
   }
-  return std::string(name);
+  stem += kBuildTail;
+  return {stem + (isProgram ? "exe" : "dll"), stem + kNativeExtension};
 }
 
 }  // namespace Zef

@@ -2,14 +2,15 @@
 //
 // Loading calls the export "ZefGetPlugins", which constructs the library's types; the one library
 // "*" is the running program. What failed to load is not tried again. A loaded library stays in the
-// process after its object has gone, for its objects may outlive the plug-in system; only Unload
-// takes it out. Under the lock of the plug-in system.
+// process after its object has gone, for its objects may outlive the plug-in system; only unloading
+// its module takes it out. Under the lock of the plug-in system.
 
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kernel/BlockAllocator.h"
 #include "kernel/platform/System.h"
@@ -37,13 +38,15 @@ const char* LibraryStatusText(std::uint32_t status);
 /// A module of the platform's loader, unloaded with the object.
 class DynamicLibrary : public KernelObject {
  public:
-  /// Loads the file at `path` in place of the module before; `error` (may be null) says why not.
+  /// Loads the file at `path` in place of the module before. `error` (may be null) says why a file
+  /// does not load; it stays where there is none.
   [[nodiscard]] LibraryStatus Load(const std::string& path, std::string* error = nullptr);
   /// The running program itself.
   [[nodiscard]] LibraryStatus LoadProgram();
   /// A name without folders, from where the loader looks.
   [[nodiscard]] LibraryStatus LoadFromLoaderPath(const std::string& name);
-  void Unload() { module_ = Platform::Library(); }
+  /// False when the module stays in the process all the same; it is then still held.
+  bool Unload() { return module_.Unload(); }
   /// Lets the module stay in the process for good, and forgets it.
   void Keep() { module_.Keep(); }
   /// An exported name; null with RES_ENTRYPOINTNOTFOUND when there is none.
@@ -66,29 +69,30 @@ class PluginLibrary : public KernelObject {
 
   const PString& Name() const { return name_; }
   bool IsProgram() const { return name_.View() == kProgram; }
-  bool IsLoaded() const { return isLoaded_; }
-  /// Identity of what is loaded.
-  const DynamicLibrary& Module() const { return module_; }
+  /// While it runs, the library's own constructors may ask for plug-ins.
+  bool IsLoading() const { return state_ == State::Loading; }
+  bool IsLoaded() const { return state_ == State::Loaded; }
+  DynamicLibrary& Module() { return module_; }
 
-  /// Loads the module, unless that failed before. Calls nothing of the library's but its
-  /// constructors of static objects.
-  [[nodiscard]] LibraryStatus LoadModule();
-  /// Has the loaded library register its types. A library that cannot counts as failed.
-  [[nodiscard]] LibraryStatus CallEntryPoint();
-  /// None of its code or objects may be in use.
-  void Unload();
+  /// Loads the module and has it register its types, unless that failed before. Without an entry
+  /// point it fails, with the module still there, for its constructors may have registered types.
+  [[nodiscard]] LibraryStatus Load();
+  /// Notes that its module was unloaded without a failure, so that it may be loaded again.
+  void SetUnloaded() { state_ = State::Unloaded; }
 
  private:
-  bool LoadFile();
+  enum class State : std::uint8_t { Unloaded, Loading, Loaded, Failed };
+
+  LibraryStatus LoadFile(std::string& reason);
 
   PString name_;
   DynamicLibrary module_;
-  bool isLoaded_ = false;
-  bool hasFailed_ = false;
+  State state_ = State::Unloaded;
 };
 
-/// File name of a library in a catalogue: "a.dll" and "a" give "a_7s.dll", "a.exe" gives
-/// "a_7s.exe"; a name with any other extension stays. Empty for a name that is too long for a file.
-std::string PluginFileName(std::string_view name);
+/// Names of the files that a library in a catalogue may be, best first: "a.dll" and "a" stand for
+/// "a_7s.dll", "a.exe" for "a_7s.exe", and a name with any other extension for itself; behind each
+/// comes the same for this system. None for a name that is too long for a file.
+std::vector<std::string> PluginFileNames(std::string_view name);
 
 }  // namespace Zef

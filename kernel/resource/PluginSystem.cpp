@@ -22,6 +22,8 @@ constexpr const char* kStatusTexts[] = {
     "Plugin has no library associated or library was not found",
 };
 
+bool IsGroup(const PluginType& type) { return dynamic_cast<const PluginGroup*>(&type) != nullptr; }
+
 }  // namespace
 
 const char* PluginStatusText(std::uint32_t status) {
@@ -68,6 +70,9 @@ void PluginSystem::Start() {
     while (process.NextValue("PluginDir", folder)) ScanFolder(folder + "/", options);
   }
   catalogue_.Read(options);
+  // Those of scanned libraries that could not go again came before their groups were known.
+  const std::vector<PluginType*> early = types_;
+  for (PluginType* const type : early) JoinGroup(*type);
   KernelExitTable::Register(ReleaseBuiltIns);
   builtIns_.push_back(MakeLZSSPlugin());
 }
@@ -76,7 +81,11 @@ void PluginSystem::ReleaseBuiltIns() {
   const SyncGuard guard(Lock());
   if (theSystem == nullptr) return;
   // The last of them may take the system along.
-  const auto released = std::move(theSystem->builtIns_);
+  std::vector<std::unique_ptr<PluginType>> released = std::move(theSystem->builtIns_);
+  // One whose instances are still about is left to the process.
+  for (std::unique_ptr<PluginType>& type : released) {
+    if (type->uses_ != 0) static_cast<void>(type.release());
+  }
 }
 
 // `folder` is empty or ends in a separator.
@@ -99,16 +108,21 @@ void PluginSystem::ReadPluginList(const std::string& path, Options& options) {
     const char* const* text = reinterpret_cast<PluginListFunction>(symbol)();
     for (; text != nullptr && *text != nullptr; ++text) options.Add(*text);
   }
-  if (!DropTypes(module)) module.Keep();
+  if (!Unload(module)) module.Keep();
 }
 
-void PluginSystem::Register(PluginType& type, const Guid& group) {
+void PluginSystem::Register(PluginType& type) {
   type.module_ = loading_;
   type.isRegistered_ = true;
   typesById_.Add(type.id_.Hash(), type);
   typesByName_.Add(type.name_.Key(), type);
   types_.push_back(&type);
-  type.group_ = AcquireGroup(group);
+  JoinGroup(type);
+}
+
+void PluginSystem::JoinGroup(PluginType& type) {
+  if (type.group_ != nullptr) return;
+  type.group_ = AcquireGroup(type.groupId_);
   if (type.group_ != nullptr) type.group_->members_.PushBack(&type);
 }
 
@@ -125,14 +139,16 @@ void PluginSystem::Unregister(PluginType& type) {
   ReleaseSystem();
 }
 
+PluginGroup* PluginSystem::FindGroupType(const Guid& id) const {
+  return static_cast<PluginGroup*>(typesById_.First(
+      id.Hash(), [&](const PluginType& type) { return type.id_ == id && IsGroup(type); }));
+}
+
 // Null for a null or unknown id. The group belongs to no module, whoever wants it first.
 PluginGroup* PluginSystem::AcquireGroup(const Guid& id) {
-  PluginType* const known = typesById_.First(id.Hash(), [&](const PluginType& type) {
-    return type.id_ == id && dynamic_cast<const PluginGroup*>(&type) != nullptr;
-  });
-  if (known != nullptr) {
+  if (PluginGroup* const known = FindGroupType(id)) {
     known->Acquire();
-    return static_cast<PluginGroup*>(known);
+    return known;
   }
   const PluginEntry* const entry = catalogue_.FindGroup(id);
   if (entry == nullptr) return nullptr;
@@ -156,37 +172,53 @@ PluginStatus PluginSystem::FindOrLoad(PluginType*& type, const PluginQuery& quer
   if (entry == nullptr || entry->hasFailed) return missing;
   if (entry->IsGroup()) return RES_PLUGINLIBRARYNOTFOUND;
   PluginLibrary& library = *entry->library;
-  const bool wasLoaded = library.IsLoaded();
-  if (!wasLoaded && !Load(library)) return query.IsByName() ? RES_PLUGINLIBRARYNOTFOUND : missing;
+  const bool isThere = library.IsLoaded() || library.IsLoading();
+  if (!isThere && !Load(library)) return query.IsByName() ? RES_PLUGINLIBRARYNOTFOUND : missing;
   type = FindType(query);
   if (type != nullptr) return kPluginOk;
+  // Its own constructors ask; the type may yet come.
+  if (library.IsLoading()) return missing;
   entry->hasFailed = true;
   // What an earlier request has loaded is in use.
-  if (!wasLoaded && !library.IsProgram()) Unload(library);
+  if (!isThere && !library.IsProgram() && Unload(library.Module())) library.SetUnloaded();
   return missing;
 }
 
 bool PluginSystem::Load(PluginLibrary& library) {
   const Loading loading(*this, &library.Module());
-  if (library.LoadModule() != kLibraryOk) return false;
-  if (library.CallEntryPoint() == kLibraryOk) return true;
-  Unload(library);
+  const LibraryStatus status = library.Load();
+  std::vector<PluginType*> dropped;
+  if (status == RES_ENTRYPOINTNOTFOUND && DropTypes(library.Module(), dropped)) {
+    library.Module().Unload();
+  }
+  return status == kLibraryOk;
+}
+
+// False when the module stays in the process, and its types with it: they are in use, or the loader
+// keeps it, in which case it would not construct static objects a second time.
+bool PluginSystem::Unload(DynamicLibrary& module) {
+  std::vector<PluginType*> dropped;
+  if (!DropTypes(module, dropped)) return false;
+  if (module.Unload()) return true;
+  for (PluginType* const type : dropped) {
+    AcquireSystem().Register(*type);
+    type->module_ = nullptr;
+  }
   return false;
 }
 
-void PluginSystem::Unload(PluginLibrary& library) {
-  if (DropTypes(library.Module())) library.Unload();
-}
-
-// All types of a module that is about to go; none, and false, while one of them is in use.
-bool PluginSystem::DropTypes(const DynamicLibrary& module) {
-  std::vector<PluginType*> dropped;
+// All types of a module that is about to go; none, and false, while one of them is in use, for then
+// the module stays for good.
+bool PluginSystem::DropTypes(const DynamicLibrary& module, std::vector<PluginType*>& dropped) {
   std::copy_if(types_.begin(), types_.end(), std::back_inserter(dropped),
                [&](const PluginType* type) { return type->module_ == &module; });
   const auto isUsed = [](const PluginType* type) { return type->uses_ != 0; };
-  if (std::any_of(dropped.begin(), dropped.end(), isUsed)) return false;
-  for (PluginType* const type : dropped) Unregister(*type);
-  return true;
+  const bool isFree = std::none_of(dropped.begin(), dropped.end(), isUsed);
+  for (PluginType* const type : dropped) {
+    type->module_ = nullptr;
+    if (isFree) Unregister(*type);
+  }
+  return isFree;
 }
 
 PluginStatus PluginSystem::Find(PluginType*& type, const PString& name, const Guid& id,
@@ -207,14 +239,18 @@ PluginStatus PluginSystem::ListGroup(std::vector<PluginMember>& members, const G
   const PluginSystem& system = use.System();
   members.clear();
   const PluginEntry* const group = system.catalogue_.FindGroup(id);
-  if (group == nullptr) return RES_PLUGINGROUPIDNOTFOUND;
+  if (group == nullptr && system.FindGroupType(id) == nullptr) return RES_PLUGINGROUPIDNOTFOUND;
   for (const PluginEntry& entry : system.catalogue_.Entries()) {
-    if (entry.parent == group) members.push_back({entry.name, entry.id, entry.IsGroup()});
+    if (group == nullptr || entry.parent != group) continue;
+    members.push_back({entry.name, entry.id, entry.IsGroup()});
   }
+  const std::vector<PluginMember> rows = members;
   for (const PluginType* const type : system.types_) {
-    const PluginQuery query{type->name_, type->id_, id};
-    if (!type->IsInGroup(id) || system.catalogue_.Find(query) != nullptr) continue;
-    members.push_back({type->name_, type->id_, false});
+    const auto isIt = [&](const PluginMember& row) {
+      return row.id == type->id_ && row.name == type->name_;
+    };
+    if (!type->IsInGroup(id) || std::any_of(rows.begin(), rows.end(), isIt)) continue;
+    members.push_back({type->name_, type->id_, IsGroup(*type)});
   }
   return kPluginOk;
 }

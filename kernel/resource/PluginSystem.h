@@ -46,9 +46,9 @@ struct PluginMember {
 class ZEF_API PluginSystem final : public PluginSystemBase, public KernelObject {
  public:
   /// Finds a type, by its name unless that is empty, else by its id. The first that came wins.
-  /// With a name, an id or group that is not null must be the type's too; without one the group
-  /// does not count. A remap is applied to the id, once. The type lives as long as its maker keeps
-  /// it; that of a library does until the process ends.
+  /// With a name, a group that is not null must be the type's too, and the id does not count;
+  /// without one the group does not. A remap is applied to the id, once. The type lives as long as
+  /// its maker keeps it; that of a library does until the process ends.
   [[nodiscard]] static PluginStatus Find(PluginType*& type, const PString& name, const Guid& id,
                                          const Guid& group = {});
 
@@ -80,15 +80,17 @@ class ZEF_API PluginSystem final : public PluginSystemBase, public KernelObject 
   void ReadPluginList(const std::string& path, Options& options);
   static void ReleaseBuiltIns();
 
-  void Register(PluginType& type, const Guid& group);
+  void Register(PluginType& type);
   void Unregister(PluginType& type);
+  void JoinGroup(PluginType& type);
+  PluginGroup* FindGroupType(const Guid& id) const;
   PluginGroup* AcquireGroup(const Guid& id);
 
   PluginType* FindType(const PluginQuery& query) const;
   PluginStatus FindOrLoad(PluginType*& type, const PluginQuery& query);
   bool Load(PluginLibrary& library);
-  void Unload(PluginLibrary& library);
-  bool DropTypes(const DynamicLibrary& module);
+  bool Unload(DynamicLibrary& module);
+  bool DropTypes(const DynamicLibrary& module, std::vector<PluginType*>& dropped);
 
   std::uint32_t uses_ = 1;
   PluginCatalogue catalogue_;

@@ -87,10 +87,10 @@ TEST(PluginCatalogue, TheFirstRowThatAnswersWins) {
     PluginQuery query;
     const char* library;
   } cases[] = {
-      {{{}, Id(3), {}}, "p"},      {{{}, Id(3), Id(2)}, "p"},  // by id no group counts
-      {{"x", {}, {}}, "p"},        {{"x", {}, Id(2)}, "q"},     {{"x", Id(4), {}}, "r"},
-      {{"y", Id(4), {}}, nullptr}, {{"y", {}, Id(1)}, nullptr}, {{"X", {}, {}}, nullptr},
-      {{{}, Id(9), {}}, nullptr},  {{{}, {}, {}}, nullptr},
+      {{{}, Id(3), {}}, "p"},     {{{}, Id(3), Id(2)}, "p"},  // by id no group counts
+      {{"x", {}, {}}, "p"},       {{"x", {}, Id(2)}, "q"},     {{"x", Id(4), Id(2)}, "q"},
+      {{"y", Id(4), {}}, "s"},    {{"y", {}, Id(1)}, nullptr}, {{"X", {}, {}}, nullptr},
+      {{{}, Id(9), {}}, nullptr}, {{{}, {}, {}}, nullptr},
   };
   for (const auto& c : cases) {
     const PluginEntry* const found = catalogue.Find(c.query);
@@ -118,11 +118,14 @@ TEST(PluginCatalogue, HostileTextsCostLittle) {
 
 TEST(PluginLibrary, NamesOfCataloguesBecomeFileNames) {
   const struct {
-    std::string name, file;
+    std::string name;
+    std::vector<std::string> files;
   } cases[] = {
-      {"render", "render_7s.dll"}, {"Render.DLL", "Render_7s.dll"},
-      {"tool.exe", "tool_7s.exe"}, {"a.b/render", "a.b/render_7s.dll"},
-      {"render.so", "render.so"},  {std::string(300, 'x'), ""},
+      {"Render.DLL", {"Render_7s.dll", "Render_7s.so"}},
+      {"tool.exe", {"tool_7s.exe", "tool_7s.so"}},
+      {"a.b/render", {"a.b/render_7s.dll", "a.b/render_7s.so"}},
+      {"render.v2", {"render.v2", "render.v2.so"}},
+      {std::string(300, 'x'), {}},
   };
-  for (const auto& c : cases) EXPECT_EQ(PluginFileName(c.name), c.file);
+  for (const auto& c : cases) EXPECT_EQ(PluginFileNames(c.name), c.files) << c.name;
 }

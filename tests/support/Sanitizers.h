@@ -2,6 +2,16 @@
 
 #pragma once
 
+// GCC defines names for what clang has to be asked.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define __SANITIZE_ADDRESS__ 1
+#endif
+#if __has_feature(thread_sanitizer)
+#define __SANITIZE_THREAD__ 1
+#endif
+#endif
+
 namespace Test {
 
 #if defined(__SANITIZE_THREAD__)

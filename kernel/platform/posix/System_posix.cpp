@@ -148,6 +148,17 @@ Library& Library::operator=(Library&& other) noexcept {
   return *this;
 }
 
+// A library with symbols that are unique in the process stays, and so does one that others hold.
+bool Library::Unload() {
+  if (handle_ == nullptr) return true;
+  const link_map* map = nullptr;
+  const bool isNamed = dlinfo(handle_, RTLD_DI_LINKMAP, &map) == 0;
+  const std::string name = isNamed ? map->l_name : "";
+  dlclose(std::exchange(handle_, nullptr));
+  if (isNamed) handle_ = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
+  return handle_ == nullptr;
+}
+
 void* Library::Symbol(const char* name) const {
   return handle_ != nullptr ? dlsym(handle_, name) : nullptr;
 }
