@@ -122,7 +122,7 @@ TEST_F(ArchiveTool, DamagedArchivesYieldWhatIsWhole) {
   EXPECT_EQ(outcome.status, 1);
   EXPECT_NE(outcome.err.find("'in/Maps/one.txt': its content is damaged"), std::string::npos);
   EXPECT_EQ(Read("out/in/Maps/one.txt") + Read("out/in/three"), "onf");
-  const std::size_t rows = bytes.size() - 3 * 296;  // the first two to point to the same bytes
+  const std::size_t rows = bytes.size() - std::size_t{3} * 296;
   Write("a.ja", std::string(bytes).replace(rows, 8, bytes, rows + 296, 8));
   EXPECT_EQ(Run("archive extract a.ja shared --json").Json()["problems"].size(), 2u);
   EXPECT_EQ(Shell("find shared -type f | wc -l").out, "2\n");
