@@ -4,7 +4,6 @@
 #include <sstream>
 
 #include "database/AssetFolder.h"
-#include "database/StagedFolder.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "tests/database/LifeFixture.h"
@@ -184,34 +183,20 @@ TEST_F(LifeTest, AnAssetInAMountedArchiveIsCopiedOutAndStays) {
   Zef::Subst("lifearchive", nullptr, false);
 }
 
-TEST_F(LifeTest, AFolderSetAsideByACrashComesBackOrGoes) {
-  struct stat facts {};
-  WriteWholeFile(folder_ / "local/new/c.txt", "new");
-  WriteWholeFile(folder_ / "editing/old/c.txt", "old");
-  ASSERT_EQ(stat((folder_ / "editing/old").c_str(), &facts), 0);
-  const struct {
-    std::string note;
-    const char* left;
-  } cases[] = {{"0\nlocal/a/b\n", "back new old "},
-               {"0\nlocal/new\n", "new old "},
-               {"0\nlocal/a/", "new old "},
-               {"0\n../x/y\n", "new old "},
-               {"1\nediting/old\n", "new old "},
-               {std::to_string(facts.st_ino) + "\nediting/old\n", "new "}};
-  for (const auto& each : cases) {
-    fs::remove_all(folder_ / "local/a/b");
-    fs::create_directories(folder_ / "local/a");
-    WriteWholeFile(folder_ / "temp/staged-asset 9/c.txt", "half");
-    WriteWholeFile(folder_ / "temp/staged-asset 9.old/c.txt", "back");
-    WriteWholeFile(folder_ / "temp/staged-asset 9.note", each.note);
-    StagedFolder::ClearLeftovers(folder_.Path().string());
-    AwaitSweeps();
-    std::string left;
-    for (const char* const path : {"local/a/b/c.txt", "local/new/c.txt", "editing/old/c.txt"}) {
-      if (fs::exists(folder_ / path)) left += ReadWholeFile(folder_ / path) + ' ';
-    }
-    EXPECT_EQ(left, each.left) << each.note;
-    EXPECT_TRUE(fs::is_empty(folder_ / "temp")) << each.note;
+TEST_F(LifeTest, AFolderThatVanishesEndsACommitWithAMessage) {
+  static fs::path vanishing;
+  settings_.stepObserver = [](const char* step) {
+    if (step == std::string_view("commit: files checked")) fs::remove_all(vanishing);
+  };
+  // What was installed may come again; what is gone from the working folder cannot.
+  for (const auto& [folder, state] : {std::pair("editing", "I1"), {"local", "E2I2"}}) {
+    Renew();
+    ASSERT_TRUE(Live("nco2"));
+    vanishing = folder_ / folder;
+    EXPECT_EQ(Do('k'), folder[0] == 'l') << Told();
+    vanishing.clear();
+    Restart(true);
+    EXPECT_EQ(State(), state);
   }
 }
 
