@@ -7,6 +7,7 @@
 #include "database/AssetWork.h"
 #include "database/ContentServices.h"
 #include "database/FileRules.h"
+#include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
 #include "environment/ResultsLog.h"
@@ -142,6 +143,7 @@ bool Commit::PutInPlace() {
 }
 
 bool Commit::CopyInPlace() {
+  AwaitSweeps();  // what was deleted last may be the room that this needs
   StagedFolder staged(work_.root, work_.settings.stepObserver);
   if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path())) return false;
   return FolderExists(target_) ? staged.Exchange(target_.path) : staged.Put(target_.path);

@@ -5,6 +5,7 @@
 #include "database/AssetUpdate.h"
 #include "database/AssetWork.h"
 #include "database/ContentServices.h"
+#include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
 #include "environment/ResultsLog.h"
@@ -32,6 +33,7 @@ const char* OpenForEdit(const AssetWork& work, MUKAsset& record) {
     record.editPath.Clear();  // its user deleted it, or never put anything in
     work.MarkChanged();
   }
+  AwaitSweeps();  // what was deleted last may be the room that this needs
   const std::string folder =
       MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
   if (folder.empty()) return "$muk_open_file_error";

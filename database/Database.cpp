@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "database/ContentServices.h"
+#include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
 #include "kernel/Clock.h"
@@ -110,6 +111,7 @@ void Database::Shutdown() {
   stop_ = true;
   writer_.reset();
   starter_.reset();
+  AwaitSweeps();
   const ExclusiveHold hold(lock_);
   // What is dirty is ours: ownership is not given up before the write.
   if (dirty_) Write();

@@ -5,12 +5,12 @@
 #include <charconv>
 #include <vector>
 
+#include "database/FolderSweep.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/platform/FolderCopy.h"
 #include "kernel/platform/System.h"
 #include "kernel/standard/FilePath.h"
 #include "kernel/standard/RootFiles.h"
-#include "kernel/standard/Trace.h"
 
 namespace {
 
@@ -94,12 +94,6 @@ ExchangeResult Exchanged(const std::string& a, const std::string& b) {
   return result;
 }
 
-/// Also when nothing is there.
-void DeleteWhatever(const std::string& path) {
-  if (Zef::Platform::DeleteTree(path) || Zef::Platform::DeleteFile(path)) return;
-  Zef::Trace("StagedFolder> cannot delete \"%s\"\n", path.c_str());
-}
-
 /// What is to be done after a crash, in a file beside the staged folder that it concerns. With an
 /// identity: what stands at `place` goes, if it is that very folder. Without: the old folder beside
 /// the note goes back to `place`, if nothing stands there.
@@ -154,9 +148,9 @@ bool Follow(const std::string& root, const std::string& noteFile) {
   FileInfo info;
   const bool isThere = Zef::Platform::GetInfoNoFollow(place, &info) && info.folder;
   if (!isThere || info.serial != note.identity) return true;
-  DeleteWhatever(staged);
-  if (!Move(place, staged)) return false;
-  DeleteWhatever(staged);
+  const std::string rubbish = staged + std::string(kOldEnding);
+  if (!Move(place, rubbish)) return false;
+  SweepFolder(rubbish);
   return true;
 }
 
@@ -166,10 +160,8 @@ StagedFolder::StagedFolder(const std::string& root, StepObserver observer)
     : root_(root), observer_(observer) {
   if (!Zef::Platform::IsRooted(root)) return;
   ClearLeftovers(root);
-  static std::atomic<std::uint32_t> counter{0};
   const std::string temp = TempFolder(root);
-  path_ = temp + "/" + std::string(kStagedPrefix) +
-          std::to_string(Zef::Platform::CurrentProcessId()) + "-" + std::to_string(++counter);
+  path_ = temp + "/" + std::string(kStagedPrefix) + std::to_string(Zef::Platform::RandomWord());
   isMade_ = Zef::Platform::MakeFolders(temp) && Zef::Platform::MakeFolder(path_);
   if (isMade_) ++liveCount;
 }
@@ -177,9 +169,9 @@ StagedFolder::StagedFolder(const std::string& root, StepObserver observer)
 StagedFolder::~StagedFolder() {
   if (!isMade_) return;
   try {
-    Step("stage: before the end");
-    DeleteWhatever(path_);
-    Step("stage: deleted");
+    Step("stage: at the end");
+    const bool isEmpty = Zef::Platform::RemoveEmptyFolder(path_) || Zef::Platform::IsGone(path_);
+    if (!isEmpty) SweepFolder(path_);
   } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the next one deletes it
   }
   --liveCount;
@@ -237,9 +229,11 @@ void StagedFolder::ClearLeftovers(const std::string& root) {
   for (const std::string& name : names) {
     if (!name.ends_with(kNoteEnding)) continue;
     if (!Follow(root, temp + name)) return;  // what it speaks of must stay
-    DeleteWhatever(temp + name);
+    if (!Zef::Platform::DeleteFile(temp + name)) return;
   }
-  for (const std::string& name : names) DeleteWhatever(temp + name);
+  for (const std::string& name : names) {
+    if (!name.ends_with(kNoteEnding)) SweepFolder(temp + name);
+  }
 }
 
 /// Empty folders may give way at once. Between an exchange and the delete the old folder stands

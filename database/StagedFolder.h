@@ -29,7 +29,7 @@ class StagedFolder {
   /// Makes an empty folder. `root` is the product root as a path of the system; with any other one,
   /// and where the disk refuses, none is made.
   explicit StagedFolder(const std::string& root, StepObserver observer = nullptr);
-  /// Deletes what lies in the folder.
+  /// Has what lies in the folder deleted (FolderSweep.h).
   ~StagedFolder();
   StagedFolder(const StagedFolder&) = delete;
   StagedFolder& operator=(const StagedFolder&) = delete;

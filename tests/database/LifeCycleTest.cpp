@@ -1,9 +1,10 @@
 #include <sys/stat.h>
 
-#include <fstream>
+#include <cstring>
 
 #include "database/AssetFolder.h"
 #include "database/StagedFolder.h"
+#include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "tests/database/LifeFixture.h"
 
@@ -188,6 +189,32 @@ TEST_F(LifeTest, NothingOutsideAnAssetsOwnFoldersIsDeleted) {
   EXPECT_TRUE(EditFolder().empty() && fs::exists(elsewhere / "a/config.txt"));
 }
 
+TEST_F(LifeTest, AnAssetInAMountedArchiveIsCopiedOutAndStays) {
+  const std::string archive = folder_ / "content.ja";
+  Zef::Subst("lifearchive", archive.c_str(), true);
+  for (const auto& [name, text] : {std::pair("a/config.txt", "plid <plid:1:7>\nname \"1\"\n"),
+                                   {"a/parts/body.txt", "1"},
+                                   {"a/parts/thumbs.db", "-"}}) {
+    Zef::File file;
+    ASSERT_EQ(file.Open("lifearchive", name, Zef::FileMode::kCreateWrite), Zef::RES_OK);
+    file.Write(text, 1, std::strlen(text));
+  }
+  Start();
+  MUKCreateNew(kId);
+  MUKSetInstallPath(kId, "a");
+  MUKSetArchiveName(kId, "lifearchive");
+  ASSERT_TRUE(Live("o")) << Told();
+  EXPECT_EQ(Generation(EditFolder()), "1");
+  EXPECT_FALSE(fs::exists(folder_ / (EditFolder() + "/parts/thumbs.db")));
+  EXPECT_TRUE(Live("2") && !Do('c'));
+  EXPECT_EQ(Told(), "$muk_commit_file_error;");
+  EXPECT_EQ(Generation(EditFolder()), "2");
+  EXPECT_TRUE(Live("f") && MUKFind(kId) && EditFolder().empty());
+  EXPECT_EQ(MUKGetInstallPath(kId), "a");
+  MUKShutdown();
+  Zef::Subst("lifearchive", nullptr, false);
+}
+
 TEST_F(LifeTest, AFolderSetAsideByACrashComesBackOrGoes) {
   const auto lay = [this](const std::string& name, const std::string& text) {
     WriteWholeFile(folder_ / ("temp/staged-asset 9-1" + name), text);
@@ -217,6 +244,7 @@ TEST_F(LifeTest, AFolderSetAsideByACrashComesBackOrGoes) {
     lay(".old/config.txt", "before");
     lay(".note", each.note);
     StagedFolder::ClearLeftovers(folder_.Path().string());
+    AwaitSweeps();
     std::string left;
     if (fs::exists(folder_ / "local/a/b/config.txt")) left += "a/b ";
     if (fs::exists(folder_ / "local/new/config.txt")) left += "new ";

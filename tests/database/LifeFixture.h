@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "database/AssetEdit.h"
+#include "database/FolderSweep.h"
 #include "environment/ResultsLog.h"
 #include "tests/database/RunningFixture.h"
 
@@ -98,6 +99,7 @@ class LifeTest : public RunningTest {
 
   /// All paths below the root but those of the database's own files, with the contents.
   std::string Tree() const {
+    AwaitSweeps();
     std::vector<std::string> all;
     for (const char* const area : {"local", "editing", "world", "temp"}) {
       if (!std::filesystem::is_directory(folder_ / area)) continue;
