@@ -67,7 +67,7 @@ bool CopyAssetFolder(const AssetPlace& source, const std::string& target) {
   std::vector<FolderWriter> writers;
   writers.emplace_back(target);
   std::vector<char> buffer;
-  bool isWhole = writers.back().IsOpen() && FolderExists(source);
+  bool isWhole = writers.back().IsOpen() && !source.IsNowhere();
   AssetWalkVisitor visitor;
   visitor.enterFolder = [&](const std::string& name) {
     writers.push_back(writers.back().MakeFolder(name.c_str()));

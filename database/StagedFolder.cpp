@@ -102,7 +102,7 @@ struct Note {
   std::uint64_t identity = 0;
 };
 
-bool WriteNote(const std::string& file, const Note& note) {
+bool TryWriteNote(const std::string& file, const Note& note) {
   using Zef::Platform::Creation;
   const auto handle =
       Zef::Platform::OpenFile(file, {.write = true, .creation = Creation::CreateNew});
@@ -113,6 +113,12 @@ bool WriteNote(const std::string& file, const Note& note) {
   if (isClosed && written == static_cast<std::int64_t>(text.size())) return true;
   static_cast<void>(Zef::Platform::DeleteFile(file));
   return false;
+}
+
+bool WriteNote(const std::string& file, const Note& note) {
+  if (TryWriteNote(file, note)) return true;
+  AwaitSweeps();  // which may free the little room that it needs
+  return TryWriteNote(file, note);
 }
 
 /// False when it cannot be read. Without a place for one that was not written to its end: nothing
@@ -148,7 +154,7 @@ bool Follow(const std::string& root, const std::string& noteFile) {
   FileInfo info;
   const bool isThere = Zef::Platform::GetInfoNoFollow(place, &info) && info.folder;
   if (!isThere || info.serial != note.identity) return true;
-  const std::string rubbish = staged + std::string(kOldEnding);
+  const std::string rubbish = staged + ".rubbish";
   if (!Move(place, rubbish)) return false;
   SweepFolder(rubbish);
   return true;
