@@ -1,5 +1,6 @@
 // quarle archive list, extract, create, add, delete, rename.
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -96,6 +97,9 @@ void ListJson(const MountedArchive& archive) {
 
 /// What every command that reads says at its end.
 int EndReading(const MountedArchive& archive) {
+  if (!archive.Source().IsReadWhole()) {
+    return Fail(Quoted(archive.Path()) + ": the disk cannot read all of it; try again");
+  }
   const auto damage = archive.Source().DamagedAt();
   if (!damage) return kDone;
   return Fail(Quoted(archive.Path()) + " is damaged at byte " + std::to_string(*damage) + "; the " +
@@ -139,14 +143,32 @@ struct Extraction {
   std::vector<Skipped> skipped;
 };
 
+/// Rows of a forged archive may all point to the same bytes, which would be written again and
+/// again.
+void LeaveOutOverlaps(Extraction& work) {
+  std::vector<Zef::ArchiveRow> rows = std::move(work.rows);
+  std::stable_sort(rows.begin(), rows.end(),
+                   [](const auto& a, const auto& b) { return a.offset < b.offset; });
+  std::uint64_t end = 0;
+  work.rows.clear();
+  for (const Zef::ArchiveRow& row : rows) {
+    if (row.offset < end && row.size > 0) {
+      work.skipped.push_back({row.entry.name, "its content is part of another file's"});
+      continue;
+    }
+    end = std::max(end, row.End());
+    work.bytes += row.size;
+    work.rows.push_back(row);
+  }
+}
+
 Extraction Select(const MountedArchive& archive, const std::vector<std::string>& names) {
   Extraction work;
   Selection selection(names);
   ForEachFile(archive, [&](const Zef::ArchiveRow& row) {
-    if (!selection.Takes(row)) return;
-    work.rows.push_back(row);
-    work.bytes += row.size;
+    if (selection.Takes(row)) work.rows.push_back(row);
   });
+  LeaveOutOverlaps(work);
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (!selection.WasUsed(i)) work.skipped.push_back({names[i], "the archive has no such file"});
   }
@@ -156,9 +178,10 @@ Extraction Select(const MountedArchive& archive, const std::vector<std::string>&
 void ExtractAll(const MountedArchive& archive, const std::string& folder,
                 const CommonOptions& common, Extraction& work) {
   Progress progress(common, "extracting", work.bytes);
+  ExtractFolder target(folder);
   std::uint64_t bytes = 0;
   for (const Zef::ArchiveRow& row : work.rows) {
-    std::string why = ExtractFile(archive, row, folder);
+    std::string why = target.Take(archive, row);
     if (why.empty()) {
       ++work.done;
     } else {
@@ -233,7 +256,8 @@ bool AddAll(const MountedArchive& archive, const ArchiveInputs& inputs, bool com
     }
     if (added) continue;
     static_cast<void>(Fail(Quoted(input.path) + " cannot be added to " + Quoted(archive.Path()) +
-                           "; make room on the disk, and stay below 4 GiB an archive"));
+                           "; make room on the disk, and stay below 4 GiB an archive; one that "
+                           "takes no changes is to be extracted and created anew"));
     return false;
   }
   return true;
@@ -257,12 +281,14 @@ int RunAdding(const ArchiveOptions& options, const CommonOptions& common, Access
     json.Unsigned("replaced", replaced);
     json.Unsigned("bytes", inputs.bytes);
     json.Unsigned("linksLeftOut", inputs.links);
+    json.Unsigned("specialsLeftOut", inputs.specials);
     json.EndObject();
   } else if (!common.quiet) {
     std::string text = Quoted(options.archive) + ": " + Counted(inputs.files.size(), "file") +
                        " added, " + ByteSize(inputs.bytes);
     if (replaced > 0) text += ", " + std::to_string(replaced) + " of them replaced";
     if (inputs.links > 0) text += "; " + Counted(inputs.links, "link") + " left out";
+    if (inputs.specials > 0) text += "; " + Counted(inputs.specials, "special file") + " left out";
     Print(text + "\n");
   }
   return kDone;
@@ -332,7 +358,9 @@ int RunArchiveDelete(const ArchiveOptions& options, const CommonOptions& common)
     if (!isFile && !archive.HasFolder(name)) continue;  // named twice
     const bool deleted = isFile ? Zef::File::Delete(archive.Name(), name.c_str())
                                 : Zef::File::DeleteFolder(archive.Name(), name.c_str());
-    if (!deleted) return Fail(Quoted(name) + " cannot be deleted; make room on the disk");
+    if (!deleted) {
+      return Fail(Quoted(name) + " cannot be deleted; extract the archive and create it anew");
+    }
   }
   const std::size_t after = archive.Source().FileCount();
   return EndChange(archive, common, Counted(before - after, "file") + " deleted");

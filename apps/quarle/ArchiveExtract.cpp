@@ -20,9 +20,7 @@ constexpr std::size_t kSpan = 1u << 18;
 
 /// The components of a name; nothing, or why it has no place below a folder.
 std::string SplitName(std::string_view name, std::vector<std::string>* components) {
-  if (Platform::IsRooted(name)) return "its name starts at a root";
-  const std::size_t stop = name.find_first_of("/\\:");
-  if (stop != std::string_view::npos && name[stop] == ':') return "its name starts at a root";
+  if (StartsAtRoot(name)) return "its name starts at a root";
   if (name.empty() || IsSeparator(name.back())) return "it has no file name";
   while (!name.empty()) {
     const std::size_t end = std::min(name.find_first_of(FilePath::kSeparators), name.size());
@@ -32,25 +30,6 @@ std::string SplitName(std::string_view name, std::vector<std::string>* component
     if (!component.empty() && component != ".") components->emplace_back(component);
   }
   return components->empty() ? "it has no file name" : "";
-}
-
-/// Where the file goes, with its folders made; nothing, or what stands in the way.
-std::string PreparePlace(const std::string& folder, const std::vector<std::string>& components,
-                         std::string* place) {
-  std::string path = folder;
-  for (std::size_t i = 0; i < components.size(); ++i) {
-    path += "/" + components[i];
-    const bool isLast = i + 1 == components.size();
-    Platform::FileInfo info;
-    if (!Platform::GetInfoNoFollow(path, &info)) {
-      if (isLast || Platform::MakeFolders(path)) continue;
-      return "the folder " + Quoted(path) + " cannot be made";
-    }
-    if (info.link) return Quoted(path) + " is a link";
-    if (isLast ? !info.regular : !info.folder) return Quoted(path) + " is something else";
-  }
-  *place = path;
-  return {};
 }
 
 /// A file beside its place, which it takes when it is whole.
@@ -108,8 +87,43 @@ std::string CopyContent(File& from, const ArchiveRow& row, const std::string& pl
 
 }  // namespace
 
-std::string ExtractFile(const MountedArchive& archive, const ArchiveRow& row,
-                        const std::string& folder) {
+bool StartsAtRoot(std::string_view name) {
+  const std::size_t stop = name.find_first_of("/\\:");
+  return Platform::IsRooted(name) || (stop != std::string_view::npos && name[stop] == ':');
+}
+
+/// A file or folder of another letter case is the one that is meant.
+std::string ExtractFolder::Spelling(const std::string& folder, const std::string& component) {
+  Platform::FileInfo info;
+  if (Platform::GetInfoNoFollow(folder + "/" + component, &info)) return component;
+  const auto [listed, isNew] = listed_.try_emplace(folder);
+  if (isNew) {
+    std::vector<std::string> names;
+    static_cast<void>(Platform::ListFolder(folder, &names));
+    listed->second.insert(names.begin(), names.end());
+  }
+  return *listed->second.insert(component).first;  // which will be there from now on
+}
+
+/// Where the file goes, with its folders made; nothing, or what stands in the way.
+std::string ExtractFolder::Prepare(const std::vector<std::string>& components, std::string* place) {
+  std::string path = path_;
+  for (std::size_t i = 0; i < components.size(); ++i) {
+    path += "/" + Spelling(path, components[i]);
+    const bool isLast = i + 1 == components.size();
+    Platform::FileInfo info;
+    if (!Platform::GetInfoNoFollow(path, &info)) {
+      if (isLast || Platform::MakeFolders(path)) continue;
+      return "the folder " + Quoted(path) + " cannot be made";
+    }
+    if (info.link) return Quoted(path) + " is a link";
+    if (isLast ? !info.regular : !info.folder) return Quoted(path) + " is something else";
+  }
+  *place = path;
+  return {};
+}
+
+std::string ExtractFolder::Take(const MountedArchive& archive, const ArchiveRow& row) {
   std::vector<std::string> components;
   std::string why = SplitName(row.entry.name, &components);
   File file;
@@ -118,7 +132,7 @@ std::string ExtractFile(const MountedArchive& archive, const ArchiveRow& row,
     why = "it cannot be read";
   }
   std::string place;
-  if (why.empty()) why = PreparePlace(folder, components, &place);
+  if (why.empty()) why = Prepare(components, &place);
   if (!why.empty()) return why;
   try {
     return CopyContent(file, row, place);

@@ -1,5 +1,7 @@
 #include "apps/quarle/ArchiveFiles.h"
 
+#include <unordered_map>
+
 #include "apps/quarle/Output.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/Exception.h"
@@ -22,7 +24,21 @@ bool CheckPlace(const std::string& path, MountedArchive::Access access) {
     return creates || Refuse(path, "there is no such archive; make one with quarle archive create");
   }
   if (info.folder) return Refuse(path, "it is a folder; name an archive");
+  const bool isEmpty = info.regular && info.size == 0;  // a create that was killed as it began
+  if (isEmpty) {
+    return creates || Refuse(path, "it is empty; quarle archive create makes it an archive");
+  }
   return !creates || Refuse(path, "it exists already; take another name or quarle archive add");
+}
+
+/// What cannot be read now would be lost by a change.
+bool CheckContent(const std::string& path, FileSubArchive& source) {
+  if (!source.IsReadWhole()) {
+    return Refuse(path, "the disk cannot read all of it; nothing was changed, try again");
+  }
+  const auto damage = source.DamagedAt();
+  return !damage || Refuse(path, "it is damaged at byte " + std::to_string(*damage) +
+                                     "; extract what is whole and make a new archive of it");
 }
 
 /// Collects without recursion, so that no depth of folders exhausts the stack.
@@ -39,7 +55,7 @@ class Collector {
     name.Normalise();
     const std::string_view path = name.View();
     const bool climbs = path == ".." || path.starts_with("../");
-    if (Platform::IsRooted(text) || climbs || name.IsFull()) {
+    if (StartsAtRoot(text) || climbs || name.IsFull()) {
       return Refuse(text,
                     "no name for a file in an archive; give the folder with -C and a name "
                     "of less than 259 bytes below it");
@@ -48,6 +64,7 @@ class Collector {
     if (!Platform::GetInfo(PathOf(name.Text()), &info)) {
       return Refuse(PathOf(text), "there is no such file or folder");
     }
+    if (!info.folder && !info.regular) return Refuse(PathOf(text), "it is no file and no folder");
     return Take(name.Text(), info) && AddFolders();
   }
 
@@ -64,12 +81,34 @@ class Collector {
     }
     const bool isArchive =
         hasArchive_ && info.device == archive_.device && info.serial == archive_.serial;
-    if (isArchive || !info.regular) return true;
+    if (isArchive) return true;
     if (FilePath(name).IsFull()) {
       return Refuse(name, "its name is too long for an archive, which takes 258 bytes");
     }
+    if (StartsAtRoot(name)) return Refuse(name, "no archive takes a name like that of a drive");
+    const auto [taken, isNew] = names_.try_emplace(ArchiveTable::KeyOf(name), name);
+    if (!isNew) {
+      return taken->second == name ||
+             Refuse(PathOf(name), "in an archive it has the name of " + Quoted(taken->second) +
+                                      ", for letter case does not count; rename one of them");
+    }
     inputs_.files.push_back({PathOf(name), name, info.size});
     inputs_.bytes += info.size;
+    return true;
+  }
+
+  /// What a folder holds.
+  bool TakeFound(const std::string& folder, const std::string& name) {
+    const std::string whole = folder.empty() ? name : folder + "/" + name;
+    if (name.find('\\') != std::string::npos) {
+      return Refuse(PathOf(whole), "its name holds '\\', which separates folders; rename it");
+    }
+    Platform::FileInfo info;
+    if (!Platform::GetInfoNoFollow(PathOf(whole), &info)) {
+      return Refuse(PathOf(whole), "it cannot be looked at; check the permissions of its folder");
+    }
+    if (info.folder || info.regular) return Take(whole, info);
+    ++(info.link ? inputs_.links : inputs_.specials);
     return true;
   }
 
@@ -82,12 +121,7 @@ class Collector {
         return Refuse(PathOf(folder), "this folder cannot be read; check its permissions");
       }
       for (const std::string& each : names) {
-        std::string name = folder.empty() ? "" : folder + "/";
-        name += each;
-        Platform::FileInfo info;
-        if (!Platform::GetInfoNoFollow(PathOf(name), &info)) continue;
-        inputs_.links += info.link ? 1 : 0;
-        if (!Take(name, info)) return false;
+        if (!TakeFound(folder, each)) return false;
       }
     }
     return true;
@@ -96,6 +130,7 @@ class Collector {
   const std::string folder_;
   ArchiveInputs& inputs_;
   std::vector<std::string> folders_;
+  std::unordered_map<std::string, std::string> names_;  // of the files, by their keys
   Platform::FileInfo archive_;
   bool hasArchive_ = false;
 };
@@ -118,6 +153,7 @@ bool MountedArchive::Open(const std::string& path, Access access) {
   if (!source->IsAvailable()) {
     return Refuse(path, "it cannot be read, or is no archive of version 257 or 258");
   }
+  if (access != Access::Read && !CheckContent(path, *source)) return false;
   source_ = source.get();
   SubstList::Get().Add(name_, std::move(source));
   return true;

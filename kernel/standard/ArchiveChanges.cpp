@@ -94,11 +94,6 @@ bool PutCompressed(std::int32_t from, std::uint64_t size, bool shortHeader, Outp
   });
 }
 
-/// What a compressed form takes at most.
-std::uint64_t LargestCompressed(std::uint64_t size) {
-  return CompressedFormat::kHeaderSize + size + (size / kPieceSize + 1) * sizeof(std::uint16_t);
-}
-
 }  // namespace
 
 bool FileSubArchive::WriteExactly(std::span<const std::byte> bytes, std::uint64_t offset) const {
@@ -111,40 +106,74 @@ bool FileSubArchive::WriteWord(std::uint32_t word, std::uint64_t offset) const {
 }
 
 /// Rows of a damaged index may point anywhere: nothing but a live chunk is written to.
-bool FileSubArchive::HasChunk(std::uint32_t dataOffset) const {
-  std::array<std::byte, sizeof(std::uint32_t)> tag;
-  return ReadExactly(tag, dataOffset - kFileHeadSize) && ByteReader(tag).U32() == kFileTag;
+FileSubArchive::ChunkState FileSubArchive::ReadChunkHead(std::uint32_t dataOffset,
+                                                         ArchiveChunkHead* head) const {
+  std::array<std::byte, kChunkHeadSize> bytes;
+  const Reading reading = Read(bytes, dataOffset - kFileHeadSize);
+  if (reading == Reading::Failed) return ChunkState::Unknown;
+  ByteReader in(bytes);
+  *head = ReadArchiveChunkHead(in);
+  const bool isLive = reading == Reading::Whole && head->tag == kFileTag;
+  return isLive ? ChunkState::Live : ChunkState::None;
 }
 
 /// True if no live chunk is left there.
 bool FileSubArchive::MarkDeleted(std::uint32_t dataOffset) const {
-  return !HasChunk(dataOffset) || WriteWord(kDeletedTag, dataOffset - kFileHeadSize);
+  ArchiveChunkHead head;
+  const ChunkState state = ReadChunkHead(dataOffset, &head);
+  return state == ChunkState::None ||
+         (state == ChunkState::Live && WriteWord(kDeletedTag, dataOffset - kFileHeadSize));
 }
+
+bool FileSubArchive::MarkSuperseded() {
+  for (; !superseded_.empty(); superseded_.pop_back()) {
+    if (!MarkDeleted(superseded_.back())) return false;
+  }
+  return true;
+}
+
+/// A change, from making sure that the archive can be changed to noting what it is afterwards.
+class FileSubArchive::Change {
+ public:
+  explicit Change(FileSubArchive& archive) : archive_(archive), begun_(archive.BeginChange()) {}
+  ~Change() {
+    if (begun_) archive_.lengthOnDisk_ = Platform::FileSize(archive_.handle_);
+  }
+  Change(const Change&) = delete;
+  Change& operator=(const Change&) = delete;
+
+  bool Begun() const { return begun_; }
+
+ private:
+  FileSubArchive& archive_;
+  const bool begun_;
+};
 
 /// Makes the archive one that has to be walked until its index is written anew.
 bool FileSubArchive::BeginChange() {
   Complete();
-  if (indexOnDisk_ != 0) {
-    if (!WriteWord(0, infoOffset_ + kIndexOffsetInInfo)) return false;
-    indexOnDisk_ = 0;
-    dirty_ = true;
-  }
-  for (; !superseded_.empty(); superseded_.pop_back()) {
-    if (!MarkDeleted(superseded_.back())) return false;
-  }
-  return !damagedAt_ || SealDamage();
+  if (!complete_ || indexUnread_ || !IsAsLeft()) return false;
+  return DisownIndex() && MarkSuperseded() && (!stoppedAt_ || SealEnd());
 }
 
-/// Turns all from the damage on into one deleted chunk, so that walks reach what comes behind it.
-bool FileSubArchive::SealDamage() {
-  const std::int64_t length = Platform::FileSize(handle_);
-  const std::uint64_t data = *damagedAt_ + kChunkHeadSize;
-  if (length < 0 || data > kLargestArchive || length > std::int64_t{kLargestArchive}) return false;
-  const std::uint64_t end = std::max(data, static_cast<std::uint64_t>(length));
-  ByteWriter head;
-  AppendArchiveChunkHead(head, {kDeletedTag, static_cast<std::uint32_t>(end - data)});
-  if (!WriteExactly(head.View(), *damagedAt_)) return false;
-  damagedAt_.reset();
+/// False if somebody else has changed the archive, which may have other chunks by now where the
+/// table says that files are, or where it ends.
+bool FileSubArchive::IsAsLeft() const {
+  std::array<std::byte, kInfoSize> bytes;
+  ArchiveInfo info;
+  if (Platform::FileSize(handle_) != lengthOnDisk_ || !ReadExactly(bytes, infoOffset_))
+    return false;
+  ByteReader in(bytes);
+  return ReadArchiveInfo(in, &info) && info == infoOnDisk_;
+}
+
+bool FileSubArchive::DisownIndex() {
+  if (infoOnDisk_.indexOffset == 0) return true;
+  if (unwalked_ && !MakeReachable()) return false;
+  unwalked_ = false;
+  if (!WriteWord(0, infoOffset_ + kIndexOffsetInInfo)) return false;
+  infoOnDisk_.indexOffset = 0;
+  dirty_ = true;
   return true;
 }
 
@@ -228,8 +257,9 @@ void FileSubArchive::CloseFile(File& file) {
 }
 
 bool FileSubArchive::Append(const File& file) {
+  const Change change(*this);
   std::uint64_t start = 0;
-  if (!BeginChange() || !EndOfChunks(&start)) return false;
+  if (!change.Begun() || !EndOfChunks(&start)) return false;
   dirty_ = true;
   if (!Platform::SetFileSize(handle_, start)) return false;
   ArchiveRow row;
@@ -243,24 +273,25 @@ bool FileSubArchive::Append(const File& file) {
       }
     } undo{handle_, start};
     if (!WriteChunk(file, start, &row)) return false;
+    AddRow(row);
     undo.wanted = false;
   }
   info_.indexOffset = static_cast<std::uint32_t>(row.End());
-  const ArchiveFile* old = table_.Find(ArchiveTable::KeyOf(row.entry.name));
-  if (old != nullptr && !MarkDeleted(old->row.offset)) superseded_.push_back(old->row.offset);
-  AddRow(row);
+  static_cast<void>(MarkSuperseded());  // the next change tries again
   return true;
 }
 
-/// Writes a chunk that counts for nothing until its size is written at the end.
+/// Writes a chunk that counts for nothing until its size is written at the end. It leaves room for
+/// the index.
 bool FileSubArchive::WriteChunk(const File& file, std::uint64_t start, ArchiveRow* row) const {
   const std::int32_t from = file.Origin().handle;
   const bool compresses = FileMode::IsCompressing(file.Mode());
   Platform::FileInfo info;
   if (!Platform::GetOpenInfo(from, &info)) return false;
   const std::uint64_t data = start + kFileHeadSize;
-  const std::uint64_t most = compresses ? LargestCompressed(info.size) : info.size;
-  if (most > kLargestArchive || data + most > kLargestArchive) return false;
+  const std::uint64_t most = LargestStored(info.size, compresses);
+  const std::uint64_t index = kChunkHeadSize + (std::uint64_t{table_.Count()} + 1) * kRowSize;
+  if (most > kLargestArchive || data + most + index > kLargestArchive) return false;
   if (compresses && info.size > CompressedFormat::kLargestFile) return false;
 
   row->offset = static_cast<std::uint32_t>(data);
@@ -287,7 +318,8 @@ bool FileSubArchive::WriteChunk(const File& file, std::uint64_t start, ArchiveRo
 }
 
 bool FileSubArchive::Remove(ArchiveFile* file) {
-  if (!BeginChange() || !MarkDeleted(file->row.offset)) return false;
+  const Change change(*this);
+  if (!change.Begun() || !MarkDeleted(file->row.offset)) return false;
   table_.Remove(file);
   dirty_ = true;
   return true;
@@ -318,7 +350,9 @@ bool FileSubArchive::Rename(const FilePath& from, const FilePath& to) {
   ArchiveFile* file = Find(from);
   const ArchiveFile* other = Find(name);
   if (file == nullptr || (other != nullptr && other != file)) return false;
-  if (!BeginChange() || !HasChunk(file->row.offset)) return false;
+  const Change change(*this);
+  ArchiveChunkHead head;
+  if (!change.Begun() || ReadChunkHead(file->row.offset, &head) != ChunkState::Live) return false;
   dirty_ = true;
   std::array<char, FilePath::kSize> field{};
   name.View().copy(field.data(), field.size() - 1);
@@ -331,8 +365,10 @@ bool FileSubArchive::WriteIndex(bool rebuild) {
   const SyncGuard guard(lock_);
   if (!IsOpen()) return false;
   if (!rebuild && !dirty_) return true;
+  if (readOnly_) return false;
+  const Change change(*this);
   std::uint64_t start = 0;
-  if (readOnly_ || !BeginChange() || !EndOfChunks(&start)) return false;
+  if (!change.Begun() || !EndOfChunks(&start)) return false;
   if (rebuild) start = std::max(start, static_cast<std::uint64_t>(Platform::FileSize(handle_)));
   const std::uint64_t size = kChunkHeadSize + std::uint64_t{table_.Count()} * kRowSize;
   if (start + size > kLargestArchive) return false;
@@ -341,7 +377,6 @@ bool FileSubArchive::WriteIndex(bool rebuild) {
   info_.indexOffset = static_cast<std::uint32_t>(start);
   info_.entryCount = static_cast<std::uint32_t>(table_.Count());
   if (!WriteHead()) return false;
-  indexOnDisk_ = info_.indexOffset;
   dirty_ = false;
   return true;
 }
@@ -362,7 +397,7 @@ bool FileSubArchive::WriteRows(std::uint64_t start) const {
   return WriteWord(size, start + sizeof(std::uint32_t));
 }
 
-bool FileSubArchive::WriteHead() const {
+bool FileSubArchive::WriteHead() {
   ByteWriter out;
   const bool isInFront = infoOffset_ == kInfoOffset;
   if (isInFront) {
@@ -370,7 +405,9 @@ bool FileSubArchive::WriteHead() const {
   } else {
     AppendArchiveInfo(out, info_);
   }
-  return WriteExactly(out.View(), isInFront ? 0 : infoOffset_);
+  if (!WriteExactly(out.View(), isInFront ? 0 : infoOffset_)) return false;
+  infoOnDisk_ = info_;
+  return true;
 }
 
 }  // namespace Zef

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "kernel/standard/CompressedBlocks.h"
+
 namespace Zef {
 
 using namespace ArchiveFormat;
@@ -69,6 +71,12 @@ void AppendArchiveRow(ByteWriter& out, const ArchiveRow& row) {
   out.U32(row.offset);
   out.U32(row.size);
   AppendArchiveEntry(out, row.entry);
+}
+
+std::uint64_t LargestStored(std::uint64_t size, bool compressed) {
+  if (!compressed) return size;
+  const std::uint64_t blocks = size / CompressedFormat::kBlockSize + 1;
+  return CompressedFormat::kHeaderSize + size + blocks * sizeof(std::uint16_t);
 }
 
 }  // namespace Zef

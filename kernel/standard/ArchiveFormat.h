@@ -42,6 +42,8 @@ struct ArchiveInfo {
   std::uint32_t version = 0;
   std::uint32_t entryCount = 0;
   std::uint32_t indexOffset = 0;  ///< 0 for none
+
+  bool operator==(const ArchiveInfo&) const = default;
 };
 
 struct ArchiveChunkHead {
@@ -78,5 +80,8 @@ void AppendArchiveEntry(ByteWriter& out, const FileEntry& entry);
 /// False when there are too few bytes, or when the row points outside an archive of that length.
 [[nodiscard]] bool ReadArchiveRow(ByteReader& in, std::uint64_t archiveLength, ArchiveRow* row);
 void AppendArchiveRow(ByteWriter& out, const ArchiveRow& row);
+
+/// What the data of a file of that size takes in an archive at most.
+std::uint64_t LargestStored(std::uint64_t size, bool compressed);
 
 }  // namespace Zef

@@ -31,14 +31,20 @@ ArchiveFile* ArchiveTable::Find(std::string_view key) const {
   return found == byKey_.end() ? nullptr : found->second;
 }
 
-void ArchiveTable::Add(const ArchiveRow& row) {
+std::uint32_t ArchiveTable::Add(const ArchiveRow& row) {
   auto file = std::make_unique<ArchiveFile>();
   file->row = row;
   file->key = KeyOf(row.entry.name);
   file->place = files_.size();
-  if (ArchiveFile* earlier = Find(file->key)) Remove(earlier);
+  std::uint32_t unused = 0;
+  if (ArchiveFile* other = Find(file->key)) {
+    if (other->row.offset > row.offset) return row.offset;
+    if (other->row.offset < row.offset) unused = other->row.offset;
+    Remove(other);
+  }
   files_.push_back(std::move(file));
   Link(files_.back().get());
+  return unused;
 }
 
 void ArchiveTable::Remove(ArchiveFile* file) {

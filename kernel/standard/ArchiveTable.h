@@ -1,10 +1,10 @@
 // ArchiveTable: the live files of an archive in memory, by their order and by their names.
 //
-// A key is the normalised name in lower case; of two files with one key the later replaces the
-// earlier. Looking a key up costs the same however many files there are, and chosen names cannot
-// make it slow. The order by folders is made when a folder is first searched and kept up from then
-// on. Nothing is interned: names come from outside and the string pool never shrinks. About half
-// a kilobyte a file. Not thread-safe.
+// A key is the normalised name in lower case; of two files with one key the one that lies further
+// behind in the archive counts. Looking a key up costs the same however many files there are, and
+// chosen names cannot make it slow. The order by folders is made when a folder is first searched
+// and kept up from then on. Nothing is interned: names come from outside and the string pool never
+// shrinks. About half a kilobyte a file. Not thread-safe.
 
 #pragma once
 
@@ -36,7 +36,9 @@ class ArchiveTable {
   void Clear();
   /// Null when there is none. Valid until that file is removed or replaced.
   ArchiveFile* Find(std::string_view key) const;
-  void Add(const ArchiveRow& row);
+  /// Adds a file, unless one of its key lies behind it. Result: where the data lies of the one of
+  /// them that does not count, 0 for none.
+  std::uint32_t Add(const ArchiveRow& row);
   void Remove(ArchiveFile* file);
   /// Gives a file a name whose key no other file has.
   void Rename(ArchiveFile* file, std::string_view name);

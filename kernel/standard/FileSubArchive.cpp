@@ -18,54 +18,10 @@ namespace {
 
 constexpr std::uint64_t kRowsAPiece = 1024;
 
-/// Goes from chunk to chunk, each of which lies wholly in the file. A window saves system calls
-/// where chunks are small.
-class ChunkWalk {
- public:
-  ChunkWalk(std::int32_t file, std::uint64_t start, std::uint64_t length)
-      : file_(file), length_(length), next_(start) {}
-
-  /// False at the end of the file, and where what follows is no whole chunk.
-  bool Next() {
-    start_ = next_;
-    if (start_ >= length_) return false;
-    ByteReader head(Fetch(start_, kChunkHeadSize));
-    head_ = ReadArchiveChunkHead(head);
-    next_ = DataStart() + head_.size;
-    damaged_ = head.Failed() || next_ > length_;
-    return !damaged_;
-  }
-  std::uint64_t Start() const { return start_; }
-  std::uint64_t DataStart() const { return start_ + kChunkHeadSize; }
-  const ArchiveChunkHead& Head() const { return head_; }
-  /// The first `count` bytes of the chunk's content; fewer than that only if they cannot be read.
-  std::span<const std::byte> Content(std::uint32_t count) {
-    const auto bytes = Fetch(start_, kChunkHeadSize + count);
-    return bytes.subspan(std::min<std::size_t>(kChunkHeadSize, bytes.size()));
-  }
-  bool IsDamaged() const { return damaged_; }
-
- private:
-  std::span<const std::byte> Fetch(std::uint64_t offset, std::size_t count) {
-    if (offset < windowStart_ || offset + count > windowStart_ + windowBytes_) {
-      const std::int64_t got = Platform::ReadAt(file_, window_.data(), window_.size(), offset);
-      windowStart_ = offset;
-      windowBytes_ = got < 0 ? 0 : static_cast<std::size_t>(got);
-    }
-    const std::size_t at = offset - windowStart_;
-    return std::span(window_).first(windowBytes_).subspan(at, std::min(count, windowBytes_ - at));
-  }
-
-  const std::int32_t file_;
-  const std::uint64_t length_;
-  std::uint64_t start_ = 0;
-  std::uint64_t next_;
-  ArchiveChunkHead head_;
-  bool damaged_ = false;
-  std::array<std::byte, 4096> window_;
-  std::uint64_t windowStart_ = 0;
-  std::size_t windowBytes_ = 0;
-};
+/// Nothing behind the largest archive is looked at, however long the file says that it is.
+std::uint64_t WalkedLength(std::int64_t length) {
+  return std::min(static_cast<std::uint64_t>(length), kLargestArchive);
+}
 
 }  // namespace
 
@@ -117,12 +73,13 @@ class FileSubArchive::Search : public FileSubSearch {
 FileSubArchive::FileSubArchive(const char* path, bool readOnly)
     : target_(path), readOnly_(readOnly) {
   handle_ = Platform::OpenFile(target_, {.write = !readOnly_});
-  if (!IsOpen() && !readOnly_) {
+  if (!readOnly_ && (!IsOpen() || IsEmptyFile())) {
     Create();
   } else if (IsOpen() && FindInfo()) {
-    complete_ = LoadIndex();
+    complete_ = unwalked_ = LoadIndex();
     if (!complete_) {
       table_.Clear();
+      superseded_.clear();
       info_.indexOffset = 0;
     }
   } else {
@@ -143,17 +100,24 @@ FileSubArchive::~FileSubArchive() {
 
 bool FileSubArchive::IsOpen() const { return handle_ != Platform::kNoFile; }
 
+bool FileSubArchive::IsEmptyFile() const {
+  return Platform::IsRegularFile(handle_) && Platform::FileSize(handle_) == 0;
+}
+
 bool FileSubArchive::IsAvailable() const { return IsOpen() && !IsRemoved(); }
 
 void FileSubArchive::CloseHandle() {
   if (IsOpen()) Platform::CloseFile(std::exchange(handle_, Platform::kNoFile));
 }
 
-// Never empties a file that could only not be opened.
+// Never empties a file that could only not be opened. One without a byte was left by a writer that
+// was killed as it began.
 void FileSubArchive::Create() {
-  handle_ = Platform::OpenFile(target_, {.write = true, .creation = Platform::Creation::CreateNew});
+  constexpr Platform::OpenOptions kNew{.write = true, .creation = Platform::Creation::CreateNew};
+  if (!IsOpen()) handle_ = Platform::OpenFile(target_, kNew);
   info_.version = kVersion;
   if (IsOpen() && WriteHead()) {
+    lengthOnDisk_ = kInfoOffset + kInfoSize;
     complete_ = dirty_ = true;
     return;
   }
@@ -163,17 +127,19 @@ void FileSubArchive::Create() {
 }
 
 bool FileSubArchive::FindInfo() {
-  const std::int64_t length = Platform::FileSize(handle_);
+  lengthOnDisk_ = Platform::FileSize(handle_);
   std::array<std::byte, kMagicSize> magic;
-  if (length < 0 || !ReadExactly(magic, 0) || ByteReader(magic).U32() != kMagic) return false;
-  ChunkWalk walk(handle_, kMagicSize, static_cast<std::uint64_t>(length));
-  while (walk.Next()) {
+  if (lengthOnDisk_ < 0 || !ReadExactly(magic, 0) || ByteReader(magic).U32() != kMagic) {
+    return false;
+  }
+  ArchiveWalk walk(handle_, kMagicSize, WalkedLength(lengthOnDisk_));
+  while (walk.NextOfAnyKind()) {
     if (walk.Head().tag != kInfoTag) continue;
     ByteReader record(walk.Content(kInfoSize));
     infoOffset_ = walk.DataStart();
-    dataEnd_ = infoOffset_ + kInfoSize;
+    dataEnd_ = walkedTo_ = infoOffset_ + kInfoSize;
     const bool known = walk.Head().size == kInfoSize && ReadArchiveInfo(record, &info_);
-    indexOnDisk_ = info_.indexOffset;
+    infoOnDisk_ = info_;
     return known;
   }
   return false;
@@ -182,18 +148,18 @@ bool FileSubArchive::FindInfo() {
 bool FileSubArchive::LoadIndex() {
   const std::uint64_t start = info_.indexOffset;
   const std::uint64_t size = std::uint64_t{info_.entryCount} * kRowSize;
-  const std::int64_t length = Platform::FileSize(handle_);
-  if (start == 0 || size == 0 || length < 0) return false;
+  const auto length = static_cast<std::uint64_t>(lengthOnDisk_);
+  if (start == 0 || size == 0) return false;
   std::array<std::byte, kChunkHeadSize> bytes;
-  if (!ReadExactly(bytes, start)) return false;
+  const Reading reading = Read(bytes, start);
+  indexUnread_ = reading == Reading::Failed;
+  if (reading != Reading::Whole) return false;
   ByteReader in(bytes);
   const ArchiveChunkHead head = ReadArchiveChunkHead(in);
   const std::uint64_t end = start + kChunkHeadSize + size;
-  if (head.tag != kIndexTag || head.size != size || end > static_cast<std::uint64_t>(length)) {
-    return false;
-  }
+  if (head.tag != kIndexTag || head.size != size || end > length) return false;
   table_.Reserve(info_.entryCount);
-  return AddRows(start + kChunkHeadSize, static_cast<std::uint64_t>(length));
+  return AddRows(start + kChunkHeadSize, length);
 }
 
 bool FileSubArchive::AddRows(std::uint64_t offset, std::uint64_t length) {
@@ -202,7 +168,9 @@ bool FileSubArchive::AddRows(std::uint64_t offset, std::uint64_t length) {
   while (left > 0) {
     const std::uint64_t rows = std::min(left, kRowsAPiece);
     piece.resize(rows * kRowSize);
-    if (!ReadExactly(piece, offset)) return false;
+    const Reading reading = Read(piece, offset);
+    indexUnread_ = reading == Reading::Failed;
+    if (reading != Reading::Whole) return false;
     ByteReader in(piece);
     for (std::uint64_t i = 0; i < rows; ++i) {
       ArchiveRow row;
@@ -216,34 +184,37 @@ bool FileSubArchive::AddRows(std::uint64_t offset, std::uint64_t length) {
 }
 
 void FileSubArchive::AddRow(const ArchiveRow& row) {
-  table_.Add(row);
+  // What cannot be done fails before the table changes.
+  if (superseded_.size() == superseded_.capacity()) superseded_.reserve(2 * superseded_.size() + 1);
+  if (const std::uint32_t other = table_.Add(row); other != 0) superseded_.push_back(other);
   dataEnd_ = std::max(dataEnd_, row.End());
 }
 
-/// Walks the archive from the info record on, once, if no index told what it holds. Data that a row
-/// could not point to ends the walk as damage does.
+/// Walks the archive from the info record on, once, if no index told what it holds. After a read
+/// that failed the next question goes on from there.
 void FileSubArchive::Complete() {
   if (complete_ || !IsOpen()) return;
-  complete_ = true;
-  const std::int64_t length = std::max<std::int64_t>(Platform::FileSize(handle_), 0);
-  ChunkWalk walk(handle_, infoOffset_ + kInfoSize, static_cast<std::uint64_t>(length));
+  const std::int64_t length = Platform::FileSize(handle_);
+  if (length < 0) return;
+  ArchiveWalk walk(handle_, walkedTo_, WalkedLength(length));
   while (walk.Next()) {
-    if (walk.Head().tag != kFileTag) continue;
-    const std::uint64_t data = walk.Start() + kFileHeadSize;
-    ArchiveRow row;
-    ByteReader content(walk.Content(kEntrySize));
-    if (walk.Head().size < kEntrySize || data > kLargestArchive ||
-        !ReadArchiveEntry(content, &row.entry)) {
-      damagedAt_ = walk.Start();
-      return;
-    }
-    row.offset = static_cast<std::uint32_t>(data);
-    row.size = walk.Head().size - kEntrySize;
-    const ArchiveFile* earlier = table_.Find(ArchiveTable::KeyOf(row.entry.name));
-    if (earlier != nullptr) superseded_.push_back(earlier->row.offset);
-    AddRow(row);
+    if (walk.Head().tag == kFileTag && !AddFrom(walk)) return;
+    walkedTo_ = walk.Head().tag == kIndexTag ? walk.Start() : walk.NextStart();
   }
-  if (walk.IsDamaged()) damagedAt_ = walk.Start();
+  complete_ = walk.HowEnded() != ArchiveWalk::End::Unread;
+  interrupted_ = walk.HowEnded() == ArchiveWalk::End::Interrupted;
+  if (interrupted_ || walk.HowEnded() == ArchiveWalk::End::Damage) stoppedAt_ = walk.Start();
+}
+
+/// False if the entry cannot be read.
+bool FileSubArchive::AddFrom(ArchiveWalk& walk) {
+  ArchiveRow row;
+  ByteReader content(walk.Content(kEntrySize));
+  if (!ReadArchiveEntry(content, &row.entry)) return false;
+  row.offset = static_cast<std::uint32_t>(walk.DataStart() + kEntrySize);
+  row.size = walk.Head().size - kEntrySize;
+  AddRow(row);
+  return true;
 }
 
 ArchiveFile* FileSubArchive::Find(const FilePath& path) {
@@ -251,9 +222,14 @@ ArchiveFile* FileSubArchive::Find(const FilePath& path) {
   return table_.Find(ArchiveTable::KeyOf(path.View()));
 }
 
+FileSubArchive::Reading FileSubArchive::Read(std::span<std::byte> to, std::uint64_t offset) const {
+  const std::int64_t got = Platform::ReadAt(handle_, to.data(), to.size(), offset);
+  if (got < 0) return Reading::Failed;
+  return got == static_cast<std::int64_t>(to.size()) ? Reading::Whole : Reading::Short;
+}
+
 bool FileSubArchive::ReadExactly(std::span<std::byte> to, std::uint64_t offset) const {
-  return Platform::ReadAt(handle_, to.data(), to.size(), offset) ==
-         static_cast<std::int64_t>(to.size());
+  return Read(to, offset) == Reading::Whole;
 }
 
 bool FileSubArchive::OpenForRead(File& file, const FilePath& path, std::uint32_t mode) {
@@ -311,7 +287,7 @@ std::unique_ptr<FileSubSearch> FileSubArchive::OpenSearch(const FilePath& folder
 
 bool FileSubArchive::NextFile(std::size_t* cursor, ArchiveRow* row) {
   const SyncGuard guard(lock_);
-  Complete();
+  if (*cursor == 0) Complete();
   const ArchiveFile* file = table_.From(*cursor);
   if (file == nullptr) return false;
   *row = file->row;
@@ -328,7 +304,13 @@ std::size_t FileSubArchive::FileCount() {
 std::optional<std::uint64_t> FileSubArchive::DamagedAt() {
   const SyncGuard guard(lock_);
   Complete();
-  return damagedAt_;
+  return interrupted_ ? std::nullopt : stoppedAt_;
+}
+
+bool FileSubArchive::IsReadWhole() {
+  const SyncGuard guard(lock_);
+  Complete();
+  return complete_ && !indexUnread_;
 }
 
 }  // namespace Zef

@@ -9,10 +9,12 @@
 //
 // The index is written when the source goes away, or on demand. From the first change to then the
 // archive says that it has none: killed at any moment it opens with every file that was whole.
-// Processes do not know of each other: one archive has one writer and no other reader meanwhile.
+// Processes do not know of each other: one archive has one writer and no other reader meanwhile. Of
+// two sources over one archive the one that finds it changed by the other changes it no more.
 //
-// Any thread; one lock covers the table and all changes, reading takes none. An archive holds less
-// than 4 GiB.
+// Any thread; one lock covers the table and all changes, reading takes none. Appending a file, and
+// opening one to change it, copies it under that lock, the latter under the list's lock as well. An
+// archive holds less than 4 GiB.
 
 #pragma once
 
@@ -27,13 +29,14 @@
 #include "kernel/Sync.h"
 #include "kernel/standard/ArchiveFormat.h"
 #include "kernel/standard/ArchiveTable.h"
+#include "kernel/standard/ArchiveWalk.h"
 #include "kernel/standard/FileSub.h"
 
 namespace Zef {
 
 class FileSubArchive : public FileSub {
  public:
-  /// Opens the archive; a missing one is created if it may be written, which raises FileEx
+  /// Opens the archive; a missing or empty one is created if it may be written, which raises FileEx
   /// "Substitute() Open new archive failed" when it fails. What is no archive of a known version
   /// is left alone and unavailable.
   FileSubArchive(const char* path, bool readOnly);
@@ -68,35 +71,52 @@ class FileSubArchive : public FileSub {
   /// come and go meanwhile.
   bool NextFile(std::size_t* cursor, ArchiveRow* row);
   std::size_t FileCount();
-  /// Where a walk met what is no chunk. Nothing for a whole archive, and for one with an index,
-  /// which is not walked.
+  /// Where a walk met what is no chunk. Nothing for a whole archive, for one with an index, which
+  /// is not walked, and for what a killed writer left at the end.
   std::optional<std::uint64_t> DamagedAt();
+  /// False while an error of the device keeps part of the archive from being read; nothing is
+  /// changed then.
+  bool IsReadWhole();
   /// Writes the index if anything has changed, or in any case at the end of the file to rebuild it.
   /// False if that fails: the archive is then walked when it is next opened.
   bool WriteIndex(bool rebuild = false);
 
  private:
   class Search;
+  class Change;
+  enum class Reading { Whole, Short, Failed };
+  enum class ChunkState { Live, None, Unknown };
+  struct FileSpan;
 
   // Opening and reading.
   bool IsOpen() const;
+  bool IsEmptyFile() const;
   void Create();
   bool FindInfo();
   bool LoadIndex();
   bool AddRows(std::uint64_t offset, std::uint64_t length);
   void CloseHandle();
   void Complete();
+  bool AddFrom(ArchiveWalk& walk);
   ArchiveFile* Find(const FilePath& path);
   void AddRow(const ArchiveRow& row);
+  Reading Read(std::span<std::byte> to, std::uint64_t offset) const;
   bool ReadExactly(std::span<std::byte> to, std::uint64_t offset) const;
 
   // Changes; these are called with the lock held.
   bool WriteExactly(std::span<const std::byte> bytes, std::uint64_t offset) const;
   bool WriteWord(std::uint32_t word, std::uint64_t offset) const;
-  bool HasChunk(std::uint32_t dataOffset) const;
+  ChunkState ReadChunkHead(std::uint32_t dataOffset, ArchiveChunkHead* head) const;
   bool MarkDeleted(std::uint32_t dataOffset) const;
+  bool MarkSuperseded();
   bool BeginChange();
-  bool SealDamage();
+  bool IsAsLeft() const;
+  bool DisownIndex();
+  bool MakeReachable();
+  bool CollectSpans(std::vector<FileSpan>* spans) const;
+  bool PassOver(const FileSpan& file, std::uint64_t limit, std::uint64_t* at) const;
+  bool Bridge(std::uint64_t from, std::uint64_t to) const;
+  bool SealEnd();
   bool EndOfChunks(std::uint64_t* end) const;
   bool Remove(ArchiveFile* file);
   std::int32_t OpenTemporary(const ArchiveFile* old) const;
@@ -104,7 +124,7 @@ class FileSubArchive : public FileSub {
   bool Append(const File& file);
   bool WriteChunk(const File& file, std::uint64_t start, ArchiveRow* row) const;
   bool WriteRows(std::uint64_t start) const;
-  bool WriteHead() const;
+  bool WriteHead();
 
   CriticalSection lock_{"archive"};
   const std::string target_;  // as registered
@@ -113,13 +133,18 @@ class FileSubArchive : public FileSub {
   const bool readOnly_;
   ArchiveInfo info_;
   std::uint64_t infoOffset_ = ArchiveFormat::kInfoOffset;  // of the record
-  std::uint32_t indexOnDisk_ = 0;  // offset of the index by the record in the file
+  ArchiveInfo infoOnDisk_;                                 // as last read or written
+  std::int64_t lengthOnDisk_ = 0;  // when opened, and after the last change from here
   ArchiveTable table_;
   std::uint64_t dataEnd_ = 0;  // behind the info record and all data the table has pointed to
-  std::vector<std::uint32_t> superseded_;  // data of live chunks whose names later ones have
-  std::optional<std::uint64_t> damagedAt_;
-  bool complete_ = false;  // the table holds every live file
-  bool dirty_ = false;     // the index must be written
+  std::vector<std::uint32_t> superseded_;   // data of live chunks whose names later ones have
+  std::uint64_t walkedTo_ = 0;              // where a walk goes on
+  std::optional<std::uint64_t> stoppedAt_;  // where it ended before the file did
+  bool interrupted_ = false;                // by what a killed writer left
+  bool complete_ = false;                   // the table holds every live file
+  bool indexUnread_ = false;                // by an error of the device
+  bool unwalked_ = false;                   // nothing but the index tells where files are
+  bool dirty_ = false;                      // the index must be written
 };
 
 }  // namespace Zef

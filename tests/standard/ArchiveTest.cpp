@@ -84,8 +84,7 @@ TEST_F(Archive, WhatIsNoArchiveIsLeftAlone) {
                         {"magic", "ARCX" + good.substr(4)},
                         {"info magic", std::string(good).replace(12, 1, "1")},
                         {"info size", std::string(good).replace(8, 1, "\x21")},
-                        {"info past the end", good.substr(0, 43)},
-                        {"nothing", ""}};
+                        {"info past the end", good.substr(0, 43)}};
   for (const auto& c : cases) {
     Lay(c.bytes);
     Mount();
@@ -111,6 +110,7 @@ TEST_F(Archive, WhatIsNoArchiveIsLeftAlone) {
 }
 
 TEST_F(Archive, ChangesLastAndKeepTheSpelling) {
+  Lay("");  // left by a writer that was killed as it began
   Mount();
   ASSERT_TRUE(Write("Maps/One.txt", "1") && Write("Maps/Two.txt", "2") && Write("three", "3"));
   Remount();
@@ -175,6 +175,13 @@ TEST_F(Archive, EveryWayOfWriting) {
   file.Close();
   Mount();
   EXPECT_EQ(Read("plain"), "ABcd");
+  // Of two sources over one file the one that comes second would write over the other's files.
+  ASSERT_EQ(file.Open("arc:plain", 0x11), RES_OK);
+  Remount();
+  EXPECT_TRUE(Write("long", std::string(5000, 'l')));
+  EXPECT_THROW(file.Close(), FileEx);
+  Remount();
+  EXPECT_EQ(Read("plain") + Read("long"), "ABcd" + std::string(5000, 'l'));
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.Path()), {}), 1);
 }
 
@@ -235,7 +242,11 @@ TEST_F(Archive, WalkYieldsAllUpToTheDamage) {
   const Case cases[] = {
       {"whole", "", false},
       {"no head", "FIL ", true},
-      {"no size yet", "FIL " + Words({0}) + PlainEntry("c", "").Bytes() + "3", true},
+      {"no size", "FIL " + Words({0}) + PlainEntry("c", "").Bytes() + "3", true},
+      {"no size yet", "FIL " + Words({0}) + PlainEntry("c", "333").Bytes() + "3"},
+      {"no entry yet", "FIL " + Words({0}) + "c"},
+      {"index without size", "IDX " + Words({0}) + PlainEntry("b", "2").Row(340)},
+      {"longer index below", "IDX " + Words({8}) + "........" + PlainEntry("b", "2").Row(340)},
       {"cut", Chunk("c", "333").substr(0, 298), true},
       {"too large", "JUNK" + Words({0xFFFFFFFF}) + "x", true},
       {"no name", "FIL " + Words({287}) + std::string(287, 'x'), true}};
@@ -283,6 +294,33 @@ TEST_F(Archive, LyingIndexIsRefused) {
     EXPECT_EQ(Read("a") + Read("b") + Read("c"), "(none)23") << c.what;
     Unmount();
   }
+}
+
+TEST_F(Archive, OfTwoRowsOfOneNameTheFilesPlaceDecides) {
+  const std::string chunks = Chunk("a", "old") + Chunk("A", "new") + "IDX " + Words({592});
+  const std::string rows[] = {PlainEntry("a", "old").Row(340), PlainEntry("A", "new").Row(639)};
+  for (const int first : {0, 1}) {
+    Lay(ArchiveHead(258, 2, 642) + chunks + rows[first] + rows[1 - first]);
+    Mount();
+    EXPECT_TRUE(Read("a") == "new" && File::Delete("arc:a"));
+    Unmount();
+    ForgetIndex();
+    EXPECT_EQ(Names(), "");
+  }
+}
+
+TEST_F(Archive, LargestArchiveHasRoomForItsIndex) {
+  const std::uint32_t end = 0xFFFFFFFF - (296 + 5 + 8 + 296);
+  Lay(ArchiveHead(258, 0, 0) + "FIL!" + Words({end - 52}));
+  std::filesystem::resize_file(path_, end);
+  Mount();
+  EXPECT_TRUE(!Write("a", "123456") && Write("a", "12345"));
+  Remount(false);
+  EXPECT_EQ(Read("a"), "12345");
+  // What lies behind is not walked, or this would take hours.
+  Lay(ArchiveHead(258, 0, 0) + "JUNK" + Words({0xFFFFFFF0}));
+  std::filesystem::resize_file(path_, std::uint64_t{1} << 43);
+  EXPECT_EQ(FileSubArchive(path_.c_str(), true).DamagedAt(), 44u);
 }
 
 // What fits the file is believed, but it must not reach what it does not own.
