@@ -168,7 +168,7 @@ const TagContainer& MUKPackage::Tags() const {
 TagContainer MUKPackage::OwnAssets() {
   tags_ = Own(tags_);
   const TagContainer held = tags_.GetSubContainer(TheKeys().assets);
-  const TagContainer own = Own(held);
+  TagContainer own = Own(held);
   if (own.Chunk().Get() != held.Chunk().Get()) tags_.SetSubContainer(TheKeys().assets, own);
   return own;
 }
