@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Measures Diff, Patch, the scan of asset folders and the coders against what else would do the job,
-# in one run on a warm page cache, checks the speed goals and writes docs/performance.md with its
+# Measures Diff, Patch, the scan of asset folders, the coders and packages against what else would do
+# the job, in one run on a warm page cache, checks the speed goals and writes docs/performance.md with its
 # plot.
 #
 # Every round runs every contender once, one after the other, so that a disturbance of the
@@ -58,7 +58,7 @@ command_line="bench/compare.sh --rounds $rounds --records $records"
 say() { printf '== %s\n' "$*" >&2; }
 have() { command -v "$1" >/dev/null; }
 
-peers="sqlite3 zstd xdelta3 sha256sum lz4 gzip"
+peers="sqlite3 zstd xdelta3 sha256sum lz4 gzip zip unzip"
 [ $slow = 0 ] || peers+=" bsdiff bspatch"
 if [ $install = 1 ]; then
   missing=
@@ -108,6 +108,18 @@ make_corpus() {
   "$bin/bench/quarle_makecorpus" --megabytes "$2" "$dir/$1/corpus" >&2
 }
 
+# make_asset NAME: the folder of an asset of 500 files and 200 MB, unless it stands there already.
+make_asset() {
+  [ "$dir/$1/asset/config.txt" -nt "$bin/bench/quarle_makecorpus" ] && return
+  say "making an asset of 500 files and 200 MB"
+  rm -rf "${dir:?}/$1"
+  mkdir -p "$dir/$1/work" "$dir/$1/asset/data"
+  "$bin/bench/quarle_makecorpus" --megabytes 200 "$dir/$1/corpus" >&2
+  split -n 500 -a 3 -d --additional-suffix=.dat "$dir/$1/corpus" "$dir/$1/asset/data/"
+  rm "$dir/$1/corpus"
+  echo 'plid <plid2:1:1:1>' >"$dir/$1/asset/config.txt"
+}
+
 # use_pair NAME: what the contenders below work on.
 use_pair() {
   here=$dir/$1
@@ -145,6 +157,17 @@ run_bsdiff() { bsdiff "$old" "$new" "$out/bsdiff"; }
 made_bsdiff() { stat -c %s "$out/bsdiff"; }
 before_bspatch() { rm -f "$out/new"; }
 run_bspatch() { bspatch "$old" "$out/new" "$out/bsdiff"; }
+
+before_kpx() { rm -f "$out/a.kpx"; }
+run_kpx() { "$quarle" package create -q "$out/a.kpx" "$here/asset"; }
+made_kpx() { stat -c %s "$out/a.kpx"; }
+before_unkpx() { rm -rf "$out/kpx"; }
+run_unkpx() { "$quarle" package extract -q "$out/a.kpx" "$out/kpx"; }
+before_zip() { rm -f "$out/a.zip"; }
+run_zip() { (cd "$here" && zip -6 -r -q "$out/a.zip" asset); }
+made_zip() { stat -c %s "$out/a.zip"; }
+before_unzip() { rm -rf "$out/zip"; }
+run_unzip() { unzip -q "$out/a.zip" -d "$out/zip"; }
 
 # The coders: from $here/corpus to one file each, and from that back to $out/content.
 coders="lzss1 lzss6 lzss9 cfil"
@@ -306,13 +329,26 @@ measure_coders() {
 }
 measure_coders
 
+measure_packages() {
+  make_asset packages
+  local archivers="kpx unkpx"
+  if have zip && have unzip; then archivers+=" zip unzip"; else say "no zip: left out"; fi
+  # shellcheck disable=SC2086
+  measure packages $archivers
+  if ! diff -r "$here/asset/data" "$out/kpx/plid2 1 1 1/data"; then
+    echo "compare.sh: the package does not give the files back" >&2
+    exit 2
+  fi
+}
+measure_packages
+
 # One line a contender: pair, name, microseconds, peak in KiB, bytes made.
 results=$dir/results.tsv
 : >"$results"
-for pair in pair large many few codecs; do
+for pair in pair large many few codecs packages; do
   use_pair $pair
   # shellcheck disable=SC2046,SC2086
-  for contender in $contenders scan walk $coders $(printf 'un%s ' $coders); do
+  for contender in $contenders scan walk $coders $(printf 'un%s ' $coders kpx zip) kpx zip; do
     [ -f "$dir/$pair.$contender" ] || continue
     made=0
     if declare -F "made_$contender" >/dev/null; then made=$("made_$contender"); fi

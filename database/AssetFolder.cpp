@@ -76,6 +76,11 @@ void Measure(const Zef::PString& subst, const std::string& folder, std::size_t d
 
 }  // namespace
 
+std::string PlaceText(const AssetPlace& place) {
+  if (place.subst.IsNull()) return place.path;
+  return std::string(place.subst.View()) + ":" + place.path;
+}
+
 AssetPlace LegacyPlace(const std::string& root, const MUKAsset& record) {
   const std::string_view path = record.legacyPath.View();
   if (!IsSafe(path) || Zef::IsRootedPath(path)) return {};

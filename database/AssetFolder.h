@@ -34,6 +34,9 @@ struct AssetPlace {
   bool IsNowhere() const { return subst.IsNull() && path.empty(); }
 };
 
+/// A place as messages spell it, with the substitution's name in front.
+std::string PlaceText(const AssetPlace& place);
+
 /// The folder of each path of a record, nowhere for one that is not set. `root` is the product
 /// root as a path of the system; with an empty one only absolute edit paths lead somewhere.
 AssetPlace LegacyPlace(const std::string& root, const MUKAsset& record);

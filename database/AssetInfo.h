@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "tagdata/PLID.h"
 
@@ -27,7 +28,7 @@ struct MUKAssetInfo {
   std::string region;
   std::string era;
   std::uint32_t sizeBytes = 0;
-  std::uint32_t classKey = 0;  ///< of its first class code in the class key table
+  std::string_view classKey;  ///< its row in the class key table, which lives for ever
   std::string category;
   std::uint8_t marks = 0;  ///< the low four bits of the first flag byte
   std::uint8_t rating = 0;

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "tagdata/PLID.h"
@@ -21,6 +22,9 @@ struct AssetPlace;
 inline constexpr std::uint32_t kInstallOverwrite = 1;
 inline constexpr std::uint32_t kInstallBinaryConfig = 4;  ///< "config.grole" instead of ".txt"
 
+/// Called after each asset of a package, with their number. Must not throw.
+using InstallProgress = std::function<void(std::uint32_t done, std::uint32_t total)>;
+
 /// Installs an asset, a container of `package`. False when it was not installed, for whatever
 /// reason the log has.
 bool MUKInstallAsset(const TagContainer& asset, const MUKPackage& package, ResultsLog* log,
@@ -29,4 +33,5 @@ bool MUKInstallAsset(const TagContainer& asset, const MUKPackage& package, Resul
 bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t flags = 0);
 /// Installs all assets of a ".kpx" file, or the asset whose config file is named; both paths of the
 /// system. False unless all were installed.
-bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flags = 0);
+bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flags = 0,
+                    const InstallProgress& progress = {});

@@ -47,8 +47,16 @@ void AssetServices::RefreshBaseId() { baseId_.GetBaseUser(); }
 
 PLID AssetServices::NextLocalId(const MUKAssetIndex& index) { return baseId_.NextLocalId(index); }
 
-void AssetServices::Verify(MUKAssetIndex& index, MUKAsset& record) {
-  VerifyAsset(index, configs_, record);
+bool AssetServices::Verify(MUKAssetIndex& index, MUKAsset& record) {
+  return VerifyAsset(index, configs_, record);
+}
+
+void AssetServices::Recover(MUKAssetIndex& index, MUKAsset& record) {
+  RecoverAsset(index, configs_, record);
+}
+
+void AssetServices::Update(MUKAssetIndex& index, MUKAsset& record) {
+  RefreshAsset(index, configs_, record, Database::Get().UnixTime());
 }
 
 void AssetServices::Scan(ContentArea area, MUKAssetIndex& index, const MUKSettings& settings) {

@@ -18,7 +18,9 @@ class AssetServices final : public ContentServices {
   void ReloadBaseId() override;
   void RefreshBaseId() override;
   PLID NextLocalId(const MUKAssetIndex& index) override;
-  void Verify(MUKAssetIndex& index, MUKAsset& record) override;
+  bool Verify(MUKAssetIndex& index, MUKAsset& record) override;
+  void Recover(MUKAssetIndex& index, MUKAsset& record) override;
+  void Update(MUKAssetIndex& index, MUKAsset& record) override;
   void Scan(ContentArea area, MUKAssetIndex& index, const MUKSettings& settings) override;
   std::vector<PLID> ReadObsoleteList(const MUKAsset& asset) override;
   void IdleTurn(bool enableStation) override;

@@ -44,6 +44,17 @@ void ForgetDependents(MUKAssetIndex& index, std::vector<PLID> ids) {
   }
 }
 
+void EnterRelations(MUKAssetIndex& index, MUKAsset& record, const AssetRelations& relations) {
+  const bool isInstalled = !record.installPath.IsEmpty() || !record.legacyPath.IsEmpty();
+  std::vector<PLID> replaced = index.ReplaceObsolete(record, relations.obsolete, isInstalled);
+  index.Companions().dependencies.Replace(record.id, relations.dependencies);
+  ForgetFlags(index, record);
+  index.ForgetSearchText(record);
+  // Also of those that this asset replaces no more.
+  replaced.push_back(record.id);
+  ForgetDependents(index, std::move(replaced));
+}
+
 /// Walks down the dependencies of a record to the first one that is `isBad`. Each asset is walked
 /// once: what was met is settled, good or bad, as soon as its circle of mutual dependencies is
 /// left.
@@ -143,18 +154,23 @@ void UpdateAsset(MUKAssetIndex& index, MUKAsset& record) {
 
 void UpdateAssetFully(MUKAssetIndex& index, MUKAsset& record, const AssetRelations& relations,
                       std::int64_t now) {
-  const bool isInstalled = !record.installPath.IsEmpty() || !record.legacyPath.IsEmpty();
-  std::vector<PLID> replaced = index.ReplaceObsolete(record, relations.obsolete, isInstalled);
   record.modifyTime = static_cast<std::uint64_t>(now);
   if (record.uploadTime == 0 && !record.Has(AssetFlag::BuiltIn)) {
     record.uploadTime = record.modifyTime;
   }
-  index.Companions().dependencies.Replace(record.id, relations.dependencies);
-  ForgetFlags(index, record);
-  index.ForgetSearchText(record);
-  // Also of those that this asset replaces no more.
-  replaced.push_back(record.id);
-  ForgetDependents(index, std::move(replaced));
+  EnterRelations(index, record, relations);
+}
+
+void RecoverRelations(MUKAssetIndex& index, MUKAsset& record, const AssetRelations& relations,
+                      bool isChanged) {
+  std::vector<PLID> dependencies = relations.dependencies;
+  std::erase_if(dependencies, [](const PLID& id) { return !id.IsStorable(); });
+  isChanged |= dependencies != index.Companions().dependencies.DependenciesOf(record.id);
+  for (const PLID& old : relations.obsolete) {
+    isChanged |= MUKAssetIndex::MayDeclareObsolete(record, old) &&
+                 index.Resolve(old) != index.Resolve(record.id);
+  }
+  if (isChanged) EnterRelations(index, record, relations);
 }
 
 bool HasMissingDependency(MUKAssetIndex& index, MUKAsset& record, bool* changed) {

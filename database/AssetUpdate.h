@@ -29,6 +29,11 @@ void UpdateAsset(MUKAssetIndex& index, MUKAsset& record);
 void UpdateAssetFully(MUKAssetIndex& index, MUKAsset& record, const AssetRelations& relations,
                       std::int64_t now);
 
+/// Enters the rows and pairs if the config is another one than what the tables hold came from, or
+/// if it must be taken for one. Stamps nothing.
+void RecoverRelations(MUKAssetIndex& index, MUKAsset& record, const AssetRelations& relations,
+                      bool isChanged);
+
 /// Whether something on which the asset depends, directly or further down, has no record with a
 /// place on disk. `changed` receives whether flags of records were filled in.
 bool HasMissingDependency(MUKAssetIndex& index, MUKAsset& record, bool* changed);

@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include <cstdint>
+
 class ConfigReader;
 class MUKAsset;
 class MUKAssetIndex;
@@ -13,3 +15,12 @@ class MUKAssetIndex;
 /// anew from its config. False when the config cannot be read or the reader has no root, and for a
 /// record that is open for edit beside another place, which keeps its fields.
 bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record);
+
+/// The same for an index that may be older than the folders: drops an install path below "local"
+/// too, and enters obsolete rows and dependency pairs anew where they are other ones. What was open
+/// for edit, and may have been committed since, is measured again. Stamps nothing.
+void RecoverAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record);
+
+/// Derives everything anew from a folder whose files changed, size and tables included, and stamps
+/// the record with the time `now` (seconds since 1970). Without a readable config the fields stay.
+void RefreshAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record, std::int64_t now);

@@ -12,17 +12,6 @@ std::string_view PopWord(std::string_view& text, char separator) {
   return word;
 }
 
-/// `code` has characters and no separator.
-bool HasCode(std::string_view list, std::string_view code) {
-  for (std::size_t at = list.find(code); at != std::string_view::npos;
-       at = list.find(code, at + 1)) {
-    const std::size_t end = at + code.size();
-    const bool starts = at == 0 || list[at - 1] == ';';
-    if (starts && (end == list.size() || list[end] == ';')) return true;
-  }
-  return false;
-}
-
 bool MatchWord(std::string_view list, std::string_view word) {
   const bool absent = !word.empty() && word.front() == '-';
   if (absent) word.remove_prefix(1);
@@ -42,6 +31,16 @@ bool EndsKeyword(char character) {
 }
 
 }  // namespace
+
+bool HasCode(std::string_view list, std::string_view code) {
+  for (std::size_t at = list.find(code); at != std::string_view::npos;
+       at = list.find(code, at + 1)) {
+    const std::size_t end = at + code.size();
+    const bool starts = at == 0 || list[at - 1] == ';';
+    if (starts && (end == list.size() || list[end] == ';')) return true;
+  }
+  return false;
+}
 
 bool MatchCodes(std::string_view list, std::string_view expression) {
   if (expression.empty()) return true;

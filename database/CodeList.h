@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+/// True when `code`, which has characters and no ';', is one of the codes. Exact.
+bool HasCode(std::string_view list, std::string_view code);
+
 /// True when every word of some alternative is in `list`. Alternatives are separated by '|',
 /// their words by ';'; a leading '-' requires absence. An empty expression is true; an empty
 /// word never matches, nor does an alternative of none. Exact and case-sensitive.

@@ -9,6 +9,7 @@
 #include "database/AssetConfig.h"
 #include "database/AssetFolder.h"
 #include "database/MUKAsset.h"
+#include "kernel/standard/CodePage.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "tagdata/NOLBinaryFile.h"
@@ -70,6 +71,10 @@ class FileCloser {
 };
 
 }  // namespace
+
+bool IsConfigName(std::string_view name) {
+  return Zef::EqualFolded(name, kTextConfig) || Zef::EqualFolded(name, kBinaryConfig);
+}
 
 ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {
   if (IsKept(record)) {

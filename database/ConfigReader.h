@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "kernel/platform/FolderReader.h"
 #include "tagdata/PLID.h"
@@ -26,6 +27,11 @@ struct AssetPlace;
 /// A config of more bytes than this, unpacked, is not read: a tag of a few bytes takes 200 in
 /// memory, and its key stays to the end of the process.
 inline constexpr std::size_t kLargestConfig = std::size_t{4} << 20;
+
+inline constexpr const char* kTextConfig = "config.txt";
+inline constexpr const char* kBinaryConfig = "config.grole";
+/// One of the two, in any letter case.
+[[nodiscard]] bool IsConfigName(std::string_view name);
 
 enum class ConfigStatus {
   Loaded,
@@ -49,6 +55,11 @@ class ConfigReader {
   /// The same for who asks for nothing but fields and relations: of a text only the tags that make
   /// those. Keeps nothing.
   [[nodiscard]] ConfigStatus ReadFields(const MUKAsset& record, TagContainer& out);
+  /// The config in any folder; of a text only what a filter wants. Keeps nothing.
+  [[nodiscard]] ConfigStatus ReadAt(const AssetPlace& folder, TagContainer& out,
+                                    TagFilter filter = nullptr) {
+    return ReadPlace(folder, out, filter);
+  }
   /// The config in an open folder with these entries, which lies at `path`; of a text only what a
   /// filter wants. Keeps nothing.
   [[nodiscard]] ConfigStatus ReadIn(const Zef::Platform::FolderReader& folder,

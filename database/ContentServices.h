@@ -38,8 +38,14 @@ class ContentServices {
   /// The next free identifier of the local user.
   virtual PLID NextLocalId(const MUKAssetIndex& index) = 0;
 
-  /// Checks a record's places on disk and drops those that are gone.
-  virtual void Verify(MUKAssetIndex& index, MUKAsset& record) = 0;
+  /// Checks a record's places on disk, drops those that are gone and derives its fields anew. False
+  /// when that cannot be, as for a record that is open for edit beside another place.
+  virtual bool Verify(MUKAssetIndex& index, MUKAsset& record) = 0;
+  /// The same in a recovery, where the index may be older than the folders.
+  virtual void Recover(MUKAssetIndex& index, MUKAsset& record) = 0;
+  /// Derives all anew from the files of a record, which changed: fields, size, obsolete rows and
+  /// dependency pairs. Stamps it with the time.
+  virtual void Update(MUKAssetIndex& index, MUKAsset& record) = 0;
   /// Enters all assets of an area. The settings tell root, `archivesOnly` and progress callback.
   /// Ends early once Database::StopRequest is set.
   virtual void Scan(ContentArea area, MUKAssetIndex& index, const MUKSettings& settings) = 0;

@@ -3,7 +3,9 @@
 #include <utility>
 
 #include "database/ContentServices.h"
+#include "database/FolderSweep.h"
 #include "database/MUKLock.h"
+#include "database/StagedFolder.h"
 #include "kernel/Clock.h"
 #include "kernel/KernelBoot.h"
 #include "kernel/standard/Trace.h"
@@ -109,6 +111,7 @@ void Database::Shutdown() {
   stop_ = true;
   writer_.reset();
   starter_.reset();
+  AwaitSweeps();
   const ExclusiveHold hold(lock_);
   // What is dirty is ours: ownership is not given up before the write.
   if (dirty_) Write();
@@ -192,6 +195,7 @@ void Database::LoadIndex() {
       loaded_ = false;
       return;
     } else if (outcome == Outcome::NotWhole && settings_.allowRepair) {
+      StagedFolder::ClearLeftovers(settings_.productRoot);
       leftover ? Recover() : Rebuild();
       if (stop_) {
         // A part of the product must not pass for the whole of it.
@@ -238,7 +242,7 @@ void Database::Recover() {
   const auto all = index_.AllRecords();
   for (MUKAsset* record : std::vector<MUKAsset*>(all.begin(), all.end())) {
     if (stop_) return;
-    if (record->IsPresent()) services.Verify(index_, *record);
+    if (record->IsPresent()) services.Recover(index_, *record);
   }
   files_.Step("recovery: records verified");
   services.Scan(ContentArea::Local, index_, settings_);

@@ -73,6 +73,8 @@ class Database final : public IndexHost {
   bool IsInitialised() const { return initialised_; }
   /// True from the first change until the write that holds it has begun.
   bool IsDirty() const { return dirty_; }
+  /// True while a thread of this process waits for another process to hand the database over.
+  bool IsAwaitingTurn() const { return awaitsTurn_; }
   /// Set when the database ends: long work stops, and what it had done so far is dropped.
   const std::atomic<bool>& StopRequest() const { return stop_; }
   /// As given, with an absolute root, and never without services. Under a guard.

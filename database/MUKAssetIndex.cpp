@@ -17,7 +17,8 @@ constexpr struct {
 } kClassWords[] = {
     {"ACTV", "interactive"}, {"LOCO", "locomotive"}, {"TEND", "tender"}, {"ROLL", "rollingstock"}};
 
-/// Joins words once each, in order of arrival. The set keeps hostile keyword lists linear.
+/// Joins words once each, in order of arrival. A few are looked for in the text; the set keeps
+/// hostile keyword lists linear.
 class WordList {
  public:
   void Add(std::string_view words) {
@@ -25,7 +26,7 @@ class WordList {
       const std::size_t end = words.find(';');
       const std::string_view word = words.substr(0, end);
       words.remove_prefix(end == std::string_view::npos ? words.size() : end + 1);
-      if (word.empty() || !seen_.emplace(word).second) continue;
+      if (word.empty() || !IsNew(word)) continue;
       if (!text_.empty()) text_ += ';';
       text_ += word;
     }
@@ -33,6 +34,21 @@ class WordList {
   const std::string& Text() const { return text_; }
 
  private:
+  static constexpr std::size_t kFew = 256;  // bytes
+
+  bool IsNew(std::string_view word) {
+    if (seen_.empty() && text_.size() < kFew) return !HasCode(text_, word);
+    if (seen_.empty()) Learn(text_);
+    return seen_.emplace(word).second;
+  }
+  void Learn(std::string_view words) {
+    while (!words.empty()) {
+      const std::string_view word = words.substr(0, words.find(';'));
+      seen_.emplace(word);
+      words.remove_prefix(std::min(word.size() + 1, words.size()));
+    }
+  }
+
   std::set<std::string, std::less<>> seen_;
   std::string text_;
 };
@@ -194,6 +210,11 @@ bool MUKAssetIndex::AddObsoleteRow(const PLID& old, const PLID& given) {
   return obsolete_.AddRow(old, given);
 }
 
+bool MUKAssetIndex::MayDeclareObsolete(const MUKAsset& asset, const PLID& old) {
+  if (old.SameWithoutVersion(asset.id)) return false;
+  return asset.id.user < 0 || old.user == asset.id.user;
+}
+
 void MUKAssetIndex::RereadObsolete(const MUKAsset& asset) {
   std::vector<PLID> list;
   if (host_ != nullptr) list = host_->ReadObsoleteList(asset);
@@ -226,10 +247,7 @@ void MUKAssetIndex::EnterObsolete(const MUKAsset& asset, const std::vector<PLID>
     if (obsolete_.AddRow(old, asset.id) && entered != nullptr) entered->push_back(old);
   };
   for (const PLID& entry : list) {
-    if (entry.SameWithoutVersion(asset.id)) continue;
-    // A user may declare only his own assets obsolete.
-    if (asset.id.user >= 0 && entry.user != asset.id.user) continue;
-    enter(entry);
+    if (MayDeclareObsolete(asset, entry)) enter(entry);
   }
   const std::int32_t versions = std::min(asset.id.version, PLID::kNullVersion);
   for (std::int32_t version = 0; version < versions; ++version) {

@@ -132,6 +132,9 @@ class MUKAssetIndex {
   PLID ResolveInstalled(const PLID& id) const { return id; }
   const ObsoleteTable& Obsolete() const { return obsolete_; }
   bool AddObsoleteRow(const PLID& old, const PLID& given);
+  /// Whether a config of the asset may make that identifier obsolete: a user only his own, and
+  /// nobody other versions, which need no saying.
+  static bool MayDeclareObsolete(const MUKAsset& asset, const PLID& old);
   /// Enters what the asset's config and its own version make obsolete.
   void RereadObsolete(const MUKAsset& asset);
   /// Drops all rows that the asset replaces and, if `enter`, enters those of the list and of its

@@ -17,11 +17,14 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "tagdata/PLID.h"
 #include "tagdata/TagContainer.h"
 
 class ResultsLog;
+enum class PackageCompression;
 struct AssetPlace;
 
 class MUKPackage {
@@ -34,9 +37,14 @@ class MUKPackage {
 
   /// Replaces the content by that of a file, a path of the system.
   [[nodiscard]] std::string Open(const std::string& path, std::string_view extension = {});
+  /// The same with a tree that was read elsewhere.
+  [[nodiscard]] std::string OpenTags(const TagContainer& tags);
+  /// Why Save will not take a path, before anything was done for it; empty when it will.
+  [[nodiscard]] static std::string CheckName(std::string_view path);
   /// Rebuilds the tables and writes the file, whole or not at all.
   [[nodiscard]] std::string Save(const std::string& path);
 
+  PackageCompression Compression() const;
   std::uint32_t Count() const;
   /// The asset at a position; a null handle past the end.
   TagContainer Get(std::uint32_t index) const;
@@ -56,15 +64,23 @@ class MUKPackage {
   [[nodiscard]] bool ImportFolder(const AssetPlace& folder, TagContainer& files,
                                   ResultsLog* log) const;
 
-  TagContainer& Tags() { return tags_; }
-  const TagContainer& Tags() const { return tags_; }
+  /// Tables included. What a caller changes is seen by Count, Get and Find after the next call.
+  TagContainer& Tags();
+  const TagContainer& Tags() const;
   bool IsChanged() const { return changed_; }
   void SetProgress(Progress progress) { progress_ = std::move(progress); }
 
  private:
-  void RebuildTables();
+  const std::vector<TagContainer>& Assets() const;
+  void ForgetAssets() const;
+  void RebuildTables() const;
 
-  TagContainer tags_;
+  mutable TagContainer tags_;
+  // What lookups go by, made when it is first needed.
+  mutable std::vector<TagContainer> assets_;
+  mutable std::unordered_map<PLID, std::uint32_t> places_;
+  mutable bool assetsKnown_ = false;
+  mutable bool tablesStale_ = false;  // rebuilt when somebody looks, not once an asset
   Progress progress_;
   bool changed_ = false;
 };

@@ -6,8 +6,11 @@
 #include <fstream>
 #include <string>
 
+#include "database/AssetArchiveFile.h"
 #include "database/AssetRecord.h"
 #include "database/MUKAssetIndex.h"
+#include "database/MUKPackage.h"
+#include "database/PackageFiles.h"
 #include "kernel/ByteWriter.h"
 #include "kernel/standard/ArchiveFormat.h"
 #include "kernel/standard/File.h"
@@ -165,6 +168,36 @@ void PutArchives(const fs::path& folder) {
   }
 }
 
+/// Two assets with files of all kinds, packed and as they are, and a file of such packages.
+void PutPackages(const fs::path& folder) {
+  fs::create_directories(folder);
+  AssetArchiveWriter archive((folder / "archive").string(), 1);
+  for (const char* compression : {"LZSS", ""}) {
+    MUKPackage package;
+    package.Tags().SetString("compression", compression);
+    for (int number = 0; number < 2; ++number) {
+      const std::string content(static_cast<std::size_t>(number) * 300, 'x');
+      const auto bytes = std::as_bytes(std::span(content));
+      const CoreRef core = PackFile(bytes, package.Compression());
+      TagContainer below;
+      below.Ensure();
+      below.Chunk()->AddTag(Zef::PString("b.tga"), NewHeapTag(TagBinary, core));
+      TagContainer files;
+      files.SetSubContainer("sub", below);
+      files.Chunk()->AddTag(Zef::PString("a.txt"), NewHeapTag(TagBinary, core));
+      TagContainer asset = TagContainer::DeepCopy(SampleTags());
+      asset.SetPLID("plid", PLID(1, number, 1));
+      asset.SetSubContainer("plid-table", SampleTags());
+      asset.SetSubContainer("files", files);
+      static_cast<void>(package.Add(asset));
+    }
+    const std::string path = (folder / (std::string("of") + compression + ".kpx")).string();
+    static_cast<void>(package.Save(path));
+    static_cast<void>(archive.Append(PLID(1, 1, 1), package.Tags()));
+  }
+  static_cast<void>(archive.Finish());
+}
+
 /// Every token and form of a configuration text.
 constexpr std::string_view kConfigText =
     "version 1.0 # header\n/* nodes */ 5; a = ; b = 0x1F;; c { d = 1.5, -2, x; e : raw \\; text;\n"
@@ -215,5 +248,6 @@ int main(int argc, char** argv) {
   Put(root / "FuzzConfig" / "switches", std::as_bytes(std::span(kSwitchText)));
   Put(root / "FuzzCatalogue" / "rows", std::as_bytes(std::span(kCatalogue)));
   PutArchives(root / "FuzzArchive");
+  PutPackages(root / "FuzzPackage");
   return 0;
 }

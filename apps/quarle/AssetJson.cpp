@@ -37,6 +37,11 @@ void WriteFlags(JsonWriter& json, const MUKAsset& asset) {
 
 void WriteAssetItem(JsonWriter& json, const MUKAsset& asset) {
   json.BeginObject();
+  WriteAssetFields(json, asset);
+  json.EndObject();
+}
+
+void WriteAssetFields(JsonWriter& json, const MUKAsset& asset) {
   json.Text("id", asset.id.TagText());
   for (const TextField& field : kLeadingTexts) json.Text(field.name, (asset.*field.text).View());
   json.Text("mapId", asset.mapId.TagText());
@@ -56,7 +61,6 @@ void WriteAssetItem(JsonWriter& json, const MUKAsset& asset) {
   json.Unsigned("modifyTime", asset.modifyTime);
   json.Text("description", asset.description.View());
   json.Text("userName", asset.userName.View());
-  json.EndObject();
 }
 
 std::string AssetLine(const MUKAsset& asset) {

@@ -95,3 +95,37 @@ struct ArchiveOptions {
 [[nodiscard]] int RunArchiveAdd(const ArchiveOptions& options, const CommonOptions& common);
 [[nodiscard]] int RunArchiveDelete(const ArchiveOptions& options, const CommonOptions& common);
 [[nodiscard]] int RunArchiveRename(const ArchiveOptions& options, const CommonOptions& common);
+
+struct PackageOptions {
+  std::string package;
+  std::vector<std::string> folders;  ///< of the assets that `package create` takes
+  std::string folder = ".";          ///< that `package extract` makes the assets' folders in
+  std::vector<std::string> assets;   ///< identifiers; none for all
+};
+[[nodiscard]] int RunPackageList(const PackageOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunPackageCreate(const PackageOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunPackageExtract(const PackageOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunPackageCheck(const PackageOptions& options, const CommonOptions& common);
+
+struct AssetOptions {
+  std::string root;
+  std::string id;
+  std::string query;               ///< for `asset list`: words that must occur
+  std::string kinds;               ///< class codes, ';' between them; empty for all
+  std::vector<std::string> files;  ///< for `asset install`
+  bool faulty = false;
+  bool missing = false;
+  bool keep = false;        ///< for `asset commit`: the working folder stays
+  bool forget = false;      ///< for `asset delete`: the record goes too
+  bool overwrite = false;   ///< for `asset install`
+  bool newVersion = false;  ///< for `asset clone`
+};
+[[nodiscard]] int RunAssetList(const AssetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunAssetShow(const AssetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunAssetWhy(const AssetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunAssetEdit(const AssetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunAssetCommit(const AssetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunAssetRevert(const AssetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunAssetDelete(const AssetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunAssetInstall(const AssetOptions& options, const CommonOptions& common);
+[[nodiscard]] int RunAssetClone(const AssetOptions& options, const CommonOptions& common);

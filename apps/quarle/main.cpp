@@ -4,9 +4,9 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <functional>
-#include <map>
 #include <string>
 
+#include "apps/quarle/CommandLine.h"
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/Utf8.h"
 #include "kernel/standard/FaultReport.h"
@@ -27,39 +27,10 @@ struct CommandLine {
   CoderOptions coder;
   PlidOptions plid;
   ArchiveOptions archive;
+  PackageOptions package;
+  AssetOptions asset;
   std::function<int()> run;
 };
-
-const CLI::Validator kNotEmpty(
-    [](const std::string& text) { return text.empty() ? "must not be empty" : std::string(); }, "");
-
-const std::map<std::string, ProgressMode> kModes = {
-    {"auto", ProgressMode::Auto}, {"always", ProgressMode::Always}, {"never", ProgressMode::Never}};
-
-CLI::App* AddCommand(CLI::App& parent, const char* name, const char* what, const char* example) {
-  CLI::App* const command = parent.add_subcommand(name, what);
-  command->footer(std::string("Example:\n  ") + example);
-  return command;
-}
-
-void AddCommon(CLI::App& command, CommonOptions& common) {
-  command.add_flag("--json", common.json, "Print the result as one JSON document");
-  command.add_flag("-q,--quiet", common.quiet, "Print no summary and no progress");
-  command
-      .add_option_function<std::string>(
-          "--progress", [&common](const std::string& when) { common.progress = kModes.at(when); },
-          "Progress bar on standard error: auto (on a terminal), always, never")
-      ->check(CLI::IsMember(kModes).description(""))
-      ->type_name("WHEN")
-      ->default_str("auto");
-  command.add_option("--log", common.log, "Keep a log of the run, and of its crash if it has one")
-      ->check(kNotEmpty)
-      ->type_name("FILE");
-}
-
-void AddText(CLI::App& command, const char* name, std::string& value, const char* what) {
-  command.add_option(name, value, what)->required()->check(kNotEmpty)->type_name("");
-}
 
 void AddIndexName(CLI::App& command, std::string& name) {
   command.add_option("--index", name, "Name of the index file")
@@ -343,6 +314,8 @@ int Run(int argc, char** argv) {
   AddCoders(app, line);
   AddPlid(app, line);
   AddArchive(app, line);
+  AddPackage(app, line.package, line.common, line.run);
+  AddAsset(app, line.asset, line.common, line.run);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

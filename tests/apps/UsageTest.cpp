@@ -64,7 +64,17 @@ TEST_F(Usage, EveryCommandHelpsWithAnExample) {
                               "archive create",
                               "archive add",
                               "archive delete",
-                              "archive rename"}) {
+                              "archive rename",
+                              "asset",
+                              "asset list",
+                              "asset show",
+                              "asset why",
+                              "asset edit",
+                              "asset commit",
+                              "asset revert",
+                              "asset delete",
+                              "asset install",
+                              "asset clone"}) {
     const Outcome outcome = Run(std::string(command) + " --help");
     EXPECT_EQ(outcome.status, 0) << command;
     EXPECT_NE(outcome.out.find("Example:\n  quarle "), std::string::npos) << command;

@@ -261,7 +261,11 @@ class Recorder final : public ContentServices {
   void ReloadBaseId() override { Note("again"); }
   void RefreshBaseId() override { Note("refresh"); }
   PLID NextLocalId(const MUKAssetIndex&) override { return {3, 3, 0}; }
-  void Verify(MUKAssetIndex&, MUKAsset& record) override { Note("verify " + record.name.String()); }
+  bool Verify(MUKAssetIndex&, MUKAsset&) override { return false; }
+  void Recover(MUKAssetIndex&, MUKAsset& record) override {
+    Note("recover " + record.name.String());
+  }
+  void Update(MUKAssetIndex&, MUKAsset&) override {}
   void Scan(ContentArea area, MUKAssetIndex& index, const MUKSettings&) override {
     const char* const names[] = {"world", "trains", "local", "editing"};
     Note(names[static_cast<int>(area)]);
@@ -300,7 +304,7 @@ TEST_F(DatabaseTest, AsksTheContentServicesInOrder) {
   EXPECT_EQ(Start(), "found New Asset found ");
   MUKShutdown();
   EXPECT_EQ(recorder.Taken(),
-            "base " + settings_.productRoot + ";again;verify found;local;editing;refresh;");
+            "base " + settings_.productRoot + ";again;recover found;local;editing;refresh;");
 
   fs::remove(folder_ / kMain);
   settings_.archivesOnly = true;

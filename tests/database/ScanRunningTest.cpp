@@ -51,7 +51,7 @@ TEST_F(ScanRunningTest, RebuildsAndRecoversFromTheFolders) {
   fs::rename(folder_ / kMain, folder_ / kBackup);
   clock_.Advance(100);
   fs::remove_all(folder_ / "world");
-  Put("local/two", "plid <plid2:1:2:1>\nname \"second\"");
+  Put("local/two", "plid <plid2:1:2:1>\nname \"second\"\nplid-table {\n0 <plid:1:1>\n}");
   Put("editing/three", "plid <plid:1:3>\nname \"three\"");
   EXPECT_EQ(Start(), "one second three ");
   EXPECT_EQ(MUKGetLegacyPath({1, 1, 0}), "");

@@ -1,0 +1,123 @@
+// quarle asset edit, commit, revert, delete and clone.
+
+#include <array>
+
+#include "apps/quarle/AssetState.h"
+#include "apps/quarle/AssetWork.h"
+#include "database/AssetClone.h"
+#include "database/AssetEdit.h"
+#include "database/AssetFolder.h"
+#include "database/AssetWalk.h"
+#include "database/MUKAsset.h"
+
+namespace {
+
+std::string Named(const MUKAsset& record) {
+  return "Asset " + record.id.TagText() + " " + Quoted(record.ShownName().View());
+}
+
+std::string WorkingFolder(const AssetWork& work) {
+  return PlaceText(EditPlace(work.session.Root(), *work.Record()));
+}
+
+bool Edit(AssetWork& work) {
+  if (MUKOpenAsset(work.id, true, &work.log).IsNull()) {
+    work.failure = Named(*work.Record()) + " cannot be opened for edit";
+    return false;
+  }
+  work.answer = WorkingFolder(work);
+  return true;
+}
+
+bool Commit(AssetWork& work) {
+  const std::uint32_t flags = work.options.keep ? kCommitKeepWorkingFolder : 0;
+  if (!MUKCommitAssetEdits(work.id, &work.log, flags)) {
+    work.failure = Named(*work.Record()) + " was not committed";
+    return false;
+  }
+  const MUKAsset& record = *work.Record();
+  const AssetPlace place = AssetPlaceOf(work.session.Root(), record);
+  work.summary = Named(record) + " is committed: " + Quoted(PlaceText(place));
+  return true;
+}
+
+bool Revert(AssetWork& work) {
+  const std::string asset = Named(*work.Record());
+  if (work.Record()->editPath.IsEmpty()) {
+    work.failure = asset + " is not open for edit, so there is nothing to revert";
+    return false;
+  }
+  const std::string folder = WorkingFolder(work);
+  if (!MUKRevertAssetEdits({work.id, true})) {
+    work.failure = asset + " was not reverted: its working folder " + Quoted(folder) +
+                   " could not be deleted; see that you may write there";
+    return false;
+  }
+  const bool wasNew = work.Record() == nullptr || !work.Record()->IsPresent();
+  work.summary =
+      asset + (wasNew ? " was never committed and is deleted" : " is as it was committed");
+  return true;
+}
+
+/// What of an asset a deletion takes away.
+std::array<AssetPlace, 3> DeletedPlaces(const std::string& root, const MUKAsset& record) {
+  const bool stays = record.Has(AssetFlag::BuiltIn);
+  return {EditPlace(root, record), LegacyPlace(root, record),
+          stays ? AssetPlace() : InstallPlace(root, record)};
+}
+
+bool Delete(AssetWork& work) {
+  const std::string asset = Named(*work.Record());
+  const auto places = DeletedPlaces(work.session.Root(), *work.Record());
+  const bool wasPresent = work.Record()->IsPresent();
+  MUKDeleteAsset(work.id, work.options.forget);
+  for (const AssetPlace& place : places) {
+    if (!FolderExists(place)) continue;
+    work.failure = asset + " was not deleted whole: " + Quoted(PlaceText(place)) +
+                   " is still there; see that you may write there";
+    return false;
+  }
+  const MUKAsset* const record = work.Record();
+  if (record == nullptr) {
+    work.summary = asset + " is deleted and forgotten";
+  } else if (!record->IsPresent()) {
+    work.summary = asset + (wasPresent ? " is deleted" : " was not there") + "; its record stays";
+  } else {
+    work.summary = asset + " is part of the product and stays";
+  }
+  return true;
+}
+
+bool Clone(AssetWork& work) {
+  const std::string asset = Named(*work.Record());
+  const PLID clone = MUKCloneAsset(work.id, PLID(), work.options.newVersion, &work.log);
+  if (clone.IsNull()) {
+    work.failure = asset + " was not cloned";
+    return false;
+  }
+  work.id = clone;
+  work.summary = Named(*work.Record()) + " is open for edit: " + Quoted(WorkingFolder(work));
+  return true;
+}
+
+}  // namespace
+
+int RunAssetEdit(const AssetOptions& options, const CommonOptions& common) {
+  return RunAssetWork(options, common, "opening", Edit);
+}
+
+int RunAssetCommit(const AssetOptions& options, const CommonOptions& common) {
+  return RunAssetWork(options, common, "committing", Commit);
+}
+
+int RunAssetRevert(const AssetOptions& options, const CommonOptions& common) {
+  return RunAssetWork(options, common, "reverting", Revert);
+}
+
+int RunAssetDelete(const AssetOptions& options, const CommonOptions& common) {
+  return RunAssetWork(options, common, "deleting", Delete);
+}
+
+int RunAssetClone(const AssetOptions& options, const CommonOptions& common) {
+  return RunAssetWork(options, common, "cloning", Clone);
+}

@@ -1,0 +1,330 @@
+// quarle package list, create, extract, check.
+
+#include <algorithm>
+
+#include "apps/quarle/Commands.h"
+#include "apps/quarle/JsonWriter.h"
+#include "apps/quarle/Progress.h"
+#include "apps/quarle/Texts.h"
+#include "apps/quarle/Utf8.h"
+#include "database/AssetConfig.h"
+#include "database/AssetFolder.h"
+#include "database/ConfigWriter.h"
+#include "database/MUKAsset.h"
+#include "database/PackageCheck.h"
+#include "database/PackageFiles.h"
+#include "database/PackageFolder.h"
+#include "environment/ResultsLog.h"
+#include "kernel/platform/FileSystem.h"
+
+namespace {
+
+namespace Platform = Zef::Platform;
+
+/// An asset of a package as listings show it.
+struct ShownAsset {
+  std::uint32_t place = 0;
+  PLID id;
+  std::string name;
+  PackageSize size;
+};
+
+PLID IdOf(const TagContainer& asset) { return asset.GetPLID(Zef::PString("plid")); }
+
+std::string IdText(const PLID& id) { return id.IsNull() ? "no identifier" : id.TagText(); }
+
+ShownAsset Look(const MUKPackage& package, std::uint32_t place) {
+  const TagContainer asset = package.Get(place);
+  MUKAsset record;
+  const bool isConfig = FillFromConfig(record, asset, /*readId=*/true, {});
+  return {place, IdOf(asset), isConfig ? std::string(record.ShownName().View()) : std::string(),
+          MeasurePackageFiles(asset, package.Compression())};
+}
+
+std::vector<ShownAsset> LookAtAll(const MUKPackage& package) {
+  std::vector<ShownAsset> assets;
+  for (std::uint32_t i = 0; i < package.Count(); ++i) assets.push_back(Look(package, i));
+  return assets;
+}
+
+PackageSize Total(const std::vector<ShownAsset>& assets) {
+  PackageSize total;
+  for (const ShownAsset& asset : assets) {
+    total.files += asset.size.files;
+    total.bytes += asset.size.bytes;
+    total.stored += asset.size.stored;
+  }
+  return total;
+}
+
+std::string ContentText(const std::vector<ShownAsset>& assets) {
+  const PackageSize total = Total(assets);
+  return Counted(assets.size(), "asset") + ", " + Counted(total.files, "file") + ", " +
+         ByteSize(total.bytes);
+}
+
+/// False, with the failure's line printed.
+bool OpenPackage(const std::string& path, MUKPackage& package) {
+  if (!Platform::Exists(path)) {
+    static_cast<void>(Fail(Quoted(path) + ": there is no such file; check the name"));
+    return false;
+  }
+  const std::string error = package.Open(path, "kpx");
+  if (error.empty()) return true;
+  static_cast<void>(Fail(Quoted(path) + ": " + error));
+  return false;
+}
+
+void WriteSize(JsonWriter& json, const PackageSize& size) {
+  json.Unsigned("files", size.files);
+  json.Unsigned("bytes", size.bytes);
+  json.Unsigned("storedBytes", size.stored);
+}
+
+void WriteAssets(JsonWriter& json, const std::vector<ShownAsset>& assets) {
+  json.BeginArray("assets");
+  for (const ShownAsset& asset : assets) {
+    json.NewLine();
+    json.BeginObject();
+    json.Text("id", asset.id.TagText());
+    json.Text("name", asset.name);
+    WriteSize(json, asset.size);
+    json.EndObject();
+  }
+  json.EndArray();
+}
+
+void WriteTable(JsonWriter& json, const TagContainer& tags, const char* key, const char* table) {
+  std::vector<PLID> ids;
+  tags.GetSubContainer(Zef::PString(table)).CollectPLIDsFlat(ids);
+  json.BeginArray(key);
+  for (const PLID& id : ids) json.TextItem(id.TagText());
+  json.EndArray();
+}
+
+/// What people may have written about a package.
+constexpr const char* kNotes[] = {"username",     "description",   "license",        "author",
+                                  "organisation", "contact-email", "contact-website"};
+
+void ListJson(const PackageOptions& options, const TagContainer& tags,
+              const std::vector<ShownAsset>& assets) {
+  JsonWriter json;
+  json.BeginObject();
+  json.Text("package", options.package);
+  json.Text("compression", tags.GetText(Zef::PString("compression")).View());
+  for (const char* note : kNotes) {
+    const Zef::PString key(note);
+    if (tags.HasTag(key)) json.Text(note, tags.GetText(key).View());
+  }
+  WriteAssets(json, assets);
+  WriteTable(json, tags, "dependencies", "plid-table");
+  WriteTable(json, tags, "obsolete", "obsolete-table");
+  json.EndObject();
+}
+
+void ListText(const std::vector<ShownAsset>& assets, bool quiet) {
+  for (const ShownAsset& asset : assets) {
+    Print(Padded(IdText(asset.id), 26) + "  " +
+          Padded(Counted(asset.size.files, "file") + ", " + ByteSize(asset.size.bytes), 22) + "  " +
+          Printable(asset.name) + "\n");
+  }
+  if (quiet) return;
+  Print(ContentText(assets) + ", stored in " + ByteSize(Total(assets).stored) + "\n");
+}
+
+AssetPlace PlaceOf(const std::string& folder) { return {{}, folder}; }
+
+/// Takes the folders in. False with the reason in `error`, or in `log`.
+bool Fill(MUKPackage& package, const PackageOptions& options, const CommonOptions& common,
+          ResultsLog& log, std::string& error) {
+  std::vector<std::uint64_t> sizes;
+  std::uint64_t total = 0;
+  for (const std::string& folder : options.folders) {
+    sizes.push_back(MeasureAssetFolder(PlaceOf(folder)).bytes);
+    total += sizes.back();
+  }
+  Progress bar(common, "packing", total);
+  std::uint64_t before = 0;
+  for (std::size_t i = 0; i < options.folders.size(); ++i) {
+    package.SetProgress([&](std::uint64_t bytes) { bar.Advance(before + bytes); });
+    TagContainer asset;
+    const bool isRead = ReadAssetFolder(package, PlaceOf(options.folders[i]), asset, &log);
+    package.SetProgress({});
+    if (!isRead) return false;
+    const std::string refused = package.Add(asset);
+    if (!refused.empty()) error = Quoted(options.folders[i]) + ": " + refused;
+    if (!refused.empty()) return false;
+    before += sizes[i];
+  }
+  return true;
+}
+
+/// Those that were asked for, or all; false, with the failure's line printed.
+bool Select(const MUKPackage& package, const PackageOptions& options,
+            std::vector<ShownAsset>& selected) {
+  if (options.assets.empty()) selected = LookAtAll(package);
+  for (const std::string& text : options.assets) {
+    const std::int32_t place = package.Find(PLID(text, /*strict=*/false));
+    if (place < 0) {
+      static_cast<void>(Fail(Quoted(options.package) + " has no asset " + Quoted(text) +
+                             "; see quarle package list"));
+      return false;
+    }
+    selected.push_back(Look(package, static_cast<std::uint32_t>(place)));
+  }
+  return true;
+}
+
+/// Puts one asset into a folder that stands empty; an error text, empty when done.
+std::string Extract(const MUKPackage& package, std::uint32_t place, const std::string& folder) {
+  const TagContainer asset = package.Get(place);
+  std::string error = package.ExtractFiles(asset, folder);
+  if (!error.empty()) return error;
+  const TagContainer config = TagsWithout(asset, kFilesTag);
+  return WriteConfig(config, folder, ConfigForm::Text, IdOf(asset)) ? ""
+                                                                    : "Unable to write its config";
+}
+
+/// Makes the folder of an asset and fills it. An error text, and nothing left of it, or empty.
+std::string ExtractAnew(const MUKPackage& package, const ShownAsset& asset,
+                        const std::string& folder) {
+  if (asset.id.IsNull()) return "an entry has no identifier; see quarle package check";
+  if (!Platform::MakeFolder(folder)) {
+    return Quoted(folder) + (Platform::Exists(folder)
+                                 ? " exists already; move it away, or name another folder"
+                                 : " cannot be made; name another folder");
+  }
+  const std::string error = Extract(package, asset.place, folder);
+  if (error.empty()) return {};
+  static_cast<void>(Platform::DeleteTree(folder));
+  return asset.id.TagText() + ": " + error + "; see quarle package check";
+}
+
+/// The first failure's text, empty when all were extracted.
+std::string ExtractAll(MUKPackage& package, const PackageOptions& options,
+                       const CommonOptions& common, const std::vector<ShownAsset>& assets) {
+  Progress bar(common, "extracting", Total(assets).bytes);
+  std::uint64_t before = 0;
+  package.SetProgress([&](std::uint64_t bytes) { bar.Advance(before + bytes); });
+  std::string error;
+  for (std::size_t i = 0; i < assets.size() && error.empty(); ++i) {
+    error = ExtractAnew(package, assets[i], options.folder + "/" + assets[i].id.ToWords());
+    before += assets[i].size.bytes;
+  }
+  package.SetProgress({});
+  return error;
+}
+
+void PrintExtraction(const PackageOptions& options, const CommonOptions& common,
+                     const std::vector<ShownAsset>& assets) {
+  if (common.json) {
+    JsonWriter json;
+    json.BeginObject();
+    json.Text("package", options.package);
+    json.Text("folder", options.folder);
+    WriteAssets(json, assets);
+    json.EndObject();
+  } else if (!common.quiet) {
+    Print(ContentText(assets) + " extracted to " + Quoted(options.folder) + "\n");
+  }
+}
+
+void WriteProblems(const PackageOptions& options, const std::vector<PackageProblem>& problems) {
+  JsonWriter json;
+  json.BeginObject();
+  json.Text("package", options.package);
+  json.Bool("ok", problems.empty());
+  json.BeginArray("problems");
+  for (const PackageProblem& problem : problems) {
+    json.NewLine();
+    json.BeginObject();
+    json.Text("id", problem.asset.TagText());
+    json.Text("path", problem.path);
+    json.Text("problem", problem.what);
+    json.EndObject();
+  }
+  json.EndArray();
+  json.EndObject();
+}
+
+std::string ProblemLine(const PackageProblem& problem) {
+  std::string line = problem.asset.IsNull() ? "" : problem.asset.TagText() + ": ";
+  if (!problem.path.empty()) line += Quoted(problem.path) + ": ";
+  return line + Printable(problem.what);
+}
+
+}  // namespace
+
+int RunPackageList(const PackageOptions& options, const CommonOptions& common) {
+  MUKPackage package;
+  if (!OpenPackage(options.package, package)) return kFailed;
+  const std::vector<ShownAsset> assets = LookAtAll(package);
+  if (common.json) {
+    ListJson(options, package.Tags(), assets);
+  } else {
+    ListText(assets, common.quiet);
+  }
+  return kDone;
+}
+
+int RunPackageCreate(const PackageOptions& options, const CommonOptions& common) {
+  if (Platform::Exists(options.package)) {
+    return Fail(Quoted(options.package) + " exists already; delete it first");
+  }
+  std::string error = MUKPackage::CheckName(options.package);
+  if (!error.empty()) return Fail(Quoted(options.package) + ": " + error);
+  MUKPackage package;
+  ResultsLog log;
+  if (!Fill(package, options, common, log, error)) {
+    if (!error.empty()) return Fail(error);
+    PrintMessages(log, /*done=*/false, common);
+    return kFailed;
+  }
+  error = package.Save(options.package);
+  if (!error.empty()) return Fail(Quoted(options.package) + ": " + error);
+  const std::vector<ShownAsset> assets = LookAtAll(package);
+  if (common.json) {
+    JsonWriter json;
+    json.BeginObject();
+    json.Text("package", options.package);
+    WriteAssets(json, assets);
+    json.EndObject();
+  } else if (!common.quiet) {
+    Print(Quoted(options.package) + ": " + ContentText(assets) + ", stored in " +
+          ByteSize(Total(assets).stored) + "\n");
+  }
+  return kDone;
+}
+
+int RunPackageExtract(const PackageOptions& options, const CommonOptions& common) {
+  MUKPackage package;
+  std::vector<ShownAsset> assets;
+  if (!OpenPackage(options.package, package) || !Select(package, options, assets)) return kFailed;
+  if (!Platform::MakeFolders(options.folder)) {
+    return Fail(Quoted(options.folder) + ": this folder cannot be made; name another one");
+  }
+  const std::string error = ExtractAll(package, options, common, assets);
+  if (!error.empty()) return Fail(Quoted(options.package) + ": " + error);
+  PrintExtraction(options, common, assets);
+  return kDone;
+}
+
+int RunPackageCheck(const PackageOptions& options, const CommonOptions& common) {
+  MUKPackage package;
+  if (!OpenPackage(options.package, package)) return kFailed;
+  std::vector<PackageProblem> problems;
+  const std::vector<ShownAsset> assets = LookAtAll(package);
+  {
+    Progress bar(common, "checking", Total(assets).bytes);
+    problems = CheckPackage(package, [&](std::uint64_t bytes) { bar.Advance(bytes); });
+  }
+  if (common.json) {
+    WriteProblems(options, problems);
+  } else if (!common.quiet) {
+    for (const PackageProblem& problem : problems) Print("  " + ProblemLine(problem) + "\n");
+    if (problems.empty()) Print(Quoted(options.package) + ": " + ContentText(assets) + ", whole\n");
+  }
+  if (problems.empty()) return kDone;
+  return Fail(Quoted(options.package) + ": " + Counted(problems.size(), "problem") + ", first " +
+              ProblemLine(problems.front()));
+}

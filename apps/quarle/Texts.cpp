@@ -1,0 +1,104 @@
+#include "apps/quarle/Texts.h"
+
+#include <memory>
+
+#include "apps/quarle/JsonWriter.h"
+#include "apps/quarle/Utf8.h"
+#include "database/AssetMessages.h"
+#include "environment/InterfaceText.h"
+#include "environment/ResultsLog.h"
+#include "kernel/platform/FileSystem.h"
+#include "kernel/platform/System.h"
+#include "kernel/standard/Exception.h"
+
+namespace {
+
+/// Where the file lies, seen from the folder of the program: where both are installed, where both
+/// are built.
+constexpr const char* kPlaces[] = {
+    QUARLE_INSTALLED_DATA "/interfacetext.grole",
+    "../../data/interfacetext.grole",
+};
+
+std::shared_ptr<const InterfaceTextDB> LoadTexts() {
+  const std::string program = Zef::Platform::ModulePath();
+  const std::string folder = program.substr(0, program.find_last_of('/') + 1);
+  for (const char* place : kPlaces) {
+    if (!Zef::Platform::Exists(folder + place)) continue;
+    SetInterfaceRoot(Zef::PString());
+    SetInterfaceFile(Zef::PString(folder + place));
+    try {
+      return InterfaceText();
+    } catch (const Zef::Exception&) {  // NOLINT(bugprone-empty-catch): keys will do
+    }
+  }
+  return nullptr;
+}
+
+const InterfaceTextDB* Texts() {
+  static const std::shared_ptr<const InterfaceTextDB> texts = LoadTexts();
+  return texts.get();
+}
+
+const AssetMessage* MessageOf(const ResultEntry& entry) {
+  return dynamic_cast<const AssetMessage*>(entry.reference.Get());
+}
+
+const char* LevelName(std::int32_t level) {
+  switch (level) {
+    case ResultLevel::kDone:
+      return "done";
+    case ResultLevel::kWarning:
+      return "warning";
+    case ResultLevel::kError:
+      return "error";
+    default:
+      return "fatal";
+  }
+}
+
+}  // namespace
+
+std::string MessageText(const ResultEntry& entry) {
+  std::string text = ResultText(entry, Texts());
+  const AssetMessage* const message = MessageOf(entry);
+  if (message != nullptr && text == entry.text) {
+    for (const std::string& value : message->parameters) text += " '" + value + "'";
+  }
+  return Printable(text);
+}
+
+bool PrintMessages(const ResultsLog& log, bool done, const CommonOptions& common) {
+  const bool isWarningAll = log.Count(ResultLevel::kError) + log.Count(ResultLevel::kFatal) == 0;
+  bool saysWhy = false;
+  for (const ResultEntry& entry : log.Entries()) {
+    if (entry.level <= ResultLevel::kDone) {
+      if (!common.quiet && !common.json) Print(MessageText(entry) + "\n");
+    } else if (done || (entry.level == ResultLevel::kWarning && !isWarningAll)) {
+      Warn(MessageText(entry));
+    } else {
+      static_cast<void>(Fail(MessageText(entry)));
+      saysWhy = true;
+    }
+  }
+  return saysWhy;
+}
+
+void WriteMessages(JsonWriter& json, const ResultsLog& log) {
+  json.BeginArray("messages");
+  for (const ResultEntry& entry : log.Entries()) {
+    json.NewLine();
+    json.BeginObject();
+    json.Text("level", LevelName(entry.level));
+    json.Text("key", entry.text);
+    json.Text("text", MessageText(entry));
+    if (const AssetMessage* const message = MessageOf(entry)) {
+      json.Text("id", message->asset.TagText());
+      json.BeginArray("parameters");
+      for (const std::string& value : message->parameters) json.TextItem(value);
+      json.EndArray();
+    }
+    json.EndObject();
+  }
+  json.EndArray();
+}

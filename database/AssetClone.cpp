@@ -1,0 +1,103 @@
+#include "database/AssetClone.h"
+
+#include "database/AssetCopy.h"
+#include "database/AssetEdit.h"
+#include "database/AssetFolder.h"
+#include "database/AssetInfo.h"
+#include "database/AssetMessages.h"
+#include "database/AssetRollback.h"
+#include "database/ConfigReader.h"
+#include "database/ConfigWriter.h"
+#include "database/ContentServices.h"
+#include "database/Database.h"
+#include "database/MUKLock.h"
+#include "database/StagedFolder.h"
+#include "environment/ResultsLog.h"
+
+namespace {
+
+constexpr const char* kNoPlace = "$muk_open_file_error";
+constexpr const char* kNoCopy = "$muk_copy_file_error";
+
+const char* Refusal(const PLID& id, const MUKAssetInfo& info, bool asNewVersion) {
+  if (!info.valid || !info.permitEdit) return "$muk_clone_perm";
+  if (!asNewVersion) return nullptr;
+  if (id.user != BaseUserId()) return "$muk_not_local_owner";
+  return info.isLatest ? nullptr : "$muk_asset_out_of_date";
+}
+
+/// Null where there is none, and a new asset is to take its place.
+PLID NextVersion(const PLID& id) {
+  if (id.user < 0 || id.version >= PLID::kNullVersion) return {};
+  return {id.user, id.content, id.version + 1};
+}
+
+void AppendObsolete(TagContainer& config, const PLID& id) {
+  static const Zef::PString tableKey("obsolete-table");
+  TagContainer table = config.GetSubContainer(tableKey);
+  table.Ensure();
+  table.SetPLID(table.NextFreeNumericKey(), id);
+  config.SetSubContainer(tableKey, table);
+}
+
+/// Fills a folder with the source's files under the clone's identifier.
+bool Fill(const StagedFolder& staged, const MUKAsset& source, const PLID& clone,
+          bool asNewVersion) {
+  static const Zef::PString idKey("plid");
+  if (!staged.IsMade()) return false;
+  const AssetPlace from = AssetPlaceOf(Database::Get().Settings().productRoot, source);
+  TagContainer config;
+  if (!CopyAssetFolder(from, staged.Path()) ||
+      ConfigReader().ReadAt({{}, staged.Path()}, config) != ConfigStatus::Loaded) {
+    return false;
+  }
+  config = TagsWithout(config, idKey.View());
+  config.SetPLID(idKey, clone);
+  if (asNewVersion && !clone.SameWithoutVersion(source.id)) AppendObsolete(config, source.id);
+  return WriteConfig(config, staged.Path(), ConfigForm::Text, clone);
+}
+
+/// Null when the clone stands, else the message about the source that tells why not; empty when the
+/// log has it.
+const char* MakeClone(const MUKAsset& source, MUKAsset& clone, bool asNewVersion, ResultsLog* log) {
+  Database& database = Database::Get();
+  const MUKSettings& settings = database.Settings();
+  clone.name = source.ShownName();  // the working folder is named by it
+  if (MUKOpenAsset(clone.id, true, log).IsNull()) return "";
+  StagedFolder staged(settings.productRoot, settings.stepObserver);
+  if (!Fill(staged, source, clone.id, asNewVersion)) return kNoCopy;
+  if (!staged.Exchange(EditPlace(settings.productRoot, clone).path)) return kNoPlace;
+  if (!asNewVersion) clone.Set(AssetFlag::IsClone, true);
+  database.MarkChanged(kChangeGeneral);
+  settings.services->Verify(database.Index(), clone);
+  return nullptr;
+}
+
+}  // namespace
+
+PLID MUKCloneAsset(const PLID& source, const PLID& target, bool asNewVersion, ResultsLog* log) {
+  const MUKLock guard(true);
+  const MUKAssetInfo info = MUKGetAssetInfo(source);
+  const auto refuse = [&](const char* key) {
+    TellOfAsset(log, ResultLevel::kError, key, source, info.name);
+    return PLID();
+  };
+  if (const char* const refusal = Refusal(source, info, asNewVersion)) return refuse(refusal);
+  PLID id = asNewVersion ? NextVersion(source) : target;
+  if (MUKGetAssetInfo(id).isPresent) {
+    return refuse(asNewVersion ? "$muk_asset_out_of_date" : kNoPlace);
+  }
+  MUKAssetIndex& index = Database::Get().Index();
+  if (id.IsNull()) id = Database::Get().NextLocalId();
+  if (id.IsNull()) return refuse(kNoPlace);
+  AssetRollback rollback(id);
+  if (index.Find(id) == nullptr) index.CreateNew(id);
+  MUKAsset& clone = *index.Find(id);
+  const char* const failure = MakeClone(*index.Find(source), clone, asNewVersion, log);
+  if (failure == nullptr) {
+    rollback.Done();
+    TellOfAsset(log, ResultLevel::kDone, "$muk_cloned", source, info.name, id.TagText());
+    return id;
+  }
+  return *failure == 0 ? PLID() : refuse(failure);
+}

@@ -1,0 +1,85 @@
+#include "database/AssetCopy.h"
+
+#include <utility>
+#include <vector>
+
+#include "database/AssetFolder.h"
+#include "database/AssetWalk.h"
+#include "kernel/platform/FolderCopy.h"
+#include "kernel/platform/FolderWriter.h"
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/File.h"
+
+namespace {
+
+using Zef::Platform::FileHandle;
+using Zef::Platform::FolderWriter;
+using Zef::Platform::kNoFile;
+
+class OpenedFile {
+ public:
+  explicit OpenedFile(FileHandle handle) : handle_(handle) {}
+  OpenedFile(const OpenedFile&) = delete;
+  OpenedFile& operator=(const OpenedFile&) = delete;
+  ~OpenedFile() { Close(); }
+
+  FileHandle Get() const { return handle_; }
+  bool IsOpen() const { return handle_ != kNoFile; }
+  /// False when what was written may not be there.
+  bool Close() {
+    return handle_ == kNoFile || Zef::Platform::CloseFile(std::exchange(handle_, kNoFile));
+  }
+
+ private:
+  FileHandle handle_;
+};
+
+bool CopyPlain(const WalkedFile& from, FileHandle to) {
+  const OpenedFile source(from.folder->OpenFile(from.name.c_str()));
+  if (!source.IsOpen() || !Zef::Platform::CopyContents(source.Get(), to)) return false;
+  Zef::Platform::CopyWriteTime(source.Get(), to);
+  return true;
+}
+
+bool Unpack(const AssetPlace& from, FileHandle to, std::vector<char>& buffer) try {
+  constexpr std::size_t kBuffer = std::size_t{1} << 18;
+  Zef::File source;
+  if (source.Open(from.subst, from.path.c_str(), Zef::FileMode::kRead) != Zef::RES_OK) return false;
+  buffer.resize(kBuffer);
+  std::uint64_t done = 0;
+  while (const std::size_t got = source.Read(buffer.data(), 1, buffer.size())) {
+    const std::int64_t written = Zef::Platform::WriteAt(to, buffer.data(), got, done);
+    if (written != static_cast<std::int64_t>(got)) return false;
+    done += got;
+  }
+  std::uint32_t time = 0;
+  if (Zef::File::GetTime(from.subst, from.path.c_str(), &time)) {
+    Zef::Platform::SetWriteTime(to, time);
+  }
+  return true;
+} catch (const Zef::Exception&) {
+  return false;
+}
+
+}  // namespace
+
+bool CopyAssetFolder(const AssetPlace& source, const std::string& target) {
+  std::vector<FolderWriter> writers;
+  writers.emplace_back(target);
+  std::vector<char> buffer;
+  bool isWhole = writers.back().IsOpen() && !source.IsNowhere();
+  AssetWalkVisitor visitor;
+  visitor.enterFolder = [&](const std::string& name) {
+    writers.push_back(writers.back().MakeFolder(name.c_str()));
+    isWhole = isWhole && writers.back().IsOpen();
+  };
+  visitor.leaveFolder = [&] { writers.pop_back(); };
+  visitor.file = [&](const WalkedFile& file) {
+    OpenedFile to(isWhole ? writers.back().CreateFile(file.name.c_str()) : kNoFile);
+    isWhole = to.IsOpen() && (file.folder != nullptr ? CopyPlain(file, to.Get())
+                                                     : Unpack(file.place, to.Get(), buffer));
+    isWhole = to.Close() && isWhole;
+    return isWhole;
+  };
+  return isWhole && WalkAssetFolder(source, "", visitor).key == nullptr && isWhole;
+}

@@ -1,0 +1,112 @@
+#include "database/AssetEdit.h"
+
+#include "database/AssetCopy.h"
+#include "database/AssetMessages.h"
+#include "database/AssetOperation.h"
+#include "database/AssetUpdate.h"
+#include "database/ContentServices.h"
+#include "database/FolderSweep.h"
+#include "database/MUKLock.h"
+#include "database/StagedFolder.h"
+#include "environment/ResultsLog.h"
+#include "kernel/platform/FileSystem.h"
+#include "tagdata/TagContainer.h"
+#include "tagdata/TagFiles.h"
+
+namespace {
+
+bool HasCommitted(const MUKAsset& record) {
+  return !record.legacyPath.IsEmpty() || !record.installPath.IsEmpty();
+}
+
+/// The copy stands in its place whole or not at all.
+bool FillWorkingFolder(const AssetOperation& work, const AssetPlace& source,
+                       const AssetPlace& target) {
+  StagedFolder staged(work.root, work.settings.stepObserver);
+  return staged.IsMade() && CopyAssetFolder(source, staged.Path()) && staged.Put(target.path);
+}
+
+/// The key of what went wrong, or null.
+const char* OpenForEdit(const AssetOperation& work, MUKAsset& record) {
+  if (!record.Has(AssetFlag::PermitEdit)) return "$muk_edit_perm";
+  if (!record.editPath.IsEmpty()) {
+    if (!IsFolderGone(EditPlace(work.root, record))) return nullptr;
+    record.editPath.Clear();  // its user deleted it, or never put anything in
+    work.MarkChanged();
+  }
+  AwaitSweeps();  // what was deleted last may be the room that this needs
+  const std::string folder =
+      MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
+  if (folder.empty()) return "$muk_open_file_error";
+  work.Step("open: folder made");
+  work.MarkChanged();
+  const AssetPlace source = CommittedPlace(work, record);
+  record.editPath = folder;
+  const auto now = static_cast<std::uint64_t>(work.database.UnixTime());
+  if (record.modifyTime == 0) record.modifyTime = now;
+  if (record.uploadTime == 0) record.uploadTime = now;
+  const AssetPlace target = EditPlace(work.root, record);
+  if (!HasCommitted(record) || FillWorkingFolder(work, source, target)) {
+    UpdateAsset(work.index, record);
+    return nullptr;
+  }
+  static_cast<void>(Zef::Platform::RemoveEmptyFolder(target.path));
+  record.editPath.Clear();
+  work.Verify(record);
+  return "$muk_copy_file_error";
+}
+
+}  // namespace
+
+AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record) {
+  return record.legacyPath.IsEmpty() ? InstallPlace(work.root, record)
+                                     : LegacyPlace(work.root, record);
+}
+
+MUKAssetHandle MUKOpenAsset(const PLID& id, bool forEdit, ResultsLog* log) {
+  const MUKLock guard(forEdit);
+  MUKAsset* const record = guard.IsHeld() ? Database::Get().Index().Find(id) : nullptr;
+  if (record == nullptr) return {};
+  const char* failure = nullptr;
+  if (forEdit) {
+    failure = OpenForEdit(AssetOperation(), *record);
+  } else if (!HasCommitted(*record)) {
+    failure = "$muk_not_committed";
+  }
+  if (failure == nullptr) return {id, forEdit};
+  TellOfAsset(log, ResultLevel::kError, failure, *record);
+  return {};
+}
+
+bool MUKRevertAssetEdits(const MUKAssetHandle& handle) {
+  if (handle.IsNull() || !handle.forEdit) return false;
+  const MUKLock guard(true);
+  if (!guard.IsHeld()) return false;
+  const AssetOperation work;
+  MUKAsset* const record = work.index.Find(handle.id);
+  if (record == nullptr) return false;
+  if (record->editPath.IsEmpty()) return true;
+  if (!DropWorkingFolder(work, *record)) return false;
+  if (record->IsPresent()) {
+    work.Verify(*record);
+  } else {
+    // Nobody but the user ever knew it, unless the rules for forgetting say so.
+    MUKDeleteAsset(handle.id, true);
+  }
+  return true;
+}
+
+bool MUKDumpKeywords() {
+  const MUKLock guard(false);
+  if (!guard.IsHeld()) return false;
+  Database& database = Database::Get();
+  const std::string& root = database.Settings().productRoot;
+  if (root.empty()) return false;
+  TagContainer keywords;
+  keywords.Ensure();
+  for (const MUKAsset* const record : database.Index().Records()) {
+    keywords.SetString(Zef::PString(record->id.TagText()), record->keywords.View());
+  }
+  // Its ending would mean another kind of file.
+  return SaveTagFile(keywords, {}, root + "/KeywordsDump.dat", "txt");
+}

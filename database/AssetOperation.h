@@ -1,0 +1,49 @@
+// AssetOperation: what the operations of the life cycle share, while they hold their guard.
+//
+// Not for anybody else: see AssetEdit.h.
+
+#pragma once
+
+#include <string>
+
+#include "database/AssetFolder.h"
+#include "database/Database.h"
+#include "database/MUKAsset.h"
+
+/// Of the running database, under an exclusive guard of the calling thread.
+struct AssetOperation {
+  AssetOperation()
+      : database(Database::Get()),
+        index(database.Index()),
+        settings(database.Settings()),
+        services(*settings.services),
+        root(settings.productRoot) {}
+
+  void Step(const char* step) const {
+    if (settings.stepObserver != nullptr) settings.stepObserver(step);
+  }
+  /// To be called before anything is changed on disk: from then on the next start looks at the
+  /// folders, unless the database was written in between.
+  void MarkChanged() const { database.MarkChanged(kChangeGeneral); }
+  bool Verify(MUKAsset& record) const { return services.Verify(index, record); }
+
+  Database& database;
+  MUKAssetIndex& index;
+  const MUKSettings& settings;
+  ContentServices& services;
+  const std::string& root;
+};
+
+/// Where the files of a record lie that are not open for edit; nowhere for a record without.
+AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record);
+
+/// Whether two places are one folder, or one lies in the other.
+bool Overlap(const AssetPlace& a, const AssetPlace& b);
+
+/// Deletes the working folder and clears `editPath`. One outside the product root is only
+/// forgotten, and so is one that the committed files share. False, with all as it was, when it
+/// cannot be deleted.
+[[nodiscard]] bool DropWorkingFolder(const AssetOperation& work, MUKAsset& record);
+/// The same for the committed files. What lies in a mounted archive stays.
+[[nodiscard]] bool DropLegacyFolder(const AssetOperation& work, MUKAsset& record);
+[[nodiscard]] bool DropInstallFolder(const AssetOperation& work, MUKAsset& record);

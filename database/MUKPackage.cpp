@@ -1,0 +1,192 @@
+#include "database/MUKPackage.h"
+
+#include <utility>
+
+#include "database/PackageFiles.h"
+#include "database/PackageTables.h"
+#include "kernel/ByteWriter.h"
+#include "kernel/platform/FileSystem.h"
+#include "kernel/standard/CodePage.h"
+#include "kernel/standard/CompressedBlocks.h"
+#include "tagdata/BinaryTagWriter.h"
+#include "tagdata/TagFiles.h"
+
+namespace {
+
+namespace Platform = Zef::Platform;
+
+constexpr std::string_view kExtension = ".kpx";
+
+constexpr const char* kNoPackage = "Content could not be read, as the file is not a valid KPX";
+constexpr const char* kDamaged = "Content could not be read, as the KPX file is damaged";
+constexpr const char* kNewer = "This content requires a newer Quarle version";
+constexpr const char* kOtherExtension =
+    "Unable to write archive file. Needs to be .kpx file extension";
+constexpr const char* kNotSaved = "Unable to write archive file";
+constexpr const char* kNoId = "Unable to add content as it doesnt not contain a valid PLID";
+constexpr const char* kNothingToRemove = "Unable to remove specified asset";
+
+struct Keys {
+  const Zef::PString assets{"assets"};
+  const Zef::PString compression{"compression"};
+  const Zef::PString contents{"contents-table"};
+  const Zef::PString id{"plid"};
+  const Zef::PString kind{"kind"};
+  const Zef::PString version{"package-version"};
+};
+
+const Keys& TheKeys() {
+  static const Keys keys;
+  return keys;
+}
+
+const char* FaultOf(const TagContainer& tags) {
+  const Keys& keys = TheKeys();
+  if (tags.GetText(keys.kind).View() != "archive") return kNoPackage;
+  const std::uint32_t listed = tags.GetSubContainer(keys.contents).GetCount();
+  if (listed != tags.GetSubContainer(keys.assets).GetCount()) return kDamaged;
+  return tags.GetInt(keys.version) != 1 ? kNewer : nullptr;
+}
+
+/// Written beside its place, which it takes when it is whole.
+bool WriteWhole(const std::string& path, std::span<const std::byte> bytes) {
+  std::string temporary;
+  const Platform::FileHandle file = Zef::CreateTemporaryBeside(path, &temporary);
+  if (file == Platform::kNoFile) return false;
+  const bool isWritten = Platform::WriteAt(file, bytes.data(), bytes.size(), 0) ==
+                             static_cast<std::int64_t>(bytes.size()) &&
+                         Platform::FlushFile(file);
+  const bool isClosed = Platform::CloseFile(file);
+  if (isWritten && isClosed && Platform::Replace(temporary, path)) return true;
+  static_cast<void>(Platform::DeleteFile(temporary));
+  return false;
+}
+
+}  // namespace
+
+MUKPackage::MUKPackage() { tags_.SetString(TheKeys().compression, "LZSS"); }
+
+std::string MUKPackage::Open(const std::string& path, std::string_view extension) {
+  TagContainer tags;
+  // One that does not load leaves no tags, and those are no package.
+  static_cast<void>(LoadTagFile(tags, Zef::PString(), path, extension));
+  return OpenTags(tags);
+}
+
+std::string MUKPackage::OpenTags(const TagContainer& tags) {
+  const char* const fault = FaultOf(tags);
+  ForgetAssets();
+  tags_ = fault == nullptr ? tags : TagContainer();
+  tags_.Ensure();
+  tablesStale_ = false;
+  changed_ = false;
+  return fault == nullptr ? "" : fault;
+}
+
+std::string MUKPackage::CheckName(std::string_view path) {
+  const bool isNamed = path.size() > kExtension.size() &&
+                       Zef::EqualFolded(path.substr(path.size() - kExtension.size()), kExtension);
+  return isNamed ? "" : kOtherExtension;
+}
+
+std::string MUKPackage::Save(const std::string& path) {
+  if (std::string error = CheckName(path); !error.empty()) return error;
+  RebuildTables();
+  Zef::ByteWriter out;
+  if (!AppendBinaryTags(out, tags_) || !WriteWhole(path, out.View())) return kNotSaved;
+  changed_ = false;
+  return {};
+}
+
+PackageCompression MUKPackage::Compression() const {
+  return PackageCompressionOf(tags_.GetText(TheKeys().compression).View());
+}
+
+std::uint32_t MUKPackage::Count() const { return static_cast<std::uint32_t>(Assets().size()); }
+
+TagContainer MUKPackage::Get(std::uint32_t index) const {
+  const std::vector<TagContainer>& assets = Assets();
+  return index < assets.size() ? assets[index] : TagContainer();
+}
+
+std::int32_t MUKPackage::Find(const PLID& id) const {
+  static_cast<void>(Assets());
+  const auto place = places_.find(id);
+  return place == places_.end() ? -1 : static_cast<std::int32_t>(place->second);
+}
+
+std::string MUKPackage::Add(const TagContainer& asset) {
+  const Keys& keys = TheKeys();
+  const PLID id = asset.GetPLID(keys.id);
+  if (id.IsNull()) return kNoId;
+  TagContainer held = tags_.GetSubContainer(keys.assets);
+  const std::string name = id.TagText();
+  // A key may stand for another identifier than that of its asset.
+  if (Find(id) >= 0 || !IsNullChunk(held.FindTag(name).Get())) {
+    return "Unable to add content as an item with PLID " + name + " is already present";
+  }
+  const std::size_t count = Assets().size();
+  if (held.IsEmptyHandle()) {
+    held.Ensure();
+    tags_.SetSubContainer(keys.assets, held);
+  }
+  held.SetSubContainer(Zef::PString(name), asset);
+  assets_.push_back(asset);
+  places_.emplace(id, static_cast<std::uint32_t>(count));
+  tablesStale_ = true;
+  changed_ = true;
+  return {};
+}
+
+std::string MUKPackage::Remove(std::uint32_t index) {
+  TagContainer held = tags_.GetSubContainer(TheKeys().assets);
+  if (index >= held.GetCount()) return kNothingToRemove;
+  held.RemoveTag(held.GetTagName(index));
+  ForgetAssets();
+  tablesStale_ = true;
+  changed_ = true;
+  return {};
+}
+
+TagContainer& MUKPackage::Tags() {
+  if (tablesStale_) RebuildTables();
+  ForgetAssets();
+  return tags_;
+}
+
+const TagContainer& MUKPackage::Tags() const {
+  if (tablesStale_) RebuildTables();
+  return tags_;
+}
+
+const std::vector<TagContainer>& MUKPackage::Assets() const {
+  if (assetsKnown_) return assets_;
+  ForgetAssets();
+  tags_.GetSubContainer(TheKeys().assets).ForEach([&](std::string_view, const ChunkRef& chunk) {
+    const bool isContainer = chunk->GetType() == TagSoup;
+    const TagContainer asset = isContainer ? TagContainer(chunk) : TagContainer();
+    const PLID id = asset.GetPLID(TheKeys().id);
+    if (!id.IsNull()) places_.emplace(id, static_cast<std::uint32_t>(assets_.size()));
+    assets_.push_back(asset);
+  });
+  assetsKnown_ = true;
+  return assets_;
+}
+
+void MUKPackage::ForgetAssets() const {
+  assets_.clear();
+  places_.clear();
+  assetsKnown_ = false;
+}
+
+void MUKPackage::RebuildTables() const {
+  static_cast<void>(Assets());
+  // An empty package has its containers too.
+  if (!tags_.HasTag(TheKeys().assets)) {
+    TagContainer none;
+    none.Ensure();
+    tags_.SetSubContainer(TheKeys().assets, none);
+  }
+  RebuildPackageTables(tags_, assets_);
+  tablesStale_ = false;
+}

@@ -1,0 +1,24 @@
+// PackageFolder: an asset's folder as the container that a package takes in.
+//
+//   TagContainer asset;
+//   if (ReadAssetFolder(package, folder, asset, log)) error = package.Add(asset);
+//
+// Any thread may call.
+
+#pragma once
+
+#include "database/ConfigReader.h"
+#include "tagdata/TagContainer.h"
+
+class MUKPackage;
+class ResultsLog;
+struct AssetPlace;
+
+/// The config in a folder as a tree of its own, without a tag "files": that name belongs to the
+/// folder's content. A null handle unless Loaded.
+[[nodiscard]] ConfigStatus LoadFolderConfig(const AssetPlace& folder, TagContainer& config);
+
+/// Config and files of a folder. False, with a null handle and the reason in `log`, which may be
+/// null, when the config cannot be read or a file cannot be taken.
+[[nodiscard]] bool ReadAssetFolder(const MUKPackage& package, const AssetPlace& folder,
+                                   TagContainer& asset, ResultsLog* log);

@@ -1,0 +1,103 @@
+// The package commands as their users run them.
+
+#include <filesystem>
+
+#include "database/MUKPackage.h"
+#include "tests/apps/QuarleProgram.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace Test;
+
+class PackageTool : public QuarleProgram {
+ protected:
+  PackageTool() {
+    Write("coal/config.txt",
+          "plid <plid2:1001:7:1>\nusername \"Coal wagon\"\nplid-table {\n0 <plid:2:2>\n"
+          "1 <plid:1001:8>\n}\n");
+    Write("coal/textures/coal.tga", std::string(50'000, 'c'));
+    Write("ore/config.txt", "plid <plid:1001:8>\nusername \"Ore wagon\"\n");
+    Write("ore/ore.txt", "ore");
+  }
+  /// Exit status 1, with one line that says this.
+  void ExpectFailure(const std::string& arguments, const std::string& said) const {
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.status, 1) << arguments;
+    EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
+    EXPECT_NE(outcome.err.find(said), std::string::npos) << outcome.err;
+  }
+};
+
+TEST_F(PackageTool, WhatGoesInComesOut) {
+  EXPECT_EQ(Run("package create w.kpx coal ore").out.substr(0, 34),
+            "'w.kpx': 2 assets, 2 files, 48.8 K");
+  const nlohmann::json list = Run("package list w.kpx --json").Json();
+  EXPECT_EQ(list["compression"], "LZSS");
+  EXPECT_EQ(list["assets"][0]["name"], "Coal wagon");
+  EXPECT_EQ(list["assets"][0]["bytes"], 50'000);
+  EXPECT_LT(list["assets"][0]["storedBytes"], 5000);
+  EXPECT_EQ(list["assets"][1]["id"], "<plid:1001:8>");
+  EXPECT_EQ(list["dependencies"], nlohmann::json({"<plid:2:2>"}));
+  EXPECT_NE(Run("package list w.kpx").out.find("Ore wagon\n2 assets, 2 files"), std::string::npos);
+  EXPECT_EQ(Run("package check w.kpx --json").Json()["ok"], true);
+
+  EXPECT_EQ(Run("package extract w.kpx --asset 1001:8 -q").out, "");
+  EXPECT_EQ(Read("plid 1001 8/ore.txt"), "ore");
+  EXPECT_EQ(Run("package extract w.kpx out/new --json").Json()["assets"].size(), 2u);
+  EXPECT_EQ(Read("out/new/plid2 1001 7 1/textures/coal.tga"), Read("coal/textures/coal.tga"));
+  // What came out makes the same package.
+  EXPECT_EQ(Run("package create x.kpx 'out/new/plid2 1001 7 1' 'plid 1001 8'").status, 0);
+  EXPECT_TRUE(Read("x.kpx") == Read("w.kpx"));
+}
+
+TEST_F(PackageTool, FailuresAreOneLineAndLeaveNothing) {
+  ASSERT_EQ(Run("package create w.kpx coal ore").status, 0);
+  Write("bare/a.txt", "");
+  Write("doc/config.txt", "plid <plid:1:1>");
+  Write("doc/sub/a.doc", "");
+  Write("anonymous/config.txt", "username \"None\"");
+  Write("junk.kpx", "junk");
+  const struct {
+    const char* arguments;
+    const char* said;
+  } cases[] = {{"package create w.kpx coal", "exists already"},
+               {"package create w.zip coal", "Needs to be .kpx"},
+               {"package create n.kpx coal coal", "<plid2:1001:7:1> is already present"},
+               {"package create n.kpx coal bare", "'bare' has no config"},
+               {"package create n.kpx none", "'none' has no config"},
+               {"package create n.kpx anonymous", "valid PLID"},
+               {"package create n.kpx doc", "'doc/sub/a.doc' is of a type"},
+               {"package create no/n.kpx coal", "Unable to write"},
+               {"package list none.kpx", "no such file"},
+               {"package list junk.kpx", "not a valid KPX"},
+               {"package check junk.kpx", "not a valid KPX"},
+               {"package extract w.kpx out --asset 1:1", "no asset '1:1'"},
+               {"package extract w.kpx junk.kpx", "cannot be made"}};
+  for (const auto& c : cases) ExpectFailure(c.arguments, c.said);
+  EXPECT_FALSE(fs::exists(temp_ / "n.kpx"));
+  EXPECT_EQ(Shell("ls").out, "anonymous\nbare\ncoal\ndoc\njunk.kpx\nore\nw.kpx\n");
+
+  Write("out/plid 1001 8/mine.txt", "mine");
+  ExpectFailure("package extract w.kpx out --asset 1001:8", "exists already");
+  EXPECT_EQ(Shell("ls 'out/plid 1001 8'").out, "mine.txt\n");
+}
+
+TEST_F(PackageTool, DamagedPackagesAreToldOfAndNotHalfExtracted) {
+  ASSERT_EQ(Run("package create w.kpx coal").status, 0);
+  MUKPackage package;
+  ASSERT_EQ(package.Open(temp_ / "w.kpx"), "");
+  TagContainer textures = package.Get(0).GetSubContainer("files").GetSubContainer("textures");
+  textures.SetBinary("zz.tga", "\x05\0\0\0junk", 8);
+  textures.SetBinary("../../a.tga", "", 0);
+  ASSERT_EQ(package.Save(temp_ / "bad.kpx"), "");
+  ExpectFailure("package extract bad.kpx out", "<plid2:1001:7:1>: Failed to decompress data");
+  EXPECT_EQ(Shell("find out").out, "out\n");
+  ExpectFailure("package check bad.kpx", "2 problems, first <plid2:1001:7:1>: ");
+  const Outcome outcome = Run("package check bad.kpx --json");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.Json()["problems"][0]["path"], "textures/../../a.tga");
+  EXPECT_EQ(outcome.Json()["problems"][1]["path"], "textures/zz.tga");
+}
+
+}  // namespace

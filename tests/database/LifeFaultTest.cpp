@@ -1,0 +1,211 @@
+// Operations on an asset that meet a full disk, missing rights, or their end.
+// Whatever happens runs in children, so that the parent never has threads when it forks.
+
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+
+#include <cstddef>
+#include <random>
+#include <set>
+
+#include "tests/database/LifeFixture.h"
+#include "tests/support/ChildProcess.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Test::ChildProcess;
+using Test::ReadWholeFile;
+using Test::WriteWholeFile;
+
+// Of the child alone.
+int stepsLeft = 0;
+
+/// As on a file system that cannot exchange folders.
+void ForbidExchange() {
+  sock_filter code[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_renameat2, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const sock_fprog program{4, code};
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
+}
+
+class LifeFaultTest : public Test::LifeTest {
+ protected:
+  /// What `body` writes down, run in a child with a database.
+  template <typename Body>
+  std::string InChild(Body body) {
+    const std::string answer = told_ / "answer";
+    const ChildProcess child([&] {
+      Start();
+      WriteWholeFile(answer, body());
+      MUKShutdown();
+      return 0;
+    });
+    EXPECT_EQ(child.AwaitEnd(), 0);
+    return ReadWholeFile(answer);
+  }
+  /// An empty root, then these steps, and a clean end.
+  void Prepare(const char* steps) {
+    fs::remove_all(folder_.Path());
+    fs::create_directories(folder_.Path());
+    ASSERT_EQ(InChild([&] { return Live(steps) ? "ready" : Told(); }), "ready");
+  }
+  /// What the next start finds. Leftovers count as a state that nobody wants, and so does a record
+  /// of another generation than its folder.
+  std::string Found() {
+    std::string found = InChild([&] {
+      const std::string state = State();
+      const bool isStale = state.size() == 2 && state.substr(1) != MUKGetName(kId);
+      return isStale ? state + " and stale" : state;
+    });
+    if (Tree().find("staged-asset") != std::string::npos) found += " and leftovers";
+    return found;
+  }
+
+  const ::Test::TempFolder told_;
+};
+
+TEST_F(LifeFaultTest, KilledAtAnyStepTheAssetIsAsBeforeOrAsAfter) {
+  const struct {
+    const char* before;
+    const char* step;
+    bool exchanges;
+    std::set<std::string> allowed;
+    std::string after;
+  } cases[] = {
+      {"n", "c", true, {"E1", "I1"}, "I1"},
+      {"n", "k", true, {"E1", "E1I1"}, "E1I1"},
+      {"nco2", "c", true, {"E2I1", "I2"}, "I2"},
+      {"nco2t", "c", true, {"E2I1", "E2I2", "I2"}, "I2"},
+      {"nco2", "k", true, {"E2I1", "E2I2"}, "E2I2"},
+      {"nco2", "c", false, {"E2I1", "E2I2", "I2"}, "I2"},
+      {"nc", "o", true, {"I1", "E1I1"}, "E1I1"},
+      {"nc", "o", false, {"I1", "E1I1"}, "E1I1"},
+      {"nco2", "r", true, {"E2I1", "I1"}, "I1"},
+      {"nco2", "d", true, {"E2I1", "I1", "."}, "."},
+      {"nc", "f", false, {"I1", ".", "-"}, "-"},
+  };
+  for (const auto& each : cases) {
+    int steps = 0;
+    for (bool stopped = true; stopped; ++steps) {
+      Prepare(each.before);
+      const ChildProcess child([&] {
+        if (!each.exchanges) ForbidExchange();
+        settings_.stepObserver = [](const char*) {
+          if (stepsLeft >= 0 && stepsLeft-- == 0) raise(SIGKILL);
+        };
+        stepsLeft = -1;
+        Start();
+        stepsLeft = steps;
+        const bool done = Live(each.step);
+        MUKShutdown();
+        return done ? 0 : 1;
+      });
+      const int status = child.AwaitEnd();
+      ASSERT_TRUE(status == 0 || status == -1) << status;
+      stopped = status == -1;
+      const std::string found = Found();
+      EXPECT_TRUE(each.allowed.contains(found))
+          << found << ": " << each.before << ' ' << each.step << " stopped at " << steps;
+      EXPECT_TRUE(stopped || found == each.after) << found;
+    }
+    EXPECT_GE(steps, 8) << "the steps are all there";
+  }
+}
+
+// No step is named here.
+TEST_F(LifeFaultTest, KilledAtAnyMomentNoGenerationIsLost) {
+  std::mt19937 random(4711);
+  for (int round = 0; round < 20; ++round) {
+    Prepare("nco2");
+    const fs::path begun = told_ / "begun";
+    fs::remove(begun);
+    const ChildProcess child([&] {
+      Start();
+      WriteWholeFile(begun, "");
+      for (char generation = '2';; generation = generation == '9' ? '2' : generation + 1) {
+        if (!Live("co") || !Do(generation)) return 1;
+      }
+    });
+    ASSERT_TRUE(::Test::Eventually([&] { return fs::exists(begun); }));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
+    child.Kill();
+    const std::string found = Found();
+    EXPECT_EQ(found.find_first_of("!. a"), std::string::npos) << found;
+    EXPECT_NE(found.find('I'), std::string::npos) << found;
+    EXPECT_EQ(found.find("I?"), std::string::npos) << found;
+  }
+}
+
+TEST_F(LifeFaultTest, AFullDiskLosesNothing) {
+  if (mount("none", folder_.Path().c_str(), "tmpfs", 0, "size=1600k") != 0) {
+    GTEST_SKIP() << "only root may mount";
+  }
+  const std::string answer = InChild([&] {
+    if (!Live("nc")) return Told();
+    const std::string file = folder_ / (InstallFolder() + "/parts/large.txt");
+    WriteWholeFile(file, std::string(900'000, 'x'));
+    std::string told = Live("o") ? "the copy fitted" : State() + ' ' + Told();
+    fs::remove(file);
+    if (!Live("o2")) return Told();
+    WriteWholeFile(folder_ / (EditFolder() + "/parts/large.txt"), std::string(900'000, 'x'));
+    told += Live("k") ? "the copy fitted" : State() + ' ' + Told();
+    return told + (Live("c") ? State() : Told());  // keeps no second copy, so it needs no room
+  });
+  const std::string found = Found();
+  umount(folder_.Path().c_str());
+  EXPECT_EQ(answer, "I1 $muk_copy_file_error;E2I1 $muk_commit_file_error;I2");
+  EXPECT_EQ(found, "I2");
+}
+
+TEST_F(LifeFaultTest, MissingRightsAreTold) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs another user to be";
+  const struct {
+    const char* before;
+    std::string path;  ///< loses the right to be changed; "I" and "E" are the asset's folders
+    char step;
+    const char* told;
+  } cases[] = {{"nco2", "local", 'c', "E2I1 $muk_commit_file_error;"},
+               {"nco2", "editing", 'c', "E2I2 "},
+               {"nco2", "editing", 'r', "E2I1 "},
+               {"nc", "editing", 'o', "I1 $muk_open_file_error;"},
+               {"nc", "local", 'd', "I1 "},
+               {"nco2", "I", 'c', "I2 "},
+               {"nco2", "E", 'c', "I2 "},
+               {"nc", "I", 'o', "E1I1 "},
+               {"nc", "I", 'd', ". "},
+               {"nc", "I/parts/body.txt", 'o', "I1 $muk_copy_file_error;"}};
+  fs::permissions(told_.Path(), fs::perms::all);
+  for (const auto& each : cases) {
+    Prepare(each.before);
+    fs::remove(told_ / "answer");
+    fs::permissions(folder_.Path(), fs::perms::all);
+    for (const auto& entry : fs::recursive_directory_iterator(folder_.Path())) {
+      ASSERT_EQ(lchown(entry.path().c_str(), 65534, 65534), 0);
+    }
+    const std::string state = InChild([&] {
+      std::string path = each.path;
+      if (path[0] == 'I') path = InstallFolder() + path.substr(1);
+      if (path[0] == 'E') path = EditFolder();
+      const auto none = fs::perms::owner_read | fs::perms::owner_exec;
+      fs::permissions(folder_ / path, path.ends_with("txt") ? fs::perms::none : none);
+      if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) return Told();
+      static_cast<void>(Do(each.step));
+      // The rights come back for the look at it.
+      if (fs::exists(folder_ / path)) fs::permissions(folder_ / path, fs::perms::all);
+      return State() + ' ' + Told();
+    });
+    EXPECT_EQ(state, each.told) << each.before << each.step << ' ' << each.path;
+    EXPECT_EQ(Found() + ' ', state.substr(0, state.find(' ') + 1));
+  }
+}
+
+}  // namespace
