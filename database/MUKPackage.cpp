@@ -1,6 +1,6 @@
 #include "database/MUKPackage.h"
 
-#include <utility>
+#include <vector>
 
 #include "database/PackageFiles.h"
 #include "database/PackageTables.h"
@@ -75,7 +75,7 @@ std::string MUKPackage::Open(const std::string& path, std::string_view extension
 
 std::string MUKPackage::OpenTags(const TagContainer& tags) {
   const char* const fault = FaultOf(tags);
-  ForgetAssets();
+  placesKnown_ = false;
   tags_ = fault == nullptr ? tags : TagContainer();
   tags_.Ensure();
   tablesStale_ = false;
@@ -102,47 +102,40 @@ PackageCompression MUKPackage::Compression() const {
   return PackageCompressionOf(tags_.GetText(TheKeys().compression).View());
 }
 
-std::uint32_t MUKPackage::Count() const { return static_cast<std::uint32_t>(Assets().size()); }
+std::uint32_t MUKPackage::Count() const {
+  return tags_.GetSubContainer(TheKeys().assets).GetCount();
+}
 
 TagContainer MUKPackage::Get(std::uint32_t index) const {
-  const std::vector<TagContainer>& assets = Assets();
-  return index < assets.size() ? assets[index] : TagContainer();
+  return tags_.GetSubContainer(TheKeys().assets).GetSubContainerAt(index);
 }
 
 std::int32_t MUKPackage::Find(const PLID& id) const {
-  static_cast<void>(Assets());
-  const auto place = places_.find(id);
+  const auto place = Places().find(id);
   return place == places_.end() ? -1 : static_cast<std::int32_t>(place->second);
 }
 
 std::string MUKPackage::Add(const TagContainer& asset) {
-  const Keys& keys = TheKeys();
-  const PLID id = asset.GetPLID(keys.id);
+  const PLID id = asset.GetPLID(TheKeys().id);
   if (id.IsNull()) return kNoId;
-  TagContainer held = tags_.GetSubContainer(keys.assets);
+  TagContainer held = OwnAssets();
   const std::string name = id.TagText();
   // A key may stand for another identifier than that of its asset.
   if (Find(id) >= 0 || !IsNullChunk(held.FindTag(name).Get())) {
     return "Unable to add content as an item with PLID " + name + " is already present";
   }
-  const std::size_t count = Assets().size();
-  if (held.IsEmptyHandle()) {
-    held.Ensure();
-    tags_.SetSubContainer(keys.assets, held);
-  }
+  places_.emplace(id, held.GetCount());
   held.SetSubContainer(Zef::PString(name), asset);
-  assets_.push_back(asset);
-  places_.emplace(id, static_cast<std::uint32_t>(count));
   tablesStale_ = true;
   changed_ = true;
   return {};
 }
 
 std::string MUKPackage::Remove(std::uint32_t index) {
-  TagContainer held = tags_.GetSubContainer(TheKeys().assets);
+  TagContainer held = OwnAssets();
   if (index >= held.GetCount()) return kNothingToRemove;
   held.RemoveTag(held.GetTagName(index));
-  ForgetAssets();
+  placesKnown_ = false;
   tablesStale_ = true;
   changed_ = true;
   return {};
@@ -150,7 +143,7 @@ std::string MUKPackage::Remove(std::uint32_t index) {
 
 TagContainer& MUKPackage::Tags() {
   if (tablesStale_) RebuildTables();
-  ForgetAssets();
+  placesKnown_ = false;
   return tags_;
 }
 
@@ -159,34 +152,43 @@ const TagContainer& MUKPackage::Tags() const {
   return tags_;
 }
 
-const std::vector<TagContainer>& MUKPackage::Assets() const {
-  if (assetsKnown_) return assets_;
-  ForgetAssets();
-  tags_.GetSubContainer(TheKeys().assets).ForEach([&](std::string_view, const ChunkRef& chunk) {
-    const bool isContainer = chunk->GetType() == TagSoup;
-    const TagContainer asset = isContainer ? TagContainer(chunk) : TagContainer();
-    const PLID id = asset.GetPLID(TheKeys().id);
-    if (!id.IsNull()) places_.emplace(id, static_cast<std::uint32_t>(assets_.size()));
-    assets_.push_back(asset);
+/// The assets in a container of ours, where a change costs the same however many there are.
+TagContainer MUKPackage::OwnAssets() {
+  const TagContainer held = tags_.GetSubContainer(TheKeys().assets);
+  if (!held.IsEmptyHandle() && held.Chunk()->Identity() == nullptr) return held;
+  TagContainer own;
+  own.Ensure();
+  held.ForEach([&](std::string_view key, const ChunkRef& chunk) {
+    own.Chunk()->AddTag(key.data() == nullptr ? Zef::PString() : Zef::PString(key), chunk);
   });
-  assetsKnown_ = true;
-  return assets_;
+  tags_.SetSubContainer(TheKeys().assets, own);
+  return own;
 }
 
-void MUKPackage::ForgetAssets() const {
-  assets_.clear();
+const std::unordered_map<PLID, std::uint32_t>& MUKPackage::Places() const {
+  if (placesKnown_) return places_;
   places_.clear();
-  assetsKnown_ = false;
+  std::uint32_t place = 0;
+  tags_.GetSubContainer(TheKeys().assets).ForEach([&](std::string_view, const ChunkRef& chunk) {
+    const PLID id = TagContainer(chunk).GetPLID(TheKeys().id);
+    if (!id.IsNull()) places_.emplace(id, place);
+    ++place;
+  });
+  placesKnown_ = true;
+  return places_;
 }
 
 void MUKPackage::RebuildTables() const {
-  static_cast<void>(Assets());
   // An empty package has its containers too.
   if (!tags_.HasTag(TheKeys().assets)) {
     TagContainer none;
     none.Ensure();
     tags_.SetSubContainer(TheKeys().assets, none);
   }
-  RebuildPackageTables(tags_, assets_);
+  std::vector<TagContainer> assets;
+  tags_.GetSubContainer(TheKeys().assets).ForEach([&](std::string_view, const ChunkRef& chunk) {
+    assets.emplace_back(chunk);
+  });
+  RebuildPackageTables(tags_, assets);
   tablesStale_ = false;
 }

@@ -18,7 +18,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
+#include <utility>
 
 #include "tagdata/PLID.h"
 #include "tagdata/TagContainer.h"
@@ -34,6 +34,8 @@ class MUKPackage {
 
   /// Empty, and packs what it imports.
   MUKPackage();
+  MUKPackage(MUKPackage&&) = default;
+  MUKPackage& operator=(MUKPackage&&) = default;
 
   /// Replaces the content by that of a file, a path of the system.
   [[nodiscard]] std::string Open(const std::string& path, std::string_view extension = {});
@@ -71,15 +73,14 @@ class MUKPackage {
   void SetProgress(Progress progress) { progress_ = std::move(progress); }
 
  private:
-  const std::vector<TagContainer>& Assets() const;
-  void ForgetAssets() const;
+  TagContainer OwnAssets();
+  const std::unordered_map<PLID, std::uint32_t>& Places() const;
   void RebuildTables() const;
 
   mutable TagContainer tags_;
-  // What lookups go by, made when it is first needed.
-  mutable std::vector<TagContainer> assets_;
+  // Where each identifier stands among the assets; made when it is first needed.
   mutable std::unordered_map<PLID, std::uint32_t> places_;
-  mutable bool assetsKnown_ = false;
+  mutable bool placesKnown_ = false;
   mutable bool tablesStale_ = false;  // rebuilt when somebody looks, not once an asset
   Progress progress_;
   bool changed_ = false;

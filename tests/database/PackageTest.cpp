@@ -233,23 +233,20 @@ TEST_F(PackageTest, TablesTellWhatIsMissing) {
   EXPECT_EQ(package_.Add(PackedAsset({1, 2, 0})),
             "Unable to add content as an item with PLID <plid:1:2> is already present");
   EXPECT_TRUE(package_.IsChanged());
-  for (const bool reloaded : {false, true}) {
-    MUKPackage package = package_;
-    if (reloaded) {
-      ASSERT_EQ(package_.Save(folder_ / "p.kpx"), "");
-      ASSERT_EQ(package.Open(folder_ / "p.kpx"), "");
-    }
-    EXPECT_EQ(package.Find({1, 3, 0}), 2);
-    EXPECT_EQ(package.Find({1, 4, 0}), -1);
-    EXPECT_TRUE(package.Get(3).IsEmptyHandle());
-    EXPECT_EQ(package.Remove(3), "Unable to remove specified asset");
-    if (!reloaded) continue;
-    EXPECT_EQ(package.Remove(1), "");
-    EXPECT_EQ(package.Find({1, 3, 0}), 1);
-    EXPECT_EQ(Table(package.Tags(), "plid-table"), "1:2 9:9 9:8 ");
-    EXPECT_EQ(package.Add(PackedAsset({1, 2, 0})), "");
-    EXPECT_EQ(package.Count(), 3u);
-  }
+  EXPECT_EQ(package_.Find({1, 3, 0}), 2);
+  ASSERT_EQ(package_.Save(folder_ / "p.kpx"), "");
+  MUKPackage package;
+  ASSERT_EQ(package.Open(folder_ / "p.kpx"), "");
+  EXPECT_EQ(package.Find({1, 3, 0}), 2);
+  EXPECT_EQ(package.Find({1, 4, 0}), -1);
+  EXPECT_TRUE(package.Get(3).IsEmptyHandle());
+  EXPECT_EQ(package.Remove(3), "Unable to remove specified asset");
+  EXPECT_EQ(package.Remove(1), "");
+  EXPECT_EQ(package.Find({1, 3, 0}), 1);
+  EXPECT_EQ(Table(package.Tags(), "plid-table"), "1:2 9:9 9:8 ");
+  EXPECT_EQ(package.Add(PackedAsset({1, 2, 0})), "");
+  EXPECT_EQ(package.Find({1, 2, 0}), 2);
+  EXPECT_EQ(package.Count(), 3u);
   // What an entry is named says nothing, but no entry may displace another.
   TagContainer assets = Container();
   assets.SetSubContainer("<plid:5:5>", PackedAsset({6, 6, 0}));
