@@ -30,6 +30,7 @@ asset() { "$quarle" asset "$@" --root "$root" 2>> "$place/errors"; }
 
 # A worker of its own shell. Whatever it runs may be killed at any instant.
 work() {
+  set +e
   local w=$1 end=$2 stamp=0 id folder clone
   while ((SECONDS < end)); do
     id=61044:$((100 * w + RANDOM % each))
@@ -41,7 +42,7 @@ work() {
         if asset commit "$id" > /dev/null; then echo "$id $stamp" >> "$place/committed"; fi ;;
       4) asset edit "$id" > /dev/null && asset revert "$id" > /dev/null || true ;;
       5)
-        clone=$(asset clone "$id" --json | sed -n 's/.*"id":"<plid2\{0,1\}:\([-0-9:]*\)>".*/\1/p' | head -n 1)
+        clone=$(asset clone "$id" --json | sed -n 's/.*"id":"<plid2\{0,1\}:\([-0-9:]*\)>","messages".*/\1/p' | head -n 1)
         if [ -n "$clone" ]; then asset delete "$clone" --forget > /dev/null || true; fi ;;
       6)
         asset install "$place/source/$w" --overwrite > /dev/null || true
