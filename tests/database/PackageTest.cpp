@@ -187,10 +187,10 @@ TEST_F(PackageTest, OpensWhatIsAPackageOnly) {
     if (i == 2) tags.SetInt("assets", 1);
     if (i == 3) tags.SetInt("package-version", 2);
     // Of two tags with one key a change would hit one, and a reader see the other.
-    if (i == 4) tags.Chunk()->AddTag("assets", tags.GetTag("assets"));
+    if (i == 4) tags.Chunk()->AddTag("assets", Container().Chunk());
     if (i == 5) {
       const TagContainer assets = tags.GetSubContainer("assets");
-      assets.Chunk()->AddTag(assets.GetTagName(0), assets.GetTag(assets.GetTagName(0)));
+      assets.Chunk()->AddTag(assets.GetTagName(0), PackedAsset({1, 1, 1}).Chunk());
       tags.GetSubContainer("contents-table").SetNull("1");
     }
     EXPECT_EQ(package_.OpenTags(tags), why[i]);
@@ -210,7 +210,7 @@ TEST_F(PackageTest, OpensWhatIsAPackageOnly) {
 // A quadratic walk takes minutes.
 TEST_F(PackageTest, ManyEntriesAreListedInOnePass) {
   TagContainer assets = Container();
-  for (int i = 0; i < 200'000; ++i) {
+  for (int i = 0; i < 100'000; ++i) {
     assets.SetSubContainer(Zef::PString(std::to_string(i)), Container());
   }
   package_.Tags().SetSubContainer("assets", assets);
@@ -219,7 +219,7 @@ TEST_F(PackageTest, ManyEntriesAreListedInOnePass) {
   ASSERT_EQ(package_.Open(folder_ / "many.kpx"), "");
   std::uint32_t at = 0;
   while (!package_.Get(at).IsEmptyHandle() && std::chrono::steady_clock::now() < end) ++at;
-  EXPECT_EQ(at, 200'000u);
+  EXPECT_EQ(at, 100'000u);
   EXPECT_EQ(CheckPackage(package_, {}).size(), kMostPackageProblems);
 }
 
