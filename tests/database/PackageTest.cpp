@@ -304,10 +304,7 @@ TEST(PackageFiles, HostilePayloads) {
 
 class HostilePackage : public PackageTest {
  protected:
-  HostilePackage() {
-    files_ = Container();
-    Put("outside/mine.txt", "mine");
-  }
+  HostilePackage() { Put("outside/mine.txt", "mine"); }
   std::string Extract() {
     TagContainer asset = PackedAsset({1, 1, 1});
     asset.SetSubContainer("files", files_);
@@ -319,7 +316,7 @@ class HostilePackage : public PackageTest {
     return below;
   }
 
-  TagContainer files_;
+  TagContainer files_ = Container();
 };
 
 TEST_F(HostilePackage, NamesThatLeadElsewhereAreSkipped) {
