@@ -1,6 +1,8 @@
 #include "database/MUKPackage.h"
 
-#include <utility>
+#include <memory>
+#include <new>
+#include <span>
 
 #include "database/PackageFiles.h"
 #include "database/PackageTables.h"
@@ -8,6 +10,7 @@
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/CompressedBlocks.h"
+#include "kernel/standard/Subst.h"
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/TagFiles.h"
 
@@ -40,12 +43,35 @@ const Keys& TheKeys() {
   return keys;
 }
 
+/// Whether two tags have one key: a change to the first would bring out the second.
+bool HasRepeats(const TagContainer& tags) {
+  const std::unique_ptr<TagCursor> cursor = tags.IsEmptyHandle() ? nullptr : tags.Chunk()->Tags();
+  std::string_view key;
+  ChunkRef chunk;
+  while (cursor && cursor->Next(key, chunk)) {
+    if (!cursor->IsFirst()) return true;
+  }
+  return false;
+}
+
 const char* FaultOf(const TagContainer& tags) {
   const Keys& keys = TheKeys();
   if (tags.GetText(keys.kind).View() != "archive") return kNoPackage;
-  const std::uint32_t listed = tags.GetSubContainer(keys.contents).GetCount();
-  if (listed != tags.GetSubContainer(keys.assets).GetCount()) return kDamaged;
+  const TagContainer assets = tags.GetSubContainer(keys.assets);
+  if (HasRepeats(tags) || HasRepeats(assets)) return kDamaged;
+  if (tags.GetSubContainer(keys.contents).GetCount() != assets.GetCount()) return kDamaged;
   return tags.GetInt(keys.version) != 1 ? kNewer : nullptr;
+}
+
+/// The container itself if it is a heap tree, else one with the same nodes.
+TagContainer Own(const TagContainer& tags) {
+  if (!tags.IsEmptyHandle() && tags.Chunk()->Identity() == nullptr) return tags;
+  TagContainer own;
+  own.Ensure();
+  tags.ForEach([&](std::string_view key, const ChunkRef& chunk) {
+    own.Chunk()->AddTag(key.data() == nullptr ? Zef::PString() : Zef::PString(key), chunk);
+  });
+  return own;
 }
 
 /// Written beside its place, which it takes when it is whole.
@@ -62,6 +88,14 @@ bool WriteWhole(const std::string& path, std::span<const std::byte> bytes) {
   return false;
 }
 
+bool Write(const TagContainer& tags, const std::string& path) {
+  Zef::PString name;
+  std::string_view rest;
+  if (Zef::FindSubst(path, &name, &rest)) return SaveTagFileSafe(tags, name, rest);
+  Zef::ByteWriter out;
+  return AppendBinaryTags(out, tags) && WriteWhole(path, out.View());
+}
+
 }  // namespace
 
 MUKPackage::MUKPackage() { tags_.SetString(TheKeys().compression, "LZSS"); }
@@ -75,7 +109,7 @@ std::string MUKPackage::Open(const std::string& path, std::string_view extension
 
 std::string MUKPackage::OpenTags(const TagContainer& tags) {
   const char* const fault = FaultOf(tags);
-  ForgetAssets();
+  listing_.reset();
   tags_ = fault == nullptr ? tags : TagContainer();
   tags_.Ensure();
   tablesStale_ = false;
@@ -89,60 +123,51 @@ std::string MUKPackage::CheckName(std::string_view path) {
   return isNamed ? "" : kOtherExtension;
 }
 
-std::string MUKPackage::Save(const std::string& path) {
+std::string MUKPackage::Save(const std::string& path) try {
   if (std::string error = CheckName(path); !error.empty()) return error;
   RebuildTables();
-  Zef::ByteWriter out;
-  if (!AppendBinaryTags(out, tags_) || !WriteWhole(path, out.View())) return kNotSaved;
+  if (!Write(tags_, path)) return kNotSaved;
   changed_ = false;
   return {};
+} catch (const std::bad_alloc&) {
+  return PackageText::kOutOfMemory;
 }
 
 PackageCompression MUKPackage::Compression() const {
   return PackageCompressionOf(tags_.GetText(TheKeys().compression).View());
 }
 
-std::uint32_t MUKPackage::Count() const { return static_cast<std::uint32_t>(Assets().size()); }
-
 TagContainer MUKPackage::Get(std::uint32_t index) const {
-  const std::vector<TagContainer>& assets = Assets();
-  return index < assets.size() ? assets[index] : TagContainer();
+  return index < Count() ? Listed().assets[index] : TagContainer();
 }
 
 std::int32_t MUKPackage::Find(const PLID& id) const {
-  static_cast<void>(Assets());
-  const auto place = places_.find(id);
-  return place == places_.end() ? -1 : static_cast<std::int32_t>(place->second);
+  const Listing& listing = Listed();
+  const auto place = listing.places.find(id);
+  return place == listing.places.end() ? -1 : static_cast<std::int32_t>(place->second);
 }
 
 std::string MUKPackage::Add(const TagContainer& asset) {
-  const Keys& keys = TheKeys();
-  const PLID id = asset.GetPLID(keys.id);
+  const PLID id = asset.GetPLID(TheKeys().id);
   if (id.IsNull()) return kNoId;
-  TagContainer held = tags_.GetSubContainer(keys.assets);
+  TagContainer held = OwnAssets();
   const std::string name = id.TagText();
   // A key may stand for another identifier than that of its asset.
   if (Find(id) >= 0 || !IsNullChunk(held.FindTag(name).Get())) {
     return "Unable to add content as an item with PLID " + name + " is already present";
   }
-  const std::size_t count = Assets().size();
-  if (held.IsEmptyHandle()) {
-    held.Ensure();
-    tags_.SetSubContainer(keys.assets, held);
-  }
   held.SetSubContainer(Zef::PString(name), asset);
-  assets_.push_back(asset);
-  places_.emplace(id, static_cast<std::uint32_t>(count));
+  listing_->Append(asset);
   tablesStale_ = true;
   changed_ = true;
   return {};
 }
 
 std::string MUKPackage::Remove(std::uint32_t index) {
-  TagContainer held = tags_.GetSubContainer(TheKeys().assets);
+  TagContainer held = OwnAssets();
   if (index >= held.GetCount()) return kNothingToRemove;
   held.RemoveTag(held.GetTagName(index));
-  ForgetAssets();
+  listing_.reset();
   tablesStale_ = true;
   changed_ = true;
   return {};
@@ -150,7 +175,8 @@ std::string MUKPackage::Remove(std::uint32_t index) {
 
 TagContainer& MUKPackage::Tags() {
   if (tablesStale_) RebuildTables();
-  ForgetAssets();
+  listing_.reset();
+  changed_ = true;
   return tags_;
 }
 
@@ -159,34 +185,40 @@ const TagContainer& MUKPackage::Tags() const {
   return tags_;
 }
 
-const std::vector<TagContainer>& MUKPackage::Assets() const {
-  if (assetsKnown_) return assets_;
-  ForgetAssets();
-  tags_.GetSubContainer(TheKeys().assets).ForEach([&](std::string_view, const ChunkRef& chunk) {
-    const bool isContainer = chunk->GetType() == TagSoup;
-    const TagContainer asset = isContainer ? TagContainer(chunk) : TagContainer();
-    const PLID id = asset.GetPLID(TheKeys().id);
-    if (!id.IsNull()) places_.emplace(id, static_cast<std::uint32_t>(assets_.size()));
-    assets_.push_back(asset);
-  });
-  assetsKnown_ = true;
-  return assets_;
+/// The assets in a container that is no view of a file: there a change costs the same however many
+/// there are. The root is none either, as a file that came to hold views of itself would never die.
+TagContainer MUKPackage::OwnAssets() {
+  tags_ = Own(tags_);
+  const TagContainer held = tags_.GetSubContainer(TheKeys().assets);
+  TagContainer own = Own(held);
+  if (own.Chunk().Get() != held.Chunk().Get()) tags_.SetSubContainer(TheKeys().assets, own);
+  return own;
 }
 
-void MUKPackage::ForgetAssets() const {
-  assets_.clear();
-  places_.clear();
-  assetsKnown_ = false;
+void MUKPackage::Listing::Append(TagContainer asset) {
+  const PLID id = asset.GetPLID(TheKeys().id);
+  if (!id.IsNull()) places.emplace(id, static_cast<std::uint32_t>(assets.size()));
+  assets.push_back(std::move(asset));
+}
+
+const MUKPackage::Listing& MUKPackage::Listed() const {
+  if (listing_) return *listing_;
+  Listing listing;
+  tags_.GetSubContainer(TheKeys().assets).ForEach([&](std::string_view, const ChunkRef& chunk) {
+    listing.Append(chunk->GetType() == TagSoup ? TagContainer(chunk) : TagContainer());
+  });
+  return listing_.emplace(std::move(listing));
 }
 
 void MUKPackage::RebuildTables() const {
-  static_cast<void>(Assets());
   // An empty package has its containers too.
-  if (!tags_.HasTag(TheKeys().assets)) {
+  if (tags_.GetSubContainer(TheKeys().assets).IsEmptyHandle()) {
     TagContainer none;
     none.Ensure();
     tags_.SetSubContainer(TheKeys().assets, none);
   }
-  RebuildPackageTables(tags_, assets_);
+  // What a caller of Tags changed since.
+  listing_.reset();
+  RebuildPackageTables(tags_, Listed().assets);
   tablesStale_ = false;
 }

@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint32_t kLevel = 9;
 constexpr std::size_t kLengthSize = 4;
 
-/// What a stream may yield, with room to spare: a match of 258 bytes takes three bits at least.
+/// What a stream may yield, with room to spare: a match of 258 bytes takes 13 bits at least.
 constexpr std::uint64_t MostUnpacked(std::size_t streamSize) {
   constexpr std::uint64_t kFactor = 1024;
   return kFactor * streamSize + kFactor;

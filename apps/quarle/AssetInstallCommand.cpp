@@ -74,6 +74,6 @@ int RunAssetInstall(const AssetOptions& options, const CommonOptions& common) {
   const bool done = Install(paths, options.overwrite ? kInstallOverwrite : 0, &log, common);
   const bool written = session.Close();
   if (common.json) PrintJson(log, done);
-  PrintFailure(log, done, "not everything was installed", common);
+  PrintOutcome(log, done, "not everything was installed", common);
   return done && written ? kDone : kFailed;
 }

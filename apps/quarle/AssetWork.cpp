@@ -61,7 +61,7 @@ int RunAssetWork(const AssetOptions& options, const CommonOptions& common, const
   const Result result = ResultOf(asset);
   const bool written = session.Close();
   if (common.json) PrintJson(asset, done, result);
-  PrintFailure(asset.log, done, asset.failure, common);
+  PrintOutcome(asset.log, done, asset.failure, common);
   if (done && !common.json) {
     if (!asset.answer.empty()) Print(Printable(asset.answer) + "\n");
     if (!asset.summary.empty() && !common.quiet) Print(asset.summary + "\n");
@@ -69,7 +69,7 @@ int RunAssetWork(const AssetOptions& options, const CommonOptions& common, const
   return done && written ? kDone : kFailed;
 }
 
-void PrintFailure(const ResultsLog& log, bool done, const std::string& failure,
+void PrintOutcome(const ResultsLog& log, bool done, const std::string& failure,
                   const CommonOptions& common) {
   if (PrintMessages(log, done, common) || done) return;
   static_cast<void>(Fail(failure));

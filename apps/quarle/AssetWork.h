@@ -30,6 +30,6 @@ struct AssetWork {
 [[nodiscard]] int RunAssetWork(const AssetOptions& options, const CommonOptions& common,
                                const char* label, bool (*work)(AssetWork&));
 
-/// Prints a failed work's line, unless a message has said why.
-void PrintFailure(const ResultsLog& log, bool done, const std::string& failure,
+/// Prints the messages of work, and `failure` when it was not done and none of them says why.
+void PrintOutcome(const ResultsLog& log, bool done, const std::string& failure,
                   const CommonOptions& common);

@@ -223,6 +223,13 @@ TEST(IndexRecords, AreSearchedByNameKeywordsAndClass) {
   made.category = "TR;LOCO";
   index.ForgetSearchText(made);
   EXPECT_EQ(index.SearchText(made).View(), "my;big;engine;old;steam;locomotive");
+
+  // More words than are looked for one by one, each twice.
+  std::string many;
+  for (int word = 0; word < 200; ++word) many += "w" + std::to_string(word) + ";";
+  made.keywords = "old;" + many + many;
+  index.ForgetSearchText(made);
+  EXPECT_EQ(index.SearchText(made).View(), "my;big;engine;old;" + many + "locomotive");
 }
 
 }  // namespace
