@@ -95,7 +95,8 @@ AssetPlace OnDisk(const AssetOperation& work, const AssetPlace& place) {
 
 bool OwnsWorkingFolder(const AssetOperation& work, const MUKAsset& record) {
   const AssetPlace place = EditPlace(work.root, record);
-  return place.subst.IsNull() && Nest("editing", PathBelow(work.root, place.path)) &&
+  const std::string folder = place.subst.IsNull() ? ConfinedPath(work.root, place.path) : "";
+  return Nest("editing", PathBelow(work.root, folder)) &&
          !Overlap(place, LegacyPlace(work.root, record)) &&
          !Overlap(place, InstallPlace(work.root, record)) && !OthersClaim(work, record, place.path);
 }

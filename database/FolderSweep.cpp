@@ -30,7 +30,7 @@ class Sweeper {
     static std::atomic<Sweeper*> current{nullptr};
     Sweeper* known = current;
     if (known != nullptr && known->process_ == Zef::Platform::CurrentProcessId()) return *known;
-    auto fresh = std::unique_ptr<Sweeper>(new Sweeper);
+    auto fresh = std::unique_ptr<Sweeper>(new Sweeper(known));
     if (!current.compare_exchange_strong(known, fresh.get())) return *known;
     return *fresh.release();
   }
@@ -57,7 +57,7 @@ class Sweeper {
   }
 
  private:
-  Sweeper() = default;
+  explicit Sweeper(Sweeper* parents) : parents_(parents) {}
 
   bool StartLocked() {
     if (thread_.joinable()) thread_.join();  // it has let go of the lock for the last time
@@ -84,6 +84,8 @@ class Sweeper {
     done_.notify_all();
   }
 
+  [[maybe_unused]] Sweeper* const
+      parents_;  // that of the parent process, which cannot be destroyed
   const Zef::Platform::ProcessId process_ = Zef::Platform::CurrentProcessId();
   std::mutex mutex_;
   std::condition_variable done_;

@@ -42,24 +42,18 @@ TEST_F(LifeTest, FoldersAreNamedAndRecordsFollow) {
   ASSERT_TRUE(Live("o1"));
   EXPECT_EQ(EditFolder(), "editing/Big_ Boy____x" + std::string(107, 'y'));
   WriteWholeFile(folder_ / (EditFolder() + "/config.txt"),
-                 "plid <plid:1:7>\nname \"one\"\nquarle-build 2.9\nplid-table {\n0 <plid:1:9>\n}\n"
-                 "obsolete-table {\n0 <plid:1:8>\n}");
+                 "plid <plid:1:7>\nname \"one\"\nobsolete-table {\n0 <plid:1:8>\n}");
   SetAssetValidator([](const AssetPlace& place) {
     return place.path.find("/local/content ") == std::string::npos;
   });
-  EXPECT_TRUE(Live("c"));
+  EXPECT_TRUE(Live("c") && MUKGetFaulty(kId));
   SetAssetValidator({});
-  EXPECT_TRUE(MUKGetFaulty(kId) && MUKGetMissingDependency(kId));
   EXPECT_EQ(MUKGetArchiveName(kId) + ' ' + MUKGetName(kId), "local one");
   EXPECT_EQ(MUKResolve({1, 8, 0}), kId);
   EXPECT_EQ(MUKGetModifyTime(kId), 1'700'000'000u);
-  const std::uint32_t size = MUKGetSizeBytes(kId);
-
-  EXPECT_TRUE(Live("o2k") && MUKOpenAsset(kId, false, nullptr).id == kId);
+  EXPECT_TRUE(Live("o2k") && MUKOpenAsset(kId, false, nullptr).id == kId && !MUKGetFaulty(kId));
   EXPECT_EQ(MUKGetName(kId), "2") << "a kept working folder does not hold the fields back";
-  EXPECT_FALSE(MUKGetFaulty(kId) || MUKGetMissingDependency(kId));
   EXPECT_EQ(MUKResolve({1, 8, 0}), PLID(1, 8, 0));
-  EXPECT_LT(MUKGetSizeBytes(kId), size);
   EXPECT_TRUE(MUKDumpKeywords());
   EXPECT_NE(ReadWholeFile(folder_ / "KeywordsDump.dat").find("<plid:1:7>"), std::string::npos);
 }
@@ -74,7 +68,7 @@ TEST_F(LifeTest, NoAssetTakesTheFolderOfAnother) {
   Start();
   ASSERT_TRUE(open(kId, "Oak") && open(kOther, "oak") && Live("1"));
   EXPECT_EQ(MUKGetEditPath(kOther).substr(0, 13), "editing/edit ") << "no twin";
-  for (const char* const path : {"EDITING/oak", "editing/Oak/parts", "editing//Oak"}) {
+  for (const char* const path : {"EDITING/oak", "editing/Oak/parts", "editing"}) {
     MUKSetEditPath(kOther, path);
     EXPECT_TRUE(MUKRevertAssetEdits({kOther, true}) && !MUKFind(kOther)) << path;
     EXPECT_EQ(State(), "E1") << path;
@@ -90,12 +84,10 @@ TEST_F(LifeTest, NoAssetTakesTheFolderOfAnother) {
 
 TEST_F(LifeTest, LeftoversAreClearedButForThoseOfTheLiving) {
   WriteWholeFile(folder_ / "temp/staged-asset 1.lock", "");
-  for (const char* const name : {"1", "2", "3.old", "4.old"}) {
+  for (const char* const name : {"1", "2", "3.old"}) {
     WriteWholeFile(folder_ / ("temp/staged-asset " + std::string(name) + "/x"), name);
   }
   WriteWholeFile(folder_ / "temp/staged-asset 3.note", "0\nworld/none/x\n");
-  WriteWholeFile(folder_ / "temp/staged-asset 4.note", "0\nworld/x\n");
-  fs::create_directory(folder_ / "world");
   const auto lock =
       Zef::Platform::OpenFile(folder_ / "temp/staged-asset 1.lock",
                               {.write = true, .sharing = Zef::Platform::Sharing::DenyAll});
@@ -104,7 +96,6 @@ TEST_F(LifeTest, LeftoversAreClearedButForThoseOfTheLiving) {
   EXPECT_NE(tree.find("asset 1/x=1"), std::string::npos) << "somebody fills it";
   EXPECT_EQ(tree.find("asset 2"), std::string::npos);
   EXPECT_NE(tree.find("asset 3.old/x"), std::string::npos) << "it has no place to go back to";
-  EXPECT_EQ(ReadWholeFile(folder_ / "world/x/x"), "4.old");
   Zef::Platform::CloseFile(lock);
   Restart(true);
   EXPECT_EQ(Tree().find("asset 1"), std::string::npos);
@@ -119,23 +110,20 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
     const char* told;
   } cases[] = {{"nc", "editing", 'o', "open_file_error;"},
                {"nc", "I/run.exe", 'o', "copy_file_error;"},
-               {"nc", "@I/a.txt", 'o', "copy_file_error;"},
                {"nc", "temp", 'o', "copy_file_error;"},
                {"nc", "other", 'c', "commit_open_for_edit;"},
                {"n", "local", 'c', "commit_database_error;"},
                {"nco", "+E/config.txt", 'c', "commit_missing_config;"},
                {"n", "E/CONFIG.GROLE", 'c', "commit_duplicate_config;"},
-               {"nco", "E/Config.txt", 'k', "commit_duplicate_config;"},
-               {"n", "E/.hidden.txt", 'c', "package_file_bad_name;commit_invalid_files;"},
+               {"n", "@E/parts/e", 'c', "package_file_bad_name;commit_invalid_files;"},
                {"nco", "temp", 'c', "commit_file_error;"},
-               {"nc", "P", 'o', "edit_perm;"},
                {"nco", "P", 'c', "commit_perm;"},
                {"nco", "U", 'c', "commit_file_error;"},
                {"nco", "S", 'c', "commit_file_error;"}};
   for (const auto& each : cases) {
     Renew();
     ASSERT_TRUE(Live(each.before));
-    if (each.way == "P") MUKSetPermitEdit(kId, false), MUKSetPermitCommit(kId, false);
+    if (each.way == "P") MUKSetPermitCommit(kId, false);
     if (each.way == "U") MUKSetInstallPath(kId, "../up");
     if (each.way == "S") MUKSetEditPath(kId, InstallFolder());  // the very same folder
     std::string way = each.way.substr(each.way.find_first_not_of("+@"));
