@@ -4,7 +4,7 @@
 #include "database/AssetCopy.h"
 #include "database/AssetEdit.h"
 #include "database/AssetMessages.h"
-#include "database/AssetWork.h"
+#include "database/AssetOperation.h"
 #include "database/ContentServices.h"
 #include "database/FileRules.h"
 #include "database/FolderSweep.h"
@@ -77,7 +77,7 @@ class Commit {
 
   bool Keeps() const { return (flags_ & kCommitKeepWorkingFolder) != 0; }
 
-  AssetWork work_;
+  AssetOperation work_;
   MUKAsset& record_;
   ResultsLog* log_;
   std::uint32_t flags_;

@@ -1,7 +1,7 @@
 #include "database/Accessors.h"
 #include "database/AssetEdit.h"
+#include "database/AssetOperation.h"
 #include "database/AssetUpdate.h"
-#include "database/AssetWork.h"
 #include "database/ContentServices.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
@@ -10,7 +10,7 @@
 namespace {
 
 /// True for a folder that is gone in the end, or leads nowhere. False for one below a substitution.
-bool Delete(const AssetWork& work, const AssetPlace& place) {
+bool Delete(const AssetOperation& work, const AssetPlace& place) {
   if (place.IsNowhere()) return true;
   work.MarkChanged();
   work.Step("delete: before the folder");
@@ -35,7 +35,7 @@ bool Overlap(const AssetPlace& a, const AssetPlace& b) {
          !PathBelow(b.path, a.path).empty();
 }
 
-bool DropWorkingFolder(const AssetWork& work, MUKAsset& record) {
+bool DropWorkingFolder(const AssetOperation& work, MUKAsset& record) {
   const AssetPlace place = EditPlace(work.root, record);
   const bool isOurs = place.subst.IsNull() && !PathBelow(work.root, place.path).empty() &&
                       !Overlap(place, LegacyPlace(work.root, record)) &&
@@ -47,14 +47,14 @@ bool DropWorkingFolder(const AssetWork& work, MUKAsset& record) {
   return true;
 }
 
-bool DropLegacyFolder(const AssetWork& work, MUKAsset& record) {
+bool DropLegacyFolder(const AssetOperation& work, MUKAsset& record) {
   if (!Delete(work, LegacyPlace(work.root, record))) return false;
   record.legacyPath.Clear();
   work.MarkChanged();
   return true;
 }
 
-bool DropInstallFolder(const AssetWork& work, MUKAsset& record) {
+bool DropInstallFolder(const AssetOperation& work, MUKAsset& record) {
   if (!Delete(work, InstallPlace(work.root, record))) return false;
   record.installPath.Clear();
   record.archiveName.Clear();
@@ -65,7 +65,7 @@ bool DropInstallFolder(const AssetWork& work, MUKAsset& record) {
 void MUKDeleteAsset(const PLID& id, bool forget) {
   const MUKLock guard(true);
   if (!guard.IsHeld()) return;
-  const AssetWork work;
+  const AssetOperation work;
   MUKAsset* const record = work.index.Find(id);
   if (record == nullptr) return;
   const bool isBuiltIn = record->Has(AssetFlag::BuiltIn);

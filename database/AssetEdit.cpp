@@ -2,8 +2,8 @@
 
 #include "database/AssetCopy.h"
 #include "database/AssetMessages.h"
+#include "database/AssetOperation.h"
 #include "database/AssetUpdate.h"
-#include "database/AssetWork.h"
 #include "database/ContentServices.h"
 #include "database/FolderSweep.h"
 #include "database/MUKLock.h"
@@ -20,13 +20,14 @@ bool HasCommitted(const MUKAsset& record) {
 }
 
 /// The copy stands in its place whole or not at all.
-bool FillWorkingFolder(const AssetWork& work, const AssetPlace& source, const AssetPlace& target) {
+bool FillWorkingFolder(const AssetOperation& work, const AssetPlace& source,
+                       const AssetPlace& target) {
   StagedFolder staged(work.root, work.settings.stepObserver);
   return staged.IsMade() && CopyAssetFolder(source, staged.Path()) && staged.Put(target.path);
 }
 
 /// The key of what went wrong, or null.
-const char* OpenForEdit(const AssetWork& work, MUKAsset& record) {
+const char* OpenForEdit(const AssetOperation& work, MUKAsset& record) {
   if (!record.Has(AssetFlag::PermitEdit)) return "$muk_edit_perm";
   if (!record.editPath.IsEmpty()) {
     if (!IsFolderGone(EditPlace(work.root, record))) return nullptr;
@@ -57,7 +58,7 @@ const char* OpenForEdit(const AssetWork& work, MUKAsset& record) {
 
 }  // namespace
 
-AssetPlace CommittedPlace(const AssetWork& work, const MUKAsset& record) {
+AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record) {
   return record.legacyPath.IsEmpty() ? InstallPlace(work.root, record)
                                      : LegacyPlace(work.root, record);
 }
@@ -68,7 +69,7 @@ MUKAssetHandle MUKOpenAsset(const PLID& id, bool forEdit, ResultsLog* log) {
   if (record == nullptr) return {};
   const char* failure = nullptr;
   if (forEdit) {
-    failure = OpenForEdit(AssetWork(), *record);
+    failure = OpenForEdit(AssetOperation(), *record);
   } else if (!HasCommitted(*record)) {
     failure = "$muk_not_committed";
   }
@@ -81,7 +82,7 @@ bool MUKRevertAssetEdits(const MUKAssetHandle& handle) {
   if (handle.IsNull() || !handle.forEdit) return false;
   const MUKLock guard(true);
   if (!guard.IsHeld()) return false;
-  const AssetWork work;
+  const AssetOperation work;
   MUKAsset* const record = work.index.Find(handle.id);
   if (record == nullptr) return false;
   if (record->editPath.IsEmpty()) return true;

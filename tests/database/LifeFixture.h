@@ -18,7 +18,7 @@ class LifeTest : public RunningTest {
  protected:
   static constexpr PLID kId{1, 7, 0};
 
-  /// Writes a config of this generation, which is its name, and of one file beside it.
+  /// Writes a config of this generation, which is its name, and a file that holds it too.
   void Write(const std::string& folder, char generation) const {
     const std::string name(1, generation);
     WriteWholeFile(folder_ / (folder + "/config.txt"), "plid <plid:1:7>\nname \"" + name + "\"\n");
@@ -28,26 +28,24 @@ class LifeTest : public RunningTest {
   std::string InstallFolder() const { return "local/" + MUKGetInstallPath(kId); }
 
   /// One letter, one step of a life; false when it was refused. Digits write that generation into
-  /// the working folder.
+  /// the working folder; others are commits, or stand for what they call.
   bool Do(char step) {
+    constexpr std::string_view kCommits = "cku";
+    if (const std::size_t flags = kCommits.find(step); flags != std::string_view::npos) {
+      return MUKCommitAssetEdits(kId, &log_, static_cast<std::uint32_t>(flags));
+    }
     switch (step) {
       case 'n':  // new, with its first generation
-        if (MUKCreateNew(kId).IsNull() || !Do('o')) return false;
-        return Do('1');
+        return !MUKCreateNew(kId).IsNull() && Live("o1");
+      case 'l':  // there in the older layout
+      case 'L':
+        Write(step == 'l' ? "world/w/g/a" : "local/a", '1');
+        MUKCreateNew(kId);
+        return MUKSetLegacyPath(kId, step == 'l' ? "world\\w/g/a" : "LOCAL/a");
       case 'o':
         return !MUKOpenAsset(kId, true, &log_).IsNull();
-      case 'c':
-        return MUKCommitAssetEdits(kId, &log_);
-      case 'k':
-        return MUKCommitAssetEdits(kId, &log_, kCommitKeepWorkingFolder);
-      case 'u':
-        return MUKCommitAssetEdits(kId, &log_, kCommitUpgradeLocation);
       case 'r':
         return MUKRevertAssetEdits({kId, true});
-      case 'd':
-      case 'f':
-        MUKDeleteAsset(kId, step == 'f');
-        return true;
       case 's':
         return MUKSetListed(kId, true);
       case 'b':
@@ -56,7 +54,7 @@ class LifeTest : public RunningTest {
         WriteWholeFile(folder_ / (EditFolder() + "/parts/Thumbs.DB"), "");
         return true;
       default:
-        Write(EditFolder(), step);
+        step == 'd' || step == 'f' ? MUKDeleteAsset(kId, step == 'f') : Write(EditFolder(), step);
         return true;
     }
   }
@@ -74,7 +72,8 @@ class LifeTest : public RunningTest {
     if (!MUKGetLegacyPath(kId).empty()) state += "L" + Generation(MUKGetLegacyPath(kId));
     return state.empty() ? "." : state;
   }
-  std::string Generation(const std::string& folder) const {
+  std::string Generation(std::string folder) const {
+    std::replace(folder.begin(), folder.end(), '\\', '/');
     if (!std::filesystem::exists(folder_ / folder)) return "!";
     const std::string config = folder_ / (folder + "/config.txt");
     const std::string body = folder_ / (folder + "/parts/body.txt");
@@ -97,7 +96,7 @@ class LifeTest : public RunningTest {
     Start();
   }
 
-  /// All paths below the root but those of the database's own files, with the contents.
+  /// All paths in the folders of assets, with the contents.
   std::string Tree() const {
     AwaitSweeps();
     std::vector<std::string> all;

@@ -1,4 +1,4 @@
-// AssetWork: what the operations of the life cycle share, while they hold their guard.
+// AssetOperation: what the operations of the life cycle share, while they hold their guard.
 //
 // Not for anybody else: see AssetEdit.h.
 
@@ -11,8 +11,8 @@
 #include "database/MUKAsset.h"
 
 /// Of the running database, under an exclusive guard of the calling thread.
-struct AssetWork {
-  AssetWork()
+struct AssetOperation {
+  AssetOperation()
       : database(Database::Get()),
         index(database.Index()),
         settings(database.Settings()),
@@ -35,7 +35,7 @@ struct AssetWork {
 };
 
 /// Where the files of a record lie that are not open for edit; nowhere for a record without.
-AssetPlace CommittedPlace(const AssetWork& work, const MUKAsset& record);
+AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record);
 
 /// Whether two places are one folder, or one lies in the other.
 bool Overlap(const AssetPlace& a, const AssetPlace& b);
@@ -43,7 +43,7 @@ bool Overlap(const AssetPlace& a, const AssetPlace& b);
 /// Deletes the working folder and clears `editPath`. One outside the product root is only
 /// forgotten, and so is one that the committed files share. False, with all as it was, when it
 /// cannot be deleted.
-[[nodiscard]] bool DropWorkingFolder(const AssetWork& work, MUKAsset& record);
+[[nodiscard]] bool DropWorkingFolder(const AssetOperation& work, MUKAsset& record);
 /// The same for the committed files. What lies in a mounted archive stays.
-[[nodiscard]] bool DropLegacyFolder(const AssetWork& work, MUKAsset& record);
-[[nodiscard]] bool DropInstallFolder(const AssetWork& work, MUKAsset& record);
+[[nodiscard]] bool DropLegacyFolder(const AssetOperation& work, MUKAsset& record);
+[[nodiscard]] bool DropInstallFolder(const AssetOperation& work, MUKAsset& record);
