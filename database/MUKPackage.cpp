@@ -48,6 +48,17 @@ const char* FaultOf(const TagContainer& tags) {
   return tags.GetInt(keys.version) != 1 ? kNewer : nullptr;
 }
 
+/// The container itself if it is a heap tree, else one with the same nodes.
+TagContainer Own(const TagContainer& tags) {
+  if (!tags.IsEmptyHandle() && tags.Chunk()->Identity() == nullptr) return tags;
+  TagContainer own;
+  own.Ensure();
+  tags.ForEach([&](std::string_view key, const ChunkRef& chunk) {
+    own.Chunk()->AddTag(key.data() == nullptr ? Zef::PString() : Zef::PString(key), chunk);
+  });
+  return own;
+}
+
 /// Written beside its place, which it takes when it is whole.
 bool WriteWhole(const std::string& path, std::span<const std::byte> bytes) {
   std::string temporary;
@@ -152,16 +163,13 @@ const TagContainer& MUKPackage::Tags() const {
   return tags_;
 }
 
-/// The assets in a container of ours, where a change costs the same however many there are.
+/// The assets in a container that is no view of a file: there a change costs the same however many
+/// there are. The root is none either, as a file that came to hold views of itself would never die.
 TagContainer MUKPackage::OwnAssets() {
+  tags_ = Own(tags_);
   const TagContainer held = tags_.GetSubContainer(TheKeys().assets);
-  if (!held.IsEmptyHandle() && held.Chunk()->Identity() == nullptr) return held;
-  TagContainer own;
-  own.Ensure();
-  held.ForEach([&](std::string_view key, const ChunkRef& chunk) {
-    own.Chunk()->AddTag(key.data() == nullptr ? Zef::PString() : Zef::PString(key), chunk);
-  });
-  tags_.SetSubContainer(TheKeys().assets, own);
+  TagContainer own = Own(held);
+  if (own.Chunk().Get() != held.Chunk().Get()) tags_.SetSubContainer(TheKeys().assets, own);
   return own;
 }
 

@@ -86,17 +86,14 @@ TEST_F(AssetArchive, DamageStopsTheList) {
     std::string by;
     std::string opened;
   } cases[] = {
-      {0, "crak", ok + "3"},
       {0, "CRAK", none},
       {4, Word(1), none},
       {8, Word(0), damaged + "0"},
       {8, Word(bytes_.size() + 1), damaged + "0"},
       {8, Word(bytes_.size() - 1), damaged + "0"},
-      {second + 8, Word(second), damaged + "1"},
       {second + 8, Word(kFirst), damaged + "1"},
       {second + 8, Word(second + 12), damaged + "1"},
       {second + 8, Word(end + 1), damaged + "1"},
-      {second + 8, Word(0xFFFFFFFF), damaged + "1"},
       {second + 8, Word(end), ok + "2"},
       {third + 8, Word(end - 3), damaged + "3"},
       {second, std::string(8, '\xFF'), damaged + "1"},

@@ -13,20 +13,19 @@ constexpr PLID kNext(77, 500, 0);
 class CloneTest : public Test::InstallTest {
  protected:
   CloneTest() {
-    Put("settings/plid.txt", "base-plid <plid:77:500>\n");
-    Put("local/mine/config.txt", "plid <plid:77:1>\nobsolete-table {\n7 <plid:77:9>\n}\n");
-    Put("local/mine/Sub/mesh.txt", "mesh");
-    Put("local/last/config.txt", "plid <plid2:77:2:127>\n");
-    Put("local/bad/config.txt", "plid <plid:5:1>\n");
-    Put("local/bad/tool.exe", "");
+    for (const auto& [file, text] : std::map<const char*, const char*>{
+             {"settings/plid.txt", "base-plid <plid:77:500>"},
+             {"local/mine/config.txt", "plid <plid:77:1>\nobsolete-table {\n7 <plid:77:9>\n}"},
+             {"local/mine/Sub/mesh.txt", "mesh"},
+             {"local/last/config.txt", "plid <plid2:77:2:127>"},
+             {"local/bad/config.txt", "plid <plid:5:1>"},
+             {"local/bad/tool.exe", ""}}) {
+      ::Test::WriteWholeFile(folder_ / file, text);
+    }
     fs::create_directory(folder_ / "local/binary");
-    TagContainer binary;
-    binary.SetPLID(Zef::PString("plid"), {5, 2, 0});
+    const TagContainer binary = Content({5, 2, 0}, {});
     EXPECT_TRUE(SaveTagFile(binary, {}, folder_ / "local/binary/config.grole"));
     Start();
-  }
-  void Put(const char* file, const char* text) const {
-    ::Test::WriteWholeFile(folder_ / file, text);
   }
   /// "identifier obsolete,obsolete," in the config of an asset that is open for edit.
   std::string Config(PLID id) const {

@@ -19,34 +19,28 @@ class InstallTest : public LifeTest {
   /// An asset for a package that does not compress.
   static TagContainer Content(PLID id, const std::map<std::string, std::string>& texts) {
     TagContainer content;
-    content.SetPLID(Zef::PString("plid"), id);
     TagContainer files;
     files.Ensure();
     for (const auto& [name, text] : texts) {
       files.SetBinary(Zef::PString(name), text.data(), static_cast<std::uint32_t>(text.size()));
     }
+    content.SetPLID(Zef::PString("plid"), id);
     content.SetSubContainer(Zef::PString("files"), files);
     return content;
   }
-  static MUKPackage Stored() {
-    MUKPackage package;
-    package.Tags().SetString(Zef::PString("compression"), "");
-    return package;
-  }
-  /// "level key about;" of each entry, which is gone then. Keys lose "$muk_", paths the root's.
+  /// "level key about;" of each entry, which is gone then, without "$muk_" and the root.
   std::string Told() {
     std::string told;
     for (const ResultEntry& entry : log_.Entries()) {
       const auto& message = dynamic_cast<const AssetMessage&>(*entry.reference);
-      const bool isFile = message.asset.IsNull() && !message.parameters[0].empty();
-      const std::string about = isFile ? message.parameters[0] : message.asset.ToDelimited(':');
-      told += std::to_string(entry.level) + ' ' + entry.text.substr(5) + ' ' +
-              about.substr(about.find(folder_.Path().string()) == 0 ? Root().size() : 0) + ';';
+      std::string about = message.asset.ToDelimited(':');
+      if (message.asset.IsNull()) about = message.parameters[0];
+      if (about[0] == '/') about.erase(0, folder_.Path().string().size() + 1);
+      told += std::to_string(entry.level) + ' ' + entry.text.substr(5) + ' ' + about + ';';
     }
     log_.Clear();
     return told;
   }
-  std::string Root() const { return folder_ / ""; }
 };
 
 }  // namespace Test
