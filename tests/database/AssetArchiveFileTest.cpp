@@ -92,10 +92,12 @@ TEST_F(AssetArchive, DamageStopsTheList) {
       {8, Word(bytes_.size() + 1), damaged + "0"},
       {8, Word(bytes_.size() - 1), damaged + "0"},
       {second + 8, Word(kFirst), damaged + "1"},
-      {second + 8, Word(second + 12), damaged + "1"},
+      {second + 8, Word(second + 13), damaged + "1"},
       {second + 8, Word(end + 1), damaged + "1"},
       {second + 8, Word(end), ok + "2"},
-      {third + 8, Word(end - 3), damaged + "3"},
+      {third + 8, Word(end - 3), damaged + "2"},
+      {third + 12 + 12, Word(end - third - 12 - 16 + 1), damaged + "2"},
+      {third + 12 + 12, Word(0xFFFFFFFF), damaged + "2"},
       {second, std::string(8, '\xFF'), damaged + "1"},
       {end, std::string(8, '\0'), damaged + "3"},
   };
@@ -106,11 +108,11 @@ TEST_F(AssetArchive, DamageStopsTheList) {
     AssetArchiveReader reader;
     EXPECT_NE(reader.Open(folder_ / "cut", kId), Status::Ok) << size;
   }
-  // A package that says it goes on behind its entry.
-  Put("spoilt", std::string(bytes_).replace(kFirst + 12 + 12, 4, Word(second)));
+  // What stands behind a package is no part of it.
+  Put("spoilt", std::string(bytes_).replace(second + 8, 4, Word(end)));
   AssetArchiveReader reader;
   ASSERT_EQ(reader.Open(folder_ / "spoilt", kId), Status::Ok);
-  EXPECT_NE(reader.OpenPackage(reader.Entries()[0], package_), "");
+  EXPECT_EQ(reader.Entries()[1].size, third - second - 12);
   EXPECT_EQ(reader.OpenPackage(reader.Entries()[1], package_), "");
   EXPECT_EQ(reader.Open(folder_ / "none", kId), Status::NoFile);
   EXPECT_TRUE(reader.Entries().empty());
