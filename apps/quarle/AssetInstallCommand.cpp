@@ -37,7 +37,7 @@ bool Install(const std::vector<std::string>& paths, std::uint32_t flags, Results
   bool all = true;
   std::uint64_t before = 0;
   for (const std::string& path : paths) {
-    const auto advance = [&](std::uint32_t done, std::uint32_t total) {
+    const auto advance = [&](std::uint64_t done, std::uint64_t total) {
       progress.Advance(before + kStepsAFile * done / total);
     };
     const std::size_t told = log->Entries().size();
