@@ -4,7 +4,6 @@
 
 #include "tagdata/TagFiles.h"
 #include "tests/database/LifeFixture.h"
-#include "tests/database/PackageFixture.h"
 
 namespace {
 

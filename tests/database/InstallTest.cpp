@@ -1,20 +1,16 @@
 #include "database/AssetInstall.h"
 
 #include <functional>
-#include <set>
 
 #include "database/AssetArt.h"
-#include "database/AssetClone.h"
 #include "database/AssetInfo.h"
 #include "tests/database/LifeFixture.h"
-#include "tests/database/PackageFixture.h"
 #include "tests/support/ChildProcess.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using Test::AddBinary;
-using Test::Container;
 using Test::ReadWholeFile;
 using Test::WriteWholeFile;
 
@@ -24,24 +20,16 @@ std::function<bool()> atStep;  // of a child alone
 
 class InstallTest : public Test::LifeTest {
  protected:
-  /// The second generation, with something wrong.
-  bool Install(std::uint32_t flags, char fault = '-') {
-    TagContainer asset = ::Test::PackedAsset(kId);
-    TagContainer files = asset.GetSubContainer("files");
-    TagContainer parts = Container();
-    AddBinary(parts, "body.txt", "2");
-    files.SetSubContainer("parts", parts);
-    asset.SetString("name", "2");
+  bool InstallFaulty(char fault, std::uint32_t flags) {
+    TagContainer asset = Packed();
     if (fault == 'c') MUKSetPermitCommit(kId, false);
     if (fault == 'b') WriteWholeFile(folder_ / "editing", "a file bars the way");
     if (fault == 'i') asset.SetString("plid", "none");
     if (fault == 'k') asset.SetString("PLID", "<plid:6:6>");  // in a text the same key
     if (fault == 'x') asset.SetString("x", std::string(5 << 20, 'x'));
-    if (fault == 't') files.SetString("b.txt", "a text for a file");
+    if (fault == 't') asset.GetSubContainer("files").SetString("b.txt", "a text for a file");
     if (fault == 'o') WriteWholeFile(folder_ / (InstallFolder() + "/old.exe"), "");
-    MUKPackage package;
-    package.Tags().SetString("compression", "");
-    return MUKInstallAsset(asset, package, &log_, flags);
+    return Install(asset, flags);
   }
   /// What is told of a file, and of each asset in it.
   std::string InstallFile(const std::string& path, std::uint32_t flags = 0) {
@@ -82,7 +70,7 @@ TEST_F(InstallTest, InstallsWholeOrLeavesEverythingAsItWas) {
     ASSERT_TRUE(Live(steps.substr(0, steps.find('p'))));
     MUKSetPatched(kId, steps.ends_with('p'));
     const std::string tree = Tree();
-    const bool isDone = Install(each.flags, each.fault);
+    const bool isDone = InstallFaulty(each.fault, each.flags);
     const ResultEntry last = log_.Entries().back();
     const auto& message = dynamic_cast<const AssetMessage&>(*last.reference);
     const bool hasReason = last.text.ends_with("_failed_install") || last.text.ends_with("_error");
@@ -155,46 +143,6 @@ TEST_F(InstallTest, TakesAFolderAndLeavesItAsItIs) {
   EXPECT_EQ(Tree().find("\"new\""), std::string::npos);
 }
 
-TEST_F(InstallTest, KilledAnywhereAnAssetIsThereWholeOrNotAtAll) {
-  constexpr PLID kClone(1, 9, 0);
-  const ::Test::TempFolder told;
-  // Writes down the asset's state and its clone's, and gives 0 unless it was killed.
-  const auto run = [&](int steps, const std::function<void()>& operation) {
-    const ::Test::ChildProcess child([&] {
-      atStep = [left = steps]() mutable { return left-- == 0 && raise(SIGKILL) == 0; };
-      settings_.stepObserver = [](const char*) { atStep(); };
-      Start();
-      operation();
-      const std::string edit = MUKGetEditPath(kClone);
-      WriteWholeFile(told / "state", State() + ' ' + (edit.empty() ? "" : Generation(edit)));
-      MUKShutdown();
-      return 0;
-    });
-    return child.AwaitEnd();
-  };
-  const struct {
-    const char* before;
-    std::function<void()> operation;
-    std::set<std::string> allowed;
-  } cases[] = {
-      {"", [&] { Install(0); }, {"- ", "E2 ", "E2I2 ", "I2 "}},
-      {"nc", [&] { Install(kOver); }, {"I1 ", "E2I1 ", "E2I2 ", "I2 "}},
-      {"nc", [&] { EXPECT_EQ(MUKCloneAsset(kId, kClone, false, &log_), kClone); }, {"I1 ", "I1 1"}},
-  };
-  for (const auto& each : cases) {
-    int status = -1;
-    for (int steps = 0; status != 0; ++steps) {
-      fs::remove_all(folder_.Path());
-      ASSERT_EQ(run(-1, [&] { Live(each.before); }), 0);
-      status = run(steps, each.operation);
-      ASSERT_EQ(run(-1, [] {}), 0);
-      const std::string state = ReadWholeFile(told / "state");
-      EXPECT_TRUE(each.allowed.contains(state)) << state << " at " << steps;
-      EXPECT_TRUE(status != 0 || steps >= 5) << "the steps are all there";
-    }
-  }
-}
-
 // A start cleans up among the working folders: not while they are another process's work.
 TEST_F(InstallTest, AnotherProcessMayStartMeanwhile) {
   const fs::path editing = folder_ / "editing";
@@ -205,7 +153,7 @@ TEST_F(InstallTest, AnotherProcessMayStartMeanwhile) {
     };
     settings_.stepObserver = [](const char*) { atStep(); };
     Start();
-    Install(0);
+    Live("i");
     MUKShutdown();
     return 0;
   });

@@ -232,7 +232,7 @@ TEST_F(PackageTest, ManyEntriesAreListedInOnePass) {
   for (std::uint32_t i = 0; i < kEntries; ++i) ASSERT_FALSE(package_.Get(i).IsEmptyHandle());
   EXPECT_EQ(CheckPackage(package_, {}).size(), kMostPackageProblems);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-  EXPECT_LT(took.count(), 10) << "linear: a fraction of a second; quadratic: minutes";
+  EXPECT_LT(took.count(), 60) << "linear: a fraction of a second; quadratic: minutes";
 }
 
 TEST_F(PackageTest, TablesTellWhatIsMissing) {
