@@ -1,5 +1,6 @@
 #include "database/AssetInstall.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -16,6 +17,7 @@
 #include "database/MUKLock.h"
 #include "database/MUKPackage.h"
 #include "database/NameRule.h"
+#include "database/PackageCheck.h"
 #include "database/PackageFolder.h"
 #include "database/StagedFolder.h"
 #include "environment/ResultsLog.h"
@@ -25,6 +27,7 @@
 namespace {
 
 constexpr const char* kNoFolder = "no folder could be made for it";
+constexpr std::uint64_t kStepsAnAsset = 1000;
 constexpr float kFileNameBuild = 2.5f;  // the first whose assets do without "asset-filename"
 
 const char* Refusal(const MUKAssetInfo& info, std::uint32_t flags) {
@@ -191,9 +194,18 @@ bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flag
     return false;
   }
   bool all = true;
+  const std::uint64_t total = kStepsAnAsset * package.Count();
   for (std::uint32_t at = 0; at < package.Count(); ++at) {
-    if (!MUKInstallAsset(package.Get(at), package, log, flags)) all = false;
-    if (progress) progress(at + 1, package.Count());
+    const TagContainer asset = package.Get(at);
+    const std::uint64_t before = kStepsAnAsset * at;
+    if (progress) {
+      const std::uint64_t size = MeasurePackageFiles(asset, package.Compression()).bytes;
+      package.SetProgress([&progress, before, size, total](std::uint64_t bytes) {
+        progress(before + (size == 0 ? 0 : kStepsAnAsset * std::min(bytes, size) / size), total);
+      });
+    }
+    if (!MUKInstallAsset(asset, package, log, flags)) all = false;
+    if (progress) progress(before + kStepsAnAsset, total);
   }
   return all;
 }
