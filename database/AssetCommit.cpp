@@ -1,19 +1,24 @@
 #include <mutex>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "database/AssetCopy.h"
 #include "database/AssetEdit.h"
 #include "database/AssetMessages.h"
 #include "database/AssetOperation.h"
+#include "database/AssetWalk.h"
 #include "database/ContentServices.h"
 #include "database/FileRules.h"
 #include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
 #include "environment/ResultsLog.h"
+#include "kernel/platform/FolderCopy.h"
 #include "kernel/platform/FolderReader.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/FileFind.h"
 #include "kernel/standard/FilePath.h"
 #include "kernel/standard/Trace.h"
 
@@ -25,16 +30,19 @@ using Zef::Platform::FolderReader;
 
 constexpr std::string_view kConfigs[] = {"config.txt", "config.grole"};
 
-/// Whether files lie in a folder or below that a commit leaves out. True for one too deep to tell.
-bool HasIgnored(const FolderReader& folder, std::size_t depth = 0) {
-  FolderListing listing;
-  if (depth > kDeepestAssetFolder || !folder.IsOpen() || !folder.List(&listing)) return true;
-  for (std::size_t at = 0; at < listing.Count(); ++at) {
-    if (Ignored(listing.NameView(at))) return true;
-    const bool isFolder = listing.Kind(at) == EntryKind::Folder;
-    if (isFolder && HasIgnored(folder.OpenFolder(listing.Name(at)), depth + 1)) return true;
-  }
-  return false;
+/// Names, sizes and times, to notice that a file was saved.
+std::string StampOf(const AssetPlace& folder) {
+  std::string stamp;
+  AssetWalkVisitor visitor;
+  visitor.file = [&](const WalkedFile& file) {
+    Zef::Platform::FileInfo info;
+    static_cast<void>(Zef::Platform::GetInfoNoFollow(file.place.path, &info));
+    stamp.append(file.place.path).append("\n").append(std::to_string(info.size));
+    stamp.append(" ").append(std::to_string(info.written)).append("\n");
+    return true;
+  };
+  static_cast<void>(WalkAssetFolder(folder, "", visitor));
+  return stamp;
 }
 
 /// An asset on its way from its working folder to where it is installed.
@@ -50,7 +58,9 @@ class Commit {
   bool FindTarget();
   const char* FaultOfFiles() const;
   bool PutInPlace();
+  bool MoveInPlace();
   bool CopyInPlace();
+  bool DropIgnored(const std::string& folder, std::size_t depth);
   void UpgradeLocation();
   void UpdateRecord();
 
@@ -62,7 +72,9 @@ class Commit {
   std::uint32_t flags_;
   AssetPlace working_;
   AssetPlace target_;
-  std::string madeFolder_;  // below "local", of an asset that had no place
+  std::string madeFolder_;  // below "local", of an asset that had no place on disk
+  bool hasMoved_ = false;
+  bool isSaved_ = false;  // while it was copied
 };
 
 const char* Commit::Run() {
@@ -81,20 +93,25 @@ const char* Commit::Run() {
     record_.installPath = std::string_view(madeFolder_).substr(kLocalArchive.size() + 1);
     record_.archiveName = kLocalArchive;
   }
-  // One that cannot be deleted stays open for edit.
-  if (!Keeps()) static_cast<void>(DropWorkingFolder(work_, record_));
+  if (hasMoved_) {
+    record_.editPath.Clear();
+  } else if (!Keeps() && !isSaved_) {
+    // One that cannot be deleted stays open for edit.
+    static_cast<void>(DropWorkingFolder(work_, record_));
+  }
   if ((flags_ & kCommitUpgradeLocation) != 0) UpgradeLocation();
   UpdateRecord();
   return nullptr;
 }
 
 bool Commit::FindTarget() {
-  if (!record_.legacyPath.IsEmpty() || !record_.installPath.IsEmpty()) {
-    target_ = CommittedPlace(work_, record_);
-    return true;
-  }
+  const bool isInstalled = !record_.legacyPath.IsEmpty() || !record_.installPath.IsEmpty();
+  target_ = OnDisk(work_, CommittedPlace(work_, record_));
+  // One in a mounted archive comes to lie beside it: nothing can be put in its place there.
+  if (isInstalled && target_.subst.IsNull()) return true;
+  work_.MarkChanged();
   madeFolder_ = MakeAssetFolder(work_.root, kLocalArchive, "content ");
-  target_.path = work_.root + "/" + madeFolder_;
+  target_ = {{}, work_.root + "/" + madeFolder_};
   work_.Step("commit: folder made");
   return !madeFolder_.empty();
 }
@@ -106,26 +123,47 @@ const char* Commit::FaultOfFiles() const {
   return CheckFolder(working_, log_) ? nullptr : "$muk_commit_invalid_files";
 }
 
-/// Nothing can be put in the place of a part of an archive, or of what lies outside the product.
 bool Commit::PutInPlace() {
-  if (!target_.subst.IsNull() || target_.path.empty() || Overlap(working_, target_)) return false;
+  if (target_.path.empty() || Overlap(working_, target_)) return false;
   work_.MarkChanged();
   work_.Step("commit: files checked");
-  // The folder itself goes, as it costs nothing, and an editor that has a file open writes on where
-  // it can be found.
-  const bool mayMove = !Keeps() && working_.subst.IsNull() &&
-                       !PathBelow(work_.root, working_.path).empty() &&
-                       !HasIgnored(FolderReader(working_.path));
-  const auto observer = work_.settings.stepObserver;
-  return (mayMove && MoveAssetFolder(work_.root, working_.path, target_.path, observer)) ||
-         CopyInPlace();
+  hasMoved_ = MoveInPlace();
+  return hasMoved_ || WithRoom([this] { return CopyInPlace(); });
+}
+
+/// The folder itself goes, as it costs nothing, and an editor that has a file open writes on where
+/// it can be found.
+bool Commit::MoveInPlace() {
+  return !Keeps() && OwnsWorkingFolder(work_, record_) && DropIgnored(working_.path, 0) &&
+         MoveAssetFolder(work_.root, working_.path, target_.path, work_.settings.stepObserver);
+}
+
+/// What a commit leaves out. False when that cannot be.
+bool Commit::DropIgnored(const std::string& folder, std::size_t depth) {
+  const FolderReader reader(folder);
+  FolderListing listing;
+  if (depth > kDeepestAssetFolder || !reader.IsOpen() || !reader.List(&listing)) return false;
+  for (std::size_t at = 0; at < listing.Count(); ++at) {
+    const std::string path = folder + "/" + listing.Name(at);
+    if (Ignored(listing.NameView(at))) {
+      if (!DeleteAssetFolder(work_.root, path)) return false;
+    } else if (listing.Kind(at) == EntryKind::Folder && !DropIgnored(path, depth + 1)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 bool Commit::CopyInPlace() {
-  AwaitSweeps();  // what was deleted last may be the room that this needs
   StagedFolder staged(work_.root, work_.settings.stepObserver);
+  const std::string stamp = Keeps() ? "" : StampOf(working_);
   if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path())) return false;
-  return FolderExists(target_) ? staged.Exchange(target_.path) : staged.Put(target_.path);
+  const bool isDone =
+      FolderExists(target_) ? staged.Exchange(target_.path) : staged.Put(target_.path);
+  if (Keeps() || !isDone) return isDone;
+  Zef::Platform::FlushFileSystem(target_.path);  // before what it was copied from goes
+  isSaved_ = StampOf(working_) != stamp;
+  return true;
 }
 
 void Commit::UpgradeLocation() {
@@ -134,7 +172,9 @@ void Commit::UpgradeLocation() {
   if (!record_.installPath.IsEmpty() || path.size() < head + 2) return;
   if (!Zef::EqualFolded(std::string_view(path).substr(0, head), kLocalArchive)) return;
   if (!Zef::IsSeparator(path[head])) return;
-  record_.installPath = std::string_view(path).substr(head + 1);
+  const std::size_t begin = path.find_first_not_of(Zef::FilePath::kSeparators, head);
+  if (begin == std::string::npos) return;
+  record_.installPath = std::string_view(path).substr(begin);
   record_.archiveName = kLocalArchive;
   record_.legacyPath.Clear();
 }
@@ -169,23 +209,25 @@ void Commit::UpdateRecord() {
 }  // namespace
 
 int CountConfigs(const AssetPlace& place) {
-  int count = 0;
+  int configs = 0;
+  const auto count = [&](std::string_view name) {
+    for (const std::string_view config : kConfigs) configs += Zef::EqualFolded(name, config);
+  };
   if (!place.subst.IsNull()) {
-    for (const std::string_view name : kConfigs) {
-      const std::string file = place.path + "/" + std::string(name);
-      if (Zef::File::Exists(place.subst, file.c_str()) == Zef::RES_OK) ++count;
+    Zef::File::Find find;
+    if (!find.Open(place.subst, (place.path + "/*").c_str())) return 0;
+    while (find.Next()) {
+      if (!find.Entry().IsFolder()) count(find.Entry().name);
     }
-    return count;
+    return configs;
   }
   const FolderReader folder(place.path);
   FolderListing listing;
   if (!folder.IsOpen() || !folder.List(&listing)) return 0;
   for (std::size_t at = 0; at < listing.Count(); ++at) {
-    for (const std::string_view name : kConfigs) {
-      if (Zef::EqualFolded(listing.NameView(at), name)) ++count;
-    }
+    if (listing.Kind(at) == EntryKind::File) count(listing.NameView(at));
   }
-  return count;
+  return configs;
 }
 
 bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags) {

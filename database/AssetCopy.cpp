@@ -45,6 +45,7 @@ bool Unpack(const AssetPlace& from, FileHandle to, std::vector<char>& buffer) tr
   constexpr std::size_t kBuffer = std::size_t{1} << 18;
   Zef::File source;
   if (source.Open(from.subst, from.path.c_str(), Zef::FileMode::kRead) != Zef::RES_OK) return false;
+  const std::int64_t size = source.Size();
   buffer.resize(kBuffer);
   std::uint64_t done = 0;
   while (const std::size_t got = source.Read(buffer.data(), 1, buffer.size())) {
@@ -52,6 +53,7 @@ bool Unpack(const AssetPlace& from, FileHandle to, std::vector<char>& buffer) tr
     if (written != static_cast<std::int64_t>(got)) return false;
     done += got;
   }
+  if (size < 0 || done != static_cast<std::uint64_t>(size)) return false;
   std::uint32_t time = 0;
   if (Zef::File::GetTime(from.subst, from.path.c_str(), &time)) {
     Zef::Platform::SetWriteTime(to, time);

@@ -34,19 +34,20 @@ const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wants
     record.editPath.Clear();  // its user deleted it, or never put anything in
     work.MarkChanged();
   }
-  AwaitSweeps();  // what was deleted last may be the room that this needs
+  work.MarkChanged();
   const std::string folder =
       MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
   if (folder.empty()) return "$muk_open_file_error";
   work.Step("open: folder made");
-  work.MarkChanged();
   const AssetPlace source = CommittedPlace(work, record);
   record.editPath = folder;
+  ForgetStaleClaims(work, record);
   const auto now = static_cast<std::uint64_t>(work.database.UnixTime());
   if (record.modifyTime == 0) record.modifyTime = now;
   if (record.uploadTime == 0) record.uploadTime = now;
   const AssetPlace target = EditPlace(work.root, record);
-  if (!wantsCopy || !HasCommitted(record) || FillWorkingFolder(work, source, target)) {
+  if (!wantsCopy || !HasCommitted(record) ||
+      WithRoom([&] { return FillWorkingFolder(work, source, target); })) {
     UpdateAsset(work.index, record);
     return nullptr;
   }
@@ -105,7 +106,7 @@ bool MUKRevertAssetEdits(const MUKAssetHandle& handle) {
 }
 
 bool MUKDumpKeywords() {
-  const MUKLock guard(false);
+  const MUKLock guard(true);
   if (!guard.IsHeld()) return false;
   Database& database = Database::Get();
   const std::string& root = database.Settings().productRoot;

@@ -48,10 +48,20 @@ int CountConfigs(const AssetPlace& place);
 /// Whether two places are one folder, or one lies in the other.
 bool Overlap(const AssetPlace& a, const AssetPlace& b);
 
-/// Deletes the working folder and clears `editPath`. One outside the product root is only
-/// forgotten, and so is one that the committed files share. False, with all as it was, when it
-/// cannot be deleted.
+/// A place below a substitution as a path of the system, if it is a folder below the product root
+/// that may be changed; else as it was.
+AssetPlace OnDisk(const AssetOperation& work, const AssetPlace& place);
+
+/// Whether a folder is the record's own to move or to delete: it lies below "editing", and neither
+/// the committed files nor another record have the same folder, one around it, or one in it.
+bool OwnsWorkingFolder(const AssetOperation& work, const MUKAsset& record);
+/// The working folder was just made: other records that name it lost theirs.
+void ForgetStaleClaims(const AssetOperation& work, const MUKAsset& record);
+
+/// Deletes the working folder and clears `editPath`. One that the record does not own is only
+/// forgotten. False, with all as it was, when it cannot be deleted.
 [[nodiscard]] bool DropWorkingFolder(const AssetOperation& work, MUKAsset& record);
-/// The same for the committed files. What lies in a mounted archive stays.
+/// The same for the committed files; a folder that other records have a part of is only forgotten.
+/// What lies in a mounted archive stays.
 [[nodiscard]] bool DropLegacyFolder(const AssetOperation& work, MUKAsset& record);
 [[nodiscard]] bool DropInstallFolder(const AssetOperation& work, MUKAsset& record);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "database/AssetFolder.h"
 #include "database/ContentServices.h"
 #include "database/FolderSweep.h"
 #include "database/MUKLock.h"
@@ -86,7 +87,10 @@ void Database::Initialise(const MUKSettings& settings) {
     initialised_ = true;
   }
   if (!std::exchange(exitRegistered_, true)) {
-    Zef::KernelExitTable::Register([] { Get().EndThreads(); });
+    Zef::KernelExitTable::Register([] {
+      Get().EndThreads();
+      AwaitSweeps();
+    });
   }
   starter_ = std::make_unique<Zef::Thread>(LoadInBackground, nullptr);
 }
@@ -111,20 +115,22 @@ void Database::Shutdown() {
   stop_ = true;
   writer_.reset();
   starter_.reset();
+  {
+    const ExclusiveHold hold(lock_);
+    // What is dirty is ours: ownership is not given up before the write.
+    if (dirty_) Write();
+    initialised_ = false;
+    index_.Clear();
+    ipc_.reset();
+    loaded_ = false;
+    dirty_ = false;
+    mainStands_ = false;
+    changeMask_ = 0;
+    settings_ = MUKSettings();
+    change_.reset();
+    files_ = DatabaseFiles();
+  }
   AwaitSweeps();
-  const ExclusiveHold hold(lock_);
-  // What is dirty is ours: ownership is not given up before the write.
-  if (dirty_) Write();
-  initialised_ = false;
-  index_.Clear();
-  ipc_.reset();
-  loaded_ = false;
-  dirty_ = false;
-  mainStands_ = false;
-  changeMask_ = 0;
-  settings_ = MUKSettings();
-  change_.reset();
-  files_ = DatabaseFiles();
 }
 
 void Database::Idle() {
@@ -191,13 +197,14 @@ void Database::LoadIndex() {
   loaded_ = true;
   try {
     bool leftover = false;
+    if (files_.Enabled() && settings_.allowRepair) ClearLeftovers(settings_.productRoot);
     if (!files_.Enabled()) {
       index_.Clear();
     } else if (const auto outcome = LoadFiles(&leftover); outcome == Outcome::Unreadable) {
       loaded_ = false;
       return;
     } else if (outcome == Outcome::NotWhole && settings_.allowRepair) {
-      StagedFolder::ClearLeftovers(settings_.productRoot);
+      RemoveEmptyAssetFolders(settings_.productRoot, kLocalArchive, "content ");
       leftover ? Recover() : Rebuild();
       if (stop_) {
         // A part of the product must not pass for the whole of it.

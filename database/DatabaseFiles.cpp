@@ -1,5 +1,6 @@
 #include "database/DatabaseFiles.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "database/MUKAssetIndex.h"
@@ -60,6 +61,7 @@ std::string DatabaseFiles::AbsoluteRoot(const std::string& root) {
     }
     plain = folder.View();
   }
+  std::replace(plain.begin(), plain.end(), '\\', '/');
   if (Zef::Platform::IsRooted(plain)) return plain;
   const std::string current = Zef::Platform::CurrentFolder();
   return current.empty() ? std::string() : current + "/" + plain;

@@ -1,14 +1,16 @@
 #include "database/FolderSweep.h"
 
+#include <atomic>
 #include <condition_variable>
-#include <deque>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <system_error>
 #include <thread>
 
-#include "kernel/KernelBoot.h"
 #include "kernel/platform/Fault.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/platform/System.h"
 #include "kernel/standard/Trace.h"
 
 namespace {
@@ -22,20 +24,30 @@ void Delete(const std::string& path) try {
 
 class Sweeper {
  public:
-  /// Never destroyed: its thread may be the last one.
+  /// Never destroyed: its thread may be the last one. A forked child, which has neither the thread
+  /// nor a lock that it can trust, gets one of its own.
   static Sweeper& Get() {
-    static Sweeper& sweeper = *new Sweeper;
-    return sweeper;
+    static std::atomic<Sweeper*> current{nullptr};
+    Sweeper* known = current;
+    if (known != nullptr && known->process_ == Zef::Platform::CurrentProcessId()) return *known;
+    auto fresh = std::unique_ptr<Sweeper>(new Sweeper(known));
+    if (!current.compare_exchange_strong(known, fresh.get())) return *known;
+    return *fresh.release();
   }
 
   void Add(const std::string& path) {
     {
       const std::lock_guard lock(mutex_);
-      paths_.push_back(path);
-      if (isRunning_ || StartLocked()) return;
-      paths_.pop_back();
+      const auto [at, isNew] = paths_.insert(path);
+      if (!isNew || isRunning_ || StartLocked()) return;
+      paths_.erase(at);
     }
     Delete(path);
+  }
+
+  bool IsBusy() {
+    const std::lock_guard lock(mutex_);
+    return isRunning_;
   }
 
   void Await() {
@@ -45,7 +57,7 @@ class Sweeper {
   }
 
  private:
-  Sweeper() { Zef::KernelExitTable::Register(AwaitSweeps); }
+  explicit Sweeper(Sweeper* parents) : parents_(parents) {}
 
   bool StartLocked() {
     if (thread_.joinable()) thread_.join();  // it has let go of the lock for the last time
@@ -61,19 +73,23 @@ class Sweeper {
   void Run() {
     const Zef::Platform::FaultStack faults;
     std::unique_lock lock(mutex_);
-    for (; !paths_.empty(); lock.lock()) {
-      const std::string path = std::move(paths_.front());
-      paths_.pop_front();
+    while (!paths_.empty()) {
+      const std::string path = *paths_.begin();
       lock.unlock();
       Delete(path);
+      lock.lock();
+      paths_.erase(path);
     }
     isRunning_ = false;
     done_.notify_all();
   }
 
+  [[maybe_unused]] Sweeper* const
+      parents_;  // that of the parent process, which cannot be destroyed
+  const Zef::Platform::ProcessId process_ = Zef::Platform::CurrentProcessId();
   std::mutex mutex_;
   std::condition_variable done_;
-  std::deque<std::string> paths_;
+  std::set<std::string> paths_;  // with the one that is being deleted
   std::thread thread_;
   bool isRunning_ = false;
 };
@@ -81,4 +97,5 @@ class Sweeper {
 }  // namespace
 
 void SweepFolder(const std::string& path) { Sweeper::Get().Add(path); }
+bool IsSweeping() { return Sweeper::Get().IsBusy(); }
 void AwaitSweeps() { Sweeper::Get().Await(); }

@@ -9,7 +9,21 @@
 
 #include <string>
 
-/// Deletes a folder, a link as such, or a file, some time later. Paths of the system.
+/// Deletes a folder, a link as such, or a file, some time later. Paths of the system; one that
+/// waits already is taken once.
 void SweepFolder(const std::string& path);
-/// Waits until all are deleted, or could not be: for who needs their room.
+/// Whether something waits, or is being deleted.
+[[nodiscard]] bool IsSweeping();
+/// Waits until all are deleted, or could not be. At once in a forked child, which has no thread.
 void AwaitSweeps();
+
+/// Tries what needs room on the disk, and if it fails tries it again when what is being deleted is
+/// gone.
+template <typename Attempt>
+[[nodiscard]] bool WithRoom(Attempt attempt) {
+  const bool isSweeping = IsSweeping();
+  if (attempt()) return true;
+  if (!isSweeping) return false;
+  AwaitSweeps();
+  return attempt();
+}

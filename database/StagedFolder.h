@@ -6,16 +6,14 @@
 //
 // A new folder is filled out of sight, below "temp" of the product root, and then moved to its
 // place or exchanged with the one that stands there; one that is deleted goes to "temp" first. So
-// whatever instant the process dies at, every asset's folder is whole, the old or the new one. What
-// dead processes left is put right and deleted when the next one is made, and before a recovery.
-// The folders that assets live in must be on the file system of "temp".
+// whatever instant the process dies at, every asset's folder is whole, the old or the new one
+// (StagingSlot.h). The folders that assets live in must be on the file system of "temp".
 //
 // All paths are of the system, below the product root as `root` spells it and in their spelling on
-// disk. They are refused with less than two parts behind the root, as no asset lies directly below
-// it, with "." or "..", and where a link is on the way.
+// disk. ConfinedMove.h tells which are refused.
 //
-// Under the exclusive guard of the running database: who holds that owns "temp". Observers may be
-// null. Nothing throws but std::bad_alloc.
+// Under the exclusive guard of the running database. Observers may be null. Nothing throws but
+// std::bad_alloc.
 
 #pragma once
 
@@ -23,64 +21,52 @@
 #include <string_view>
 
 #include "database/DatabaseFiles.h"
+#include "database/StagingSlot.h"
 
 class StagedFolder {
  public:
   /// Makes an empty folder. `root` is the product root as a path of the system; with any other one,
   /// and where the disk refuses, none is made.
   explicit StagedFolder(const std::string& root, StepObserver observer = nullptr);
-  /// Has what lies in the folder deleted (FolderSweep.h).
+  /// Has deleted what lies in the folder, or what made place for it.
   ~StagedFolder();
   StagedFolder(const StagedFolder&) = delete;
   StagedFolder& operator=(const StagedFolder&) = delete;
 
   bool IsMade() const { return isMade_; }
-  /// Of the system. Nothing is there behind Put.
-  const std::string& Path() const { return path_; }
+  /// Of the system. Behind Put and Exchange it is no longer what was filled.
+  const std::string& Path() const { return slot_.Folder(); }
 
   /// Moves the folder to a path where nothing stands, or an empty folder. False, with all as it
   /// was, when that cannot be.
   [[nodiscard]] bool Put(const std::string& target);
-  /// Changes places with a folder, which then is the one that is deleted. False, with all as it
-  /// was, when there is none or it cannot be.
+  /// Takes the place of a folder, which is then deleted. False, with all as it was, when there is
+  /// none or it cannot be.
   [[nodiscard]] bool Exchange(const std::string& target);
-  /// Takes in a folder, a link or a file, to be deleted. Must be empty. False, with all as it was,
-  /// when it cannot be moved.
-  [[nodiscard]] bool Take(const std::string& folder);
-
-  /// Puts right and deletes what dead processes left. Nothing while there are staged folders.
-  static void ClearLeftovers(const std::string& root);
 
  private:
-  friend bool MoveAssetFolder(const std::string& root, const std::string& from,
-                              const std::string& to, StepObserver observer);
-
-  bool ExchangeByRenames(const std::string& place);
-  bool Relay(const std::string& source, const std::string& target);
-  void Step(const char* step) const {
-    if (observer_ != nullptr) observer_(step);
-  }
-
   std::string root_;
-  std::string path_;
-  bool isMade_ = false;
+  StagingSlot slot_;
   StepObserver observer_;
+  bool isMade_;
 };
 
-/// The path below the root of a path of the system; empty for one outside.
-[[nodiscard]] std::string PathBelow(const std::string& root, std::string_view path);
-
 /// Makes a new, empty folder in a folder directly below the root: named `wantedName` made safe if
-/// that is free, else `prefix` and random characters. Its path behind the root; empty when it could
-/// not be made.
+/// nothing has that name in any letter case, else `prefix` and random characters. Its path behind
+/// the root; empty when it could not be made.
 [[nodiscard]] std::string MakeAssetFolder(const std::string& root, std::string_view parent,
                                           std::string_view prefix,
                                           std::string_view wantedName = {});
-/// Deletes a folder with whatever it holds, a link as such, or a file. False, with it as it was,
-/// when it cannot be moved to "temp". True also when nothing is there.
+/// Deletes a folder with whatever it holds, a link as such, or a file. True also when nothing is
+/// there. False, with it as it was, when its rights forbid that. Where nothing can be moved to
+/// "temp", as on a full disk, it is deleted where it is, and then maybe not as a whole.
 [[nodiscard]] bool DeleteAssetFolder(const std::string& root, const std::string& folder,
                                      StepObserver observer = nullptr);
 /// Moves a folder to another place, where nothing may stand, or a folder that is then deleted.
-/// False, with all as it was, when that cannot be done in one step.
+/// False, with all as it was, when that cannot be.
 [[nodiscard]] bool MoveAssetFolder(const std::string& root, const std::string& from,
                                    const std::string& to, StepObserver observer = nullptr);
+/// Removes the folders without entries that an interrupted operation may have made in a folder
+/// directly below the root.
+void RemoveEmptyAssetFolders(const std::string& root, std::string_view parent,
+                             std::string_view prefix);

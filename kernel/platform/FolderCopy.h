@@ -23,6 +23,9 @@ bool CopyWriteTime(FileHandle from, FileHandle to);
 /// Sets the write time of an open file, in seconds since 1970.
 bool SetWriteTime(FileHandle file, std::int64_t seconds);
 
+/// Waits until all that was written to the file system of a path is on the device.
+bool FlushFileSystem(const std::string& path);
+
 enum class ExchangeResult {
   Done,
   Unsupported,  ///< nothing happened: the file system cannot do it

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <cstring>
 #include <sstream>
 
@@ -44,74 +42,97 @@ TEST_F(LifeTest, FoldersAreNamedAndRecordsFollow) {
   ASSERT_TRUE(Live("o1"));
   EXPECT_EQ(EditFolder(), "editing/Big_ Boy____x" + std::string(107, 'y'));
   WriteWholeFile(folder_ / (EditFolder() + "/config.txt"),
-                 "plid <plid:1:7>\nname \"one\"\nquarle-build 2.9\nplid-table {\n0 <plid:1:9>\n}\n"
-                 "obsolete-table {\n0 <plid:1:8>\n}");
-  const auto old = fs::last_write_time(folder_ / (EditFolder() + "/parts/body.txt"));
+                 "plid <plid:1:7>\nname \"one\"\nobsolete-table {\n0 <plid:1:8>\n}");
   SetAssetValidator([](const AssetPlace& place) {
     return place.path.find("/local/content ") == std::string::npos;
   });
-  EXPECT_TRUE(Live("c"));
+  EXPECT_TRUE(Live("c") && MUKGetFaulty(kId));
   SetAssetValidator({});
-  EXPECT_TRUE(MUKGetFaulty(kId) && MUKGetMissingDependency(kId));
-  EXPECT_EQ(InstallFolder().substr(0, 14), "local/content ");
   EXPECT_EQ(MUKGetArchiveName(kId) + ' ' + MUKGetName(kId), "local one");
   EXPECT_EQ(MUKResolve({1, 8, 0}), kId);
   EXPECT_EQ(MUKGetModifyTime(kId), 1'700'000'000u);
-  const std::uint32_t size = MUKGetSizeBytes(kId);
-
-  WriteWholeFile(folder_ / "editing/one/x.txt", "in the way");
-  ASSERT_TRUE(Live("o2"));
-  EXPECT_EQ(EditFolder().substr(0, 13), "editing/edit ");
-  EXPECT_TRUE(MUKOpenAsset(kId, false, nullptr).id == kId);
-  EXPECT_TRUE(Live("k"));
+  EXPECT_TRUE(Live("o2k") && MUKOpenAsset(kId, false, nullptr).id == kId && !MUKGetFaulty(kId));
   EXPECT_EQ(MUKGetName(kId), "2") << "a kept working folder does not hold the fields back";
-  EXPECT_FALSE(MUKGetFaulty(kId) || MUKGetMissingDependency(kId));
   EXPECT_EQ(MUKResolve({1, 8, 0}), PLID(1, 8, 0));
-  EXPECT_LT(MUKGetSizeBytes(kId), size);
-  EXPECT_LT(MUKGetBuild(kId), 2.0f);
-  EXPECT_GE(fs::last_write_time(folder_ / (InstallFolder() + "/parts/body.txt")), old);
   EXPECT_TRUE(MUKDumpKeywords());
   EXPECT_NE(ReadWholeFile(folder_ / "KeywordsDump.dat").find("<plid:1:7>"), std::string::npos);
+}
+
+TEST_F(LifeTest, NoAssetTakesTheFolderOfAnother) {
+  constexpr PLID kOther{1, 8, 0};
+  const auto open = [](const PLID& id, const char* name) {
+    MUKCreateNew(id);
+    MUKSetName(id, name);
+    return MUKOpenAsset(id, true, nullptr).id == id;
+  };
+  Start();
+  ASSERT_TRUE(open(kId, "Oak") && open(kOther, "oak") && Live("1"));
+  EXPECT_EQ(MUKGetEditPath(kOther).substr(0, 13), "editing/edit ") << "no twin";
+  for (const char* const path : {"EDITING/oak", "editing/Oak/parts", "editing"}) {
+    MUKSetEditPath(kOther, path);
+    EXPECT_TRUE(MUKRevertAssetEdits({kOther, true}) && !MUKFind(kOther)) << path;
+    EXPECT_EQ(State(), "E1") << path;
+    MUKCreateNew(kOther);
+  }
+  MUKSetEditPath(kOther, "editing\\OAK");
+  EXPECT_TRUE(MUKCommitAssetEdits(kOther, &log_) && MUKGetEditPath(kOther).empty()) << Told();
+  EXPECT_EQ(State(), "E1") << "it was copied from there";
+  fs::remove_all(folder_ / EditFolder());
+  ASSERT_TRUE(open({1, 9, 0}, "oak"));
+  EXPECT_EQ(EditFolder(), "") << "the new folder is not what it lost";
+}
+
+TEST_F(LifeTest, LeftoversAreClearedButForThoseOfTheLiving) {
+  WriteWholeFile(folder_ / "temp/staged-asset 1.lock", "");
+  for (const char* const name : {"1", "2", "3.old"}) {
+    WriteWholeFile(folder_ / ("temp/staged-asset " + std::string(name) + "/x"), name);
+  }
+  WriteWholeFile(folder_ / "temp/staged-asset 3.note", "0\nworld/none/x\n");
+  const auto lock =
+      Zef::Platform::OpenFile(folder_ / "temp/staged-asset 1.lock",
+                              {.write = true, .sharing = Zef::Platform::Sharing::DenyAll});
+  Start();
+  const std::string tree = Tree();
+  EXPECT_NE(tree.find("asset 1/x=1"), std::string::npos) << "somebody fills it";
+  EXPECT_EQ(tree.find("asset 2"), std::string::npos);
+  EXPECT_NE(tree.find("asset 3.old/x"), std::string::npos) << "it has no place to go back to";
+  Zef::Platform::CloseFile(lock);
+  Restart(true);
+  EXPECT_EQ(Tree().find("asset 1"), std::string::npos);
 }
 
 /// What stands in the way of an operation, its messages, and that nothing else changes.
 TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
   const struct {
     const char* before;
-    std::string way;  ///< a file that is put there, or '-' removed, '@' a link, '|' a pipe
+    std::string way;  ///< a file that is put there, or '+' a folder, '@' a link
     char step;
     const char* told;
   } cases[] = {{"nc", "editing", 'o', "open_file_error;"},
                {"nc", "I/run.exe", 'o', "copy_file_error;"},
-               {"nc", "|I/a.txt", 'o', "copy_file_error;"},
-               {"nc", "@I/a.txt", 'o', "copy_file_error;"},
                {"nc", "temp", 'o', "copy_file_error;"},
                {"nc", "other", 'c', "commit_open_for_edit;"},
                {"n", "local", 'c', "commit_database_error;"},
-               {"n", "-E/config.txt", 'c', "commit_missing_config;"},
+               {"nco", "+E/config.txt", 'c', "commit_missing_config;"},
                {"n", "E/CONFIG.GROLE", 'c', "commit_duplicate_config;"},
-               {"nco", "E/Config.txt", 'k', "commit_duplicate_config;"},
-               {"n", "E/.hidden.txt", 'c', "package_file_bad_name;commit_invalid_files;"},
-               {"nco", "@E/parts/e", 'c', "package_file_bad_name;commit_invalid_files;"},
-               {"n", "temp", 'k', "commit_file_error;"},
+               {"n", "@E/parts/e", 'c', "package_file_bad_name;commit_invalid_files;"},
                {"nco", "temp", 'c', "commit_file_error;"},
-               {"nc", "P", 'o', "edit_perm;"},
                {"nco", "P", 'c', "commit_perm;"},
                {"nco", "U", 'c', "commit_file_error;"},
                {"nco", "S", 'c', "commit_file_error;"}};
   for (const auto& each : cases) {
     Renew();
     ASSERT_TRUE(Live(each.before));
-    if (each.way == "P") MUKSetPermitEdit(kId, false), MUKSetPermitCommit(kId, false);
+    if (each.way == "P") MUKSetPermitCommit(kId, false);
     if (each.way == "U") MUKSetInstallPath(kId, "../up");
     if (each.way == "S") MUKSetEditPath(kId, InstallFolder());  // the very same folder
-    std::string way = each.way.substr(each.way.find_first_not_of("-@|"));
+    std::string way = each.way.substr(each.way.find_first_not_of("+@"));
     if (way[0] == 'I') way = InstallFolder() + way.substr(1);
     if (way[0] == 'E') way = EditFolder() + way.substr(1);
     fs::remove_all(folder_ / way);
     if (each.way[0] == '@') fs::create_symlink("/etc", folder_ / way);
-    if (each.way[0] == '|') mkfifo((folder_ / way).c_str(), 0600);
-    if (std::strchr("-@|", each.way[0]) == nullptr) WriteWholeFile(folder_ / way, "x");
+    if (each.way[0] == '+') fs::create_directory(folder_ / way);
+    if (std::strchr("+@", each.way[0]) == nullptr) WriteWholeFile(folder_ / way, "x");
     const std::string before = State() + Tree();
     EXPECT_FALSE(Do(each.step)) << each.told;
     std::string told = Told();
@@ -123,7 +144,13 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
 
 TEST_F(LifeTest, NothingOutsideAnAssetsOwnFoldersIsDeleted) {
   const ::Test::TempFolder elsewhere;
-  WriteWholeFile(elsewhere / "a/config.txt", "plid <plid:1:7>\nname \"far\"");
+  static std::string saved;
+  saved = elsewhere / "a/config.txt";
+  WriteWholeFile(saved, "plid <plid:1:7>\nname \"far\"");
+  settings_.stepObserver = [](const char* step) {
+    if (step == std::string_view("stage: filled"))
+      WriteWholeFile(saved, "plid <plid:1:7>\nname \"!\"");
+  };
   Start();
   WriteWholeFile(folder_ / "world/w/g/a/config.txt", "x");
   WriteWholeFile(folder_ / "local/other/config.txt", "x");
@@ -135,9 +162,9 @@ TEST_F(LifeTest, NothingOutsideAnAssetsOwnFoldersIsDeleted) {
     bool isForgotten;  ///< else it keeps a place that could not be deleted
   } cases[] = {
       {MUKSetEditPath, elsewhere / "a", true},    {MUKSetEditPath, "../../a", true},
-      {MUKSetEditPath, "editing/../local", true}, {MUKSetEditPath, "local/./other", false},
-      {MUKSetEditPath, "world/link/a", false},    {MUKSetEditPath, "world", false},
-      {MUKSetEditPath, folder_ / "world", false}, {MUKSetLegacyPath, "world", false},
+      {MUKSetEditPath, "editing/../local", true}, {MUKSetEditPath, "local/other", true},
+      {MUKSetEditPath, "world/link/a", true},     {MUKSetEditPath, "world/w/g/a", true},
+      {MUKSetEditPath, folder_ / "world", true},  {MUKSetLegacyPath, "world", false},
       {MUKSetLegacyPath, "world/link/a", false},  {MUKSetLegacyPath, elsewhere / "a", true},
       {MUKSetInstallPath, "../world/w", true},    {MUKSetInstallPath, ".", false},
   };
@@ -153,12 +180,12 @@ TEST_F(LifeTest, NothingOutsideAnAssetsOwnFoldersIsDeleted) {
   }
   MUKCreateNew(kId);
   MUKSetEditPath(kId, elsewhere / "a");
-  EXPECT_TRUE(Do('c')) << Told();
-  EXPECT_EQ(MUKGetName(kId), "far") << "and it can be committed from there";
-  EXPECT_TRUE(EditFolder().empty() && fs::exists(elsewhere / "a/config.txt"));
+  EXPECT_TRUE(Do('c') && !EditFolder().empty()) << "what was saved meanwhile is not committed";
+  EXPECT_TRUE(Do('c') && EditFolder().empty()) << Told();
+  EXPECT_TRUE(MUKGetName(kId) == "!" && fs::exists(elsewhere / "a/config.txt"));
 }
 
-TEST_F(LifeTest, AnAssetInAMountedArchiveIsCopiedOutAndStays) {
+TEST_F(LifeTest, AnAssetBelowASubstitutionIsCommittedWhereItCanBe) {
   const std::string archive = folder_ / "content.ja";
   Zef::Subst("lifearchive", archive.c_str(), true);
   for (const auto& [name, text] : {std::pair("a/config.txt", "plid <plid:1:7>\nname \"1\"\n"),
@@ -175,29 +202,18 @@ TEST_F(LifeTest, AnAssetInAMountedArchiveIsCopiedOutAndStays) {
   ASSERT_TRUE(Live("o")) << Told();
   EXPECT_EQ(Generation(EditFolder()), "1");
   EXPECT_FALSE(fs::exists(folder_ / (EditFolder() + "/parts/thumbs.db")));
-  EXPECT_TRUE(Live("2") && !Do('c') && Generation(EditFolder()) == "2");
-  EXPECT_EQ(Told(), "$muk_commit_file_error;");
-  EXPECT_TRUE(Live("f") && MUKFind(kId) && EditFolder().empty());
-  EXPECT_EQ(MUKGetInstallPath(kId), "a");
+  EXPECT_TRUE(Live("2c")) << Told();
+  EXPECT_EQ(State(), "I2") << "beside the archive";
+
+  Write("packs/b", '3');
+  Zef::Subst("lifefolder", (folder_ / "packs/").c_str(), true);
+  ASSERT_TRUE(MUKSetArchiveName(kId, "lifefolder") && MUKSetInstallPath(kId, "b"));
+  EXPECT_TRUE(Live("o4c") && Generation("packs/b") == "4" && MUKGetInstallPath(kId) == "b")
+      << Told();
+  EXPECT_TRUE(Live("d") && Generation("packs/b") == "!" && MUKGetInstallPath(kId).empty());
   MUKShutdown();
   Zef::Subst("lifearchive", nullptr, false);
-}
-
-TEST_F(LifeTest, AFolderThatVanishesEndsACommitWithAMessage) {
-  static fs::path vanishing;
-  settings_.stepObserver = [](const char* step) {
-    if (step == std::string_view("commit: files checked")) fs::remove_all(vanishing);
-  };
-  // What was installed may come again; what is gone from the working folder cannot.
-  for (const auto& [folder, state] : {std::pair("editing", "I1"), {"local", "E2I2"}}) {
-    Renew();
-    ASSERT_TRUE(Live("nco2"));
-    vanishing = folder_ / folder;
-    EXPECT_EQ(Do('k'), folder[0] == 'l') << Told();
-    vanishing.clear();
-    Restart(true);
-    EXPECT_EQ(State(), state);
-  }
+  Zef::Subst("lifefolder", nullptr, false);
 }
 
 }  // namespace

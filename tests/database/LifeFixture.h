@@ -96,7 +96,7 @@ class LifeTest : public RunningTest {
     if (!std::filesystem::exists(folder_ / folder)) return "!";
     const std::string config = folder_ / (folder + "/config.txt");
     const std::string body = folder_ / (folder + "/parts/body.txt");
-    if (!std::filesystem::exists(config) || !std::filesystem::exists(body)) return "?";
+    if (!std::filesystem::is_regular_file(config) || !std::filesystem::exists(body)) return "?";
     const std::string name = ReadWholeFile(body);
     return ReadWholeFile(config).find('"' + name + '"') == std::string::npos ? "?" : name;
   }

@@ -30,7 +30,8 @@ struct Level {
 bool IsDots(std::string_view name) { return name == "." || name == ".."; }
 
 // Opens a folder for reading, giving its owner the rights to empty it.
-Descriptor OpenToEmpty(int parent, const char* name, Level* level) {
+// Not that of another device: what is mounted there is somebody else's.
+Descriptor OpenToEmpty(int parent, const char* name, dev_t device, Level* level) {
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW;
   Descriptor folder = OpenFolderAt(parent, name, kFlags);
   if (!folder && errno == EACCES &&
@@ -38,7 +39,7 @@ Descriptor OpenToEmpty(int parent, const char* name, Level* level) {
     folder = OpenFolderAt(parent, name, kFlags);
   }
   struct stat facts {};
-  if (!folder || fstat(folder.Get(), &facts) != 0) return {};
+  if (!folder || fstat(folder.Get(), &facts) != 0 || facts.st_dev != device) return {};
   constexpr mode_t kOwner = S_IRWXU;
   if ((facts.st_mode & kOwner) != kOwner) {
     // Without the right to do so the removals below fail, and that is reported.
@@ -86,7 +87,7 @@ bool RemoveFolder(const Descriptor& top, const char* name) {
   struct stat above {};
   if (fstat(top.Get(), &above) != 0) return false;
   std::vector<Level> levels(1);
-  Descriptor current = OpenToEmpty(top.Get(), name, &levels.back());
+  Descriptor current = OpenToEmpty(top.Get(), name, above.st_dev, &levels.back());
   if (!current) return false;
   bool removed = RemoveEntries(current.Get(), &levels.back().folders);
   while (!levels.empty()) {
@@ -94,7 +95,7 @@ bool RemoveFolder(const Descriptor& top, const char* name) {
       const std::string next = std::move(levels.back().folders.back());
       levels.back().folders.pop_back();
       Level level;
-      Descriptor below = OpenToEmpty(current.Get(), next.c_str(), &level);
+      Descriptor below = OpenToEmpty(current.Get(), next.c_str(), above.st_dev, &level);
       if (!below) {
         removed = false;
         continue;
