@@ -82,11 +82,18 @@ TEST_F(LifeFaultTest, KilledAtAnyStepTheAssetIsAsBeforeOrAsAfter) {
     std::set<std::string> allowed;
     std::string after;
   } cases[] = {
-      {"n", "c", true, {"E1", "I1"}, "I1"},          {"n", "k", true, {"E1", "E1I1"}, "E1I1"},
-      {"nco2", "c", true, {"E2I1", "I2"}, "I2"},     {"nco2t", "c", true, {"E2I1", "I2"}, "I2"},
-      {"nco2", "c", false, {"E2I1", "I2"}, "I2"},    {"nco2", "k", false, {"E2I1", "E2I2"}, "E2I2"},
-      {"nc", "o", true, {"I1", "E1I1"}, "E1I1"},     {"nco2", "r", true, {"E2I1", "I1"}, "I1"},
-      {"nco2", "d", true, {"E2I1", "I1", "."}, "."}, {"nc", "f", false, {"I1", ".", "-"}, "-"},
+      {"n", "c", true, {"E1", "I1"}, "I1"},
+      {"n", "k", true, {"E1", "E1I1"}, "E1I1"},
+      {"nco2", "c", true, {"E2I1", "I2"}, "I2"},
+      {"nco2t", "c", true, {"E2I1", "I2"}, "I2"},
+      {"nco2", "c", false, {"E2I1", "I2"}, "I2"},
+      {"nco2", "k", false, {"E2I1", "E2I2"}, "E2I2"},
+      {"nc", "o", true, {"I1", "E1I1"}, "E1I1"},
+      {"nco2", "r", true, {"E2I1", "I1"}, "I1"},
+      {"nco2", "d", true, {"E2I1", "I1", "."}, "."},
+      {"nc", "f", false, {"I1", ".", "-"}, "-"},
+      {"", "i", true, {"-", "E2", "E2I2", "I2"}, "I2"},
+      {"nc", "i", false, {"I1", "E2I1", "I2"}, "I2"},
   };
   for (const auto& each : cases) {
     int steps = 0;
