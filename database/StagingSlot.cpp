@@ -144,13 +144,13 @@ bool StagingSlot::WriteNote(const StagingNote& note) {
 void StagingSlot::DropNote() { hasNote_ = !Zef::Platform::DeleteFile(path_ + kNote); }
 
 std::string RubbishPath(const std::string& root) {
+  // Always of one length: that of what fits below must be no matter of luck.
+  constexpr std::uint64_t kLeast = 1'000'000'000;
   if (!Zef::Platform::IsRooted(root)) return {};
   const std::string temp = TempFolder(root);
   if (!Zef::Platform::MakeFolders(temp)) return {};
-  // Always of one length: that of what fits below must be no matter of luck.
-  constexpr std::uint64_t kLeast = 100'000'000'000;
-  const std::uint64_t number = kLeast + Zef::Platform::RandomWord() % (9 * kLeast);
-  return temp + "/" + std::string(kPrefix) + std::to_string(number);
+  return temp + "/" + std::string(kPrefix) +
+         std::to_string(kLeast + Zef::Platform::RandomWord() % kLeast);
 }
 
 void ClearLeftovers(const std::string& root) {
