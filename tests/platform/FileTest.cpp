@@ -50,8 +50,7 @@ TEST(PlatformFile, OpenAnswersByWhatStandsThere) {
       {folder / "file", {.write = true, .creation = Creation::CreateNew}, OpenError::AlreadyExists},
       {std::string(), {}, OpenError::NotFound},
       {folder.Path().string() + std::string("/file\0tail", 10), {}, OpenError::NotFound},
-      {folder.Path().string() + std::string(4096, '/') + "file", {}, OpenError::NotFound},
-  };
+      {folder.Path().string() + std::string(4096, '/') + "file", {}, OpenError::NotFound}};
   for (const auto& c : cases) EXPECT_EQ(TryOpen(c.path, c.options), c.expected) << c.path;
 }
 
@@ -71,8 +70,7 @@ TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
       {{.sharing = DenyWrite}, {.creation = Creation::Truncate, .sharing = DenyWrite}, false},
       {{.sharing = DenyAll}, {.sharing = DenyWrite}, false},
       {{.write = true, .sharing = DenyAll}, {.sharing = Anything}, true},
-      {{.sharing = Anything}, {.write = true, .sharing = DenyAll}, true},
-  };
+      {{.sharing = Anything}, {.write = true, .sharing = DenyAll}, true}};
   for (const auto& c : cases) {
     const FileHandle first = OpenFile(path, c.first);
     ASSERT_NE(first, kNoFile);

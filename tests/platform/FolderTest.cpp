@@ -49,8 +49,7 @@ TEST(PlatformFolder, ResolveCaseFindsTheSpellingOnDisk) {
       {"Twin/ONLY", "Twin/only"},  // but an exact spelling goes before it
       {"dangling", "Dangling"},
       {"/settings", "Settings"},
-      {"", ""},
-  };
+      {"", ""}};
   for (const auto& c : cases) {
     EXPECT_EQ(ResolveCase(folder.Path().string(), c.relative), folder / c.expected) << c.relative;
   }

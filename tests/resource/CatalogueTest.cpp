@@ -44,14 +44,12 @@ TEST(Guid, TextsAreReadAtFixedPlaces) {
   constexpr std::string_view kText = "8DBDFEB0-52F4-4C1B-BA91-6A7B1CCC6D3E";
   const struct {
     std::string text, expected;
-  } cases[] = {
-      {"8dbdfeb0-52f4-4c1b-ba91-6a7b1ccc6d3e behind", std::string(kText)},
-      {"8DBDFEB0x52F4x4C1BxBA91x6A7B1CCC6D3E", std::string(kText)},
-      {"8DBDFEB-052F4-4C1B-BA91-6A7B1CCC6D3E", "08DBDFEB-52F4-4C1B-BA91-6A7B1CCC6D3E"},
-      {"{8DBDFEB0-52F4-4C1B-BA91-6A7B1CCC6D3E", "00000000-0000-0000-00A9-00A7B1CCC6D3"},
-      {"8DBD-EB0", "00008DBD-0000-0000-0000-000000000000"},
-      {"", "00000000-0000-0000-0000-000000000000"},
-  };
+  } cases[] = {{"8dbdfeb0-52f4-4c1b-ba91-6a7b1ccc6d3e behind", std::string(kText)},
+               {"8DBDFEB0x52F4x4C1BxBA91x6A7B1CCC6D3E", std::string(kText)},
+               {"8DBDFEB-052F4-4C1B-BA91-6A7B1CCC6D3E", "08DBDFEB-52F4-4C1B-BA91-6A7B1CCC6D3E"},
+               {"{8DBDFEB0-52F4-4C1B-BA91-6A7B1CCC6D3E", "00000000-0000-0000-00A9-00A7B1CCC6D3"},
+               {"8DBD-EB0", "00008DBD-0000-0000-0000-000000000000"},
+               {"", "00000000-0000-0000-0000-000000000000"}};
   for (const auto& c : cases) EXPECT_EQ(Guid::Parse(c.text).Text(), c.expected) << c.text;
   EXPECT_EQ(Guid::Parse(kText).Hash(), 0x8DBDFEB0U ^ 0x4C1B52F4U ^ 0x7B6A91BAU ^ 0x3E6DCC1CU);
 }
@@ -69,7 +67,7 @@ TEST(PluginCatalogue, RowsAreReadByTheirFields) {
       {"+Plugin=lib:x:zz|PluginGroup=A:#1:zz", ""},  // garbled ids
       {"+Plugin=lib:x:#1::rest|PluginGroup=A:#2::rest", "A lib:x "},
       {"+Plugin=a:x:#1,b:x:#1|plugin=a:y:#2", "a:x b:x a:y "},
-      {"-Plugin=a:x:#1 -Plugin=b:x:#1", "b:x "},  // without '+' the last text wins
+      {"-Plugin=a:x:#1 -Plugin=b:x:#1", "b:x "}  // without '+' the last text wins
   };
   for (const auto& c : cases) {
     PluginCatalogue catalogue;
@@ -86,12 +84,10 @@ TEST(PluginCatalogue, TheFirstRowThatAnswersWins) {
   const struct {
     PluginQuery query;
     const char* library;
-  } cases[] = {
-      {{{}, Id(3), {}}, "p"},     {{{}, Id(3), Id(2)}, "p"},  // by id no group counts
-      {{"x", {}, {}}, "p"},       {{"x", {}, Id(2)}, "q"},     {{"x", Id(4), Id(2)}, "q"},
-      {{"y", Id(4), {}}, "s"},    {{"y", {}, Id(1)}, nullptr}, {{"X", {}, {}}, nullptr},
-      {{{}, Id(9), {}}, nullptr}, {{{}, {}, {}}, nullptr},
-  };
+  } cases[] = {{{{}, Id(3), {}}, "p"},     {{{}, Id(3), Id(2)}, "p"},  // by id no group counts
+               {{"x", {}, {}}, "p"},       {{"x", {}, Id(2)}, "q"},     {{"x", Id(4), Id(2)}, "q"},
+               {{"y", Id(4), {}}, "s"},    {{"y", {}, Id(1)}, nullptr}, {{"X", {}, {}}, nullptr},
+               {{{}, Id(9), {}}, nullptr}, {{{}, {}, {}}, nullptr}};
   for (const auto& c : cases) {
     const PluginEntry* const found = catalogue.Find(c.query);
     EXPECT_STREQ(found != nullptr ? found->library->Name().Text() : nullptr, c.library);
@@ -120,12 +116,10 @@ TEST(PluginLibrary, NamesOfCataloguesBecomeFileNames) {
   const struct {
     std::string name;
     std::vector<std::string> files;
-  } cases[] = {
-      {"Render.DLL", {"Render_7s.dll", "Render_7s.so"}},
-      {"tool.exe", {"tool_7s.exe", "tool_7s.so"}},
-      {"a.b/render", {"a.b/render_7s.dll", "a.b/render_7s.so"}},
-      {"render.v2", {"render.v2", "render.v2.so"}},
-      {std::string(300, 'x'), {}},
-  };
+  } cases[] = {{"Render.DLL", {"Render_7s.dll", "Render_7s.so"}},
+               {"tool.exe", {"tool_7s.exe", "tool_7s.so"}},
+               {"a.b/render", {"a.b/render_7s.dll", "a.b/render_7s.so"}},
+               {"render.v2", {"render.v2", "render.v2.so"}},
+               {std::string(300, 'x'), {}}};
   for (const auto& c : cases) EXPECT_EQ(PluginFileNames(c.name), c.files) << c.name;
 }

@@ -69,8 +69,7 @@ TEST(CompressedFile, ClosingWritesTheDocumentedBytes) {
       {"", Header(0)},
       {"abc", Header(3) + "\3\x80"_b + "abc"},
       {"abababababababababababababababab",
-       Header(32) + "\x10\0\xFF\xFA\3\xFC\xFC\xFD\xFD\xFE\xFE"_b + "ab" + "\x80\0\2\xFB\xFB"_b},
-  };
+       Header(32) + "\x10\0\xFF\xFA\3\xFC\xFC\xFD\xFD\xFE\xFE"_b + "ab" + "\x80\0\2\xFB\xFB"_b}};
   for (const auto& [content, bytes] : cases) {
     Pack(path, content);
     EXPECT_EQ(ReadWholeFile(path), bytes);
@@ -118,17 +117,15 @@ TEST(CompressedFile, MalformedBlocksRaise) {
   const std::string word = "ReadNext() Failed to read block size";
   const struct {
     std::string bytes, content, reason;  // content is what comes before the failure
-  } cases[] = {
-      {Header(5) + "\2\x80xy", "xy", word},
-      {Header(0, 256) + "\2\x80xy\1", "xy", word},
-      {Header(5) + "\5\x80xy", "", stored},
-      {Header(20000) + Word(0x8000 | 16385) + std::string(16385, 's'), "", stored},
-      {Header(5) + "\7\0\xFF\xFF"_b, "", coded},
-      {Header(5) + "\5\0"_b + kPage + "\1\x80y", "", coded},  // short, and not the last
-      {Header(2) + "\5\0"_b + kPage, "x", word},
-      {Header(2) + "\4\x80long", "lo", ""},  // the header's size bounds the content
-      {Header(0, 256) + "\0\x80\1\x80z\5\0"_b + kPage, "zx", ""},
-  };
+  } cases[] = {{Header(5) + "\2\x80xy", "xy", word},
+               {Header(0, 256) + "\2\x80xy\1", "xy", word},
+               {Header(5) + "\5\x80xy", "", stored},
+               {Header(20000) + Word(0x8000 | 16385) + std::string(16385, 's'), "", stored},
+               {Header(5) + "\7\0\xFF\xFF"_b, "", coded},
+               {Header(5) + "\5\0"_b + kPage + "\1\x80y", "", coded},  // short, and not the last
+               {Header(2) + "\5\0"_b + kPage, "x", word},
+               {Header(2) + "\4\x80long", "lo", ""},  // the header's size bounds the content
+               {Header(0, 256) + "\0\x80\1\x80z\5\0"_b + kPage, "zx", ""}};
   const TempFolder folder;
   for (const auto& c : cases) {
     WriteWholeFile(folder / "bad", c.bytes);

@@ -90,8 +90,7 @@ TEST_F(ConfigParse, ReadsEveryFormOfNode) {
        "{=[1 -2 16] =[1] =[1.0f 2.5f -1.#INFf] =['1' '2.5' 'x' '1e+20']}"},
       {"``; a = ` \n ` 0aF /*;*/ 1 # 22;\n zZ 33 4;b=1;", "{=[] a=[x10 x51] b=1}"},
       {"a = \"one \" two; \"\" = \"\"; b = it`s; a/b*c=\xE9.txt;#end",
-       "{a='one two' ='' b='it`s' a/b*c='\xE9.txt'}"},
-  };
+       "{a='one two' ='' b='it`s' a/b*c='\xE9.txt'}"}};
   for (const auto& c : cases) EXPECT_EQ(Parsed(c.text), c.expected) << c.text;
 }
 
@@ -121,21 +120,19 @@ TEST_F(ConfigParse, ReportsWhereAndWhy) {
   const struct {
     std::string text;
     const char* expected;
-  } cases[] = {
-      {"!", "src(1): Syntax error at end of file."},
-      {"!a = 1;", "src(1): Syntax error."},
-      {"!version 1 a = 1;", "src(1): Syntax error at 1."},
-      {"!version 1.#QNAN a = 1;", "src(1): Syntax error at 1.#QNAN."},
-      {"!/* c */ # d\nversion2.0\n\n", "src(4): Syntax error at end of file."},
-      {"();", "src(1): Syntax error at )."},
-      {"a = 1, ;", "src(1): Syntax error at ;."},
-      {"a = 1 2;", "src(1): Syntax error at 2."},
-      {"a = (\"b\" \"c\");", "src(1): Syntax error at c."},
-      {"\n\"x\ny\" \"/*\n*/\" /*\n*/ = }", "src(5): Syntax error at =."},
-      // None may forge a line of the log.
-      {"a = (b \"\\n\x1b[2J\x7F\xE9\");", "src(1): Syntax error at ??[2J?\xE9."},
-      {"a = 1, ``0A1B;", "src(1): Syntax error at ``."},
-  };
+  } cases[] = {{"!", "src(1): Syntax error at end of file."},
+               {"!a = 1;", "src(1): Syntax error."},
+               {"!version 1 a = 1;", "src(1): Syntax error at 1."},
+               {"!version 1.#QNAN a = 1;", "src(1): Syntax error at 1.#QNAN."},
+               {"!/* c */ # d\nversion2.0\n\n", "src(4): Syntax error at end of file."},
+               {"();", "src(1): Syntax error at )."},
+               {"a = 1, ;", "src(1): Syntax error at ;."},
+               {"a = 1 2;", "src(1): Syntax error at 2."},
+               {"a = (\"b\" \"c\");", "src(1): Syntax error at c."},
+               {"\n\"x\ny\" \"/*\n*/\" /*\n*/ = }", "src(5): Syntax error at =."},
+               // None may forge a line of the log.
+               {"a = (b \"\\n\x1b[2J\x7F\xE9\");", "src(1): Syntax error at ??[2J?\xE9."},
+               {"a = 1, ``0A1B;", "src(1): Syntax error at ``."}};
   for (const auto& c : cases) EXPECT_EQ(Parsed(c.text), c.expected) << c.text;
   for (const char* open : {"\"b;", "b; /*;", "``00", "``00 /* ;", "\"\\", "\\", "b {1;", ""}) {
     EXPECT_EQ(Parsed("a = \n"s + open), "src(2): Syntax error at end of file.") << open;
@@ -251,13 +248,11 @@ TEST(ConfigNode, NumberArraysReadAsFourOrAsAngles) {
     ConfigNode::Value value;
     Four expected;
     bool isEuler;
-  } cases[] = {
-      {std::vector<float>{1, 2, 3, 4, 5}, {1, 2, 3, 4}, false},
-      {std::vector<float>{6, 7, 8}, {6, 7, 8, 1}, true},
-      {std::vector<std::int32_t>{6, 7}, {6, 7, -1, 1}, false},
-      {std::vector<float>(), {-1, -1, -1, -1}, false},
-      {5.0F, {-1, -1, -1, -1}, false},
-  };
+  } cases[] = {{std::vector<float>{1, 2, 3, 4, 5}, {1, 2, 3, 4}, false},
+               {std::vector<float>{6, 7, 8}, {6, 7, 8, 1}, true},
+               {std::vector<std::int32_t>{6, 7}, {6, 7, -1, 1}, false},
+               {std::vector<float>(), {-1, -1, -1, -1}, false},
+               {5.0F, {-1, -1, -1, -1}, false}};
   for (const auto& c : cases) {
     ConfigNode node;
     node.Set(c.value);

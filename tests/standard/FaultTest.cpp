@@ -107,18 +107,16 @@ TEST(FaultReport, EveryKindOfEndIsToldInTheLogAndOnStandardError) {
     void (*fault)();
     const char* told;
     bool hasFrames;
-  } cases[] = {
-      {WriteToNull, "Class: Hardware\nReason: Access Violation\nVersion: Zef v", true},
-      {DivideByZero, "Class: Hardware\nReason: Integer Divide By Zero\n", true},
-      {RunNonsense, "Reason: Illegal Instruction\n", true},
-      {LoseMemory, "Reason: In Page Error\n", true},
-      {OverflowStack, "Reason: Stack Overflow\n", false},
-      {[] { throw std::runtime_error("for want of a nail"); },
-       "Class: Hardware\nReason: C++ Exception: for want of a nail\n", true},
-      {[] { throw 1; }, "Reason: C++ Exception\n", true},
-      {[] { throw FileEx("lost.cpp", 12, "the shoe"); },
-       "File: lost.cpp\nLine: 12\nClass: File\nReason: the shoe\nVersion: Zef v", false},
-  };
+  } cases[] = {{WriteToNull, "Class: Hardware\nReason: Access Violation\nVersion: Zef v", true},
+               {DivideByZero, "Class: Hardware\nReason: Integer Divide By Zero\n", true},
+               {RunNonsense, "Reason: Illegal Instruction\n", true},
+               {LoseMemory, "Reason: In Page Error\n", true},
+               {OverflowStack, "Reason: Stack Overflow\n", false},
+               {[] { throw std::runtime_error("for want of a nail"); },
+                "Class: Hardware\nReason: C++ Exception: for want of a nail\n", true},
+               {[] { throw 1; }, "Reason: C++ Exception\n", true},
+               {[] { throw FileEx("lost.cpp", 12, "the shoe"); },
+                "File: lost.cpp\nLine: 12\nClass: File\nReason: the shoe\nVersion: Zef v", false}};
   for (const auto& c : cases) {
     for (const bool inThread : {false, true}) {
       // Its own stack ends first; and what it adds to functions has exceptions forgotten on the

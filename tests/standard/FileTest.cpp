@@ -38,22 +38,20 @@ TEST(FileOpen, AnswersByModeAndContent) {
     std::uint32_t mode;
     std::uint32_t status;
     std::uint32_t modeAfter;
-  } cases[] = {
-      {"missing", 0x10, RES_FILENOTFOUND, 0},
-      {"folder", 0x10, RES_FILENOTFOUND, 0},
-      {"plain", 0x11, RES_OK, 0x21},
-      {"plain", 0x30, RES_NOTCOMPRESSED, 0},
-      {"plain", 0x301, RES_FILEALREADYEXISTS, 0},
-      {"short", 0x30, RES_OK, 0x20},
-      {"cfil", 0x10, RES_OK, 0x30},
-      {"cfil", 0x20, RES_OK, 0x20},
-      {"cfil", 0x11, RES_CANTWRITECOMPRESSED, 0},
-      {"new1", 0x111, RES_OK, 0x121},
-      {"plain", 0x1010, RES_MODENOTSUPPORTED, 0},
-      {"plain", 0x13, RES_MODENOTSUPPORTED, 0},
-      {"plain", 0x40, RES_MODENOTSUPPORTED, 0},
-      {"device", 0x102, RES_FILENOTFOUND, 0},
-  };
+  } cases[] = {{"missing", 0x10, RES_FILENOTFOUND, 0},
+               {"folder", 0x10, RES_FILENOTFOUND, 0},
+               {"plain", 0x11, RES_OK, 0x21},
+               {"plain", 0x30, RES_NOTCOMPRESSED, 0},
+               {"plain", 0x301, RES_FILEALREADYEXISTS, 0},
+               {"short", 0x30, RES_OK, 0x20},
+               {"cfil", 0x10, RES_OK, 0x30},
+               {"cfil", 0x20, RES_OK, 0x20},
+               {"cfil", 0x11, RES_CANTWRITECOMPRESSED, 0},
+               {"new1", 0x111, RES_OK, 0x121},
+               {"plain", 0x1010, RES_MODENOTSUPPORTED, 0},
+               {"plain", 0x13, RES_MODENOTSUPPORTED, 0},
+               {"plain", 0x40, RES_MODENOTSUPPORTED, 0},
+               {"device", 0x102, RES_FILENOTFOUND, 0}};
   const TempFolder folder;
   std::filesystem::create_directory(folder / "folder");
   std::filesystem::create_symlink("/dev/full", folder / "device");
@@ -171,14 +169,12 @@ TEST(FileText, LinesEndInEveryWay) {
     std::uint32_t limit;
     std::uint32_t encoding;
     std::vector<std::string> lines;
-  } cases[] = {
-      {"one\r\ntwo\rthree\n\nlast", 100, 1, {"one", "two", "three", "", "last"}},
-      {"abcdef\r\nx\r", 4, 1, {"abc", "def", "x"}},
-      {std::string(16383, 'm') + "\r\nnext", 20000, 1, {std::string(16383, 'm'), "next"}},
-      {std::string("a\0\xAC\x20\x00\x04\r\0\n\0z\0!", 13), 100, 2, {"a\x80?", "z"}},
-      {std::string("\x3D\xD8\0\xDE\x3D\xD8z\0", 8), 100, 2, {"??z"}},
-      {"never", 1, 1, {}},
-  };
+  } cases[] = {{"one\r\ntwo\rthree\n\nlast", 100, 1, {"one", "two", "three", "", "last"}},
+               {"abcdef\r\nx\r", 4, 1, {"abc", "def", "x"}},
+               {std::string(16383, 'm') + "\r\nnext", 20000, 1, {std::string(16383, 'm'), "next"}},
+               {std::string("a\0\xAC\x20\x00\x04\r\0\n\0z\0!", 13), 100, 2, {"a\x80?", "z"}},
+               {std::string("\x3D\xD8\0\xDE\x3D\xD8z\0", 8), 100, 2, {"??z"}},
+               {"never", 1, 1, {}}};
   for (const auto& c : cases) {
     WriteWholeFile(folder / "lines", c.content);
     File file;

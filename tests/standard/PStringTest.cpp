@@ -25,8 +25,7 @@ TEST(PString, EqualBytesAreOnePointer) {
   } cases[] = {
       {"track", "track", true},        {"Abc", "abc", false},           {"", "", true},
       {"a", {"a\0", 2}, false},        {"1" + stem, "2" + stem, false},  // long common tail
-      {stem + "1", stem + "2", false}, {stem, stem + "p", false},
-  };
+      {stem + "1", stem + "2", false}, {stem, stem + "p", false}};
   for (const auto& c : cases) {
     const PString a{std::string_view(c.a)}, b{std::string_view(c.b)};
     EXPECT_EQ(a == b, c.same) << c.a;
@@ -66,24 +65,22 @@ TEST(PString, ChangesGiveTheRecordOfTheNewText) {
     const char* start;
     void (*change)(PString&);
     const char* expected;
-  } cases[] = {
-      {"rail", [](PString& t) { t.Insert("mono", 0); }, "monorail"},
-      {"rail", [](PString& t) { t.Insert("s", 4); }, "rails"},
-      {"rail", [](PString& t) { t.Insert("s", 5); }, "rail"},
-      {"rail", [](PString& t) { t.Insert("", 0); }, "rail"},
-      {"rail", [](PString& t) { t.Insert(t.Text() + 1, 2); }, "raailil"},
-      {nullptr, [](PString& t) { t.Insert("new", 7); }, "new"},
-      {"rail", [](PString& t) { t.Erase(1, 2); }, "rl"},
-      {"rail", [](PString& t) { t.Erase(2, 0xFFFFFFFF); }, "ra"},
-      {"rail", [](PString& t) { t.Erase(4, 1); }, "rail"},
-      {"rail", [](PString& t) { t.Erase(0, 9); }, ""},
-      {"Rail\xC9", [](PString& t) { t.UpperCase(); }, "RAIL\xC9"},
-      {"Rail\xC9", [](PString& t) { t.LowerCase(); }, "rail\xC9"},
-      {nullptr, [](PString& t) { t.LowerCase(); }, nullptr},
-      {"n=", [](PString& t) { EXPECT_EQ(t.AppendFormat("%d", -7), 2); }, "n=-7"},
-      {"it", [](PString& t) { t.Format("%s:%s", t.Text(), t.Text()); }, "it:it"},
-      {"it", [](PString& t) { EXPECT_EQ(t.Format("%s", ""), 0); }, nullptr},
-  };
+  } cases[] = {{"rail", [](PString& t) { t.Insert("mono", 0); }, "monorail"},
+               {"rail", [](PString& t) { t.Insert("s", 4); }, "rails"},
+               {"rail", [](PString& t) { t.Insert("s", 5); }, "rail"},
+               {"rail", [](PString& t) { t.Insert("", 0); }, "rail"},
+               {"rail", [](PString& t) { t.Insert(t.Text() + 1, 2); }, "raailil"},
+               {nullptr, [](PString& t) { t.Insert("new", 7); }, "new"},
+               {"rail", [](PString& t) { t.Erase(1, 2); }, "rl"},
+               {"rail", [](PString& t) { t.Erase(2, 0xFFFFFFFF); }, "ra"},
+               {"rail", [](PString& t) { t.Erase(4, 1); }, "rail"},
+               {"rail", [](PString& t) { t.Erase(0, 9); }, ""},
+               {"Rail\xC9", [](PString& t) { t.UpperCase(); }, "RAIL\xC9"},
+               {"Rail\xC9", [](PString& t) { t.LowerCase(); }, "rail\xC9"},
+               {nullptr, [](PString& t) { t.LowerCase(); }, nullptr},
+               {"n=", [](PString& t) { EXPECT_EQ(t.AppendFormat("%d", -7), 2); }, "n=-7"},
+               {"it", [](PString& t) { t.Format("%s:%s", t.Text(), t.Text()); }, "it:it"},
+               {"it", [](PString& t) { EXPECT_EQ(t.Format("%s", ""), 0); }, nullptr}};
   for (const auto& c : cases) {
     for (const bool isShared : {false, true}) {
       PString text(c.start);

@@ -59,8 +59,7 @@ TEST(PairCoder, OutputIsTheDocumentedBytes) {
       // Equal counts: (b,b) lies in slot 0xC22 and wins over (a,a) in 0xC41.
       {Pairs({'a', 'a'}, {'b', 'b'}),
        Bytes{255, 252, 1, 'a', 'a', 'b', 'b', 128, 0, 48} + Pairs({253}, {254})},
-      {{}, {}},
-  };
+      {{}, {}}};
   for (const auto& [source, coded] : cases) EXPECT_EQ(Encode(source), coded);
 }
 
@@ -73,8 +72,7 @@ TEST(PairCoder, RoundTripsAllTexturesAndLengths) {
       [](std::size_t i) { return static_cast<int>(i % 211); },
       [&](std::size_t i) { return static_cast<int>(words[i % words.size()]); },
       [&](std::size_t) { return static_cast<int>(random() % 256); },
-      [&](std::size_t) { return 255 - static_cast<int>(random() % 40); },
-  };
+      [&](std::size_t) { return 255 - static_cast<int>(random() % 40); }};
   const std::size_t lengths[] = {1, 2, 100, 2047, 2048, 2049, 16383, 16384, 16385, 32768};
   int shrunk = 0;
   for (const auto& texture : textures) {
@@ -108,8 +106,7 @@ TEST(PairCoder, DecoderRefusesWhatIsMalformed) {
       {"data past the block", {255, 255, 0, 2, 'x'}},
       {"second page cut", {255, 255, 0, 1, 'x', 255}},
       {"cycle that deepens the stack", {1, 1, 1, 0, 0, 255, 253, 0, 1, 0}},
-      {"cycle that emits for ever", {0, 2, 0, 255, 254, 0, 1, 0}},
-  };
+      {"cycle that emits for ever", {0, 2, 0, 255, 254, 0, 1, 0}}};
   for (const auto& [what, coded] : cases) EXPECT_EQ(Decode(coded), std::nullopt) << what;
 }
 

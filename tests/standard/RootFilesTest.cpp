@@ -50,12 +50,10 @@ TEST_F(RootFiles, TreesThatHoldTheProductAreNotDeleted) {
   const struct {
     PString root;
     std::string path;
-  } refused[] = {
-      {{}, product + "//"},    {{}, folder_ / "x"}, {{}, "/"},
-      {{}, product + "/a/.."}, {root_, "."},        {root_, "product/.."},
-      {{}, "rootfiles:/"},     {{}, "product"},     {root_, ""},
-      {{}, product + "//./."}, {{}, "/" + product}, {{}, product + "\0/long"s},
-  };
+  } refused[] = {{{}, product + "//"},    {{}, folder_ / "x"}, {{}, "/"},
+                 {{}, product + "/a/.."}, {root_, "."},        {root_, "product/.."},
+                 {{}, "rootfiles:/"},     {{}, "product"},     {root_, ""},
+                 {{}, product + "//./."}, {{}, "/" + product}, {{}, product + "\0/long"s}};
   for (const auto& c : refused) EXPECT_FALSE(DeleteTree(c.root, c.path, product + "/")) << c.path;
   EXPECT_TRUE(DeleteTree({}, product + "/a", folder_ / "/././product//"));
   for (const char* unknown : {"", "product"}) EXPECT_FALSE(DeleteTree({}, product + "/a", unknown));

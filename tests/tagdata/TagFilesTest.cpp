@@ -48,19 +48,17 @@ TEST_F(TagFiles, ExtensionPicksTheForm) {
     const char* path;
     const char* extension;
     TagForm form;
-  } cases[] = {
-      {"a.txt", "", TagForm::Text},
-      {"sub/A.TXT", "", TagForm::Text},
-      {"b.grole", "", TagForm::Binary},
-      {"b.kpx", "", TagForm::Binary},
-      {"b.Kpx2", "", TagForm::Binary},
-      {"c.dat", ".txt", TagForm::Text},
-      {"d.txt", "grole", TagForm::Binary},
-      {"e.dat", "", TagForm::None},
-      {"f", "", TagForm::None},
-      {"g.txt", "dat", TagForm::None},
-      {"h.txt.", "", TagForm::None},
-  };
+  } cases[] = {{"a.txt", "", TagForm::Text},
+               {"sub/A.TXT", "", TagForm::Text},
+               {"b.grole", "", TagForm::Binary},
+               {"b.kpx", "", TagForm::Binary},
+               {"b.Kpx2", "", TagForm::Binary},
+               {"c.dat", ".txt", TagForm::Text},
+               {"d.txt", "grole", TagForm::Binary},
+               {"e.dat", "", TagForm::None},
+               {"f", "", TagForm::None},
+               {"g.txt", "dat", TagForm::None},
+               {"h.txt.", "", TagForm::None}};
   for (const auto& c : cases) {
     EXPECT_EQ(TagFormOf(c.path, c.extension), c.form) << c.path;
     EXPECT_EQ(SaveTagFile(Sample(7), root_, c.path, c.extension), c.form != TagForm::None);
@@ -161,12 +159,11 @@ TEST_F(TagFiles, SafeLoadHealsEveryCut) {
     const char* main;  ///< null: not there
     const char* temporary;
     int loaded;
-  } cases[] = {
-      {"number 1", nullptr, 1},    {"number 1", "numb", 1},  // cut while it was written
-      {"number 1", "number 2", 1},                           // not yet in its place
-      {nullptr, "number 2", 2},                              // between delete and rename
-      {nullptr, nullptr, -1},
-  };
+  } cases[] = {{"number 1", nullptr, 1},
+               {"number 1", "numb", 1},      // cut while it was written
+               {"number 1", "number 2", 1},  // not yet in its place
+               {nullptr, "number 2", 2},     // between delete and rename
+               {nullptr, nullptr, -1}};
   for (const auto& c : cases) {
     fs::remove(folder_ / "config.txt");
     if (c.main != nullptr) WriteWholeFile(folder_ / "config.txt", c.main);
