@@ -36,10 +36,7 @@ TEST(PlatformFolder, ResolveCaseFindsTheSpellingOnDisk) {
   fs::create_directory(folder / "TWIN");
   Make(folder, "Twin/only", "");
   fs::create_symlink("nowhere", folder / "Dangling");
-  const struct {
-    const char* relative;
-    const char* expected;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"settings/PLID.txt", "Settings/plid.TXT"},
       {"SETTINGS\\sub", "Settings/Sub"},
       {"Settings//sub/", "Settings/Sub/"},
@@ -50,8 +47,8 @@ TEST(PlatformFolder, ResolveCaseFindsTheSpellingOnDisk) {
       {"dangling", "Dangling"},
       {"/settings", "Settings"},
       {"", ""}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(ResolveCase(folder.Path().string(), c.relative), folder / c.expected) << c.relative;
+  for (const auto& [relative, expected] : cases) {
+    EXPECT_EQ(ResolveCase(folder.Path().string(), relative), folder / expected) << relative;
   }
   EXPECT_EQ(ResolveCase("", "no-such-entry"), "no-such-entry") << "an empty root is not \"/\"";
 }

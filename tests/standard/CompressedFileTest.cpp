@@ -5,7 +5,6 @@
 #include <random>
 #include <string>
 
-#include "kernel/platform/FileSystem.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
@@ -161,52 +160,6 @@ TEST(CompressedFile, FailedCloseKeepsTheContent) {
   file.Close();
   EXPECT_EQ(std::filesystem::file_size(folder / "moved/f"), 0x7FFFFFFFU);
   Subst(name, nullptr, false);
-}
-
-// Lends its handle for one range, as an archive of the old version does.
-struct OldArchive : FileSub {
-  bool IsAvailable() const override { return true; }
-  std::uint32_t Version() const override { return 257; }
-  bool OpenForRead(File& file, const FilePath& path, std::uint32_t) override {
-    const bool packed = path.View() == "packed";
-    file.Adopt({handle, true, packed ? 4U : 13U, packed ? 9 : 3, packed ? 3 : -1, "entry", this});
-    return true;
-  }
-  void CloseFile(File& file) override {
-    closed++;
-    sawFailure = file.WriteFailed();
-  }
-  std::int32_t handle = -1;
-  int closed = 0;
-  bool sawFailure = false;
-};
-
-TEST(CompressedFile, ArchiveEntriesEndWhereTheyEnd) {
-  const TempFolder folder;
-  WriteWholeFile(folder / "archive", "headCFIL" + Word(0x8003) + "abc" + "CFILrest");
-  auto source = std::make_unique<OldArchive>();
-  OldArchive& archive = *source;
-  archive.handle = Platform::OpenFile(folder / "archive", {});
-  SubstList::Get().Add("oldarchive", std::move(source));
-  const char* const expected[][2] = {{"oldarchive:packed", "abc"}, {"oldarchive:plain", "CFI"}};
-  for (const auto& [path, content] : expected) {
-    File file;
-    ASSERT_EQ(file.Open(path, 0x10), RES_OK);
-    EXPECT_EQ(file.Size(), 3);
-    std::string reason;
-    EXPECT_EQ(ReadOut(file, 100, &reason), content) << reason;
-  }
-  EXPECT_EQ(archive.openFiles, 0U);
-  EXPECT_EQ(archive.closed, 2);
-  EXPECT_TRUE(Platform::CloseFile(archive.handle)) << "the handle is the archive's";
-  archive.handle = Platform::OpenFile("/dev/full", {.write = true});
-  File lost;
-  ASSERT_EQ(lost.Open("oldarchive:plain", 0x21), RES_OK);
-  lost.Write("x", 1, 1);
-  EXPECT_THROW(lost.Close(), FileEx);
-  EXPECT_TRUE(archive.closed == 3 && archive.sawFailure) << "the source finishes a lost file too";
-  Platform::CloseFile(archive.handle);
-  SubstList::Get().Remove("oldarchive");
 }
 
 }  // namespace

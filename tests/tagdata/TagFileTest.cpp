@@ -66,18 +66,16 @@ TEST(TagFile, WriterMakesTheBytesOfTheFormat) {
 
 // Which codes mean what, including those that only foreign writers use.
 TEST(TagFile, CodesReadAsTypes) {
-  const struct {
-    int code;
-    std::int32_t type;
-  } cases[] = {{0, TagSoup}, {1, TagInt},  {2, TagFloat}, {3, TagString}, {4, TagBinary},
-               {5, TagNull}, {6, TagNull}, {11, TagNull}, {13, TagPLID},  {14, TagNull}};
-  for (const auto& c : cases) {
-    const std::string payload = c.code == 0 ? "" : "12345678";
-    const TagContainer root = Load(File(Record("k\0"s, c.code, payload)));
-    EXPECT_EQ(root.GetTagType("k"), c.type) << c.code;
-    EXPECT_EQ(root.GetTag("k")->GetDataSize(), c.type > TagSoup ? 8u : 0u) << c.code;
-    EXPECT_EQ(root.HasTag("k"), c.type != TagNull) << c.code;
-    EXPECT_STREQ(root.GetTagName(0).Text(), "k") << c.code;
+  const std::pair<int, std::int32_t> cases[] = {
+      {0, TagSoup}, {1, TagInt},  {2, TagFloat}, {3, TagString}, {4, TagBinary},
+      {5, TagNull}, {6, TagNull}, {11, TagNull}, {13, TagPLID},  {14, TagNull}};
+  for (const auto& [code, type] : cases) {
+    const std::string payload = code == 0 ? "" : "12345678";
+    const TagContainer root = Load(File(Record("k\0"s, code, payload)));
+    EXPECT_EQ(root.GetTagType("k"), type) << code;
+    EXPECT_EQ(root.GetTag("k")->GetDataSize(), type > TagSoup ? 8u : 0u) << code;
+    EXPECT_EQ(root.HasTag("k"), type != TagNull) << code;
+    EXPECT_STREQ(root.GetTagName(0).Text(), "k") << code;
   }
 }
 

@@ -53,10 +53,7 @@ std::string Nested(std::size_t depth) {
 }
 
 TEST(TagText, ClassOfAValueIsThatOfItsLine) {
-  const struct {
-    std::string text;
-    const char* expected;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"A 12\t\r\n# -7", "a:i:12 #:i:-7 "},
       {"a 1\na 2\nb 3\na 4", "b:i:3 a:i:4 "},
       {"a 1.5\nb .5\nc -2.", "a:f:1.5 b:f:0.5 c:f:-2 "},
@@ -72,7 +69,7 @@ TEST(TagText, ClassOfAValueIsThatOfItsLine) {
        "a:p:<plid:1:2> b:p:<plid2:1:2:3> c:p:<NULL> d:p:<NULL> "},
       {"a\nb \"\"\nc", "a:0 b:s: c:0 "},
       {"", ""}};
-  for (const auto& c : cases) EXPECT_EQ(DumpText(c.text), c.expected) << c.text;
+  for (const auto& [text, expected] : cases) EXPECT_EQ(DumpText(text), expected) << text;
   std::string list = "a 1";
   for (int i = 0; i < 200; ++i) list += ",1";
   std::vector<float> values;
@@ -81,42 +78,38 @@ TEST(TagText, ClassOfAValueIsThatOfItsLine) {
 }
 
 TEST(TagText, TextsEndAndBreakByTheirQuotes) {
-  const struct {
-    std::string text;
-    std::string expected;
-  } cases[] = {{"a x y \nb z", "a:s:x y  b:s:z "},
-               {"a say \"hi\"\n", "a:s:say \"hi\" "},
-               {R"(a one\ntwo\\n)", "a:s:one\r\ntwo\\\r\n "},
-               {R"(a "one\ntwo")", "a:s:one\\ntwo "},
-               {"a \"1\n2\r3\r\n4\n\r5\n\n6\"b 1", "a:s:1\r\n2\r\n3\r\n4\r\n5\r\n\r\n6 b:i:1 "},
-               {"a \"}{\" b 1", "a:s:}{ b:i:1 "},
-               {"a \"\" b 1", "a:s: b:i:1 "},
-               {"a \"", "a:s: "},
-               {"a x\0y\nb \"\0\"\nc 1"s, "a:s:x b:s: c:i:1 "},
-               {"k\0ey 1\n"s, "k:i:1 "},
-               {"a 1\n\0b 1\nc 2"s, "a:i:1 "},  // a key of nothing ends the block
-               {"a caf\xE9", "a:s:caf\xC3\xA9 "},
-               {"\xEF\xBB\xBF"
-                "a caf\xE9",
-                "a:s:caf\xE9 "},
-               {std::string(600, 'K') + " 1", std::string(511, 'k') + ":i:1 "}};
-  for (const auto& c : cases) EXPECT_EQ(DumpText(c.text), c.expected) << c.text;
+  const std::pair<std::string, std::string> cases[] = {
+      {"a x y \nb z", "a:s:x y  b:s:z "},
+      {"a say \"hi\"\n", "a:s:say \"hi\" "},
+      {R"(a one\ntwo\\n)", "a:s:one\r\ntwo\\\r\n "},
+      {R"(a "one\ntwo")", "a:s:one\\ntwo "},
+      {"a \"1\n2\r3\r\n4\n\r5\n\n6\"b 1", "a:s:1\r\n2\r\n3\r\n4\r\n5\r\n\r\n6 b:i:1 "},
+      {"a \"}{\" b 1", "a:s:}{ b:i:1 "},
+      {"a \"\" b 1", "a:s: b:i:1 "},
+      {"a \"", "a:s: "},
+      {"a x\0y\nb \"\0\"\nc 1"s, "a:s:x b:s: c:i:1 "},
+      {"k\0ey 1\n"s, "k:i:1 "},
+      {"a 1\n\0b 1\nc 2"s, "a:i:1 "},  // a key of nothing ends the block
+      {"a caf\xE9", "a:s:caf\xC3\xA9 "},
+      {"\xEF\xBB\xBF"
+       "a caf\xE9",
+       "a:s:caf\xE9 "},
+      {std::string(600, 'K') + " 1", std::string(511, 'k') + ":i:1 "}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(DumpText(text), expected) << text;
 }
 
 TEST(TagText, BlocksOpenAndCloseWhereBracesStand) {
-  const struct {
-    const char* text;
-    const char* expected;
-  } cases[] = {{"a { b 1\n } c 2", "a:{ b:i:1 } c:i:2 "},
-               {"a \r\n\n\t \r\n{\nb 1\n}\nc 2", "a:{ b:i:1 } c:i:2 "},
-               {"a\n  b", "a:0 b:0 "},  // blanks before the next key are no value
-               {"a { b x}c 1", "a:{ b:s:x } c:i:1 "},
-               {"a { b { c {", "a:{ b:{ c:{ } } } "},
-               {"a 1\n} b 2", "a:i:1 "},
-               {"a { x 1\n}\na { y 2\n}", "a:{ y:i:2 } "},
-               {"a x {\nb 1", "a:s:x { b:i:1 "},
-               {"a{ b 1", "a{:s:b 1 "}};
-  for (const auto& c : cases) EXPECT_EQ(DumpText(c.text), c.expected) << c.text;
+  const std::pair<const char*, const char*> cases[] = {
+      {"a { b 1\n } c 2", "a:{ b:i:1 } c:i:2 "},
+      {"a \r\n\n\t \r\n{\nb 1\n}\nc 2", "a:{ b:i:1 } c:i:2 "},
+      {"a\n  b", "a:0 b:0 "},  // blanks before the next key are no value
+      {"a { b x}c 1", "a:{ b:s:x } c:i:1 "},
+      {"a { b { c {", "a:{ b:{ c:{ } } } "},
+      {"a 1\n} b 2", "a:i:1 "},
+      {"a { x 1\n}\na { y 2\n}", "a:{ y:i:2 } "},
+      {"a x {\nb 1", "a:s:x { b:i:1 "},
+      {"a{ b 1", "a{:s:b 1 "}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(DumpText(text), expected) << text;
 }
 
 TEST(TagText, WriterMakesTheBytesOfTheForm) {
@@ -196,29 +189,27 @@ TEST(TagText, BlocksTooDeepAreCutOffAndWhatFollowsThemIsRead) {
 
 TEST(TagText, WhatIsNotReadIsCounted) {
   const std::string numbers(255, '1');
-  const struct {
-    std::string text;
-    TagTextLosses expected;
-  } cases[] = {{"a 1\n}\n} \n", {}},
-               {"a 1\n} b 2\n", {4, 0, 0, 0}},
-               {"a 1\n\0b 2"s, {3, 0, 1, 0}},
-               {"a 1\nb\na {\n}\nA\nc { a\na\n}", {0, 3, 0, 0}},
-               {Nested(1026), {0, 0, 0, 1}},
-               {std::string(511, 'k') + " 1," + numbers.substr(2), {}},
-               {std::string(512, 'k') + " 1," + numbers.substr(1), {0, 0, 2, 0}},
-               {"a x\0y\nk\0ey"s, {0, 0, 2, 0}},
-               {"a 2147483647\nb -2147483648\nc 0000000001\nd 1.5\ne 1 ,2\t\n", {}},
-               {"a 2147483648\nb 99999999999999999999\nc -\nd 1.5.1\ne 1,-\nf 1\t2", {0, 0, 6, 0}},
-               {"a <plid:1:2> \nb <NULL>\nc \"<plid2:1:2:3>\"", {}},
-               {"a <plid:1:x>\nb <plid:1:2> x", {0, 0, 1, 0}}};
-  for (const auto& c : cases) {
+  const std::pair<std::string, TagTextLosses> cases[] = {
+      {"a 1\n}\n} \n", {}},
+      {"a 1\n} b 2\n", {4, 0, 0, 0}},
+      {"a 1\n\0b 2"s, {3, 0, 1, 0}},
+      {"a 1\nb\na {\n}\nA\nc { a\na\n}", {0, 3, 0, 0}},
+      {Nested(1026), {0, 0, 0, 1}},
+      {std::string(511, 'k') + " 1," + numbers.substr(2), {}},
+      {std::string(512, 'k') + " 1," + numbers.substr(1), {0, 0, 2, 0}},
+      {"a x\0y\nk\0ey"s, {0, 0, 2, 0}},
+      {"a 2147483647\nb -2147483648\nc 0000000001\nd 1.5\ne 1 ,2\t\n", {}},
+      {"a 2147483648\nb 99999999999999999999\nc -\nd 1.5.1\ne 1,-\nf 1\t2", {0, 0, 6, 0}},
+      {"a <plid:1:2> \nb <NULL>\nc \"<plid2:1:2:3>\"", {}},
+      {"a <plid:1:x>\nb <plid:1:2> x", {0, 0, 1, 0}}};
+  for (const auto& [text, expected] : cases) {
     TagContainer tags;
     TagTextLosses found;
-    ReadTagText(tags, c.text, nullptr, &found);
-    EXPECT_EQ(found.bytesLeft, c.expected.bytesLeft) << c.text;
-    EXPECT_EQ(found.replaced, c.expected.replaced) << c.text;
-    EXPECT_EQ(found.cut, c.expected.cut) << c.text;
-    EXPECT_EQ(found.tooDeep, c.expected.tooDeep) << c.text;
+    ReadTagText(tags, text, nullptr, &found);
+    EXPECT_EQ(found.bytesLeft, expected.bytesLeft) << text;
+    EXPECT_EQ(found.replaced, expected.replaced) << text;
+    EXPECT_EQ(found.cut, expected.cut) << text;
+    EXPECT_EQ(found.tooDeep, expected.tooDeep) << text;
   }
 }
 
