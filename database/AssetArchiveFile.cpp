@@ -22,6 +22,7 @@ constexpr std::uint32_t kVersion = 0;
 constexpr std::size_t kHeaderSize = 16;
 constexpr std::uint64_t kLengthPlace = 8;
 constexpr std::size_t kEntryHeadSize = PLID::kStoredSize + 4;
+constexpr std::size_t kPackageHeadSize = NOLBinaryFile::kHeaderSize;
 constexpr std::uint64_t kLargestFile = std::numeric_limits<std::uint32_t>::max();
 
 void AppendId(Zef::ByteWriter& out, const PLID& id) {
@@ -48,7 +49,7 @@ AssetArchiveWriter::AssetArchiveWriter(std::string path, std::uint32_t archiveId
 
 AssetArchiveWriter::~AssetArchiveWriter() { Drop(); }
 
-bool AssetArchiveWriter::Append(const PLID& id, const TagContainer& package) {
+bool AssetArchiveWriter::Append(const PLID& id, const TagContainer& package) try {
   if (!IsOpen()) return false;
   Zef::ByteWriter out;
   AppendId(out, id);
@@ -61,16 +62,20 @@ bool AssetArchiveWriter::Append(const PLID& id, const TagContainer& package) {
   }
   Drop();
   return false;
+} catch (const std::bad_alloc&) {
+  Drop();
+  return false;
 }
 
 bool AssetArchiveWriter::Finish() {
   Zef::ByteWriter end;
   AppendId(end, PLID());
   if (!IsOpen() || !Write(end.View())) return false;
-  const auto length = static_cast<std::uint32_t>(size_);
-  const bool isWritten =
-      Platform::WriteAt(file_, &length, sizeof length, kLengthPlace) == sizeof length &&
-      Platform::FlushFile(file_);
+  Zef::ByteWriter length;
+  length.U32(static_cast<std::uint32_t>(size_));
+  const bool isWritten = Platform::WriteAt(file_, length.View().data(), length.Size(),
+                                           kLengthPlace) == sizeof(std::uint32_t) &&
+                         Platform::FlushFile(file_);
   const bool isClosed = Platform::CloseFile(std::exchange(file_, Platform::kNoFile));
   if (isWritten && isClosed && Platform::Replace(temporary_, path_)) return true;
   static_cast<void>(Platform::DeleteFile(temporary_));
@@ -125,21 +130,21 @@ AssetArchiveStatus AssetArchiveReader::ReadHeader(std::uint32_t archiveId,
 AssetArchiveStatus AssetArchiveReader::ReadEntries(std::uint64_t end) {
   std::uint64_t at = kHeaderSize;
   for (;;) {
-    std::array<std::byte, kEntryHeadSize> head{};
-    if (!Read(std::span(head).first(PLID::kStoredSize), at)) return AssetArchiveStatus::Damaged;
-    Zef::ByteReader in(head);
+    std::array<std::byte, kEntryHeadSize + kPackageHeadSize> head{};
+    const std::int64_t got = Platform::ReadAt(file_, head.data(), head.size(), at);
+    if (got < static_cast<std::int64_t>(PLID::kStoredSize)) return AssetArchiveStatus::Damaged;
+    Zef::ByteReader in(head.data(), static_cast<std::size_t>(got));
     const PLID id = TakeId(in);
     if (id.IsNull()) {
       return at + PLID::kStoredSize == end ? AssetArchiveStatus::Ok : AssetArchiveStatus::Damaged;
     }
-    if (!Read(head, at)) return AssetArchiveStatus::Damaged;
-    Zef::ByteReader again(head);
-    again.Skip(PLID::kStoredSize);
-    const std::uint64_t next = again.U32();
+    const std::uint64_t next = in.U32();
+    in.Skip(kPackageHeadSize - 4);
+    const std::uint64_t size = std::uint64_t{in.U32()} + kPackageHeadSize;
     const std::uint64_t package = at + kEntryHeadSize;
-    if (next <= package || next + PLID::kStoredSize > end) return AssetArchiveStatus::Damaged;
-    entries_.push_back(
-        {id, static_cast<std::uint32_t>(package), static_cast<std::uint32_t>(next - package)});
+    const bool fits = !in.Failed() && package + size <= next && next + PLID::kStoredSize <= end;
+    if (!fits) return AssetArchiveStatus::Damaged;
+    entries_.push_back({id, static_cast<std::uint32_t>(package), static_cast<std::uint32_t>(size)});
     at = next;
   }
 }

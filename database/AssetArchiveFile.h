@@ -61,7 +61,7 @@ class AssetArchiveReader {
   struct Entry {
     PLID id;
     std::uint32_t offset = 0;  ///< of its package
-    std::uint32_t size = 0;    ///< of its package, at most
+    std::uint32_t size = 0;    ///< of its package
   };
 
   AssetArchiveReader() = default;

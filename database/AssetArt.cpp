@@ -56,13 +56,23 @@ bool IsPlainFile(const std::string& path) {
   return Zef::Platform::GetInfoNoFollow(path, &info) && info.regular;
 }
 
+/// A file that is reached without a link on the way from its asset's folder.
+bool IsPlainBelow(const std::string& folder, const std::string& path) {
+  Zef::Platform::FileInfo info;
+  std::size_t end = folder.size();
+  while ((end = path.find_first_of(Zef::FilePath::kSeparators, end + 1)) != std::string::npos) {
+    if (!Zef::Platform::GetInfoNoFollow(path.substr(0, end), &info) || !info.folder) return false;
+  }
+  return IsPlainFile(path);
+}
+
 /// The file of this path, or nowhere.
 AssetPlace FileBelow(const AssetPlace& folder, const std::string& path) {
   if (!StaysBelow(path)) return {};
   AssetPlace file{folder.subst, folder.path + "/" + path};
   if (!file.subst.IsNull()) return FolderExists(file) ? file : AssetPlace();
   file.path = Zef::Platform::ResolveCase(folder.path, path);
-  return IsPlainFile(file.path) ? file : AssetPlace();
+  return IsPlainBelow(folder.path, file.path) ? file : AssetPlace();
 }
 
 }  // namespace

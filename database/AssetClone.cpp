@@ -10,6 +10,7 @@
 #include "database/ConfigWriter.h"
 #include "database/ContentServices.h"
 #include "database/Database.h"
+#include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
 #include "environment/ResultsLog.h"
@@ -59,18 +60,32 @@ bool Fill(const StagedFolder& staged, const MUKAsset& source, const PLID& clone,
 
 /// Null when the clone stands, else the message about the source that tells why not; empty when the
 /// log has it.
-const char* MakeClone(const MUKAsset& source, MUKAsset& clone, bool asNewVersion, ResultsLog* log) {
+const char* PutInPlace(StagedFolder& staged, MUKAsset& clone, ResultsLog* log) {
   Database& database = Database::Get();
   const MUKSettings& settings = database.Settings();
-  clone.name = source.ShownName();  // the working folder is named by it
   if (MUKOpenAsset(clone.id, true, log).IsNull()) return "";
-  StagedFolder staged(settings.productRoot, settings.stepObserver);
-  if (!Fill(staged, source, clone.id, asNewVersion)) return kNoCopy;
-  if (!staged.Exchange(EditPlace(settings.productRoot, clone).path)) return kNoPlace;
-  if (!asNewVersion) clone.Set(AssetFlag::IsClone, true);
+  if (!staged.Put(EditPlace(settings.productRoot, clone).path)) return kNoPlace;
   database.MarkChanged(kChangeGeneral);
   settings.services->Verify(database.Index(), clone);
   return nullptr;
+}
+
+/// The same.
+const char* MakeClone(const MUKAsset& source, const PLID& id, bool asNewVersion, ResultsLog* log) {
+  const MUKSettings& settings = Database::Get().Settings();
+  MUKAssetIndex& index = Database::Get().Index();
+  AwaitSweeps();  // what was deleted last may be the room that this needs
+  // Filled before anything is open for edit, which is whole then at every instant.
+  StagedFolder staged(settings.productRoot, settings.stepObserver);
+  if (!Fill(staged, source, id, asNewVersion)) return kNoCopy;
+  AssetRollback rollback(id);
+  if (index.Find(id) == nullptr) index.CreateNew(id);
+  MUKAsset& clone = *index.Find(id);
+  clone.name = source.ShownName();  // the working folder is named by it
+  if (!asNewVersion) clone.Set(AssetFlag::IsClone, true);
+  const char* const failure = PutInPlace(staged, clone, log);
+  if (failure == nullptr) rollback.Done();
+  return failure;
 }
 
 }  // namespace
@@ -87,17 +102,12 @@ PLID MUKCloneAsset(const PLID& source, const PLID& target, bool asNewVersion, Re
   if (MUKGetAssetInfo(id).isPresent) {
     return refuse(asNewVersion ? "$muk_asset_out_of_date" : kNoPlace);
   }
-  MUKAssetIndex& index = Database::Get().Index();
   if (id.IsNull()) id = Database::Get().NextLocalId();
   if (id.IsNull()) return refuse(kNoPlace);
-  AssetRollback rollback(id);
-  if (index.Find(id) == nullptr) index.CreateNew(id);
-  MUKAsset& clone = *index.Find(id);
-  const char* const failure = MakeClone(*index.Find(source), clone, asNewVersion, log);
-  if (failure == nullptr) {
-    rollback.Done();
-    TellOfAsset(log, ResultLevel::kDone, "$muk_cloned", source, info.name, id.TagText());
-    return id;
+  const MUKAsset& record = *Database::Get().Index().Find(source);
+  if (const char* const failure = MakeClone(record, id, asNewVersion, log)) {
+    return *failure == 0 ? PLID() : refuse(failure);
   }
-  return *failure == 0 ? PLID() : refuse(failure);
+  TellOfAsset(log, ResultLevel::kDone, "$muk_cloned", source, info.name, id.TagText());
+  return id;
 }

@@ -25,27 +25,6 @@ using Zef::Platform::FolderReader;
 
 constexpr std::string_view kConfigs[] = {"config.txt", "config.grole"};
 
-/// In any letter case.
-int CountConfigs(const AssetPlace& place) {
-  int count = 0;
-  if (!place.subst.IsNull()) {
-    for (const std::string_view name : kConfigs) {
-      const std::string file = place.path + "/" + std::string(name);
-      if (Zef::File::Exists(place.subst, file.c_str()) == Zef::RES_OK) ++count;
-    }
-    return count;
-  }
-  const FolderReader folder(place.path);
-  FolderListing listing;
-  if (!folder.IsOpen() || !folder.List(&listing)) return 0;
-  for (std::size_t at = 0; at < listing.Count(); ++at) {
-    for (const std::string_view name : kConfigs) {
-      if (Zef::EqualFolded(listing.NameView(at), name)) ++count;
-    }
-  }
-  return count;
-}
-
 /// Whether files lie in a folder or below that a commit leaves out. True for one too deep to tell.
 bool HasIgnored(const FolderReader& folder, std::size_t depth = 0) {
   FolderListing listing;
@@ -188,6 +167,26 @@ void Commit::UpdateRecord() {
 }
 
 }  // namespace
+
+int CountConfigs(const AssetPlace& place) {
+  int count = 0;
+  if (!place.subst.IsNull()) {
+    for (const std::string_view name : kConfigs) {
+      const std::string file = place.path + "/" + std::string(name);
+      if (Zef::File::Exists(place.subst, file.c_str()) == Zef::RES_OK) ++count;
+    }
+    return count;
+  }
+  const FolderReader folder(place.path);
+  FolderListing listing;
+  if (!folder.IsOpen() || !folder.List(&listing)) return 0;
+  for (std::size_t at = 0; at < listing.Count(); ++at) {
+    for (const std::string_view name : kConfigs) {
+      if (Zef::EqualFolded(listing.NameView(at), name)) ++count;
+    }
+  }
+  return count;
+}
 
 bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags) {
   const MUKLock guard(true);

@@ -27,7 +27,7 @@ bool FillWorkingFolder(const AssetOperation& work, const AssetPlace& source,
 }
 
 /// The key of what went wrong, or null.
-const char* OpenForEdit(const AssetOperation& work, MUKAsset& record) {
+const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wantsCopy) {
   if (!record.Has(AssetFlag::PermitEdit)) return "$muk_edit_perm";
   if (!record.editPath.IsEmpty()) {
     if (!IsFolderGone(EditPlace(work.root, record))) return nullptr;
@@ -46,7 +46,7 @@ const char* OpenForEdit(const AssetOperation& work, MUKAsset& record) {
   if (record.modifyTime == 0) record.modifyTime = now;
   if (record.uploadTime == 0) record.uploadTime = now;
   const AssetPlace target = EditPlace(work.root, record);
-  if (!HasCommitted(record) || FillWorkingFolder(work, source, target)) {
+  if (!wantsCopy || !HasCommitted(record) || FillWorkingFolder(work, source, target)) {
     UpdateAsset(work.index, record);
     return nullptr;
   }
@@ -54,6 +54,21 @@ const char* OpenForEdit(const AssetOperation& work, MUKAsset& record) {
   record.editPath.Clear();
   work.Verify(record);
   return "$muk_copy_file_error";
+}
+
+MUKAssetHandle Open(const PLID& id, bool forEdit, bool wantsCopy, ResultsLog* log) {
+  const MUKLock guard(forEdit);
+  MUKAsset* const record = guard.IsHeld() ? Database::Get().Index().Find(id) : nullptr;
+  if (record == nullptr) return {};
+  const char* failure = nullptr;
+  if (forEdit) {
+    failure = OpenForEdit(AssetOperation(), *record, wantsCopy);
+  } else if (!HasCommitted(*record)) {
+    failure = "$muk_not_committed";
+  }
+  if (failure == nullptr) return {id, forEdit};
+  TellOfAsset(log, ResultLevel::kError, failure, *record);
+  return {};
 }
 
 }  // namespace
@@ -64,18 +79,11 @@ AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record) {
 }
 
 MUKAssetHandle MUKOpenAsset(const PLID& id, bool forEdit, ResultsLog* log) {
-  const MUKLock guard(forEdit);
-  MUKAsset* const record = guard.IsHeld() ? Database::Get().Index().Find(id) : nullptr;
-  if (record == nullptr) return {};
-  const char* failure = nullptr;
-  if (forEdit) {
-    failure = OpenForEdit(AssetOperation(), *record);
-  } else if (!HasCommitted(*record)) {
-    failure = "$muk_not_committed";
-  }
-  if (failure == nullptr) return {id, forEdit};
-  TellOfAsset(log, ResultLevel::kError, failure, *record);
-  return {};
+  return Open(id, forEdit, true, log);
+}
+
+MUKAssetHandle OpenEmptyForEdit(const PLID& id, ResultsLog* log) {
+  return Open(id, true, false, log);
 }
 
 bool MUKRevertAssetEdits(const MUKAssetHandle& handle) {

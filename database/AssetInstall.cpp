@@ -1,19 +1,23 @@
 #include "database/AssetInstall.h"
 
+#include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "database/AssetEdit.h"
-#include "database/AssetFolder.h"
 #include "database/AssetInfo.h"
 #include "database/AssetMessages.h"
+#include "database/AssetOperation.h"
 #include "database/AssetRollback.h"
 #include "database/ConfigReader.h"
 #include "database/ConfigWriter.h"
 #include "database/ContentServices.h"
 #include "database/Database.h"
+#include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/MUKPackage.h"
 #include "database/NameRule.h"
+#include "database/PackageCheck.h"
 #include "database/PackageFolder.h"
 #include "database/StagedFolder.h"
 #include "environment/ResultsLog.h"
@@ -22,6 +26,8 @@
 
 namespace {
 
+constexpr const char* kNoFolder = "no folder could be made for it";
+constexpr std::uint64_t kStepsAnAsset = 1000;
 constexpr float kFileNameBuild = 2.5f;  // the first whose assets do without "asset-filename"
 
 const char* Refusal(const MUKAssetInfo& info, std::uint32_t flags) {
@@ -39,6 +45,13 @@ bool HasReadableSize(const TagContainer& asset) {
   return size <= kLargestConfig;
 }
 
+/// What keeps an asset from being installed: a message, and for some a reason in it. No key:
+/// nothing.
+struct Failure {
+  const char* key = nullptr;
+  std::string reason{};
+};
+
 /// One asset on its way from a package into the product.
 class Installation {
  public:
@@ -46,61 +59,66 @@ class Installation {
                ResultsLog* log, std::uint32_t flags)
       : id_(id), asset_(asset), package_(package), log_(log), flags_(flags) {}
 
-  /// Null when it was installed, else the message that tells why not.
-  const char* Run();
-  /// What the package said of a failure; may be empty.
-  const std::string& Detail() const { return detail_; }
+  Failure Run();
 
  private:
   MUKAsset* Open();
-  bool Fill(const StagedFolder& staged);
-  const char* PutInPlace();
+  /// Empty, or the reason.
+  std::string Fill(const StagedFolder& staged);
+  Failure PutInPlace(StagedFolder& staged);
 
   const PLID id_;
   const TagContainer& asset_;
   const MUKPackage& package_;
   ResultsLog* const log_;
   const std::uint32_t flags_;
-  std::string detail_;
 };
 
-const char* Installation::Run() {
-  if (id_.IsNull()) return "$muk_write_error";
+Failure Installation::Run() {
+  if (id_.IsNull()) return {"$muk_write_error", "it has no identifier"};
+  const MUKSettings& settings = Database::Get().Settings();
+  AwaitSweeps();  // what was deleted last may be the room that this needs
+  // Filled before anything is open for edit, which is whole then at every instant.
+  StagedFolder staged(settings.productRoot, settings.stepObserver);
+  if (!staged.IsMade()) return {"$muk_write_error", kNoFolder};
+  if (std::string reason = Fill(staged); !reason.empty()) {
+    return {"$muk_failed_install", std::move(reason)};
+  }
   AssetRollback rollback(id_);
-  const char* const failure = PutInPlace();
-  if (failure == nullptr) rollback.Done();
+  Failure failure = PutInPlace(staged);
+  if (failure.key == nullptr) rollback.Done();
   return failure;
 }
 
 MUKAsset* Installation::Open() {
   MUKAssetIndex& index = Database::Get().Index();
   if (index.Find(id_) == nullptr && index.CreateNew(id_) == nullptr) return nullptr;
-  return MUKOpenAsset(id_, true, log_).IsNull() ? nullptr : index.Find(id_);
+  return OpenEmptyForEdit(id_, log_).IsNull() ? nullptr : index.Find(id_);
 }
 
-bool Installation::Fill(const StagedFolder& staged) {
-  if (!staged.IsMade() || !HasReadableSize(asset_)) return false;
-  detail_ = package_.ExtractFiles(asset_, staged.Path());
-  if (!detail_.empty()) return false;
+std::string Installation::Fill(const StagedFolder& staged) {
+  if (!HasReadableSize(asset_)) return "its config is too large";
+  if (std::string error = package_.ExtractFiles(asset_, staged.Path()); !error.empty()) {
+    return error;
+  }
   const bool isBinary = (flags_ & kInstallBinaryConfig) != 0;
-  return WriteConfig(TagsWithout(asset_, kFilesTag), staged.Path(),
-                     isBinary ? ConfigForm::Binary : ConfigForm::Text, id_);
+  const bool isDone = WriteConfig(TagsWithout(asset_, kFilesTag), staged.Path(),
+                                  isBinary ? ConfigForm::Binary : ConfigForm::Text, id_);
+  return isDone ? "" : "its config could not be written so that it can be read again";
 }
 
-const char* Installation::PutInPlace() {
+Failure Installation::PutInPlace(StagedFolder& staged) {
   const MUKSettings& settings = Database::Get().Settings();
   MUKAsset* const record = Open();
-  if (record == nullptr) return "$muk_write_error";
-  // What answers as open for edit is whole at every instant: filled elsewhere, then exchanged.
-  StagedFolder staged(settings.productRoot, settings.stepObserver);
-  if (!Fill(staged)) return "$muk_failed_install";
-  if (!staged.Exchange(EditPlace(settings.productRoot, *record).path)) {
-    return (flags_ & kInstallOverwrite) != 0 ? "$muk_overwrite_error" : "$muk_failed_install";
+  if (record == nullptr) return {"$muk_write_error", kNoFolder};
+  if (!staged.Put(EditPlace(settings.productRoot, *record).path)) {
+    if ((flags_ & kInstallOverwrite) != 0) return {"$muk_overwrite_error"};
+    return {"$muk_failed_install", "its files could not be moved to their folder"};
   }
-  if (!MUKCommitAssetEdits(id_, log_)) return "$muk_failed_install";
+  if (!MUKCommitAssetEdits(id_, log_)) return {"$muk_failed_install", "it was not committed"};
   settings.services->Verify(Database::Get().Index(), *record);
   TellOfAsset(log_, ResultLevel::kDone, "$muk_installed", *record);
-  return nullptr;
+  return {};
 }
 
 /// The folder's own name, "." and ".." resolved.
@@ -130,15 +148,12 @@ bool MUKInstallAsset(const TagContainer& asset, const MUKPackage& package, Resul
   const PLID id = asset.GetPLID(idKey);
   const MUKAssetInfo info = MUKGetAssetInfo(id);
   const std::string name = info.valid ? info.name : ConfigName(MUKAsset(), asset);
-  const char* failure = guard.IsHeld() ? Refusal(info, flags) : "$muk_write_error";
-  std::string detail;
-  if (failure == nullptr) {
-    Installation installation(id, asset, package, log, flags);
-    failure = installation.Run();
-    detail = installation.Detail();
-  }
-  if (failure != nullptr) TellOfAsset(log, ResultLevel::kError, failure, id, name, detail);
-  return failure == nullptr;
+  Failure failure{"$muk_write_error", "the database cannot be opened"};
+  if (guard.IsHeld()) failure = {Refusal(info, flags)};
+  if (failure.key == nullptr) failure = Installation(id, asset, package, log, flags).Run();
+  if (failure.key == nullptr) return true;
+  TellOfAsset(log, ResultLevel::kError, failure.key, id, name, failure.reason);
+  return false;
 }
 
 bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t flags) {
@@ -166,18 +181,31 @@ bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flag
   const std::size_t name = path.find_last_of(Zef::FilePath::kSeparators) + 1;
   if (IsConfigName(std::string_view(path).substr(name))) {
     const std::size_t end = name > 1 ? name - 1 : name;
-    return MUKInstallFolder({{}, name == 0 ? "." : path.substr(0, end)}, log, flags);
+    const AssetPlace folder{{}, name == 0 ? "." : path.substr(0, end)};
+    if (CountConfigs(folder) == 1) return MUKInstallFolder(folder, log, flags);
+    // With two the other one might be taken.
+    TellOfFile(log, ResultLevel::kWarning, "$muk_unable_read_config_at", folder.path);
+    return false;
   }
   MUKPackage package;
-  if (const std::string error = package.Open(path); !error.empty()) {
+  if (const std::string error = package.Open(path, "kpx"); !error.empty()) {
     Zef::Trace("MUKInstallFile> \"%s\": %s\n", path.c_str(), error.c_str());
     TellOfFile(log, ResultLevel::kError, "$muk_unreadable_kpx", path);
     return false;
   }
   bool all = true;
+  const std::uint64_t total = kStepsAnAsset * package.Count();
   for (std::uint32_t at = 0; at < package.Count(); ++at) {
-    if (!MUKInstallAsset(package.Get(at), package, log, flags)) all = false;
-    if (progress) progress(at + 1, package.Count());
+    const TagContainer asset = package.Get(at);
+    const std::uint64_t before = kStepsAnAsset * at;
+    if (progress) {
+      const std::uint64_t size = MeasurePackageFiles(asset, package.Compression()).bytes;
+      package.SetProgress([&progress, before, size, total](std::uint64_t bytes) {
+        progress(before + (size == 0 ? 0 : kStepsAnAsset * std::min(bytes, size) / size), total);
+      });
+    }
+    if (!MUKInstallAsset(asset, package, log, flags)) all = false;
+    if (progress) progress(before + kStepsAnAsset, total);
   }
   return all;
 }

@@ -22,8 +22,9 @@ struct AssetPlace;
 inline constexpr std::uint32_t kInstallOverwrite = 1;
 inline constexpr std::uint32_t kInstallBinaryConfig = 4;  ///< "config.grole" instead of ".txt"
 
-/// Called after each asset of a package, with their number. Must not throw.
-using InstallProgress = std::function<void(std::uint32_t done, std::uint32_t total)>;
+/// Called while files come out of a package, and after each asset, with what is done of all there
+/// is. Must not throw.
+using InstallProgress = std::function<void(std::uint64_t done, std::uint64_t total)>;
 
 /// Installs an asset, a container of `package`. False when it was not installed, for whatever
 /// reason the log has.

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "database/AssetEdit.h"
 #include "database/AssetFolder.h"
 #include "database/Database.h"
 #include "database/MUKAsset.h"
@@ -36,6 +37,13 @@ struct AssetOperation {
 
 /// Where the files of a record lie that are not open for edit; nowhere for a record without.
 AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record);
+
+/// MUKOpenAsset for edit, but a new working folder stays empty: for who has other files to put
+/// there.
+[[nodiscard]] MUKAssetHandle OpenEmptyForEdit(const PLID& id, ResultsLog* log);
+
+/// How many configs lie in a folder, in any letter case.
+int CountConfigs(const AssetPlace& place);
 
 /// Whether two places are one folder, or one lies in the other.
 bool Overlap(const AssetPlace& a, const AssetPlace& b);

@@ -53,8 +53,10 @@ bool ListBelow(const AssetPlace& place, std::vector<Item>& items) try {
 
 class Walk {
  public:
-  Walk(const char* folderKey, const AssetWalkVisitor& visitor)
-      : folderKey_(folderKey), visitor_(visitor) {}
+  Walk(const AssetPlace& top, const char* folderKey, const AssetWalkVisitor& visitor)
+      : longestPath_(top.path.size() + 1 + kLongestAssetPath),
+        folderKey_(folderKey),
+        visitor_(visitor) {}
 
   /// `folder` is null below a substitution. False when the walk ended early.
   bool Folder(const FolderReader* folder, const AssetPlace& place, std::size_t depth) {
@@ -64,9 +66,11 @@ class Walk {
     if (!isListed) return Fail(folderKey_, place);
     const std::string* last = nullptr;
     for (const Item& item : items) {
+      if (item.kind == EntryKind::File && Ignored(item.name)) continue;
       const AssetPlace below{place.subst, place.path + "/" + item.name};
       const bool isTwin = last != nullptr && Zef::EqualFolded(*last, item.name);
-      if (isTwin || !ValidName(item.name)) return Fail(kBadName, below);
+      const bool isTooLong = below.path.size() > longestPath_;
+      if (isTwin || isTooLong || !ValidName(item.name)) return Fail(kBadName, below);
       last = &item.name;
       if (!Entry(folder, below, item, depth)) return false;
     }
@@ -85,7 +89,6 @@ class Walk {
              std::size_t depth) {
     if (item.kind == EntryKind::Folder) return EnterFolder(folder, place, item.name, depth);
     if (item.kind != EntryKind::File) return Fail(kBadName, place);
-    if (Ignored(item.name)) return true;
     if (!ValidExtension(item.name)) return Fail(kBadExtension, place);
     return !visitor_.file || visitor_.file({folder, item.name, place});
   }
@@ -100,6 +103,7 @@ class Walk {
     return true;
   }
 
+  const std::size_t longestPath_;
   const char* folderKey_;
   const AssetWalkVisitor& visitor_;
   AssetWalkFault fault_;
@@ -109,7 +113,7 @@ class Walk {
 
 AssetWalkFault WalkAssetFolder(const AssetPlace& folder, const char* folderKey,
                                const AssetWalkVisitor& visitor) {
-  Walk walk(folderKey, visitor);
+  Walk walk(folder, folderKey, visitor);
   if (!folder.subst.IsNull()) {
     static_cast<void>(walk.Folder(nullptr, folder, 0));
   } else {

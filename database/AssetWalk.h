@@ -2,9 +2,10 @@
 //
 // Entries come in the order of their ASCII-folded names, so what is made of a folder repeats. Each
 // is held against the file rules (FileRules.h) before it is shown, and the first one that breaks
-// them ends the walk: a bad name or extension, a link, what is neither file nor folder, a name that
-// differs from another one in letter case only, a folder that cannot be listed, or lies deeper
-// than kDeepestAssetFolder. Ignored files are passed over. Nothing is followed out of the folder.
+// them ends the walk: a bad name or extension, a path of more than kLongestAssetPath bytes, a link,
+// what is neither file nor folder, a name that differs from another one in letter case only, a
+// folder that cannot be listed, or lies deeper than kDeepestAssetFolder. Ignored files are passed
+// over. Nothing is followed out of the folder.
 //
 // One listing a folder. Throws nothing but what a visitor throws and std::bad_alloc.
 

@@ -1,5 +1,9 @@
 #include "database/BaseId.h"
 
+#include <algorithm>
+#include <optional>
+#include <vector>
+
 #include "database/MUKAssetIndex.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/File.h"
@@ -30,6 +34,16 @@ bool IsTaken(const MUKAssetIndex& index, const PLID& id) {
     if (index.Find({id.user, id.content, version}) != nullptr) return true;
   }
   return false;
+}
+
+/// The numbers of a user that records have, sorted.
+std::vector<std::int32_t> TakenNumbers(const MUKAssetIndex& index, std::int32_t user) {
+  std::vector<std::int32_t> taken;
+  for (const MUKAsset* const record : index.AllRecords()) {
+    if (record->id.user == user) taken.push_back(record->id.content);
+  }
+  std::sort(taken.begin(), taken.end());
+  return taken;
 }
 
 }  // namespace
@@ -126,12 +140,16 @@ PLID BaseIdSettings::NextLocalId(const MUKAssetIndex& index) {
   const std::lock_guard lock(lock_);
   std::int32_t user = User();
   if (user == kNoUser) user = base_.user;
-  if (base_.IsNull()) return {};
+  // Numbers from elsewhere than the file may be given to others already.
+  if (base_.IsNull() || isUnread_) return {};
   std::uint32_t number = Number(base_);
+  std::optional<std::vector<std::int32_t>> taken;  // gathered only if the first number is not free
   // No more numbers are taken than there are records; one of user -1 spells no identifier.
   for (std::uint64_t left = std::uint64_t{index.Count()} + 2; left > 0; --left) {
     const PLID id = FirstVersion(user, static_cast<std::int32_t>(number++));
-    if (id.IsNull() || IsTaken(index, id)) continue;
+    if (id.IsNull()) continue;
+    if (!taken && IsTaken(index, id)) taken = TakenNumbers(index, user);
+    if (taken && std::binary_search(taken->begin(), taken->end(), id.content)) continue;
     Store({base_.user, static_cast<std::int32_t>(number), base_.version});
     return id;
   }

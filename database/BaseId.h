@@ -37,7 +37,8 @@ class BaseIdSettings {
   /// the user; -1 while there is none.
   std::int32_t GetBaseUser();
   /// The next identifier that no record has in any version; saves the one behind it. Numbers count
-  /// up without a sign, and start again at 0. Null for a user that has no identifiers.
+  /// up without a sign, and start again at 0. Null for a user that has no identifiers,
+  /// and while the file cannot be read.
   PLID NextLocalId(const MUKAssetIndex& index);
 
  private:

@@ -82,7 +82,7 @@ void Database::Initialise(const MUKSettings& settings) {
     settings_.services->LoadBaseId(settings_);
     ipc_ = std::make_unique<IpcLock>(settings_.pollMilliseconds);
     ipc_->IpcStartup(settings_.productRoot);
-    files_.RemoveEmptyEditFolders();
+    editsSwept_ = false;
     initialised_ = true;
   }
   if (!std::exchange(exitRegistered_, true)) {
@@ -185,6 +185,8 @@ void Database::MakeReady() {
 }
 
 void Database::LoadIndex() {
+  // Not before: to the process that owned the database they may be work that has just begun.
+  if (!std::exchange(editsSwept_, true)) files_.RemoveEmptyEditFolders();
   // Set first: what the load calls takes guards of its own.
   loaded_ = true;
   try {

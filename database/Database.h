@@ -137,6 +137,7 @@ class Database final : public IndexHost {
   std::unique_ptr<IpcLock> ipc_;
   MUKAssetIndex index_{this};
   bool loaded_ = false;
+  bool editsSwept_ = false;  // empty working folders were removed, once a run
   std::mutex cacheLock_;
 
   std::unique_ptr<Zef::Thread> writer_;

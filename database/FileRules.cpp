@@ -32,7 +32,7 @@ bool Contains(const std::array<std::string_view, kCount>& texts, std::string_vie
 }  // namespace
 
 bool ValidName(std::string_view name) {
-  if (name.empty() || name.back() == ' ') return false;
+  if (name.empty() || name.size() > kLongestAssetName || name.back() == ' ') return false;
   if (name.front() == ' ' || name.front() == '.' || name.front() == '~') return false;
   return std::all_of(name.begin(), name.end(), IsAllowed);
 }

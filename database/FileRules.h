@@ -6,13 +6,21 @@
 
 #pragma once
 
+#include <cstddef>
 #include <string_view>
+
+#include "kernel/standard/FilePath.h"
 
 class ResultsLog;
 struct AssetPlace;
 
-/// Not empty; only ASCII letters, digits, spaces and - & , + ' . _ $ ( ) ~; neither begins nor ends
-/// with a space, nor begins with '.' or '~'.
+/// Bytes of a name: a package can hold no more.
+inline constexpr std::size_t kLongestAssetName = 254;
+/// Bytes of a path below an asset's folder: none that is longer can be made anywhere.
+inline constexpr std::size_t kLongestAssetPath = Zef::FilePath::kSize - 1;
+
+/// Not empty nor above kLongestAssetName; only ASCII letters, digits, spaces and - & , + ' . _ $ (
+/// ) ~; neither begins nor ends with a space, nor begins with '.' or '~'.
 [[nodiscard]] bool ValidName(std::string_view name);
 /// A file that picture viewers leave behind, such as "thumbs.db": silently left out.
 [[nodiscard]] bool Ignored(std::string_view name);

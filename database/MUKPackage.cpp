@@ -1,6 +1,8 @@
 #include "database/MUKPackage.h"
 
-#include <vector>
+#include <memory>
+#include <new>
+#include <span>
 
 #include "database/PackageFiles.h"
 #include "database/PackageTables.h"
@@ -8,6 +10,7 @@
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/CompressedBlocks.h"
+#include "kernel/standard/Subst.h"
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/TagFiles.h"
 
@@ -40,11 +43,23 @@ const Keys& TheKeys() {
   return keys;
 }
 
+/// Whether two tags have one key: a change to the first would bring out the second.
+bool HasRepeats(const TagContainer& tags) {
+  const std::unique_ptr<TagCursor> cursor = tags.IsEmptyHandle() ? nullptr : tags.Chunk()->Tags();
+  std::string_view key;
+  ChunkRef chunk;
+  while (cursor && cursor->Next(key, chunk)) {
+    if (!cursor->IsFirst()) return true;
+  }
+  return false;
+}
+
 const char* FaultOf(const TagContainer& tags) {
   const Keys& keys = TheKeys();
   if (tags.GetText(keys.kind).View() != "archive") return kNoPackage;
-  const std::uint32_t listed = tags.GetSubContainer(keys.contents).GetCount();
-  if (listed != tags.GetSubContainer(keys.assets).GetCount()) return kDamaged;
+  const TagContainer assets = tags.GetSubContainer(keys.assets);
+  if (HasRepeats(tags) || HasRepeats(assets)) return kDamaged;
+  if (tags.GetSubContainer(keys.contents).GetCount() != assets.GetCount()) return kDamaged;
   return tags.GetInt(keys.version) != 1 ? kNewer : nullptr;
 }
 
@@ -73,6 +88,14 @@ bool WriteWhole(const std::string& path, std::span<const std::byte> bytes) {
   return false;
 }
 
+bool Write(const TagContainer& tags, const std::string& path) {
+  Zef::PString name;
+  std::string_view rest;
+  if (Zef::FindSubst(path, &name, &rest)) return SaveTagFileSafe(tags, name, rest);
+  Zef::ByteWriter out;
+  return AppendBinaryTags(out, tags) && WriteWhole(path, out.View());
+}
+
 }  // namespace
 
 MUKPackage::MUKPackage() { tags_.SetString(TheKeys().compression, "LZSS"); }
@@ -86,7 +109,7 @@ std::string MUKPackage::Open(const std::string& path, std::string_view extension
 
 std::string MUKPackage::OpenTags(const TagContainer& tags) {
   const char* const fault = FaultOf(tags);
-  placesKnown_ = false;
+  listing_.reset();
   tags_ = fault == nullptr ? tags : TagContainer();
   tags_.Ensure();
   tablesStale_ = false;
@@ -100,30 +123,28 @@ std::string MUKPackage::CheckName(std::string_view path) {
   return isNamed ? "" : kOtherExtension;
 }
 
-std::string MUKPackage::Save(const std::string& path) {
+std::string MUKPackage::Save(const std::string& path) try {
   if (std::string error = CheckName(path); !error.empty()) return error;
   RebuildTables();
-  Zef::ByteWriter out;
-  if (!AppendBinaryTags(out, tags_) || !WriteWhole(path, out.View())) return kNotSaved;
+  if (!Write(tags_, path)) return kNotSaved;
   changed_ = false;
   return {};
+} catch (const std::bad_alloc&) {
+  return PackageText::kOutOfMemory;
 }
 
 PackageCompression MUKPackage::Compression() const {
   return PackageCompressionOf(tags_.GetText(TheKeys().compression).View());
 }
 
-std::uint32_t MUKPackage::Count() const {
-  return tags_.GetSubContainer(TheKeys().assets).GetCount();
-}
-
 TagContainer MUKPackage::Get(std::uint32_t index) const {
-  return tags_.GetSubContainer(TheKeys().assets).GetSubContainerAt(index);
+  return index < Count() ? Listed().assets[index] : TagContainer();
 }
 
 std::int32_t MUKPackage::Find(const PLID& id) const {
-  const auto place = Places().find(id);
-  return place == places_.end() ? -1 : static_cast<std::int32_t>(place->second);
+  const Listing& listing = Listed();
+  const auto place = listing.places.find(id);
+  return place == listing.places.end() ? -1 : static_cast<std::int32_t>(place->second);
 }
 
 std::string MUKPackage::Add(const TagContainer& asset) {
@@ -135,8 +156,8 @@ std::string MUKPackage::Add(const TagContainer& asset) {
   if (Find(id) >= 0 || !IsNullChunk(held.FindTag(name).Get())) {
     return "Unable to add content as an item with PLID " + name + " is already present";
   }
-  places_.emplace(id, held.GetCount());
   held.SetSubContainer(Zef::PString(name), asset);
+  listing_->Append(asset);
   tablesStale_ = true;
   changed_ = true;
   return {};
@@ -146,7 +167,7 @@ std::string MUKPackage::Remove(std::uint32_t index) {
   TagContainer held = OwnAssets();
   if (index >= held.GetCount()) return kNothingToRemove;
   held.RemoveTag(held.GetTagName(index));
-  placesKnown_ = false;
+  listing_.reset();
   tablesStale_ = true;
   changed_ = true;
   return {};
@@ -154,7 +175,8 @@ std::string MUKPackage::Remove(std::uint32_t index) {
 
 TagContainer& MUKPackage::Tags() {
   if (tablesStale_) RebuildTables();
-  placesKnown_ = false;
+  listing_.reset();
+  changed_ = true;
   return tags_;
 }
 
@@ -173,30 +195,30 @@ TagContainer MUKPackage::OwnAssets() {
   return own;
 }
 
-const std::unordered_map<PLID, std::uint32_t>& MUKPackage::Places() const {
-  if (placesKnown_) return places_;
-  places_.clear();
-  std::uint32_t place = 0;
+void MUKPackage::Listing::Append(TagContainer asset) {
+  const PLID id = asset.GetPLID(TheKeys().id);
+  if (!id.IsNull()) places.emplace(id, static_cast<std::uint32_t>(assets.size()));
+  assets.push_back(std::move(asset));
+}
+
+const MUKPackage::Listing& MUKPackage::Listed() const {
+  if (listing_) return *listing_;
+  Listing listing;
   tags_.GetSubContainer(TheKeys().assets).ForEach([&](std::string_view, const ChunkRef& chunk) {
-    const PLID id = TagContainer(chunk).GetPLID(TheKeys().id);
-    if (!id.IsNull()) places_.emplace(id, place);
-    ++place;
+    listing.Append(chunk->GetType() == TagSoup ? TagContainer(chunk) : TagContainer());
   });
-  placesKnown_ = true;
-  return places_;
+  return listing_.emplace(std::move(listing));
 }
 
 void MUKPackage::RebuildTables() const {
   // An empty package has its containers too.
-  if (!tags_.HasTag(TheKeys().assets)) {
+  if (tags_.GetSubContainer(TheKeys().assets).IsEmptyHandle()) {
     TagContainer none;
     none.Ensure();
     tags_.SetSubContainer(TheKeys().assets, none);
   }
-  std::vector<TagContainer> assets;
-  tags_.GetSubContainer(TheKeys().assets).ForEach([&](std::string_view, const ChunkRef& chunk) {
-    assets.emplace_back(chunk);
-  });
-  RebuildPackageTables(tags_, assets);
+  // What a caller of Tags changed since.
+  listing_.reset();
+  RebuildPackageTables(tags_, Listed().assets);
   tablesStale_ = false;
 }

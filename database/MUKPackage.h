@@ -15,10 +15,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "tagdata/PLID.h"
 #include "tagdata/TagContainer.h"
@@ -37,18 +39,19 @@ class MUKPackage {
   MUKPackage(MUKPackage&&) = default;
   MUKPackage& operator=(MUKPackage&&) = default;
 
-  /// Replaces the content by that of a file, a path of the system.
+  /// Replaces the content by that of a file, a path of the system or one with a registered prefix.
   [[nodiscard]] std::string Open(const std::string& path, std::string_view extension = {});
   /// The same with a tree that was read elsewhere.
   [[nodiscard]] std::string OpenTags(const TagContainer& tags);
   /// Why Save will not take a path, before anything was done for it; empty when it will.
   [[nodiscard]] static std::string CheckName(std::string_view path);
-  /// Rebuilds the tables and writes the file, whole or not at all.
+  /// Rebuilds the tables and writes the file, whole or not at all. Takes the paths that Open does.
   [[nodiscard]] std::string Save(const std::string& path);
 
   PackageCompression Compression() const;
-  std::uint32_t Count() const;
-  /// The asset at a position; a null handle past the end.
+  /// Costs a walk once after each Open and Tags, as Get and Find do.
+  std::uint32_t Count() const { return static_cast<std::uint32_t>(Listed().assets.size()); }
+  /// The asset at a position; a null handle past the end and for an entry that is no container.
   TagContainer Get(std::uint32_t index) const;
   /// By the identifier in it; -1 when absent.
   std::int32_t Find(const PLID& id) const;
@@ -66,22 +69,29 @@ class MUKPackage {
   [[nodiscard]] bool ImportFolder(const AssetPlace& folder, TagContainer& files,
                                   ResultsLog* log) const;
 
-  /// Tables included. What a caller changes is seen by Count, Get and Find after the next call.
+  /// Tables included. What a caller changes is seen by Count, Get and Find after the next call;
+  /// the package counts as changed.
   TagContainer& Tags();
   const TagContainer& Tags() const;
   bool IsChanged() const { return changed_; }
   void SetProgress(Progress progress) { progress_ = std::move(progress); }
 
  private:
+  /// The assets in order, and where each identifier first stands.
+  struct Listing {
+    void Append(TagContainer asset);
+
+    std::vector<TagContainer> assets;
+    std::unordered_map<PLID, std::uint32_t> places;
+  };
+
   TagContainer OwnAssets();
-  const std::unordered_map<PLID, std::uint32_t>& Places() const;
+  const Listing& Listed() const;
   void RebuildTables() const;
 
   mutable TagContainer tags_;
-  // Where each identifier stands among the assets; made when it is first needed.
-  mutable std::unordered_map<PLID, std::uint32_t> places_;
-  mutable bool placesKnown_ = false;
-  mutable bool tablesStale_ = false;  // rebuilt when somebody looks, not once an asset
+  mutable std::optional<Listing> listing_;  // made when it is first needed
+  mutable bool tablesStale_ = false;        // rebuilt when somebody looks, not once an asset
   Progress progress_;
   bool changed_ = false;
 };

@@ -1,5 +1,6 @@
 #include "database/PackageCheck.h"
 
+#include <algorithm>
 #include <unordered_set>
 #include <utility>
 
@@ -28,6 +29,8 @@ const char* TextOf(PackageEntry what) {
       return "a type that an asset may not have";
     case PackageEntry::Twin:
       return "a name that an earlier entry has, but for letter case";
+    case PackageEntry::TooLong:
+      return "a path that is too long";
     case PackageEntry::TooDeep:
       return "nested too deep";
     case PackageEntry::NoData:
@@ -46,7 +49,7 @@ class Check {
 
   std::vector<PackageProblem> Run() {
     CheckIds();
-    for (const char* table : {"contents-table", "plid-table", "obsolete-table"}) CheckTable(table);
+    CheckTables();
     for (const TagContainer& asset : assets_) {
       if (!CheckFiles(asset)) break;
     }
@@ -84,18 +87,36 @@ class Check {
         Tell(id, "", "its entry is named '" + std::string(key) + "'");
       }
     });
-    RebuildPackageTables(expected_, assets_);
   }
 
-  void CheckTable(const char* name) {
-    const Zef::PString key(name);
-    std::vector<PLID> listed;
-    std::vector<PLID> wanted;
-    package_.Tags().GetSubContainer(key).CollectPLIDsFlat(listed);
-    expected_.GetSubContainer(key).CollectPLIDsFlat(wanted);
-    const std::unordered_set<PLID> ids(listed.begin(), listed.end());
-    if (ids == std::unordered_set<PLID>(wanted.begin(), wanted.end())) return;
-    Tell({}, "", "the table '" + std::string(name) + "' does not agree with the assets");
+  void CheckTables() {
+    const PackageIds ids = PackageIdsOf(assets_);
+    Expect("contents-table", Listed("contents-table") == ids.contents);
+    // A database that runs lists what replaces a dependency, and nothing for one that is replaced
+    // by an asset of the package.
+    const std::unordered_set<PLID> present(ids.contents.begin(), ids.contents.end());
+    const std::vector<PLID> needed = Listed("plid-table");
+    Expect("plid-table", needed.size() <= ids.dependencies.size() &&
+                             std::none_of(needed.begin(), needed.end(),
+                                          [&](const PLID& id) { return present.contains(id); }));
+    const std::vector<PLID> obsolete = Listed("obsolete-table");
+    Expect("obsolete-table",
+           std::unordered_set<PLID>(obsolete.begin(), obsolete.end()) ==
+               std::unordered_set<PLID>(ids.obsolete.begin(), ids.obsolete.end()));
+  }
+
+  std::vector<PLID> Listed(const char* table) const {
+    const TagContainer tags = package_.Tags().GetSubContainer(Zef::PString(table));
+    std::vector<PLID> ids;
+    tags.ForEach([&](std::string_view key, const ChunkRef&) {
+      ids.push_back(tags.GetPLID(Zef::PString(key)));
+    });
+    return ids;
+  }
+
+  void Expect(const char* table, bool agrees) {
+    if (agrees) return;
+    Tell({}, "", "the table '" + std::string(table) + "' does not agree with the assets");
   }
 
   /// False when there are enough problems.
@@ -120,7 +141,6 @@ class Check {
   const MUKPackage& package_;
   const MUKPackage::Progress& progress_;
   std::vector<TagContainer> assets_;
-  TagContainer expected_;
   std::vector<PackageProblem> problems_;
   std::uint64_t bytes_ = 0;
   PackageWork<Job> work_;

@@ -1,6 +1,6 @@
 // PackageCheck: what a package holds, and whether all of it can be used.
 //
-// Any thread may call. The check unpacks every file, on several threads, and keeps none.
+// One thread a package. The check unpacks every file, on several threads, and keeps none.
 
 #pragma once
 

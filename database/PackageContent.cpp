@@ -39,18 +39,21 @@ class Walk {
     const bool isFolder = tag->GetType() == TagSoup;
     if (depth == 0 && !isFolder && IsConfigName(name)) return true;
     PackageEntry what = PackageEntry::File;
+    const bool isFile = tag->GetType() == TagBinary;
     if (!ValidName(name)) {
       what = PackageEntry::BadName;
+    } else if (isFile && !ValidExtension(name)) {
+      what = PackageEntry::BadExtension;
     } else if (!names.insert(Folded(name)).second) {
       what = PackageEntry::Twin;
+    } else if (!isFolder && !isFile) {
+      what = PackageEntry::NoData;
+    } else if (path.size() > kLongestAssetPath) {
+      what = PackageEntry::TooLong;
     } else if (isFolder && depth >= kDeepestAssetFolder) {
       what = PackageEntry::TooDeep;
     } else if (isFolder) {
       return Enter(tag, path, name, depth);
-    } else if (tag->GetType() != TagBinary) {
-      what = PackageEntry::NoData;
-    } else if (!ValidExtension(name)) {
-      what = PackageEntry::BadExtension;
     }
     return !visitor_.entry || visitor_.entry(what, path, name, tag);
   }

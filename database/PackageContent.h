@@ -16,8 +16,9 @@ enum class PackageEntry {
   BadName,       ///< no name for a file or folder
   BadExtension,  ///< a file of a type that assets do not have
   Twin,          ///< has the name of an earlier tag of its folder, in whatever letter case
-  TooDeep,       ///< a folder below more than kDeepestAssetFolder others
   NoData,        ///< neither folder nor file
+  TooLong,       ///< a path of more than kLongestAssetPath bytes
+  TooDeep,       ///< a folder below more than kDeepestAssetFolder others
 };
 
 /// What a walk calls; an empty function is passed over. Paths have '/' between names.

@@ -1,20 +1,20 @@
 // Files of a package on their way to a folder.
 
 #include <memory>
+#include <new>
+#include <utility>
 #include <vector>
 
+#include "database/FileRules.h"
 #include "database/MUKPackage.h"
 #include "database/PackageContent.h"
 #include "database/PackageFiles.h"
 #include "database/PackageWork.h"
 #include "kernel/platform/FolderWriter.h"
-#include "kernel/standard/FilePath.h"
 
 namespace {
 
 namespace Platform = Zef::Platform;
-
-constexpr std::size_t kLongestPath = Zef::FilePath::kSize - 1;
 
 struct Job {
   std::uint64_t size = 0;
@@ -74,7 +74,7 @@ class Extraction {
   }
 
   bool IsTooLong(const std::string& path) const {
-    return rootLength_ + 1 + path.size() > kLongestPath;
+    return rootLength_ + 1 + path.size() > kLongestAssetPath;
   }
 
   bool Enter(const std::string& path, std::string_view name) {
@@ -94,9 +94,10 @@ class Extraction {
       case PackageEntry::BadExtension:
         return true;
       case PackageEntry::Twin:  // one of the two would be lost
+      case PackageEntry::TooLong:
         return Fail(PackageText::kNotWritten);
-      case PackageEntry::TooDeep:
       case PackageEntry::NoData:
+      case PackageEntry::TooDeep:
         return Fail(PackageText::kUnknownData);
     }
     if (IsTooLong(path)) return Fail(PackageText::kNotWritten);
@@ -128,9 +129,12 @@ std::string MUKPackage::ExtractFiles(std::uint32_t index, const std::string& fol
   return ExtractFiles(Get(index), folder);
 }
 
-std::string MUKPackage::ExtractFiles(const TagContainer& asset, const std::string& folder) const {
+std::string MUKPackage::ExtractFiles(const TagContainer& asset, const std::string& folder) const
+    try {
   Platform::FolderWriter target(folder);
   if (!target.IsOpen()) return PackageText::kNotWritten;
   const TagContainer files = asset.GetSubContainer(Zef::PString("files"));
   return Extraction(Compression(), folder.size(), progress_).Run(files, std::move(target));
+} catch (const std::bad_alloc&) {
+  return PackageText::kOutOfMemory;
 }

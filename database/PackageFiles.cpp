@@ -13,10 +13,23 @@ namespace {
 constexpr std::uint32_t kLevel = 9;
 constexpr std::size_t kLengthSize = 4;
 
-/// What a stream may yield, with room to spare: a match of 258 bytes takes three bits at least.
+/// What a stream may yield, with room to spare: a match of 258 bytes takes 13 bits at least.
 constexpr std::uint64_t MostUnpacked(std::size_t streamSize) {
   constexpr std::uint64_t kFactor = 1024;
   return kFactor * streamSize + kFactor;
+}
+
+/// Sounds and pictures are packed already: the slowest way to write down random bytes would save
+/// next to nothing.
+constexpr std::size_t MostWorthPacking(std::size_t size) { return kLengthSize + size - size / 32; }
+
+/// The length, and a stream whose head says that the bytes follow as they are.
+Zef::ByteWriter StoredStream(std::span<const std::byte> bytes) {
+  Zef::ByteWriter out;
+  out.U32(static_cast<std::uint32_t>(bytes.size()));
+  out.U8(0);
+  out.Bytes(bytes);
+  return out;
 }
 
 /// Grows with what the coder makes: data that does not compress comes out larger than it went in.
@@ -47,6 +60,7 @@ CoreRef PackFile(std::span<const std::byte> bytes, PackageCompression compressio
     coder.BeginCompress(sink, kLevel);
     const bool packed = coder.Compress(bytes.data(), bytes.size()) && coder.EndCompress();
     if (!packed) throw std::bad_alloc();  // the sink refuses nothing
+    if (sink->out.Size() > MostWorthPacking(bytes.size())) sink->out = StoredStream(bytes);
   }
   const std::span<const std::byte> packed = sink->out.View();
   return HCSRawDataCore::Copy(packed.data(), packed.size());

@@ -1,20 +1,23 @@
 // Folders on their way into a package.
 
-#include <cstring>
+#include <array>
 #include <memory>
 #include <new>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "database/AssetMessages.h"
 #include "database/AssetWalk.h"
 #include "database/ConfigReader.h"
+#include "database/FileRules.h"
 #include "database/MUKPackage.h"
 #include "database/PackageFiles.h"
 #include "database/PackageWork.h"
 #include "environment/ResultsLog.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
+#include "tagdata/BinaryTagWriter.h"
 
 namespace {
 
@@ -25,6 +28,9 @@ constexpr const char* kReadError = "$muk_package_file_read_err";
 constexpr const char* kTooLarge = "$muk_package_file_too_large";
 constexpr const char* kUnknownCompression = "$muk_package_unknown_compression";
 constexpr std::string_view kCompressedMagic = "CFIL";
+
+static_assert(kLongestAssetName <= kMaxTagKeyLength,
+              "a longer one would be missing in the package");
 
 /// An open file of an asset, read whole by one thread.
 class Source {
@@ -42,8 +48,10 @@ class Source {
     std::array<char, kCompressedMagic.size()> head{};
     if (Platform::ReadAt(handle_, head.data(), head.size(), 0) < 0) return false;
     if (std::string_view(head.data(), head.size()) != kCompressedMagic) return true;
-    Close();
-    return OpenThroughFile(walked.place);
+    // By its path, where a link may stand by now.
+    const bool isSame = OpenThroughFile(walked.place) && IsSameFile();
+    Platform::CloseFile(std::exchange(handle_, Platform::kNoFile));
+    return isSame;
   }
 
   /// Bytes, unpacked; false when that cannot be told.
@@ -55,9 +63,13 @@ class Source {
     return false;
   }
 
-  bool Read(std::byte* to, std::size_t size) try {
-    if (file_) return file_->Read(to, 1, size) == size;
-    return Platform::ReadAt(handle_, to, size, 0) == static_cast<std::int64_t>(size);
+  /// False also for a file that has grown meanwhile.
+  bool Read(std::byte* to, std::uint64_t size) try {
+    const bool isRead =
+        file_ ? file_->Read(to, 1, size) == size
+              : Platform::ReadAt(handle_, to, size, 0) == static_cast<std::int64_t>(size);
+    std::uint64_t now = 0;
+    return isRead && GetSize(&now) && now == size;
   } catch (const Zef::Exception&) {
     return false;
   }
@@ -74,6 +86,14 @@ class Source {
     return file_->Open(place.subst, place.path.c_str(), Zef::FileMode::kRead) == Zef::RES_OK;
   } catch (const Zef::Exception&) {
     return false;
+  }
+
+  bool IsSameFile() const {
+    Platform::FileInfo first;
+    Platform::FileInfo second;
+    return Platform::GetOpenInfo(handle_, &first) &&
+           Platform::GetOpenInfo(file_->Origin().handle, &second) &&
+           first.device == second.device && first.serial == second.serial;
   }
 
   Platform::FileHandle handle_ = Platform::kNoFile;
@@ -169,12 +189,15 @@ class Import {
 
 }  // namespace
 
-bool MUKPackage::ImportFolder(const AssetPlace& folder, TagContainer& files,
-                              ResultsLog* log) const {
+bool MUKPackage::ImportFolder(const AssetPlace& folder, TagContainer& files, ResultsLog* log) const
+    try {
   files = TagContainer();
   files.Ensure();
   const AssetWalkFault fault = Import(Compression(), files, progress_).Run(folder);
   if (fault.key == nullptr) return true;
   TellOfFile(log, ResultLevel::kError, fault.key, PlaceText(fault.place));
+  return false;
+} catch (const std::bad_alloc&) {
+  TellOfFile(log, ResultLevel::kError, kTooLarge, PlaceText(folder));
   return false;
 }

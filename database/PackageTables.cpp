@@ -2,7 +2,7 @@
 
 #include <string>
 #include <unordered_set>
-#include <vector>
+#include <utility>
 
 #include "database/Accessors.h"
 #include "database/AssetUpdate.h"
@@ -10,20 +10,15 @@
 
 namespace {
 
-const Zef::PString& IdKey() {
-  static const Zef::PString key("plid");
-  return key;
-}
-
-/// Identifiers in the order they came, each once, and none of those in the package.
+/// Identifiers in the order they came, each once, and none of those excluded.
 class IdTable {
  public:
-  explicit IdTable(const std::unordered_set<PLID>& excluded) : known_(excluded) {}
+  explicit IdTable(std::unordered_set<PLID> excluded = {}) : known_(std::move(excluded)) {}
 
   void Add(const PLID& id) {
     if (!id.IsNull() && known_.insert(id).second) list_.push_back(id);
   }
-  const std::vector<PLID>& List() const { return list_; }
+  std::vector<PLID> TakeList() { return std::move(list_); }
 
  private:
   std::unordered_set<PLID> known_;
@@ -41,26 +36,32 @@ void SetTable(TagContainer& package, const char* name, const std::vector<PLID>& 
 
 }  // namespace
 
-void RebuildPackageTables(TagContainer& package, std::span<const TagContainer> assets) {
+PackageIds PackageIdsOf(std::span<const TagContainer> assets) {
+  static const Zef::PString idKey("plid");
   static const Zef::PString obsoletesKey("obsoletes-plid");
-  std::vector<PLID> contents;
-  for (const TagContainer& asset : assets) contents.push_back(asset.GetPLID(IdKey()));
-  const std::unordered_set<PLID> present(contents.begin(), contents.end());
-
-  IdTable dependencies(present);
-  IdTable obsolete(present);
-  const bool isRunning = Database::Get().IsInitialised();
+  PackageIds ids;
+  for (const TagContainer& asset : assets) ids.contents.push_back(asset.GetPLID(idKey));
+  IdTable dependencies;
+  IdTable obsolete({ids.contents.begin(), ids.contents.end()});
   for (std::size_t i = 0; i < assets.size(); ++i) {
-    const AssetRelations relations = RelationsOf(contents[i], assets[i]);
-    for (const PLID& id : relations.dependencies) {
-      dependencies.Add(isRunning ? MUKResolve(id) : id);
-    }
+    const AssetRelations relations = RelationsOf(ids.contents[i], assets[i]);
+    for (const PLID& id : relations.dependencies) dependencies.Add(id);
     for (const PLID& id : relations.obsolete) obsolete.Add(id);
     obsolete.Add(assets[i].GetPLID(obsoletesKey));
   }
-  SetTable(package, "contents-table", contents);
-  SetTable(package, "plid-table", dependencies.List());
-  SetTable(package, "obsolete-table", obsolete.List());
+  ids.dependencies = dependencies.TakeList();
+  ids.obsolete = obsolete.TakeList();
+  return ids;
+}
+
+void RebuildPackageTables(TagContainer& package, std::span<const TagContainer> assets) {
+  const PackageIds ids = PackageIdsOf(assets);
+  const bool isRunning = Database::Get().IsInitialised();
+  IdTable dependencies({ids.contents.begin(), ids.contents.end()});
+  for (const PLID& id : ids.dependencies) dependencies.Add(isRunning ? MUKResolve(id) : id);
+  SetTable(package, "contents-table", ids.contents);
+  SetTable(package, "plid-table", dependencies.TakeList());
+  SetTable(package, "obsolete-table", ids.obsolete);
   package.SetString(Zef::PString("kind"), "archive");
   package.SetInt(Zef::PString("package-version"), 1);
 }

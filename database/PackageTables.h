@@ -7,9 +7,19 @@
 #pragma once
 
 #include <span>
+#include <vector>
 
+#include "tagdata/PLID.h"
 #include "tagdata/TagContainer.h"
 
-/// Makes the tables anew from the assets, with a null identifier for one that has none, and marks
-/// the tree as a package of the present version. Linear.
+/// What assets say of themselves and of others.
+struct PackageIds {
+  std::vector<PLID> contents;      ///< their own, null for one that has none
+  std::vector<PLID> dependencies;  ///< each once, those among the assets too, none replaced
+  std::vector<PLID> obsolete;      ///< each once, without those among the assets
+};
+PackageIds PackageIdsOf(std::span<const TagContainer> assets);
+
+/// Makes the tables anew from the assets and marks the tree as a package of the present version.
+/// Linear.
 void RebuildPackageTables(TagContainer& package, std::span<const TagContainer> assets);

@@ -24,6 +24,12 @@ constexpr std::string_view kOldEnding = ".old";
 /// Staged folders of this process.
 std::atomic<int> liveCount{0};
 
+/// Always of one length: that of what fits below must be no matter of luck.
+std::string StagedName() {
+  constexpr std::uint64_t kLeast = 1'000'000'000;
+  return std::string(kStagedPrefix) + std::to_string(kLeast + Zef::Platform::RandomWord() % kLeast);
+}
+
 std::string TempFolder(const std::string& root) { return Zef::Platform::ResolveCase(root, "temp"); }
 
 /// A path that obeys the rules for paths, without repeated and closing separators; empty for any
@@ -167,7 +173,7 @@ StagedFolder::StagedFolder(const std::string& root, StepObserver observer)
   if (!Zef::Platform::IsRooted(root)) return;
   ClearLeftovers(root);
   const std::string temp = TempFolder(root);
-  path_ = temp + "/" + std::string(kStagedPrefix) + std::to_string(Zef::Platform::RandomWord());
+  path_ = temp + "/" + StagedName();
   isMade_ = Zef::Platform::MakeFolders(temp) && Zef::Platform::MakeFolder(path_);
   if (isMade_) ++liveCount;
 }

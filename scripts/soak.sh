@@ -42,8 +42,10 @@ work() {
         if asset commit "$id" > /dev/null; then echo "$id $stamp" >> "$place/committed"; fi ;;
       4) asset edit "$id" > /dev/null && asset revert "$id" > /dev/null || true ;;
       5)
-        clone=$(asset clone "$id" --json | sed -n 's/.*"id":"<plid2\{0,1\}:\([-0-9:]*\)>","messages".*/\1/p' | head -n 1)
-        if [ -n "$clone" ]; then asset delete "$clone" --forget > /dev/null || true; fi ;;
+        # One that fails names the asset itself, which must not be deleted.
+        if clone=$(asset clone "$id" --json | sed -n 's/.*"id":"<plid2\{0,1\}:\([-0-9:]*\)>","state".*/\1/p'); then
+          asset delete "$clone" --forget > /dev/null
+        fi ;;
       6)
         asset install "$place/source/$w" --overwrite > /dev/null || true
         asset delete "61044:$((9000 + w))" > /dev/null || true ;;

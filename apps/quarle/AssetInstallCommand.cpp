@@ -30,17 +30,20 @@ bool Locate(const std::vector<std::string>& files, std::vector<std::string>* pat
   return true;
 }
 
+/// Puts packages without assets, of which no message tells, into `empty`.
 bool Install(const std::vector<std::string>& paths, std::uint32_t flags, ResultsLog* log,
-             const CommonOptions& common) {
+             std::vector<std::string>* empty, const CommonOptions& common) {
   Progress progress(common, "installing", kStepsAFile * paths.size());
   bool all = true;
   std::uint64_t before = 0;
   for (const std::string& path : paths) {
-    const auto advance = [&](std::uint32_t done, std::uint32_t total) {
+    const auto advance = [&](std::uint64_t done, std::uint64_t total) {
       progress.Advance(before + kStepsAFile * done / total);
     };
+    const std::size_t told = log->Entries().size();
     const bool installed = Platform::IsFolder(path) ? MUKInstallFolder({{}, path}, log, flags)
                                                     : MUKInstallFile(path, log, flags, advance);
+    if (installed && log->Entries().size() == told) empty->push_back(path);
     all = all && installed;
     progress.Advance(before += kStepsAFile);
   }
@@ -69,11 +72,16 @@ int RunAssetInstall(const AssetOptions& options, const CommonOptions& common) {
   std::vector<std::string> paths;
   if (!Locate(options.files, &paths)) return kFailed;
   AssetSession session(options.root, common);
-  if (!session.Open()) return kFailed;
+  if (!session.OpenForWork()) return kFailed;
   ResultsLog log;
-  const bool done = Install(paths, options.overwrite ? kInstallOverwrite : 0, &log, common);
+  std::vector<std::string> empty;
+  const std::uint32_t flags = options.overwrite ? kInstallOverwrite : 0;
+  const bool done = Install(paths, flags, &log, &empty, common);
   const bool written = session.Close();
-  if (common.json) PrintJson(log, done);
+  if (common.json) PrintJson(log, done && written);
   PrintOutcome(log, done, "not everything was installed", common);
+  for (const std::string& path : empty) {
+    Warn(Quoted(path) + " holds no assets; see that it is the package that you meant");
+  }
   return done && written ? kDone : kFailed;
 }

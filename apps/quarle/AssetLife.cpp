@@ -1,7 +1,5 @@
 // quarle asset edit, commit, revert, delete and clone.
 
-#include <array>
-
 #include "apps/quarle/AssetState.h"
 #include "apps/quarle/AssetWork.h"
 #include "database/AssetClone.h"
@@ -59,25 +57,26 @@ bool Revert(AssetWork& work) {
   return true;
 }
 
-/// What of an asset a deletion takes away.
-std::array<AssetPlace, 3> DeletedPlaces(const std::string& root, const MUKAsset& record) {
-  const bool stays = record.Has(AssetFlag::BuiltIn);
-  return {EditPlace(root, record), LegacyPlace(root, record),
-          stays ? AssetPlace() : InstallPlace(root, record)};
+/// What a deletion should have taken away and could not; nowhere when it took all.
+AssetPlace LeftPlace(const std::string& root, const MUKAsset& record) {
+  if (!record.editPath.IsEmpty()) return EditPlace(root, record);
+  if (!record.legacyPath.IsEmpty()) return LegacyPlace(root, record);
+  return record.Has(AssetFlag::BuiltIn) ? AssetPlace() : InstallPlace(root, record);
 }
 
 bool Delete(AssetWork& work) {
   const std::string asset = Named(*work.Record());
-  const auto places = DeletedPlaces(work.session.Root(), *work.Record());
+  const AssetPlace working = EditPlace(work.session.Root(), *work.Record());
   const bool wasPresent = work.Record()->IsPresent();
   MUKDeleteAsset(work.id, work.options.forget);
-  for (const AssetPlace& place : places) {
-    if (!FolderExists(place)) continue;
-    work.failure = asset + " was not deleted whole: " + Quoted(PlaceText(place)) +
+  const MUKAsset* const record = work.Record();
+  const AssetPlace left =
+      record == nullptr ? AssetPlace() : LeftPlace(work.session.Root(), *record);
+  if (!left.IsNowhere()) {
+    work.failure = asset + " was not deleted whole: " + Quoted(PlaceText(left)) +
                    " is still there; see that you may write there";
     return false;
   }
-  const MUKAsset* const record = work.Record();
   if (record == nullptr) {
     work.summary = asset + " is deleted and forgotten";
   } else if (!record->IsPresent()) {
@@ -85,6 +84,8 @@ bool Delete(AssetWork& work) {
   } else {
     work.summary = asset + " is part of the product and stays";
   }
+  // One outside the product is its user's own.
+  if (FolderExists(working)) work.summary += "; " + Quoted(PlaceText(working)) + " stays too";
   return true;
 }
 

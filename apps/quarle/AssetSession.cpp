@@ -113,6 +113,15 @@ bool AssetSession::Open() {
   return false;
 }
 
+bool AssetSession::OpenForWork() {
+  if (!Open()) return false;
+  Database::Get().MarkChanged(kChangeGeneral);
+  if (!Platform::Exists(Platform::ResolveCase(Root(), "assets.mkx"))) return true;
+  End();
+  static_cast<void>(Fail(Unwritten(named_) + "; nothing was changed"));
+  return false;
+}
+
 bool AssetSession::Close() {
   if (Write()) return true;
   static_cast<void>(Fail(Unwritten(named_)));
@@ -153,13 +162,4 @@ MUKAsset* AssetSession::Find(const PLID& id) const {
   static_cast<void>(
       Fail("asset " + id.TagText() + " is unknown in " + Quoted(named_) + "; " + advice));
   return nullptr;
-}
-
-bool ParseAssetId(const std::string& text, PLID* id) {
-  *id = PLID(std::string_view(text), false);
-  if (!id->IsNull()) return true;
-  static_cast<void>(FailUsage(Quoted(text) +
-                              " is no asset identifier; write it as <plid:USER:CONTENT> or "
-                              "<plid2:USER:CONTENT:VERSION>"));
-  return false;
 }

@@ -35,6 +35,9 @@ class AssetSession {
   /// Starts the database and waits until it is this process's turn. False, with the failure's line
   /// printed, for a folder that is no product and a database that cannot be read.
   [[nodiscard]] bool Open();
+  /// The same for work that changes folders: false too where the database's file cannot be set
+  /// aside. A start that finds it would know nothing of what was changed.
+  [[nodiscard]] bool OpenForWork();
   /// Writes what changed and ends the database. False, with the failure's line printed, when it
   /// could not be written; what was changed on disk stands all the same.
   [[nodiscard]] bool Close();
@@ -56,7 +59,3 @@ class AssetSession {
   std::optional<MUKLock> guard_;
   bool started_ = false;
 };
-
-/// The identifier that a command line names. False, with the line of wrong usage printed, for a
-/// text that is none.
-[[nodiscard]] bool ParseAssetId(const std::string& text, PLID* id);

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "apps/quarle/AssetId.h"
 #include "apps/quarle/AssetJson.h"
 #include "apps/quarle/AssetSession.h"
 #include "apps/quarle/AssetState.h"

@@ -75,7 +75,7 @@ void AddComing(Declaration& to) {
   to.AddOnAsset("clone", "Make a new asset, open for edit, of the files of another one",
                 "quarle asset clone 1001:100001 --root /srv/content --new-version", RunAssetClone)
       ->add_flag("--new-version", options.newVersion,
-                 "As the next version of it, which it must be yours for");
+                 "As the next version of the same asset, which must be your own");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "apps/quarle/AssetId.h"
 #include "apps/quarle/AssetSession.h"
 #include "apps/quarle/AssetState.h"
 #include "apps/quarle/Commands.h"

@@ -1,5 +1,6 @@
 #include "apps/quarle/AssetWork.h"
 
+#include "apps/quarle/AssetId.h"
 #include "apps/quarle/AssetState.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/Progress.h"
@@ -51,7 +52,7 @@ int RunAssetWork(const AssetOptions& options, const CommonOptions& common, const
   PLID id;
   if (!ParseAssetId(options.id, &id)) return kUsage;
   AssetSession session(options.root, common);
-  if (!session.Open() || session.Find(id) == nullptr) return kFailed;
+  if (!session.OpenForWork() || session.Find(id) == nullptr) return kFailed;
   AssetWork asset{options, session, id, {}};
   bool done = false;
   {
@@ -60,9 +61,9 @@ int RunAssetWork(const AssetOptions& options, const CommonOptions& common, const
   }
   const Result result = ResultOf(asset);
   const bool written = session.Close();
-  if (common.json) PrintJson(asset, done, result);
+  if (common.json) PrintJson(asset, done && written, result);
   PrintOutcome(asset.log, done, asset.failure, common);
-  if (done && !common.json) {
+  if (done && written && !common.json) {
     if (!asset.answer.empty()) Print(Printable(asset.answer) + "\n");
     if (!asset.summary.empty() && !common.quiet) Print(asset.summary + "\n");
   }

@@ -1,10 +1,14 @@
 // quarle package list, create, extract, check.
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 
+#include "apps/quarle/AssetId.h"
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/Progress.h"
+#include "apps/quarle/StreamFiles.h"
 #include "apps/quarle/Texts.h"
 #include "apps/quarle/Utf8.h"
 #include "database/AssetConfig.h"
@@ -16,6 +20,7 @@
 #include "database/PackageFolder.h"
 #include "environment/ResultsLog.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/platform/System.h"
 
 namespace {
 
@@ -65,13 +70,14 @@ std::string ContentText(const std::vector<ShownAsset>& assets) {
 
 /// False, with the failure's line printed.
 bool OpenPackage(const std::string& path, MUKPackage& package) {
-  if (!Platform::Exists(path)) {
-    static_cast<void>(Fail(Quoted(path) + ": there is no such file; check the name"));
+  if (const InputFile file(path); !file.IsOpen()) {
+    static_cast<void>(file.Fail());
     return false;
   }
   const std::string error = package.Open(path, "kpx");
   if (error.empty()) return true;
-  static_cast<void>(Fail(Quoted(path) + ": " + error));
+  static_cast<void>(Fail(Quoted(path) + ": " + error +
+                         "; get the package anew, or look into it by 'quarle tags show'"));
   return false;
 }
 
@@ -159,15 +165,25 @@ bool Fill(MUKPackage& package, const PackageOptions& options, const CommonOption
   return true;
 }
 
+/// Each identifier once. False, with the line of wrong usage printed.
+bool ParseAssetIds(const std::vector<std::string>& texts, std::vector<PLID>& ids) {
+  for (const std::string& text : texts) {
+    PLID id;
+    if (!ParseAssetId(text, &id)) return false;
+    if (std::find(ids.begin(), ids.end(), id) == ids.end()) ids.push_back(id);
+  }
+  return true;
+}
+
 /// Those that were asked for, or all; false, with the failure's line printed.
-bool Select(const MUKPackage& package, const PackageOptions& options,
+bool Select(const MUKPackage& package, const PackageOptions& options, const std::vector<PLID>& ids,
             std::vector<ShownAsset>& selected) {
-  if (options.assets.empty()) selected = LookAtAll(package);
-  for (const std::string& text : options.assets) {
-    const std::int32_t place = package.Find(PLID(text, /*strict=*/false));
+  if (ids.empty()) selected = LookAtAll(package);
+  for (const PLID& id : ids) {
+    const std::int32_t place = package.Find(id);
     if (place < 0) {
-      static_cast<void>(Fail(Quoted(options.package) + " has no asset " + Quoted(text) +
-                             "; see quarle package list"));
+      static_cast<void>(Fail(Quoted(options.package) + " has no asset " + id.TagText() +
+                             "; see 'quarle package list' for those it has"));
       return false;
     }
     selected.push_back(Look(package, static_cast<std::uint32_t>(place)));
@@ -185,19 +201,35 @@ std::string Extract(const MUKPackage& package, std::uint32_t place, const std::s
                                                                     : "Unable to write its config";
 }
 
-/// Makes the folder of an asset and fills it. An error text, and nothing left of it, or empty.
+/// A name for a hidden folder that is not longer than `name`: what fits the one fits the other.
+std::string HiddenName(const std::string& name) {
+  std::array<char, 24> text{};
+  std::snprintf(text.data(), text.size(), ".%016llx",
+                static_cast<unsigned long long>(Platform::RandomWord()));
+  return std::string(text.data()).substr(0, name.size());
+}
+
+/// Makes the folder of an asset with all that is in it, or nothing. An error text, or empty.
 std::string ExtractAnew(const MUKPackage& package, const ShownAsset& asset,
-                        const std::string& folder) {
-  if (asset.id.IsNull()) return "an entry has no identifier; see quarle package check";
-  if (!Platform::MakeFolder(folder)) {
-    return Quoted(folder) + (Platform::Exists(folder)
-                                 ? " exists already; move it away, or name another folder"
-                                 : " cannot be made; name another folder");
+                        const std::string& parent) {
+  if (asset.id.IsNull()) return "an entry has no identifier; see 'quarle package check'";
+  const std::string name = asset.id.ToWords();
+  const std::string folder = parent + "/" + name;
+  const std::string taken = " exists already; move it away, or name another folder";
+  if (Platform::Exists(folder)) return Quoted(folder) + taken;
+  // Filled out of sight: a command that is killed leaves no half asset under the asset's name.
+  const std::string hidden = parent + "/" + HiddenName(name);
+  if (!Platform::MakeFolder(hidden)) {
+    return Quoted(folder) + " cannot be made; see that you may write there, or name another folder";
   }
-  const std::string error = Extract(package, asset.place, folder);
-  if (error.empty()) return {};
-  static_cast<void>(Platform::DeleteTree(folder));
-  return asset.id.TagText() + ": " + error + "; see quarle package check";
+  std::string error = Extract(package, asset.place, hidden);
+  if (!error.empty()) {
+    error = asset.id.TagText() + ": " + error + "; see 'quarle package check'";
+  } else if (!Platform::Rename(hidden, folder)) {
+    error = Quoted(folder) + taken;
+  }
+  if (!error.empty()) static_cast<void>(Platform::DeleteTree(hidden));
+  return error;
 }
 
 /// The first failure's text, empty when all were extracted.
@@ -208,7 +240,7 @@ std::string ExtractAll(MUKPackage& package, const PackageOptions& options,
   package.SetProgress([&](std::uint64_t bytes) { bar.Advance(before + bytes); });
   std::string error;
   for (std::size_t i = 0; i < assets.size() && error.empty(); ++i) {
-    error = ExtractAnew(package, assets[i], options.folder + "/" + assets[i].id.ToWords());
+    error = ExtractAnew(package, assets[i], options.folder);
     before += assets[i].size.bytes;
   }
   package.SetProgress({});
@@ -281,7 +313,10 @@ int RunPackageCreate(const PackageOptions& options, const CommonOptions& common)
     return kFailed;
   }
   error = package.Save(options.package);
-  if (!error.empty()) return Fail(Quoted(options.package) + ": " + error);
+  if (!error.empty()) {
+    return Fail(Quoted(options.package) + ": " + error +
+                "; see that its folder is there, has room and lets you write");
+  }
   const std::vector<ShownAsset> assets = LookAtAll(package);
   if (common.json) {
     JsonWriter json;
@@ -297,9 +332,13 @@ int RunPackageCreate(const PackageOptions& options, const CommonOptions& common)
 }
 
 int RunPackageExtract(const PackageOptions& options, const CommonOptions& common) {
+  std::vector<PLID> ids;
+  if (!ParseAssetIds(options.assets, ids)) return kUsage;
   MUKPackage package;
   std::vector<ShownAsset> assets;
-  if (!OpenPackage(options.package, package) || !Select(package, options, assets)) return kFailed;
+  if (!OpenPackage(options.package, package) || !Select(package, options, ids, assets)) {
+    return kFailed;
+  }
   if (!Platform::MakeFolders(options.folder)) {
     return Fail(Quoted(options.folder) + ": this folder cannot be made; name another one");
   }

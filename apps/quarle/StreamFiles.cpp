@@ -36,7 +36,7 @@ std::span<const std::byte> InputFile::Next() {
 int InputFile::Fail() const {
   const std::string what = "cannot read " + Quoted(path_) + ": ";
   if (IsFolder(path_)) return ::Fail(what + "it is a folder; name a file");
-  if (!Exists(path_)) return ::Fail(what + "there is no such file");
+  if (!Exists(path_)) return ::Fail(what + "there is no such file; check its name");
   return ::Fail(what + "check that it may be read and that nothing writes to it");
 }
 

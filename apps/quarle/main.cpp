@@ -284,8 +284,13 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   }
   std::string what = error.what();
   what.resize(std::min(what.find('\n'), what.size()));
-  const std::vector<std::string> unknown = at->remaining();
-  if (error.get_name() == "RequiredError" && !unknown.empty()) {
+  const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
+  const bool isOfCount =
+      kind == CLI::ExitCodes::RequiredError || kind == CLI::ExitCodes::ExtrasError;
+  const std::vector<std::string> unknown = isOfCount ? at->remaining() : std::vector<std::string>();
+  if (!unknown.empty() && unknown.front().starts_with('-')) {
+    what = "There is no option " + Quoted(unknown.front());
+  } else if (!unknown.empty() && !at->get_subcommands({}).empty()) {
     what = "There is no command " + Quoted(unknown.front());
   }
   return FailUsage(Printable(what) + "; see " + command + " --help");
@@ -302,7 +307,9 @@ bool OpenLog(const std::string& file) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Asset indexes, their patch sets, and tag files.", "quarle");
+  CLI::App app(
+      "Asset indexes and patch sets, tag files, archives, packages, and a product's assets.",
+      "quarle");
   app.footer("Example:\n  quarle diff release-1 release-2 patch-1-2");
   app.set_version_flag("--version", "quarle " QUARLE_VERSION);
   app.require_subcommand(1);

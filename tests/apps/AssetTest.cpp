@@ -3,6 +3,7 @@
 #include <set>
 #include <thread>
 
+#include "database/MUKPackage.h"
 #include "environment/IpcLock.h"
 #include "tests/apps/QuarleProgram.h"
 
@@ -216,17 +217,46 @@ TEST_F(AssetTool, InstallsWhatItCanOfPackagesAndFolders) {
   EXPECT_NE(some.err.find("warning: The asset in '"), std::string::npos) << some.err;
   EXPECT_EQ(Show("9:2")["state"], "installed");
   EXPECT_EQ(Asset("show 9:3").status, 1);
+  ASSERT_EQ(MUKPackage().Save(temp_ / "none.kpx"), "");
+  EXPECT_NE(Asset("install none.kpx").err.find("holds no assets"), std::string::npos);
 }
 
 TEST_F(AssetTool, TellsWhenTheDatabaseCannotBeWritten) {
+  ASSERT_EQ(Shell(QUARLE_PATH " asset list --root p && rm -r p/cache").status, 0);
   Write("p/cache", "in the way of the folder");
   const Outcome looked = Asset("list --query gasworks");
   EXPECT_EQ(looked.status, 0);
   EXPECT_NE(looked.out.find("\n1 asset\n"), std::string::npos) << looked.out;
   EXPECT_TRUE(looked.err.starts_with("quarle: warning: cannot write the database in 'p'"));
-  const Outcome worked = Asset("delete " + kExpress);
+  // A folder that was made now would be known to nobody.
+  const auto working = Shell("ls p/editing").out;
+  for (const std::string& work : {"edit " + kExpress, std::string("install p/local/garden_shed")}) {
+    const Outcome worked = Asset(work);
+    EXPECT_EQ(worked.status, 1) << work;
+    EXPECT_TRUE(worked.err.ends_with("; nothing was changed\n")) << worked.err;
+  }
+  EXPECT_EQ(Shell("ls p/editing").out, working);
+
+  fs::remove(temp_ / "p/cache");
+  fs::create_directories(temp_ / "p/cache/assets.mkx");  // in the way of the write alone
+  const Outcome worked = Asset("edit --json " + kExpress);
   EXPECT_EQ(worked.status, 1);
-  EXPECT_TRUE(worked.err.starts_with("quarle: cannot write the database in 'p'")) << worked.err;
+  EXPECT_EQ(worked.Json()["done"], false);
+  fs::remove(temp_ / "p/cache/assets.mkx");
+  EXPECT_EQ(Show(kExpress)["state"], "openForEdit");
+}
+
+TEST_F(AssetTool, DeletesWhoseWorkingFolderIsElsewhere) {
+  ASSERT_EQ(Asset("list").status, 0);
+  fs::create_directories(temp_ / "elsewhere");
+  MUKAssetIndex index;
+  ASSERT_TRUE(index.Load(temp_ / "p/assets.mkx"));
+  index.Find(PLID(4110, 10101, 0))->editPath = temp_ / "elsewhere";
+  Save("p/assets.mkx", index);
+  const Outcome done = Asset("delete " + kExpress);
+  EXPECT_EQ(done.status, 0) << done.err;
+  EXPECT_NE(done.out.find("/elsewhere' stays too"), std::string::npos) << done.out;
+  EXPECT_EQ(Show(kExpress)["state"], "absent");
 }
 
 // A kill leaves the database without its file; what was done before must be found again.

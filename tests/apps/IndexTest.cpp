@@ -93,10 +93,10 @@ TEST_F(IndexCommands, ShowGivesEveryFieldAndTable) {
   EXPECT_EQ(shown["records"][1]["rating"], nullptr);
   EXPECT_EQ(shown["version"], 19);
   EXPECT_EQ(shown["obsolete"],
-            json::parse(R"([{"old":"<plid2:1:2:1>","replacement":"<plid2:1:2:3>"}])"));
-  EXPECT_EQ(shown["dependencies"], json::parse(R"([["<plid2:1:2:3>","<plid:1:1>"]])"));
-  EXPECT_EQ(shown["users"], json::parse(R"([{"name":"someone","profileId":0,"userId":-7}])"));
-  EXPECT_EQ(shown["configCache"], json::parse(R"([{"key":"<plid:1:1>","type":"container","tags":[
+            ::Test::Parsed(R"([{"old":"<plid2:1:2:1>","replacement":"<plid2:1:2:3>"}])"));
+  EXPECT_EQ(shown["dependencies"], ::Test::Parsed(R"([["<plid2:1:2:3>","<plid:1:1>"]])"));
+  EXPECT_EQ(shown["users"], ::Test::Parsed(R"([{"name":"someone","profileId":0,"userId":-7}])"));
+  EXPECT_EQ(shown["configCache"], ::Test::Parsed(R"([{"key":"<plid:1:1>","type":"container","tags":[
       {"key":"number","type":"int","value":-5},
       {"key":"floats","type":"float","value":[0.5,1.5]},
       {"key":"id","type":"plid","value":"<plid2:1:2:3>"},
@@ -179,7 +179,7 @@ TEST_F(IndexCommands, StatAddsUp) {
   EXPECT_EQ(stat["assetBytes"], 12);
   EXPECT_EQ(stat["flags"]["builtIn"], 2);
   EXPECT_EQ(stat["flags"]["faulty"], 0);
-  EXPECT_EQ(stat["classes"], json::parse(R"([{"code":"LOCO","records":1}])"));
+  EXPECT_EQ(stat["classes"], ::Test::Parsed(R"([{"code":"LOCO","records":1}])"));
   EXPECT_NE(Run("index stat i.mkx").out.find("builtIn                 2          100.0 %"),
             std::string::npos);
 }

@@ -42,7 +42,7 @@ TEST_F(PackageTool, WhatGoesInComesOut) {
   EXPECT_NE(Run("package list w.kpx").out.find("Ore wagon\n2 assets, 2 files"), std::string::npos);
   EXPECT_EQ(Run("package check w.kpx --json").Json()["ok"], true);
 
-  EXPECT_EQ(Run("package extract w.kpx --asset 1001:8 -q").out, "");
+  EXPECT_EQ(Run("package extract w.kpx --asset 1001:8 --asset '<plid:1001:8>' -q").out, "");
   EXPECT_EQ(Read("plid 1001 8/ore.txt"), "ore");
   EXPECT_EQ(Run("package extract w.kpx out/new --json").Json()["assets"].size(), 2u);
   EXPECT_EQ(Read("out/new/plid2 1001 7 1/textures/coal.tga"), Read("coal/textures/coal.tga"));
@@ -58,6 +58,7 @@ TEST_F(PackageTool, FailuresAreOneLineAndLeaveNothing) {
   Write("doc/sub/a.doc", "");
   Write("anonymous/config.txt", "username \"None\"");
   Write("junk.kpx", "junk");
+  ASSERT_EQ(Shell("mkfifo pipe").status, 0);
   const struct {
     const char* arguments;
     const char* said;
@@ -70,17 +71,28 @@ TEST_F(PackageTool, FailuresAreOneLineAndLeaveNothing) {
                {"package create n.kpx doc", "'doc/sub/a.doc' is of a type"},
                {"package create no/n.kpx coal", "Unable to write"},
                {"package list none.kpx", "no such file"},
+               {"package list coal", "it is a folder"},
+               {"package list pipe", "check that it may be read"},
                {"package list junk.kpx", "not a valid KPX"},
                {"package check junk.kpx", "not a valid KPX"},
-               {"package extract w.kpx out --asset 1:1", "no asset '1:1'"},
+               {"package extract w.kpx out --asset 1:1", "no asset <plid:1:1>"},
                {"package extract w.kpx junk.kpx", "cannot be made"}};
   for (const auto& c : cases) ExpectFailure(c.arguments, c.said);
   EXPECT_FALSE(fs::exists(temp_ / "n.kpx"));
-  EXPECT_EQ(Shell("ls").out, "anonymous\nbare\ncoal\ndoc\njunk.kpx\nore\nw.kpx\n");
+  EXPECT_EQ(Shell("ls").out, "anonymous\nbare\ncoal\ndoc\njunk.kpx\nore\npipe\nw.kpx\n");
 
   Write("out/plid 1001 8/mine.txt", "mine");
   ExpectFailure("package extract w.kpx out --asset 1001:8", "exists already");
   EXPECT_EQ(Shell("ls 'out/plid 1001 8'").out, "mine.txt\n");
+}
+
+TEST_F(PackageTool, AKilledExtractionLeavesNoHalfAsset) {
+  ASSERT_EQ(Run("package create w.kpx coal").status, 0);
+  Shell("( ulimit -c 0; ulimit -f 50; " QUARLE_PATH " package extract w.kpx out; true )");
+  ASSERT_FALSE(fs::is_empty(temp_ / "out")) << "it was not killed at work";
+  EXPECT_EQ(Shell("ls out").out, "");
+  EXPECT_EQ(Run("package extract w.kpx out").status, 0);
+  EXPECT_EQ(Read("out/plid2 1001 7 1/textures/coal.tga"), Read("coal/textures/coal.tga"));
 }
 
 TEST_F(PackageTool, DamagedPackagesAreToldOfAndNotHalfExtracted) {

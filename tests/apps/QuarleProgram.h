@@ -18,14 +18,18 @@
 #include "kernel/ByteWriter.h"
 #include "tests/support/TestFiles.h"
 
+extern template class nlohmann::basic_json<>;
+
 namespace Test {
+
+nlohmann::json Parsed(const std::string& text);
 
 struct Outcome {
   int status = -1;
   std::string out;
   std::string err;
 
-  nlohmann::json Json() const { return nlohmann::json::parse(out); }
+  nlohmann::json Json() const { return Parsed(out); }
   /// Exactly one line on standard error, as every failure prints it.
   bool HasOneErrorLine() const {
     return std::count(err.begin(), err.end(), '\n') == 1 && err.starts_with("quarle: ");

@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <sstream>
 
 #include "tests/apps/QuarleProgram.h"
 
@@ -21,7 +22,9 @@ TEST_F(Usage, WrongCommandLinesAreStatus2AndOneLine) {
       {"diff a b", "OUT"},
       {"diff a b ''", "must not be empty"},
       {"diff a b c d", "d"},
-      {"patch a b --frob", "--frob"},
+      {"patch a b --frob", "no option '--frob'"},
+      {"asset edit --frob", "no option '--frob'"},
+      {"package extract none.kpx --asset foo", "'foo' is no asset identifier"},
       {"patch a b --progress sometimes", "sometimes"},
       {"index stat f --top many", "many"},
       {"index show f --index x", "--index"},
@@ -38,47 +41,19 @@ TEST_F(Usage, WrongCommandLinesAreStatus2AndOneLine) {
 }
 
 TEST_F(Usage, EveryCommandHelpsWithAnExample) {
-  for (const char* command : {"",
-                              "diff",
-                              "patch",
-                              "set",
-                              "set show",
-                              "set check",
-                              "index",
-                              "index show",
-                              "index stat",
-                              "index check",
-                              "tags",
-                              "tags show",
-                              "tags convert",
-                              "lzss",
-                              "lzss pack",
-                              "lzss unpack",
-                              "file",
-                              "file pack",
-                              "file unpack",
-                              "plid",
-                              "archive",
-                              "archive list",
-                              "archive extract",
-                              "archive create",
-                              "archive add",
-                              "archive delete",
-                              "archive rename",
-                              "asset",
-                              "asset list",
-                              "asset show",
-                              "asset why",
-                              "asset edit",
-                              "asset commit",
-                              "asset revert",
-                              "asset delete",
-                              "asset install",
-                              "asset clone"}) {
-    const Outcome outcome = Run(std::string(command) + " --help");
-    EXPECT_EQ(outcome.status, 0) << command;
-    EXPECT_NE(outcome.out.find("Example:\n  quarle "), std::string::npos) << command;
+  std::vector<std::string> commands{""};
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    const Outcome outcome = Run(commands[i] + " --help");
+    EXPECT_EQ(outcome.status, 0) << commands[i];
+    EXPECT_NE(outcome.out.find("Example:\n  quarle "), std::string::npos) << commands[i];
+    std::istringstream lines(outcome.out);
+    std::string line;
+    while (std::getline(lines, line) && line != "Subcommands:") continue;
+    while (std::getline(lines, line) && line.starts_with("  ")) {
+      commands.push_back(commands[i] + " " + line.substr(2, line.find(' ', 2) - 2));
+    }
   }
+  EXPECT_GT(commands.size(), 40u);
 }
 
 TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {

@@ -92,6 +92,8 @@ TEST_F(LifeFaultTest, KilledAtAnyStepTheAssetIsAsBeforeOrAsAfter) {
       {"nco2", "r", true, {"E2I1", "I1"}, "I1"},
       {"nco2", "d", true, {"E2I1", "I1", "."}, "."},
       {"nc", "f", false, {"I1", ".", "-"}, "-"},
+      {"", "i", true, {"-", "E2", "E2I2", "I2"}, "I2"},
+      {"nc", "i", false, {"I1", "E2I1", "E2I2", "I2"}, "I2"},
   };
   for (const auto& each : cases) {
     int steps = 0;

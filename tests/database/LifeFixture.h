@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "database/AssetEdit.h"
+#include "database/AssetInstall.h"
 #include "database/FolderSweep.h"
 #include "environment/ResultsLog.h"
+#include "tests/database/PackageFixture.h"
 #include "tests/database/RunningFixture.h"
 
 namespace Test {
@@ -26,6 +28,21 @@ class LifeTest : public RunningTest {
   }
   std::string EditFolder() const { return MUKGetEditPath(kId); }
   std::string InstallFolder() const { return "local/" + MUKGetInstallPath(kId); }
+
+  /// The second generation as a package has it that does not compress.
+  static TagContainer Packed() {
+    TagContainer asset = PackedAsset(kId);
+    TagContainer parts = Container();
+    AddBinary(parts, "body.txt", "2");
+    asset.GetSubContainer("files").SetSubContainer("parts", parts);
+    asset.SetString("name", "2");
+    return asset;
+  }
+  bool Install(const TagContainer& asset, std::uint32_t flags) {
+    MUKPackage package;
+    package.Tags().SetString("compression", "");
+    return MUKInstallAsset(asset, package, &log_, flags);
+  }
 
   /// One letter, one step of a life; false when it was refused. Digits write that generation into
   /// the working folder; others are commits, or stand for what they call.
@@ -46,6 +63,8 @@ class LifeTest : public RunningTest {
         return !MUKOpenAsset(kId, true, &log_).IsNull();
       case 'r':
         return MUKRevertAssetEdits({kId, true});
+      case 'i':
+        return Install(Packed(), kInstallOverwrite);
       case 's':
         return MUKSetListed(kId, true);
       case 'b':

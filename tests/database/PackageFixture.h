@@ -61,12 +61,10 @@ inline TagContainer PackedAsset(const PLID& id, const std::vector<PLID>& depende
 
 /// The identifiers in a table of a package, in order: "1:2:3 1:2:4 ".
 inline std::string Table(const TagContainer& package, const char* name) {
+  std::vector<PLID> ids;
+  package.GetSubContainer(Zef::PString(name)).CollectPLIDsFlat(ids);
   std::string text;
-  package.GetSubContainer(Zef::PString(name)).ForEach([&](std::string_view key, const ChunkRef&) {
-    text +=
-        package.GetSubContainer(Zef::PString(name)).GetPLID(Zef::PString(key)).ToDelimited(':') +
-        ' ';
-  });
+  for (const PLID& id : ids) text += id.ToDelimited(':') + ' ';
   return text;
 }
 
@@ -79,10 +77,10 @@ class PackageTest : public testing::Test {
   AssetPlace Place(std::string_view name) const { return {{}, folder_ / name}; }
 
   /// What importing a folder tells; "done" when it went well.
-  std::string Import(std::string_view name, TagContainer& files) {
+  std::string Import(std::string_view name) const {
     ResultsLog log;
-    if (package_.ImportFolder(Place(name), files, &log)) return "done";
-    return Told(log, folder_.Path());
+    TagContainer files;
+    return package_.ImportFolder(Place(name), files, &log) ? "done" : Told(log, folder_.Path());
   }
 
   TempFolder folder_;

@@ -1,5 +1,7 @@
 #include <sys/stat.h>
 
+#include <chrono>
+
 #include "database/FileRules.h"
 #include "database/PackageCheck.h"
 #include "database/PackageFiles.h"
@@ -21,17 +23,18 @@ using Test::Table;
 using Test::Told;
 
 TEST(FileRules, NamesAndExtensions) {
-  for (const char* name : {"a~b.txt", "Read me (2) - $1,+&'_.TEXTURE", "a.jpeg.", "jpg", "a.doc"}) {
-    EXPECT_TRUE(ValidName(name)) << name;
+  const std::string longest(250, 'n');
+  for (const std::string& name : {std::string("a~b.txt"), std::string("Read (2) - $1,+&'_.TEXTURE"),
+                                  std::string("a.b.Jpeg"), longest + ".txt"}) {
+    EXPECT_TRUE(ValidName(name) && ValidExtension(name)) << name;
   }
-  for (const std::string_view name :
-       {std::string_view("a\0.txt", 6), std::string_view(""), std::string_view("a\xE9.txt")}) {
+  for (const std::string& name : {std::string("a\0.txt", 6), longest + "n.txt"}) {
     EXPECT_FALSE(ValidName(name)) << name;
   }
-  for (const char* name : {"~a.txt", ".txt", " a.txt", "a.txt ", "..", "a/b", "a\\b", "c:b"}) {
+  for (const char* name :
+       {"", "~a.txt", ".txt", " a.txt", "a.txt ", "..", "a/b", "a\\b", "c:b", "a\xE9.txt"}) {
     EXPECT_FALSE(ValidName(name)) << name;
   }
-  EXPECT_TRUE(ValidExtension("a.b.TEXTURE") && ValidExtension("a.Jpeg"));
   for (const char* name : {"jpg", "a.jpg.", "a.txt ", "readme.doc", ""}) {
     EXPECT_FALSE(ValidExtension(name)) << name;
   }
@@ -53,6 +56,9 @@ TEST_F(PackageTest, FoldersThatBreakTheRules) {
   fs::create_directories(folder_ / deep);
   fs::resize_file(folder_ / "both/b.dat", std::uint64_t{0x80000000});
   Put("both/c!", "");
+  const std::string longPath =
+      "long/" + std::string(130, 'a') + "/" + std::string(125, 'b') + ".txt";
+  Put(longPath, "");
   Put("bad/a.dat", "CFIL\x01\x01");
   Put("bad/b.dat", std::string_view("CFIL\x01\x01\0\0\x10\0\0\0????", 16));
   Put("bad/c!", "");
@@ -66,6 +72,7 @@ TEST_F(PackageTest, FoldersThatBreakTheRules) {
       {"ext", extension + "ext/a/c.DOC;", {}},
       {"name", name + "name/a/b!.txt;", {}},
       {"twins", name + "twins/a.txt;", {}},
+      {"long", name + longPath + ";", {}},
       {"link", name + "link/a.txt;", {}},
       {"pipe", name + "pipe/p.txt;", {}},
       {"deep", "$muk_package_folder_err " + deep + ";",
@@ -77,17 +84,15 @@ TEST_F(PackageTest, FoldersThatBreakTheRules) {
   };
   for (const auto& c : cases) {
     ResultsLog log;
-    TagContainer files;
     EXPECT_FALSE(CheckFolder(Place(c.folder), &log));
     EXPECT_EQ(Told(log, folder_.Path()), c.checked);
     EXPECT_EQ(log.Count(ResultLevel::kError), 1u);
-    EXPECT_EQ(Import(c.folder, files), c.imported.empty() ? c.checked : c.imported);
+    EXPECT_EQ(Import(c.folder), c.imported.empty() ? c.checked : c.imported);
   }
   EXPECT_FALSE(CheckFolder({Zef::PString("no such name"), "x"}, nullptr));
   package_.Tags().SetString("compression", "ZIP");
-  TagContainer files;
   Put("plain/a.txt", "");
-  EXPECT_EQ(Import("plain", files), "$muk_package_unknown_compression plain/a.txt;");
+  EXPECT_EQ(Import("plain"), "$muk_package_unknown_compression plain/a.txt;");
 }
 
 std::string Noise(std::size_t size) {
@@ -102,6 +107,7 @@ TEST_F(PackageTest, WhatGoesInComesOut) {
   Put("in/Config.TXT", "plid <plid2:1:2:3>\nusername \"One\"\nfiles 1");
   Put("in/config.grole", "damaged");
   Put("in/Thumbs.db", "left out");
+  Put("in/thumbs.db", "left out, and no twin");
   Put("in/sub/config.txt", "kept");
   Put("in/empty.txt", "");
   Put("in/noise.tga", Noise(300'000));
@@ -135,30 +141,25 @@ TEST_F(PackageTest, WhatGoesInComesOut) {
 
   ASSERT_EQ(package_.Open(path, "kpx"), "");
   EXPECT_EQ(package_.Get(0).GetText("username").View(), "One");
-  std::vector<std::string> names;
-  package_.Get(0).GetSubContainer("files").ForEach(
-      [&](std::string_view name, const ChunkRef&) { names.emplace_back(name); });
-  EXPECT_EQ(names, (std::vector<std::string>{"empty.txt", "many", "noise.tga", "nothing",
-                                             "packed.txt", "sub"}));
   EXPECT_TRUE(CheckPackage(package_, {}).empty());
   Put("out/many/7.dat", "replaced");
   ASSERT_EQ(package_.ExtractFiles(0, folder_ / "out"), "");
   Put("in/packed.txt", "content");
-  for (const char* left : {"in/Config.TXT", "in/config.grole", "in/Thumbs.db"}) {
+  for (const char* left : {"in/Config.TXT", "in/config.grole", "in/Thumbs.db", "in/thumbs.db"}) {
     fs::remove(folder_ / left);
   }
   EXPECT_EQ(std::system(("diff -r " + (folder_ / "in") + " " + (folder_ / "out")).c_str()), 0);
 
   // As it is, and out of a substitution.
-  ASSERT_TRUE(Zef::Subst("packagetest", (folder_ / "").c_str(), false));
+  ASSERT_TRUE(Zef::Subst("packagetest", (folder_ / "").c_str(), true));
   MUKPackage stored;
   stored.Tags().SetString("compression", "");
   TagContainer direct;
   TagContainer mounted;
   EXPECT_TRUE(stored.ImportFolder(Place("in"), direct, nullptr));
-  ResultsLog log;
-  EXPECT_TRUE(stored.ImportFolder({"packagetest", "in"}, mounted, &log))
-      << Told(log, folder_.Path());
+  EXPECT_TRUE(stored.ImportFolder({"packagetest", "in"}, mounted, nullptr));
+  EXPECT_EQ(stored.Save("packagetest:prefixed.kpx"), "");
+  EXPECT_EQ(package_.Open("packagetest:prefixed.kpx"), "");
   Zef::Subst("packagetest", nullptr, false);
   for (TagContainer& files : {std::ref(direct), std::ref(mounted)}) {
     TagContainer asset = PackedAsset({1, 1, 1});
@@ -173,11 +174,11 @@ TEST_F(PackageTest, OpensWhatIsAPackageOnly) {
   ASSERT_EQ(package_.Add(PackedAsset({1, 1, 1})), "");
   ASSERT_EQ(package_.Save(folder_ / "good.kpx"), "");
   EXPECT_FALSE(package_.IsChanged());
-  const char* const why[] = {"Content could not be read, as the file is not a valid KPX",
-                             "Content could not be read, as the KPX file is damaged",
-                             "Content could not be read, as the KPX file is damaged",
-                             "This content requires a newer Quarle version"};
-  for (int i = 0; i < 4; ++i) {
+  const char* const none = "Content could not be read, as the file is not a valid KPX";
+  const char* const damaged = "Content could not be read, as the KPX file is damaged";
+  const char* const newer = "This content requires a newer Quarle version";
+  const char* const why[] = {none, damaged, damaged, newer, damaged, damaged};
+  for (int i = 0; i < 6; ++i) {
     MUKPackage spoilt;
     ASSERT_EQ(spoilt.Open(folder_ / "good.kpx"), "");
     TagContainer& tags = spoilt.Tags();
@@ -185,18 +186,41 @@ TEST_F(PackageTest, OpensWhatIsAPackageOnly) {
     if (i == 1) tags.SetSubContainer("contents-table", Container());
     if (i == 2) tags.SetInt("assets", 1);
     if (i == 3) tags.SetInt("package-version", 2);
+    // Of two tags with one key a change would hit one, and a reader see the other.
+    if (i == 4) tags.Chunk()->AddTag("assets", Container().Chunk());
+    if (i == 5) {
+      const TagContainer assets = tags.GetSubContainer("assets");
+      assets.Chunk()->AddTag(assets.GetTagName(0), PackedAsset({1, 1, 1}).Chunk());
+      tags.GetSubContainer("contents-table").SetNull("1");
+    }
     EXPECT_EQ(package_.OpenTags(tags), why[i]);
-    EXPECT_EQ(package_.Tags().GetCount(), 0u);
+    EXPECT_TRUE(spoilt.IsChanged() && package_.Tags().GetCount() == 0);
   }
-  EXPECT_EQ(package_.Open(folder_ / "none.kpx"), why[0]);
+  EXPECT_EQ(package_.Open(folder_ / "none.kpx"), none);
   Put("short.kpx", Read("good.kpx").substr(0, 60));
-  EXPECT_EQ(package_.Open(folder_ / "short.kpx"), why[0]);
+  EXPECT_EQ(package_.Open(folder_ / "short.kpx"), none);
   EXPECT_EQ(package_.Save(folder_ / "a.kpx2"),
             "Unable to write archive file. Needs to be .kpx file extension");
   EXPECT_NE(package_.Save(folder_ / "no/folder.kpx"), "");
   EXPECT_EQ(package_.Save(folder_ / "empty.kpx"), "");
   EXPECT_EQ(package_.Open(folder_ / "empty.kpx"), "");
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_.Path()), {}), 3) << "nothing left beside";
+}
+
+// A quadratic walk takes minutes.
+TEST_F(PackageTest, ManyEntriesAreListedInOnePass) {
+  TagContainer assets = Container();
+  for (int i = 0; i < 100'000; ++i) {
+    assets.SetSubContainer(Zef::PString(std::to_string(i)), Container());
+  }
+  package_.Tags().SetSubContainer("assets", assets);
+  ASSERT_EQ(package_.Save(folder_ / "many.kpx"), "");
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  ASSERT_EQ(package_.Open(folder_ / "many.kpx"), "");
+  std::uint32_t at = 0;
+  while (!package_.Get(at).IsEmptyHandle() && std::chrono::steady_clock::now() < end) ++at;
+  EXPECT_EQ(at, 100'000u);
+  EXPECT_EQ(CheckPackage(package_, {}).size(), kMostPackageProblems);
 }
 
 TEST_F(PackageTest, TablesTellWhatIsMissing) {
@@ -214,8 +238,6 @@ TEST_F(PackageTest, TablesTellWhatIsMissing) {
   EXPECT_EQ(Table(package_.Tags(), "obsolete-table"), "7:7 7:6 ");
   EXPECT_EQ(package_.Add(PackedAsset({1, 2, 0})),
             "Unable to add content as an item with PLID <plid:1:2> is already present");
-  EXPECT_TRUE(package_.IsChanged());
-  EXPECT_EQ(package_.Find({1, 3, 0}), 2);
   ASSERT_EQ(package_.Save(folder_ / "p.kpx"), "");
   MUKPackage package;
   ASSERT_EQ(package.Open(folder_ / "p.kpx"), "");
@@ -250,6 +272,7 @@ TEST_F(RunningPackage, DependenciesAreThoseThatReplaceThem) {
   MUKPackage package;
   ASSERT_EQ(package.Add(PackedAsset({1, 1, 0}, {{9, 9, 0}, {8, 8, 0}, {9, 8, 0}, {9, 7, 0}})), "");
   EXPECT_EQ(Table(package.Tags(), "plid-table"), "8:8 9:7 ");
+  EXPECT_TRUE(CheckPackage(package, {}).empty());
 }
 
 std::string Lzss(std::uint32_t length, std::string_view content, std::size_t cut = 0) {
@@ -261,66 +284,55 @@ std::string Lzss(std::uint32_t length, std::string_view content, std::size_t cut
 // What a tag claims and what it holds; nothing may be taken on its word.
 TEST(PackageFiles, HostilePayloads) {
   const std::string text = "hello hello hello hello";
-  const auto unpack = [](const std::string& payload, std::string* content) {
+  const auto unpack = [](const std::string& payload) -> std::string {
     UnpackedFile file;
     const char* const error =
         UnpackFile(std::as_bytes(std::span(payload)), PackageCompression::Lzss, file);
-    content->assign(reinterpret_cast<const char*>(file.bytes.data()), file.bytes.size());
-    return error;
+    if (error != nullptr) return error;
+    return {reinterpret_cast<const char*>(file.bytes.data()), file.bytes.size()};
   };
-  std::string content;
-  EXPECT_EQ(unpack(Lzss(23, text), &content), nullptr);
-  EXPECT_EQ(content, text);
-  for (const std::string& empty : {std::string(), std::string(4, '\0')}) {
-    EXPECT_EQ(unpack(empty, &content), nullptr);
-    EXPECT_EQ(content, "");
-  }
+  EXPECT_EQ(unpack(Lzss(23, text)), text);
+  EXPECT_EQ(unpack("") + unpack(std::string(4, '\0')), "");
   // The last two are matches that begin before the first byte.
   for (const std::string& payload :
        {Lzss(22, text), Lzss(24, text), Lzss(0xFFFFFFFF, text), Lzss(0x80000000, text),
         Lzss(0, text), Lzss(23, text, 10), std::string(3, '\0'), std::string("\1\0\0\0", 4),
         std::string("\3\0\0\0\x11\1\0\0\0\5\0", 11), std::string("\3\0\0\0\x77\1\0\0\0\5\0", 11)}) {
-    EXPECT_STREQ(unpack(payload, &content), PackageText::kNotUnpacked);
+    EXPECT_EQ(unpack(payload), PackageText::kNotUnpacked);
   }
 }
 
 class HostilePackage : public PackageTest {
  protected:
-  HostilePackage() {
-    files_ = Container();
-    Put("outside/mine.txt", "mine");
-  }
-  std::string Extract(const std::string& to = "out") {
+  HostilePackage() { Put("outside/mine.txt", "mine"); }
+  std::string Extract() {
     TagContainer asset = PackedAsset({1, 1, 1});
     asset.SetSubContainer("files", files_);
-    return package_.ExtractFiles(asset, folder_ / to);
+    return package_.ExtractFiles(asset, folder_ / "out");
   }
   TagContainer Folder(TagContainer& parent, std::string_view name) const {
     TagContainer below = Container();
     parent.Chunk()->AddTag(Zef::PString(name), below.Chunk());
     return below;
   }
-  std::size_t Entries() const {
-    return static_cast<std::size_t>(
-        std::distance(fs::recursive_directory_iterator(folder_.Path()), {}));
-  }
 
-  TagContainer files_;
+  TagContainer files_ = Container();
 };
 
 TEST_F(HostilePackage, NamesThatLeadElsewhereAreSkipped) {
   const std::string theirs = Lzss(6, "theirs");
   for (const char* name : {"../outside/mine.txt", "..", "/outside.txt", "..\\mine.txt", "c:x.txt",
-                           ".txt", "a.exe", "config.txt", "CONFIG.Grole", "thumbs.db"}) {
+                           ".txt", "a.exe", "config.txt", "CONFIG.Grole", "thumbs.db", "Sub"}) {
     AddBinary(files_, name, theirs);
   }
   TagContainer up = Folder(files_, "..");
   TagContainer outside = Folder(up, "outside");
   AddBinary(outside, "mine.txt", theirs);
   AddBinary(files_, "ok.txt", theirs);
+  Folder(files_, "sub");
   EXPECT_EQ(Extract(), "");
   EXPECT_EQ(Read("outside/mine.txt") + Read("out/ok.txt"), "minetheirs");
-  EXPECT_EQ(Entries(), 4u);
+  EXPECT_EQ(std::distance(fs::recursive_directory_iterator(folder_.Path()), {}), 5);
 }
 
 TEST_F(HostilePackage, LinksAndPipesInTheWayAreNotFollowed) {
@@ -328,55 +340,46 @@ TEST_F(HostilePackage, LinksAndPipesInTheWayAreNotFollowed) {
   AddBinary(files_, "a.txt", theirs);
   TagContainer sub = Folder(files_, "sub");
   AddBinary(sub, "mine.txt", theirs);
-  const auto expectRefused = [&] {
+  const fs::path out = folder_ / "out";
+  for (int i = 0; i < 4; ++i) {
+    fs::create_directories(out);
+    if (i == 0) fs::create_symlink("../outside/mine.txt", out / "a.txt");
+    if (i == 1) fs::create_directory_symlink("../outside", out / "sub");
+    if (i == 2) mkfifo((out / "a.txt").c_str(), 0600);
+    if (i == 3) Put("out/sub", "a file");
     EXPECT_EQ(Extract(), PackageText::kNotWritten);
     EXPECT_EQ(Read("outside/mine.txt"), "mine");
-    fs::remove_all(folder_ / "out");
-    fs::create_directories(folder_ / "out");
-  };
-  fs::create_directories(folder_ / "out");
-  fs::create_symlink("../outside/mine.txt", folder_ / "out/a.txt");
-  expectRefused();
-  fs::create_directory_symlink("../outside", folder_ / "out/sub");
-  expectRefused();
-  ASSERT_EQ(mkfifo((folder_ / "out/a.txt").c_str(), 0600), 0);
-  expectRefused();
-  Put("out/sub", "a file");
-  expectRefused();
+    fs::remove_all(out);
+  }
   // Another name of a file outside stays what it was.
-  fs::create_hard_link(folder_ / "outside/mine.txt", folder_ / "out/a.txt");
+  fs::create_directories(out);
+  fs::create_hard_link(folder_ / "outside/mine.txt", out / "a.txt");
   EXPECT_EQ(Extract(), "");
   EXPECT_EQ(Read("outside/mine.txt") + Read("out/a.txt"), "minetheirs");
 }
 
 TEST_F(HostilePackage, TheFirstFaultInOrderIsTold) {
   const std::string good = Lzss(1, "x");
-  const std::string damaged = Lzss(9, "x");
-  const std::string longName(250, 'n');
   const char* const expected[] = {PackageText::kUnknownData, PackageText::kNotUnpacked,
                                   PackageText::kNotWritten,  PackageText::kNotWritten,
                                   PackageText::kNotWritten,  PackageText::kUnknownData};
   const auto spoil = [&](std::size_t how, TagContainer files) {
     if (how == 0) files.SetNull("a.txt");
-    if (how == 1) AddBinary(files, "a.txt", damaged);
+    if (how == 1) AddBinary(files, "a.txt", Lzss(9, "x"));
     if (how == 2) AddBinary(files, "GOOD0.TXT", good);
     if (how == 3) Folder(files, "good0.txt");
-    if (how == 4) AddBinary(files, longName + ".txt", good);
+    if (how == 4) AddBinary(files, std::string(250, 'n') + ".txt", good);
     for (std::size_t i = 0; how == 5 && i <= kDeepestAssetFolder; ++i) files = Folder(files, "d");
   };
   for (std::size_t first = 0; first < std::size(expected); ++first) {
-    for (const std::size_t step : {1, 4}) {
-      files_ = Container();
-      for (int i = 0; i < 100; ++i) {
-        AddBinary(files_, "good" + std::to_string(i) + ".txt", good);
-      }
-      spoil(first, files_);
-      TagContainer last = Folder(files_, "last");
-      AddBinary(last, "good0.txt", good);
-      spoil((first + step) % std::size(expected), last);
-      EXPECT_EQ(Extract(), expected[first]);
-      fs::remove_all(folder_ / "out");
-    }
+    files_ = Container();
+    for (int i = 0; i < 100; ++i) AddBinary(files_, "good" + std::to_string(i) + ".txt", good);
+    spoil(first, files_);
+    TagContainer last = Folder(files_, "last");
+    AddBinary(last, "good0.txt", good);
+    spoil((first + 1) % std::size(expected), last);
+    EXPECT_EQ(Extract(), expected[first]);
+    fs::remove_all(folder_ / "out");
   }
 }
 
@@ -390,25 +393,30 @@ TEST_F(HostilePackage, CheckTellsOfEachFault) {
   AddBinary(files, "..", "");
   AddBinary(files, "OK.txt", "");
   files.SetNull("null.txt");
+  TagContainer below = Folder(files, std::string(250, 'n'));
+  AddBinary(below, "12345.txt", "");
   EXPECT_EQ(MeasurePackageFiles(package_.Get(1), package_.Compression()).bytes, 5u);
   TagContainer& tags = package_.Tags();
-  tags.SetSubContainer("plid-table", Container());
+  tags.GetSubContainer("plid-table").SetPLID("0", {1, 2, 1});
   tags.GetSubContainer("assets").SetSubContainer("<plid:3:3>", PackedAsset({1, 1, 1}));
   tags.GetSubContainer("assets").SetSubContainer("<plid:4:4>", PackedAsset({5, 5, 0}));
   std::string told;
   for (const PackageProblem& problem : CheckPackage(std::as_const(package_), {})) {
-    told += problem.asset.ToDelimited(':') + " " + problem.path + ": " + problem.what + "\n";
+    if (!problem.asset.IsNull()) told += problem.asset.ToDelimited(':') + " ";
+    told += problem.path + ": " + problem.what + "\n";
   }
-  const std::string null = PLID().ToDelimited(':');
   EXPECT_EQ(told,
             "1:1:1 : it is in the package twice\n"
-            "5:5 : its entry is named '<plid:4:4>'\n" +
-                null + " : the table 'contents-table' does not agree with the assets\n" + null +
-                " : the table 'plid-table' does not agree with the assets\n"
-                "1:2:1 bad.exe: a type that an asset may not have\n"
-                "1:2:1 ..: a name that an asset may not have\n"
-                "1:2:1 OK.txt: a name that an earlier entry has, but for letter case\n"
-                "1:2:1 null.txt: neither a file nor a folder\n"
+            "5:5 : its entry is named '<plid:4:4>'\n"
+            ": the table 'contents-table' does not agree with the assets\n"
+            ": the table 'plid-table' does not agree with the assets\n"
+            "1:2:1 bad.exe: a type that an asset may not have\n"
+            "1:2:1 ..: a name that an asset may not have\n"
+            "1:2:1 OK.txt: a name that an earlier entry has, but for letter case\n"
+            "1:2:1 null.txt: neither a file nor a folder\n"
+            "1:2:1 " +
+                std::string(250, 'n') +
+                "/12345.txt: a path that is too long\n"
                 "1:2:1 bad.txt: Failed to decompress data. Content package may be damaged\n");
 }
 

@@ -137,7 +137,7 @@ TEST_F(ScanRunningTest, NeverWritesOverABaseIdentifierThatItCannotRead) {
     settings.LoadBaseId(folder_.Path().string());
     EXPECT_EQ(settings.GetBaseUser(), -1);
     EXPECT_FALSE(settings.SetBaseId({5, 1, 0}));
-    EXPECT_EQ(settings.NextLocalId(index).user, PLID::kUnassignedUser);
+    EXPECT_TRUE(settings.NextLocalId(index).IsNull());
     EXPECT_EQ(ReadWholeFile(file), "base-plid <plid:77:500>\n");
   }
   EXPECT_EQ(settings.GetBaseUser(), 77) << "at the next turn";
