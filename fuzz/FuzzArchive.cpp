@@ -6,15 +6,11 @@
 #include <vector>
 
 #include "fuzz/ScratchFile.h"
-#include "kernel/standard/Exception.h"
-#include "kernel/standard/File.h"
 #include "kernel/standard/FileFind.h"
 #include "kernel/standard/FileSubArchive.h"
 #include "kernel/standard/Subst.h"
 
 namespace {
-
-constexpr std::size_t kLargestContent = 1 << 20;
 
 const Zef::PString& Mount() {
   static const Zef::PString mount("fuzz");
@@ -24,17 +20,7 @@ const Zef::PString& Mount() {
 std::string Read(const char* name, std::uint32_t mode) {
   Zef::File file;
   if (file.Open(Mount(), name, mode) != Zef::RES_OK) return {};
-  std::string content;
-  char piece[1000];
-  try {
-    while (content.size() < kLargestContent) {
-      const std::size_t got = file.Read(piece, 1, sizeof piece);
-      if (got == 0) break;
-      content.append(piece, got);
-    }
-  } catch (const Zef::FileEx&) {
-  }
-  return content;
+  return ReadFromStart(file);
 }
 
 void SearchFolder(const std::string& folder) {

@@ -3,19 +3,15 @@
 // Whatever was read must be found again by its name and by its id, in a group that was read too.
 
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
+#include "fuzz/Require.h"
 #include "kernel/resource/PluginCatalogue.h"
 #include "kernel/standard/Options.h"
 
 namespace {
 
 using Zef::PluginEntry;
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 void CheckEntry(const Zef::PluginCatalogue& catalogue, const PluginEntry& entry) {
   Require(entry.name.Length() > 0 && Zef::Guid::Parse(entry.id.Text()) == entry.id);

@@ -5,11 +5,11 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 
+#include "fuzz/Require.h"
 #include "kernel/standard/ConfigNode.h"
 #include "kernel/standard/ConfigParser.h"
 #include "kernel/standard/Options.h"
@@ -18,10 +18,6 @@
 namespace {
 
 using Zef::ConfigNode;
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// Bit for bit: a float that is no number equals itself.
 bool IsSame(const ConfigNode& a, const ConfigNode& b) {

@@ -8,27 +8,8 @@
 #include <string>
 
 #include "fuzz/ScratchFile.h"
-#include "kernel/standard/Exception.h"
-#include "kernel/standard/File.h"
 
 namespace {
-
-constexpr std::size_t kLargestContent = 1 << 20;
-
-// Content from the start, up to its end or the first failure.
-std::string ReadFromStart(Zef::File& file) {
-  std::string content;
-  char piece[1000];
-  try {
-    while (content.size() < kLargestContent) {
-      const std::size_t got = file.Read(piece, 1, sizeof piece);
-      if (got == 0) break;
-      content.append(piece, got);
-    }
-  } catch (const Zef::FileEx&) {
-  }
-  return content;
-}
 
 void CheckSeek(const std::string& path, std::uint32_t mode, std::int64_t position,
                const std::string& content) {

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "fuzz/Require.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/FilePath.h"
 
@@ -16,10 +16,6 @@ namespace {
 using Zef::FilePath;
 
 constexpr std::size_t kLongest = 600;
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 /// A '*' may take anything: the slow and obvious match, as a table over both texts. Right behind
 /// a '*' a final dot is optional.

@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "database/AssetArchiveFile.h"
@@ -20,16 +19,16 @@
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/TagContainer.h"
 #include "tagdata/TagTextWriter.h"
+#include "tests/support/TestFiles.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using Test::ReadWholeFile;
+using Test::WriteWholeFile;
 
 void Put(const fs::path& path, std::span<const std::byte> bytes) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
+  WriteWholeFile(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 MUKAsset SampleRecord(int number) {
@@ -99,19 +98,13 @@ void PutTexts(const fs::path& folder) {
       "Name\t\"two\nlines\"\r\nplain a\\nb \xE9 \"c\"\nint -12 \nreal 1.5\nlist 1, 2 .5\n"
       "id <PLID2:5:6:1>\nnone\nempty \"\"\nlarge 1234567.0\nblock\r\n\r\n{ in { x 1\n} y "
       "z}}\nafter 1\n";
-  Put(folder / "written", std::as_bytes(std::span(written)));
-  Put(folder / "by-hand", std::as_bytes(std::span(byHand)));
-}
-
-std::string ReadWhole(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  WriteWholeFile(folder / "written", written);
+  WriteWholeFile(folder / "by-hand", byHand);
 }
 
 /// The same bytes in the compressed form, for readers that detect it.
 void Compress(const fs::path& from, const fs::path& to) {
-  const std::string bytes = ReadWhole(from);
-  fs::create_directories(to.parent_path());
+  const std::string bytes = ReadWholeFile(from);
   Zef::File file;
   const auto mode = Zef::FileMode::kWriteCompressed | Zef::FileMode::kCreate;
   if (file.Open(to.c_str(), mode) != Zef::RES_OK) return;
@@ -160,11 +153,10 @@ void PutArchives(const fs::path& folder) {
       file.Write(name, 1, 5);
     }
     Zef::Subst("seed", nullptr, false);
-    std::ifstream in(path, std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string bytes = ReadWholeFile(path);
     bytes.replace(Zef::ArchiveFormat::kInfoOffset + Zef::ArchiveFormat::kIndexOffsetInInfo, 4, 4,
                   0);
-    Put(folder / ("walk" + std::to_string(version)), std::as_bytes(std::span(bytes)));
+    WriteWholeFile(folder / ("walk" + std::to_string(version)), bytes);
   }
 }
 
@@ -224,11 +216,9 @@ int main(int argc, char** argv) {
   const fs::path index = root / "FuzzIndex" / "plain";
   SaveSampleIndex(index.string());
   Compress(index, root / "FuzzIndex" / "compressed");
-  Compress(index, root / "compressed");
   // In front a mode and four places to seek to.
-  const std::string file = std::string(9, '\0') + ReadWhole(root / "compressed");
-  Put(root / "FuzzFile" / "compressed", std::as_bytes(std::span(file)));
-  fs::remove(root / "compressed");
+  const std::string file = ReadWholeFile(root / "FuzzIndex" / "compressed");
+  WriteWholeFile(root / "FuzzFile" / "compressed", std::string(9, '\0') + file);
 
   Zef::ByteWriter set;
   set.U8(0);  // what follows are additions, all of it
@@ -244,9 +234,9 @@ int main(int argc, char** argv) {
   Put(root / "FuzzTagFile" / "repeats", RepeatedKeys(25).View());
   PutTexts(root / "FuzzTagText");
 
-  Put(root / "FuzzConfig" / "tree", std::as_bytes(std::span(kConfigText)));
-  Put(root / "FuzzConfig" / "switches", std::as_bytes(std::span(kSwitchText)));
-  Put(root / "FuzzCatalogue" / "rows", std::as_bytes(std::span(kCatalogue)));
+  WriteWholeFile(root / "FuzzConfig" / "tree", kConfigText);
+  WriteWholeFile(root / "FuzzConfig" / "switches", kSwitchText);
+  WriteWholeFile(root / "FuzzCatalogue" / "rows", kCatalogue);
   PutArchives(root / "FuzzArchive");
   PutPackages(root / "FuzzPackage");
   return 0;

@@ -1,4 +1,5 @@
-// ScratchFile: fuzz input as a file in memory, for code that opens its input by name.
+// ScratchFile: fuzz input as a file in memory, for code that opens its input by name; and reading
+// of what may be hostile and large.
 
 #pragma once
 
@@ -8,6 +9,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+
+#include "kernel/standard/Exception.h"
+#include "kernel/standard/File.h"
 
 class ScratchFile {
  public:
@@ -29,3 +33,20 @@ class ScratchFile {
  private:
   std::string path_;
 };
+
+inline constexpr std::size_t kLargestContent = 1 << 20;
+
+/// Content from the start, up to its end, the first failure, or about a megabyte.
+inline std::string ReadFromStart(Zef::File& file) {
+  std::string content;
+  char piece[1000];
+  try {
+    while (content.size() < kLargestContent) {
+      const std::size_t got = file.Read(piece, 1, sizeof piece);
+      if (got == 0) break;
+      content.append(piece, got);
+    }
+  } catch (const Zef::FileEx&) {
+  }
+  return content;
+}

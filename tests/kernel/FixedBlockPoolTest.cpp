@@ -15,12 +15,10 @@ TEST(FixedBlockPool, ItemsAreAlignedAndApart) {
   const struct {
     std::uint32_t itemSize, perChunk, align;
     std::uint64_t stride, effectiveAlign;
-  } cases[] = {
-      {20, 5, 3, 32, 8},     // no power of two counts as 8
-      {1, 4, 1, 16, 8},      // the hidden word needs its own alignment
-      {24, 10, 16, 32, 16},  // item and hidden word fill the stride
-      {25, 10, 16, 48, 16}, {100, 2, 256, 256, 256}, {4, 0, 0, 16, 8},
-  };
+  } cases[] = {{20, 5, 3, 32, 8},     // no power of two counts as 8
+               {1, 4, 1, 16, 8},      // the hidden word needs its own alignment
+               {24, 10, 16, 32, 16},  // item and hidden word fill the stride
+               {25, 10, 16, 48, 16}, {100, 2, 256, 256, 256}, {4, 0, 0, 16, 8}};
   for (const auto& c : cases) {
     FixedBlockPool pool(c.itemSize, c.perChunk, c.align);
     EXPECT_EQ(pool.Stride(), c.stride);

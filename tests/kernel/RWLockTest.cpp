@@ -5,6 +5,8 @@
 #include <atomic>
 #include <string>
 
+#include "tests/support/Threads.h"
+
 namespace Zef {
 namespace {
 
@@ -72,7 +74,7 @@ TEST(RWLock, WritersExcludeEverybody) {
   RWLock lock;
   int value = 0;
   std::atomic<int> torn = 0;
-  const auto work = [&] {
+  const auto work = [&](int) {
     for (int round = 0; round < 2000; ++round) {
       const bool write = round % 4 == 0;
       write ? lock.LockExclusive() : lock.LockShared();
@@ -81,8 +83,7 @@ TEST(RWLock, WritersExcludeEverybody) {
       write ? lock.UnlockExclusive() : lock.UnlockShared();
     }
   };
-  std::thread threads[] = {std::thread(work), std::thread(work), std::thread(work)};
-  for (std::thread& thread : threads) thread.join();
+  ::Test::OnThreads(3, work);
   EXPECT_EQ(value, 3 * 500 * 2);
   EXPECT_EQ(torn, 0);
 }

@@ -13,11 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Make(const ::Test::TempFolder& folder, const char* name, const char* content) {
-  ::Test::WriteWholeFile(folder / name, content);
-  return folder / name;
-}
-
 OpenError TryOpen(const std::string& path, const OpenOptions& options) {
   OpenError error = OpenError::Failed;
   const FileHandle file = OpenFile(path, options, &error);
@@ -29,7 +24,7 @@ OpenError TryOpen(const std::string& path, const OpenOptions& options) {
 // A pipe must neither hang the caller nor pass for a file.
 TEST(PlatformFile, OpenAnswersByWhatStandsThere) {
   const ::Test::TempFolder folder;
-  Make(folder, "file", "x");
+  folder.Put("file", "x");
   fs::create_directory(folder / "sub");
   ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
   fs::create_symlink("loop", folder / "loop");
@@ -50,14 +45,13 @@ TEST(PlatformFile, OpenAnswersByWhatStandsThere) {
       {folder / "file", {.write = true, .creation = Creation::CreateNew}, OpenError::AlreadyExists},
       {std::string(), {}, OpenError::NotFound},
       {folder.Path().string() + std::string("/file\0tail", 10), {}, OpenError::NotFound},
-      {folder.Path().string() + std::string(4096, '/') + "file", {}, OpenError::NotFound},
-  };
+      {folder.Path().string() + std::string(4096, '/') + "file", {}, OpenError::NotFound}};
   for (const auto& c : cases) EXPECT_EQ(TryOpen(c.path, c.options), c.expected) << c.path;
 }
 
 TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
   const ::Test::TempFolder folder;
-  const std::string path = Make(folder, "file", "precious");
+  const std::string path = folder.Put("file", "precious");
   using enum Sharing;
   const struct {
     OpenOptions first, second;
@@ -71,8 +65,7 @@ TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
       {{.sharing = DenyWrite}, {.creation = Creation::Truncate, .sharing = DenyWrite}, false},
       {{.sharing = DenyAll}, {.sharing = DenyWrite}, false},
       {{.write = true, .sharing = DenyAll}, {.sharing = Anything}, true},
-      {{.sharing = Anything}, {.write = true, .sharing = DenyAll}, true},
-  };
+      {{.sharing = Anything}, {.write = true, .sharing = DenyAll}, true}};
   for (const auto& c : cases) {
     const FileHandle first = OpenFile(path, c.first);
     ASSERT_NE(first, kNoFile);
@@ -93,7 +86,7 @@ TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
 // What is written under a lock on a file that was replaced meanwhile would be lost.
 TEST(PlatformFile, ExclusiveOpenerHoldsTheFileThatThePathNames) {
   const ::Test::TempFolder folder;
-  const std::string path = Make(folder, "file", "");
+  const std::string path = folder.Put("file", "");
   std::atomic<int> lost{0};
   const auto replace = [&](const char* spare) {
     for (int i = 0; i < 3000; ++i) {
@@ -102,7 +95,7 @@ TEST(PlatformFile, ExclusiveOpenerHoldsTheFileThatThePathNames) {
       FileInfo named;
       if (fstat(file, &held) != 0) continue;
       lost += !GetInfo(path, &named) || held.st_ino != named.serial;
-      EXPECT_TRUE(Replace(Make(folder, spare, ""), path));
+      EXPECT_TRUE(Replace(folder.Put(spare, ""), path));
       CloseFile(file);
     }
   };
@@ -135,8 +128,8 @@ TEST(PlatformFile, TransfersStopAtTheEndAndRefuseImpossibleOffsets) {
 
 TEST(PlatformFile, RenamesNeverLoseAFile) {
   const ::Test::TempFolder folder;
-  const std::string a = Make(folder, "a", "1");
-  const std::string b = Make(folder, "b", "2");
+  const std::string a = folder.Put("a", "1");
+  const std::string b = folder.Put("b", "2");
   EXPECT_FALSE(Rename(a, b));
   fs::create_hard_link(a, folder / "A");
   EXPECT_FALSE(Rename(a, folder / "A")) << "two names of one file are two entries here";
@@ -149,14 +142,14 @@ TEST(PlatformFile, RenamesNeverLoseAFile) {
   fs::create_symlink("pipe", folder / "way");
   EXPECT_FALSE(Replace(a, folder / "pipe") || Replace(a, folder / "way"));
   fs::create_symlink("a", folder / "link");
-  EXPECT_TRUE(Replace(Make(folder, "new", "3"), folder / "link") && Exists(a));
+  EXPECT_TRUE(Replace(folder.Put("new", "3"), folder / "link") && Exists(a));
   EXPECT_FALSE(DeleteFile(folder / "sub"));
   EXPECT_TRUE(Rename(folder / "sub", folder / "moved") && IsFolder(folder / "moved"));
 }
 
 TEST(PlatformFile, InfoTellsLinksFromTheirTargets) {
   const ::Test::TempFolder folder;
-  const std::string path = Make(folder, "file", "four");
+  const std::string path = folder.Put("file", "four");
   fs::create_symlink("file", folder / "link");
   EXPECT_TRUE(SetReadOnly(path, true));
   FileInfo file;

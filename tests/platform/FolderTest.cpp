@@ -13,14 +13,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Make(const ::Test::TempFolder& folder, const char* name, const char* content) {
-  ::Test::WriteWholeFile(folder / name, content);
-  return folder / name;
-}
-
 TEST(PlatformFolder, ListsInAnOrderThatRepeats) {
   const ::Test::TempFolder folder;
-  for (const char* name : {"b", "B", "a_", "aZ", "ab", ".x"}) Make(folder, name, "");
+  for (const char* name : {"b", "B", "a_", "aZ", "ab", ".x"}) folder.Put(name, "");
   std::vector<std::string> names = {"stale"};
   ASSERT_TRUE(ListFolder(folder.Path().string(), &names));
   EXPECT_EQ(names, (std::vector<std::string>{".x", "a_", "ab", "aZ", "B", "b"}));
@@ -31,15 +26,12 @@ TEST(PlatformFolder, ListsInAnOrderThatRepeats) {
 TEST(PlatformFolder, ResolveCaseFindsTheSpellingOnDisk) {
   const ::Test::TempFolder folder;
   fs::create_directories(folder / "Settings/Sub");
-  Make(folder, "Settings/plid.TXT", "");
+  folder.Put("Settings/plid.TXT", "");
   fs::create_directory(folder / "Twin");
   fs::create_directory(folder / "TWIN");
-  Make(folder, "Twin/only", "");
+  folder.Put("Twin/only", "");
   fs::create_symlink("nowhere", folder / "Dangling");
-  const struct {
-    const char* relative;
-    const char* expected;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"settings/PLID.txt", "Settings/plid.TXT"},
       {"SETTINGS\\sub", "Settings/Sub"},
       {"Settings//sub/", "Settings/Sub/"},
@@ -49,10 +41,9 @@ TEST(PlatformFolder, ResolveCaseFindsTheSpellingOnDisk) {
       {"Twin/ONLY", "Twin/only"},  // but an exact spelling goes before it
       {"dangling", "Dangling"},
       {"/settings", "Settings"},
-      {"", ""},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(ResolveCase(folder.Path().string(), c.relative), folder / c.expected) << c.relative;
+      {"", ""}};
+  for (const auto& [relative, expected] : cases) {
+    EXPECT_EQ(ResolveCase(folder.Path().string(), relative), folder / expected) << relative;
   }
   EXPECT_EQ(ResolveCase("", "no-such-entry"), "no-such-entry") << "an empty root is not \"/\"";
 }
@@ -64,7 +55,7 @@ TEST(PlatformFolder, ResolveCaseSeesEveryChange) {
   for (int i = 0; i < 20; ++i) {
     if (i % 2 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(30));
     ASSERT_EQ(ResolveCase(root, "NAME"), folder / "NAME") << i;
-    Make(folder, "Name", "");
+    folder.Put("Name", "");
     ASSERT_EQ(ResolveCase(root, "NAME"), folder / "Name") << i;
     if (i % 2 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(30));
     ASSERT_EQ(ResolveCase(root, "NAME"), folder / "Name") << i;
@@ -77,7 +68,7 @@ class DeleteTreeTest : public testing::Test {
   DeleteTreeTest() {
     fs::create_directories(folder_ / "outside/kept");
     EXPECT_TRUE(MakeFolders(folder_.Path().string() + "\\root\\a/b/"));
-    const std::string file = Make(folder_, "root/a/b/file", "x");
+    const std::string file = folder_.Put("root/a/b/file", "x");
     EXPECT_FALSE(MakeFolders(file) || MakeFolders(file + "/below") || MakeFolders(""));
     fs::create_directory_symlink("../../outside", folder_ / "root/a/link");
   }

@@ -73,19 +73,6 @@ TEST_F(SharedBlockTest, SlotsExcludeByKindAndNumber) {
   EXPECT_TRUE(a->LockExclusive(far, false) && b->IsLockedByOthers(far));
 }
 
-TEST_F(SharedBlockTest, DeathFreesSlotsBeforeTheProcessIsCollected) {
-  const auto block = SharedBlock::Open(name_, 16);
-  auto* const word = static_cast<std::uint32_t*>(block->Data());
-  const ::Test::ChildProcess child([&] {
-    const auto own = SharedBlock::Open(name_, 16);
-    *static_cast<std::uint32_t*>(own->Data()) = own->LockExclusive(7, false) ? 7 : 0;
-    return raise(SIGKILL);
-  });
-  child.AwaitEnd();
-  EXPECT_EQ(*word, 7U);
-  EXPECT_TRUE(!block->IsLockedByOthers(7) && block->LockExclusive(7, true));
-}
-
 // A forked child puts memory of its own where blocks were; elsewhere it must touch nothing.
 TEST_F(SharedBlockTest, ForkBesideAClosingBlockSparesOtherMemory) {
   const auto work = [&](const std::stop_token& stop) {

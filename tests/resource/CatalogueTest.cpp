@@ -42,24 +42,19 @@ std::string Rows(const PluginCatalogue& catalogue) {
 
 TEST(Guid, TextsAreReadAtFixedPlaces) {
   constexpr std::string_view kText = "8DBDFEB0-52F4-4C1B-BA91-6A7B1CCC6D3E";
-  const struct {
-    std::string text, expected;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"8dbdfeb0-52f4-4c1b-ba91-6a7b1ccc6d3e behind", std::string(kText)},
       {"8DBDFEB0x52F4x4C1BxBA91x6A7B1CCC6D3E", std::string(kText)},
       {"8DBDFEB-052F4-4C1B-BA91-6A7B1CCC6D3E", "08DBDFEB-52F4-4C1B-BA91-6A7B1CCC6D3E"},
       {"{8DBDFEB0-52F4-4C1B-BA91-6A7B1CCC6D3E", "00000000-0000-0000-00A9-00A7B1CCC6D3"},
       {"8DBD-EB0", "00008DBD-0000-0000-0000-000000000000"},
-      {"", "00000000-0000-0000-0000-000000000000"},
-  };
-  for (const auto& c : cases) EXPECT_EQ(Guid::Parse(c.text).Text(), c.expected) << c.text;
+      {"", "00000000-0000-0000-0000-000000000000"}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(Guid::Parse(text).Text(), expected) << text;
   EXPECT_EQ(Guid::Parse(kText).Hash(), 0x8DBDFEB0U ^ 0x4C1B52F4U ^ 0x7B6A91BAU ^ 0x3E6DCC1CU);
 }
 
 TEST(PluginCatalogue, RowsAreReadByTheirFields) {
-  const struct {
-    const char *text, *rows;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"+PluginGroup=A:#1|PluginGroup=B:#2:#1|Plugin=lib:x:#3|Plugin=lib:y:#4:#2",
        "A B/A lib:x lib:y/B "},
       {"+Plugin=lib:x:#3:#1|PluginGroup=A:#1", "A lib:x/A "},  // groups are read first
@@ -69,12 +64,12 @@ TEST(PluginCatalogue, RowsAreReadByTheirFields) {
       {"+Plugin=lib:x:zz|PluginGroup=A:#1:zz", ""},  // garbled ids
       {"+Plugin=lib:x:#1::rest|PluginGroup=A:#2::rest", "A lib:x "},
       {"+Plugin=a:x:#1,b:x:#1|plugin=a:y:#2", "a:x b:x a:y "},
-      {"-Plugin=a:x:#1 -Plugin=b:x:#1", "b:x "},  // without '+' the last text wins
+      {"-Plugin=a:x:#1 -Plugin=b:x:#1", "b:x "}  // without '+' the last text wins
   };
-  for (const auto& c : cases) {
+  for (const auto& [text, rows] : cases) {
     PluginCatalogue catalogue;
-    Read(catalogue, c.text);
-    EXPECT_EQ(Rows(catalogue), c.rows) << c.text;
+    Read(catalogue, text);
+    EXPECT_EQ(Rows(catalogue), rows) << text;
   }
 }
 
@@ -86,12 +81,10 @@ TEST(PluginCatalogue, TheFirstRowThatAnswersWins) {
   const struct {
     PluginQuery query;
     const char* library;
-  } cases[] = {
-      {{{}, Id(3), {}}, "p"},     {{{}, Id(3), Id(2)}, "p"},  // by id no group counts
-      {{"x", {}, {}}, "p"},       {{"x", {}, Id(2)}, "q"},     {{"x", Id(4), Id(2)}, "q"},
-      {{"y", Id(4), {}}, "s"},    {{"y", {}, Id(1)}, nullptr}, {{"X", {}, {}}, nullptr},
-      {{{}, Id(9), {}}, nullptr}, {{{}, {}, {}}, nullptr},
-  };
+  } cases[] = {{{{}, Id(3), {}}, "p"},     {{{}, Id(3), Id(2)}, "p"},  // by id no group counts
+               {{"x", {}, {}}, "p"},       {{"x", {}, Id(2)}, "q"},     {{"x", Id(4), Id(2)}, "q"},
+               {{"y", Id(4), {}}, "s"},    {{"y", {}, Id(1)}, nullptr}, {{"X", {}, {}}, nullptr},
+               {{{}, Id(9), {}}, nullptr}, {{{}, {}, {}}, nullptr}};
   for (const auto& c : cases) {
     const PluginEntry* const found = catalogue.Find(c.query);
     EXPECT_STREQ(found != nullptr ? found->library->Name().Text() : nullptr, c.library);
@@ -117,15 +110,11 @@ TEST(PluginCatalogue, HostileTextsCostLittle) {
 }
 
 TEST(PluginLibrary, NamesOfCataloguesBecomeFileNames) {
-  const struct {
-    std::string name;
-    std::vector<std::string> files;
-  } cases[] = {
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"Render.DLL", {"Render_7s.dll", "Render_7s.so"}},
       {"tool.exe", {"tool_7s.exe", "tool_7s.so"}},
       {"a.b/render", {"a.b/render_7s.dll", "a.b/render_7s.so"}},
       {"render.v2", {"render.v2", "render.v2.so"}},
-      {std::string(300, 'x'), {}},
-  };
-  for (const auto& c : cases) EXPECT_EQ(PluginFileNames(c.name), c.files) << c.name;
+      {std::string(300, 'x'), {}}};
+  for (const auto& [name, files] : cases) EXPECT_EQ(PluginFileNames(name), files) << name;
 }

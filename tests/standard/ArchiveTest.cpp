@@ -175,6 +175,11 @@ TEST_F(Archive, EveryWayOfWriting) {
   file.Close();
   Mount();
   EXPECT_EQ(Read("plain"), "ABcd");
+  ASSERT_EQ(file.Open("arc:plain", 0x101), RES_OK);
+  file.Write("lost", 1, 4);
+  file.Abandon();
+  file.Close();
+  EXPECT_EQ(Read("plain"), "ABcd") << "what failed halfway is not put in";
   // Of two sources over one file the one that comes second would write over the other's files.
   ASSERT_EQ(file.Open("arc:plain", 0x11), RES_OK);
   Remount();

@@ -5,7 +5,6 @@
 #include <random>
 #include <string>
 
-#include "kernel/platform/FileSystem.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
@@ -69,8 +68,7 @@ TEST(CompressedFile, ClosingWritesTheDocumentedBytes) {
       {"", Header(0)},
       {"abc", Header(3) + "\3\x80"_b + "abc"},
       {"abababababababababababababababab",
-       Header(32) + "\x10\0\xFF\xFA\3\xFC\xFC\xFD\xFD\xFE\xFE"_b + "ab" + "\x80\0\2\xFB\xFB"_b},
-  };
+       Header(32) + "\x10\0\xFF\xFA\3\xFC\xFC\xFD\xFD\xFE\xFE"_b + "ab" + "\x80\0\2\xFB\xFB"_b}};
   for (const auto& [content, bytes] : cases) {
     Pack(path, content);
     EXPECT_EQ(ReadWholeFile(path), bytes);
@@ -118,17 +116,15 @@ TEST(CompressedFile, MalformedBlocksRaise) {
   const std::string word = "ReadNext() Failed to read block size";
   const struct {
     std::string bytes, content, reason;  // content is what comes before the failure
-  } cases[] = {
-      {Header(5) + "\2\x80xy", "xy", word},
-      {Header(0, 256) + "\2\x80xy\1", "xy", word},
-      {Header(5) + "\5\x80xy", "", stored},
-      {Header(20000) + Word(0x8000 | 16385) + std::string(16385, 's'), "", stored},
-      {Header(5) + "\7\0\xFF\xFF"_b, "", coded},
-      {Header(5) + "\5\0"_b + kPage + "\1\x80y", "", coded},  // short, and not the last
-      {Header(2) + "\5\0"_b + kPage, "x", word},
-      {Header(2) + "\4\x80long", "lo", ""},  // the header's size bounds the content
-      {Header(0, 256) + "\0\x80\1\x80z\5\0"_b + kPage, "zx", ""},
-  };
+  } cases[] = {{Header(5) + "\2\x80xy", "xy", word},
+               {Header(0, 256) + "\2\x80xy\1", "xy", word},
+               {Header(5) + "\5\x80xy", "", stored},
+               {Header(20000) + Word(0x8000 | 16385) + std::string(16385, 's'), "", stored},
+               {Header(5) + "\7\0\xFF\xFF"_b, "", coded},
+               {Header(5) + "\5\0"_b + kPage + "\1\x80y", "", coded},  // short, and not the last
+               {Header(2) + "\5\0"_b + kPage, "x", word},
+               {Header(2) + "\4\x80long", "lo", ""},  // the header's size bounds the content
+               {Header(0, 256) + "\0\x80\1\x80z\5\0"_b + kPage, "zx", ""}};
   const TempFolder folder;
   for (const auto& c : cases) {
     WriteWholeFile(folder / "bad", c.bytes);
@@ -164,52 +160,6 @@ TEST(CompressedFile, FailedCloseKeepsTheContent) {
   file.Close();
   EXPECT_EQ(std::filesystem::file_size(folder / "moved/f"), 0x7FFFFFFFU);
   Subst(name, nullptr, false);
-}
-
-// Lends its handle for one range, as an archive of the old version does.
-struct OldArchive : FileSub {
-  bool IsAvailable() const override { return true; }
-  std::uint32_t Version() const override { return 257; }
-  bool OpenForRead(File& file, const FilePath& path, std::uint32_t) override {
-    const bool packed = path.View() == "packed";
-    file.Adopt({handle, true, packed ? 4U : 13U, packed ? 9 : 3, packed ? 3 : -1, "entry", this});
-    return true;
-  }
-  void CloseFile(File& file) override {
-    closed++;
-    sawFailure = file.WriteFailed();
-  }
-  std::int32_t handle = -1;
-  int closed = 0;
-  bool sawFailure = false;
-};
-
-TEST(CompressedFile, ArchiveEntriesEndWhereTheyEnd) {
-  const TempFolder folder;
-  WriteWholeFile(folder / "archive", "headCFIL" + Word(0x8003) + "abc" + "CFILrest");
-  auto source = std::make_unique<OldArchive>();
-  OldArchive& archive = *source;
-  archive.handle = Platform::OpenFile(folder / "archive", {});
-  SubstList::Get().Add("oldarchive", std::move(source));
-  const char* const expected[][2] = {{"oldarchive:packed", "abc"}, {"oldarchive:plain", "CFI"}};
-  for (const auto& [path, content] : expected) {
-    File file;
-    ASSERT_EQ(file.Open(path, 0x10), RES_OK);
-    EXPECT_EQ(file.Size(), 3);
-    std::string reason;
-    EXPECT_EQ(ReadOut(file, 100, &reason), content) << reason;
-  }
-  EXPECT_EQ(archive.openFiles, 0U);
-  EXPECT_EQ(archive.closed, 2);
-  EXPECT_TRUE(Platform::CloseFile(archive.handle)) << "the handle is the archive's";
-  archive.handle = Platform::OpenFile("/dev/full", {.write = true});
-  File lost;
-  ASSERT_EQ(lost.Open("oldarchive:plain", 0x21), RES_OK);
-  lost.Write("x", 1, 1);
-  EXPECT_THROW(lost.Close(), FileEx);
-  EXPECT_TRUE(archive.closed == 3 && archive.sawFailure) << "the source finishes a lost file too";
-  Platform::CloseFile(archive.handle);
-  SubstList::Get().Remove("oldarchive");
 }
 
 }  // namespace

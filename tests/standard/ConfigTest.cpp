@@ -73,9 +73,7 @@ std::string Repeat(const std::string& text, std::size_t times) {
 }  // namespace
 
 TEST_F(ConfigParse, ReadsEveryFormOfNode) {
-  const struct {
-    const char *text, *expected;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"5; a = ; b = 6;; c {} one two; x, y;", "{=5 a=none b=6 c=none ='onetwo' =['x' 'y']}"},
       {"a = b;; c = d, e;; f = g h;;", "{a='b' c=['d' 'e'] f='gh'}"},
       {"a = kind { };", "src(1): Syntax error at ;."},
@@ -90,9 +88,8 @@ TEST_F(ConfigParse, ReadsEveryFormOfNode) {
        "{=[1 -2 16] =[1] =[1.0f 2.5f -1.#INFf] =['1' '2.5' 'x' '1e+20']}"},
       {"``; a = ` \n ` 0aF /*;*/ 1 # 22;\n zZ 33 4;b=1;", "{=[] a=[x10 x51] b=1}"},
       {"a = \"one \" two; \"\" = \"\"; b = it`s; a/b*c=\xE9.txt;#end",
-       "{a='one two' ='' b='it`s' a/b*c='\xE9.txt'}"},
-  };
-  for (const auto& c : cases) EXPECT_EQ(Parsed(c.text), c.expected) << c.text;
+       "{a='one two' ='' b='it`s' a/b*c='\xE9.txt'}"}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(Parsed(text), expected) << text;
 }
 
 TEST_F(ConfigParse, TellsNumbersFromTexts) {
@@ -118,10 +115,7 @@ TEST_F(ConfigParse, TextsEscapeAndKeepTheirBlanks) {
 }
 
 TEST_F(ConfigParse, ReportsWhereAndWhy) {
-  const struct {
-    std::string text;
-    const char* expected;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"!", "src(1): Syntax error at end of file."},
       {"!a = 1;", "src(1): Syntax error."},
       {"!version 1 a = 1;", "src(1): Syntax error at 1."},
@@ -134,9 +128,8 @@ TEST_F(ConfigParse, ReportsWhereAndWhy) {
       {"\n\"x\ny\" \"/*\n*/\" /*\n*/ = }", "src(5): Syntax error at =."},
       // None may forge a line of the log.
       {"a = (b \"\\n\x1b[2J\x7F\xE9\");", "src(1): Syntax error at ??[2J?\xE9."},
-      {"a = 1, ``0A1B;", "src(1): Syntax error at ``."},
-  };
-  for (const auto& c : cases) EXPECT_EQ(Parsed(c.text), c.expected) << c.text;
+      {"a = 1, ``0A1B;", "src(1): Syntax error at ``."}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(Parsed(text), expected) << text;
   for (const char* open : {"\"b;", "b; /*;", "``00", "``00 /* ;", "\"\\", "\\", "b {1;", ""}) {
     EXPECT_EQ(Parsed("a = \n"s + open), "src(2): Syntax error at end of file.") << open;
   }
@@ -247,26 +240,21 @@ TEST(ConfigNode, GettersConvertOrLeaveTheDefault) {
 
 TEST(ConfigNode, NumberArraysReadAsFourOrAsAngles) {
   using Four = std::array<float, 4>;
-  const struct {
-    ConfigNode::Value value;
-    Four expected;
-    bool isEuler;
-  } cases[] = {
-      {std::vector<float>{1, 2, 3, 4, 5}, {1, 2, 3, 4}, false},
-      {std::vector<float>{6, 7, 8}, {6, 7, 8, 1}, true},
-      {std::vector<std::int32_t>{6, 7}, {6, 7, -1, 1}, false},
-      {std::vector<float>(), {-1, -1, -1, -1}, false},
-      {5.0F, {-1, -1, -1, -1}, false},
-  };
-  for (const auto& c : cases) {
+  const std::pair<ConfigNode::Value, Four> cases[] = {
+      {std::vector<float>{1, 2, 3, 4, 5}, {1, 2, 3, 4}},
+      {std::vector<float>{6, 7, 8}, {6, 7, 8, 1}},
+      {std::vector<std::int32_t>{6, 7}, {6, 7, -1, 1}},
+      {std::vector<float>(), {-1, -1, -1, -1}},
+      {5.0F, {-1, -1, -1, -1}}};
+  for (const auto& [value, expected] : cases) {
     ConfigNode node;
-    node.Set(c.value);
+    node.Set(value);
     Four four = {-1, -1, -1, -1};
     std::array<float, 3> angles{};
-    EXPECT_EQ(node.Get(four), c.expected[3] != -1);
-    EXPECT_EQ(four, c.expected);
-    EXPECT_EQ(node.Get(angles), c.isEuler);
-    EXPECT_EQ(angles[1], c.isEuler ? 7.0F : 0.0F);
+    EXPECT_EQ(node.Get(four), expected[3] != -1);
+    EXPECT_EQ(four, expected);
+    EXPECT_EQ(node.Get(angles), expected[2] == 8) << "three numbers alone are angles";
+    EXPECT_EQ(angles[1], expected[2] == 8 ? 7.0F : 0.0F);
   }
 }
 

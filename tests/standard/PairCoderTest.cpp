@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <random>
-#include <string>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -59,41 +57,14 @@ TEST(PairCoder, OutputIsTheDocumentedBytes) {
       // Equal counts: (b,b) lies in slot 0xC22 and wins over (a,a) in 0xC41.
       {Pairs({'a', 'a'}, {'b', 'b'}),
        Bytes{255, 252, 1, 'a', 'a', 'b', 'b', 128, 0, 48} + Pairs({253}, {254})},
-      {{}, {}},
-  };
-  for (const auto& [source, coded] : cases) EXPECT_EQ(Encode(source), coded);
-}
-
-TEST(PairCoder, RoundTripsAllTexturesAndLengths) {
-  std::mt19937 random(7);
-  const std::string words = "the quick brown fox jumps over the lazy dog, the end. ";
-  const std::function<int(std::size_t)> textures[] = {
-      [](std::size_t) { return 0; },
-      [](std::size_t i) { return static_cast<int>(i % 256); },
-      [](std::size_t i) { return static_cast<int>(i % 211); },
-      [&](std::size_t i) { return static_cast<int>(words[i % words.size()]); },
-      [&](std::size_t) { return static_cast<int>(random() % 256); },
-      [&](std::size_t) { return 255 - static_cast<int>(random() % 40); },
-  };
-  const std::size_t lengths[] = {1, 2, 100, 2047, 2048, 2049, 16383, 16384, 16385, 32768};
-  int shrunk = 0;
-  for (const auto& texture : textures) {
-    for (const std::size_t length : lengths) {
-      Bytes source(length);
-      for (std::size_t i = 0; i < length; i++) source[i] = static_cast<std::uint8_t>(texture(i));
-      const Bytes coded = Encode(source);
-      ASSERT_EQ(coded, Encode(source)) << "not the same bytes twice";
-      if (coded == source) continue;  // stored
-      shrunk++;
-      ASSERT_LT(coded.size(), length);
-      EXPECT_EQ(Decode(coded, length), source);
-      EXPECT_EQ(Decode(coded, length - 1), std::nullopt);
-      Bytes damaged = coded;
-      for (int i = 0; i < 3; i++) damaged[random() % damaged.size()] ^= random() % 255 + 1;
-      EXPECT_NE(Decode(damaged, length), source);
-    }
+      {{}, {}}};
+  for (const auto& [source, coded] : cases) {
+    EXPECT_EQ(Encode(source), coded);
+    EXPECT_EQ(Decode(coded, source.size()), source);
+    EXPECT_TRUE(source.empty() || Decode(coded, source.size() - 1) == std::nullopt);
   }
-  EXPECT_GT(shrunk, 20);
+  const Bytes stored = Pairs({'a'}, {'b'});
+  EXPECT_EQ(Encode(stored), stored) << "what does not shrink stays as it is";
 }
 
 TEST(PairCoder, DecoderRefusesWhatIsMalformed) {
@@ -108,8 +79,7 @@ TEST(PairCoder, DecoderRefusesWhatIsMalformed) {
       {"data past the block", {255, 255, 0, 2, 'x'}},
       {"second page cut", {255, 255, 0, 1, 'x', 255}},
       {"cycle that deepens the stack", {1, 1, 1, 0, 0, 255, 253, 0, 1, 0}},
-      {"cycle that emits for ever", {0, 2, 0, 255, 254, 0, 1, 0}},
-  };
+      {"cycle that emits for ever", {0, 2, 0, 255, 254, 0, 1, 0}}};
   for (const auto& [what, coded] : cases) EXPECT_EQ(Decode(coded), std::nullopt) << what;
 }
 

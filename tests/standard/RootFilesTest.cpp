@@ -47,16 +47,13 @@ TEST_F(RootFiles, TreesThatHoldTheProductAreNotDeleted) {
   WriteWholeFile(product + "/keep", "x");
   const fs::path here = fs::current_path();
   fs::current_path(folder_.Path());
-  const struct {
-    PString root;
-    std::string path;
-  } refused[] = {
+  const std::pair<PString, std::string> refused[] = {
       {{}, product + "//"},    {{}, folder_ / "x"}, {{}, "/"},
       {{}, product + "/a/.."}, {root_, "."},        {root_, "product/.."},
       {{}, "rootfiles:/"},     {{}, "product"},     {root_, ""},
-      {{}, product + "//./."}, {{}, "/" + product}, {{}, product + "\0/long"s},
-  };
-  for (const auto& c : refused) EXPECT_FALSE(DeleteTree(c.root, c.path, product + "/")) << c.path;
+      {{}, product + "//./."}, {{}, "/" + product}, {{}, product + "\0/long"s}};
+  for (const auto& [root, path] : refused)
+    EXPECT_FALSE(DeleteTree(root, path, product + "/")) << path;
   EXPECT_TRUE(DeleteTree({}, product + "/a", folder_ / "/././product//"));
   for (const char* unknown : {"", "product"}) EXPECT_FALSE(DeleteTree({}, product + "/a", unknown));
   EXPECT_FALSE(FileExists({}, "product")) << "depends on the current folder";

@@ -73,10 +73,7 @@ TEST(SharedText, ChangesReachNoOtherHolder) {
       {"rail", [](SharedText& t) { t.AssignFormat("%s-%s", t.Text(), t.Text()); }, "rail-rail"},
       {"rail", [](SharedText& t) { t = *&t; }, "rail"},
       {"rail", [](SharedText& t) { t = PString("yard"); }, "yard"},
-      {"rail",
-       [](SharedText& t) {
-         t.Append({"x", SharedText::kMostLength});
-       },
+      {"rail", [](SharedText& t) { t.Append(std::string_view("x", SharedText::kMostLength)); },
        "rail"},
   };
   for (const auto& c : cases) {

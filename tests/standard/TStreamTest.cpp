@@ -95,17 +95,15 @@ TEST(TStream, StoredTextsAreTakenAtTheirWordOnlySoFar) {
     std::string bytes;
     const char* text;  // null: no storage
     bool fieldBehind;
-  } cases[] = {
-      {"no storage", Word(0) + Word(77), nullptr, true},
-      {"storage without characters", Word(1) + "\0"s + Word(77), "", true},
-      {"cut at its first zero", Word(6) + "ab\0cd\0"s + Word(77), "ab", true},
-      {"no closing zero", Word(2) + "ab" + Word(77), "ab", true},
-      {"too long", Word(70000) + std::string(70000, 'x') + Word(77), nullptr, true},
-      {"backward as a signed number", Word(0xFFFFFFFF) + "abc" + Word(77), nullptr, false},
-      {"half a length", "\x05\0"s, nullptr, false},
-      {"short and truncated", Word(9) + "abc", "abc", false},
-      {"long and truncated", Word(600) + "abc", "abc", false},
-  };
+  } cases[] = {{"no storage", Word(0) + Word(77), nullptr, true},
+               {"storage without characters", Word(1) + "\0"s + Word(77), "", true},
+               {"cut at its first zero", Word(6) + "ab\0cd\0"s + Word(77), "ab", true},
+               {"no closing zero", Word(2) + "ab" + Word(77), "ab", true},
+               {"too long", Word(70000) + std::string(70000, 'x') + Word(77), nullptr, true},
+               {"backward as a signed number", Word(0xFFFFFFFF) + "abc" + Word(77), nullptr, false},
+               {"half a length", "\x05\0"s, nullptr, false},
+               {"short and truncated", Word(9) + "abc", "abc", false},
+               {"long and truncated", Word(600) + "abc", "abc", false}};
   for (const auto& c : cases) {
     CountingStream stream(c.bytes);
     Zef::SharedText text("old");

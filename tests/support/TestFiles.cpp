@@ -28,6 +28,11 @@ TempFolder::~TempFolder() {
   fs::remove_all(path_, ignored);
 }
 
+std::string TempFolder::Put(std::string_view name, std::string_view bytes) const {
+  WriteWholeFile(path_ / name, bytes);
+  return *this / name;
+}
+
 std::string ReadWholeFile(const fs::path& file) {
   std::ifstream in(file, std::ios::binary);
   std::string bytes{std::istreambuf_iterator<char>(in), {}};

@@ -19,6 +19,8 @@ class TempFolder {
   const std::filesystem::path& Path() const { return path_; }
   /// Full path of a name inside, '/' between folders; nothing is created.
   std::string operator/(std::string_view name) const { return (path_ / name).string(); }
+  /// Writes a file inside anew, with its missing folders; gives its full path.
+  std::string Put(std::string_view name, std::string_view bytes) const;
 
  private:
   std::filesystem::path path_;

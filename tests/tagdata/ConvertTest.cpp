@@ -72,13 +72,11 @@ TEST(Convert, ValuesBecomeTexts) {
     std::int32_t type;
     CoreRef core;
     std::string_view expected;
-  } cases[] = {
-      {TagInt, Values(1, -2, INT32_MIN), "1,-2,-2147483648"},
-      {TagFloat, Values(1.0f, 0.1f, -2.5f), "1,0.1,-2.5"},
-      {TagFloat, Values(1e6f, 123456789.0f, 1e-5f), "1e+06,1.23457e+08,1e-05"},
-      {TagFloat, Values(INFINITY, -0.0f), "inf,-0"},
-      {TagPLID, Values(6u, 5u), std::string_view("<plid:5:6>", 11)},
-  };
+  } cases[] = {{TagInt, Values(1, -2, INT32_MIN), "1,-2,-2147483648"},
+               {TagFloat, Values(1.0f, 0.1f, -2.5f), "1,0.1,-2.5"},
+               {TagFloat, Values(1e6f, 123456789.0f, 1e-5f), "1e+06,1.23457e+08,1e-05"},
+               {TagFloat, Values(INFINITY, -0.0f), "inf,-0"},
+               {TagPLID, Values(6u, 5u), std::string_view("<plid:5:6>", 11)}};
   for (const auto& c : cases) {
     const CoreRef text = ConvertTagData(c.type, c.core, TagString);
     ASSERT_TRUE(text) << c.expected;

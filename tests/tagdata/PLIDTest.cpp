@@ -28,8 +28,7 @@ TEST(PLIDText, LaxParserAcceptsEveryHistoricSpelling) {
       {{-33554432, 1, 127}, {"-33554432:1"}},
       {PLID(), {"33554432:1", "-33554433:1", "<plid2:33554432:1:0>"}},
       {{-1, 42, 127}, {"42", "4294967338"}},
-      {{-1, -42, 127}, {"-42"}},
-  };
+      {{-1, -42, 127}, {"-42"}}};
   for (const auto& c : cases) {
     for (const char* text : c.texts) {
       EXPECT_EQ(PLID(text, /*strict=*/false), c.expected) << (text ? text : "null");
@@ -42,15 +41,13 @@ TEST(PLIDText, StrictParserTakesOnlyBracketedForms) {
   const struct {
     PLID expected;
     std::vector<const char*> texts;
-  } cases[] = {
-      {{1, 2, 0}, {"<plid:1:2>"}},
-      {{-1, 2, 127}, {"<PLID:-1:2>"}},
-      {{1, 2, 127}, {"<plid2:1:2>"}},
-      {{1, -1, 127}, {"<plid2:1>"}},
-      {PLID(),
-       {"<plid:1:-2>", "<plid:1:2", "<plid:1:2>x", "<plid: 1:2>", "<plid::2>", "7:8",
-        "<plid2:1:2:3>", "<plid2:-1:2>", "42", "<7:8>"}},
-  };
+  } cases[] = {{{1, 2, 0}, {"<plid:1:2>"}},
+               {{-1, 2, 127}, {"<PLID:-1:2>"}},
+               {{1, 2, 127}, {"<plid2:1:2>"}},
+               {{1, -1, 127}, {"<plid2:1>"}},
+               {PLID(),
+                {"<plid:1:-2>", "<plid:1:2", "<plid:1:2>x", "<plid: 1:2>", "<plid::2>", "7:8",
+                 "<plid2:1:2:3>", "<plid2:-1:2>", "42", "<7:8>"}}};
   for (const auto& c : cases) {
     for (const char* text : c.texts) EXPECT_EQ(PLID(text, /*strict=*/true), c.expected) << text;
   }
@@ -60,14 +57,12 @@ TEST(PLIDText, PrintsTheShortFormWhereTheVersionSaysNothing) {
   const struct {
     PLID id;
     const char *tag, *html, *words, *delimited;
-  } cases[] = {
-      {PLID(), "<NULL>", "&#60;NULL PLID&#62;", "NULLPLID", "NULLPLID"},
-      {{5, 6, 0}, "<plid:5:6>", "&#60;plid:5:6&#62;", "plid 5 6", "5_6"},
-      {{-3, 7, 127}, "<plid:-3:7>", "&#60;plid:-3:7&#62;", "plid -3 7", "-3_7"},
-      {{-1, 42, 127}, "<plid:-1:42>", "&#60;plid:-1:42&#62;", "plid -1 42", "-1_42"},
-      {{5, -6, 3}, "<plid2:5:-6:3>", "&#60;plid2:5:-6:3&#62;", "plid2 5 -6 3", "5_-6_3"},
-      {{-3, 7, 0}, "<plid2:-3:7:0>", "&#60;plid2:-3:7:0&#62;", "plid2 -3 7 0", "-3_7_0"},
-  };
+  } cases[] = {{PLID(), "<NULL>", "&#60;NULL PLID&#62;", "NULLPLID", "NULLPLID"},
+               {{5, 6, 0}, "<plid:5:6>", "&#60;plid:5:6&#62;", "plid 5 6", "5_6"},
+               {{-3, 7, 127}, "<plid:-3:7>", "&#60;plid:-3:7&#62;", "plid -3 7", "-3_7"},
+               {{-1, 42, 127}, "<plid:-1:42>", "&#60;plid:-1:42&#62;", "plid -1 42", "-1_42"},
+               {{5, -6, 3}, "<plid2:5:-6:3>", "&#60;plid2:5:-6:3&#62;", "plid2 5 -6 3", "5_-6_3"},
+               {{-3, 7, 0}, "<plid2:-3:7:0>", "&#60;plid2:-3:7:0&#62;", "plid2 -3 7 0", "-3_7_0"}};
   EXPECT_EQ(PLID(-33554432, INT32_MIN, 126).TagText(), "<plid2:-33554432:-2147483648:126>");
   for (const auto& c : cases) {
     EXPECT_EQ(c.id.TagText(), c.tag);

@@ -66,18 +66,16 @@ TEST(TagFile, WriterMakesTheBytesOfTheFormat) {
 
 // Which codes mean what, including those that only foreign writers use.
 TEST(TagFile, CodesReadAsTypes) {
-  const struct {
-    int code;
-    std::int32_t type;
-  } cases[] = {{0, TagSoup}, {1, TagInt},  {2, TagFloat}, {3, TagString}, {4, TagBinary},
-               {5, TagNull}, {6, TagNull}, {11, TagNull}, {13, TagPLID},  {14, TagNull}};
-  for (const auto& c : cases) {
-    const std::string payload = c.code == 0 ? "" : "12345678";
-    const TagContainer root = Load(File(Record("k\0"s, c.code, payload)));
-    EXPECT_EQ(root.GetTagType("k"), c.type) << c.code;
-    EXPECT_EQ(root.GetTag("k")->GetDataSize(), c.type > TagSoup ? 8u : 0u) << c.code;
-    EXPECT_EQ(root.HasTag("k"), c.type != TagNull) << c.code;
-    EXPECT_STREQ(root.GetTagName(0).Text(), "k") << c.code;
+  const std::pair<int, std::int32_t> cases[] = {
+      {0, TagSoup}, {1, TagInt},  {2, TagFloat}, {3, TagString}, {4, TagBinary},
+      {5, TagNull}, {6, TagNull}, {11, TagNull}, {13, TagPLID},  {14, TagNull}};
+  for (const auto& [code, type] : cases) {
+    const std::string payload = code == 0 ? "" : "12345678";
+    const TagContainer root = Load(File(Record("k\0"s, code, payload)));
+    EXPECT_EQ(root.GetTagType("k"), type) << code;
+    EXPECT_EQ(root.GetTag("k")->GetDataSize(), type > TagSoup ? 8u : 0u) << code;
+    EXPECT_EQ(root.HasTag("k"), type != TagNull) << code;
+    EXPECT_STREQ(root.GetTagName(0).Text(), "k") << code;
   }
 }
 
@@ -155,28 +153,26 @@ TEST(TagFile, DamagedFilesGiveNoRoot) {
     const char* what;
     std::string file;
     bool valid;
-  } cases[] = {
-      {"one record", File(good), true},
-      {"five stray bytes", File(good + "\xFF\xFF\xFF\xFF\xFF"), true},
-      {"trailing data", File(good) + "more", true},
-      {"nothing", "", false},
-      {"half a header", File(good).substr(0, 13), false},
-      {"wrong magic", "HCS#" + File(good).substr(4), false},
-      {"unknown version", File(good, 2), false},
-      {"cut by one byte", File(good).substr(0, 16 + good.size() - 1), false},
-      {"negative data size", "HCS$" + Word(1) + Word(0) + Word(0x80000000) + good, false},
-      {"huge data size", "HCS$" + Word(1) + Word(0) + Word(0x7FFFFFFF) + good, false},
-      {"record past the end", File(Word(9) + good.substr(4)), false},
-      {"record of maximal size", File(Word(0xFFFFFFFF) + good.substr(4)), false},
-      {"record smaller than its key", File(Word(3) + good.substr(4)), false},
-      {"key past the end", File(Word(8) + "\xFF" + good.substr(5)), false},
-      {"damage one level down", File(Record("", 0, Word(9) + good.substr(4))), false},
-      {"child past its parent", File(Record("", 0, Word(8) + "\0\1abcde"s) + good), false},
-      {"six stray bytes", File(good + std::string(6, '\xFF')), false},
-      {"deepest nesting", File(Nested(1024)), true},
-      {"one level more", File(Nested(1025)), false},
-      {"a depth bomb", File(Nested(20000)), false},
-  };
+  } cases[] = {{"one record", File(good), true},
+               {"five stray bytes", File(good + "\xFF\xFF\xFF\xFF\xFF"), true},
+               {"trailing data", File(good) + "more", true},
+               {"nothing", "", false},
+               {"half a header", File(good).substr(0, 13), false},
+               {"wrong magic", "HCS#" + File(good).substr(4), false},
+               {"unknown version", File(good, 2), false},
+               {"cut by one byte", File(good).substr(0, 16 + good.size() - 1), false},
+               {"negative data size", "HCS$" + Word(1) + Word(0) + Word(0x80000000) + good, false},
+               {"huge data size", "HCS$" + Word(1) + Word(0) + Word(0x7FFFFFFF) + good, false},
+               {"record past the end", File(Word(9) + good.substr(4)), false},
+               {"record of maximal size", File(Word(0xFFFFFFFF) + good.substr(4)), false},
+               {"record smaller than its key", File(Word(3) + good.substr(4)), false},
+               {"key past the end", File(Word(8) + "\xFF" + good.substr(5)), false},
+               {"damage one level down", File(Record("", 0, Word(9) + good.substr(4))), false},
+               {"child past its parent", File(Record("", 0, Word(8) + "\0\1abcde"s) + good), false},
+               {"six stray bytes", File(good + std::string(6, '\xFF')), false},
+               {"deepest nesting", File(Nested(1024)), true},
+               {"one level more", File(Nested(1025)), false},
+               {"a depth bomb", File(Nested(20000)), false}};
   for (const auto& c : cases) {
     EXPECT_EQ(Load(c.file).IsValid(), c.valid) << c.what;
     Zef::TBuffer stream;

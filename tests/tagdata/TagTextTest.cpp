@@ -53,10 +53,7 @@ std::string Nested(std::size_t depth) {
 }
 
 TEST(TagText, ClassOfAValueIsThatOfItsLine) {
-  const struct {
-    std::string text;
-    const char* expected;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"A 12\t\r\n# -7", "a:i:12 #:i:-7 "},
       {"a 1\na 2\nb 3\na 4", "b:i:3 a:i:4 "},
       {"a 1.5\nb .5\nc -2.", "a:f:1.5 b:f:0.5 c:f:-2 "},
@@ -71,9 +68,8 @@ TEST(TagText, ClassOfAValueIsThatOfItsLine) {
       {"a <PLID:1:2>\nb \"<plid2:1:2:3>\"\nc <null>\nd <plid:x",
        "a:p:<plid:1:2> b:p:<plid2:1:2:3> c:p:<NULL> d:p:<NULL> "},
       {"a\nb \"\"\nc", "a:0 b:s: c:0 "},
-      {"", ""},
-  };
-  for (const auto& c : cases) EXPECT_EQ(DumpText(c.text), c.expected) << c.text;
+      {"", ""}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(DumpText(text), expected) << text;
   std::string list = "a 1";
   for (int i = 0; i < 200; ++i) list += ",1";
   std::vector<float> values;
@@ -82,10 +78,7 @@ TEST(TagText, ClassOfAValueIsThatOfItsLine) {
 }
 
 TEST(TagText, TextsEndAndBreakByTheirQuotes) {
-  const struct {
-    std::string text;
-    std::string expected;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"a x y \nb z", "a:s:x y  b:s:z "},
       {"a say \"hi\"\n", "a:s:say \"hi\" "},
       {R"(a one\ntwo\\n)", "a:s:one\r\ntwo\\\r\n "},
@@ -101,16 +94,12 @@ TEST(TagText, TextsEndAndBreakByTheirQuotes) {
       {"\xEF\xBB\xBF"
        "a caf\xE9",
        "a:s:caf\xE9 "},
-      {std::string(600, 'K') + " 1", std::string(511, 'k') + ":i:1 "},
-  };
-  for (const auto& c : cases) EXPECT_EQ(DumpText(c.text), c.expected) << c.text;
+      {std::string(600, 'K') + " 1", std::string(511, 'k') + ":i:1 "}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(DumpText(text), expected) << text;
 }
 
 TEST(TagText, BlocksOpenAndCloseWhereBracesStand) {
-  const struct {
-    const char* text;
-    const char* expected;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"a { b 1\n } c 2", "a:{ b:i:1 } c:i:2 "},
       {"a \r\n\n\t \r\n{\nb 1\n}\nc 2", "a:{ b:i:1 } c:i:2 "},
       {"a\n  b", "a:0 b:0 "},  // blanks before the next key are no value
@@ -119,9 +108,8 @@ TEST(TagText, BlocksOpenAndCloseWhereBracesStand) {
       {"a 1\n} b 2", "a:i:1 "},
       {"a { x 1\n}\na { y 2\n}", "a:{ y:i:2 } "},
       {"a x {\nb 1", "a:s:x { b:i:1 "},
-      {"a{ b 1", "a{:s:b 1 "},
-  };
-  for (const auto& c : cases) EXPECT_EQ(DumpText(c.text), c.expected) << c.text;
+      {"a{ b 1", "a{:s:b 1 "}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(DumpText(text), expected) << text;
 }
 
 TEST(TagText, WriterMakesTheBytesOfTheForm) {
@@ -201,10 +189,7 @@ TEST(TagText, BlocksTooDeepAreCutOffAndWhatFollowsThemIsRead) {
 
 TEST(TagText, WhatIsNotReadIsCounted) {
   const std::string numbers(255, '1');
-  const struct {
-    std::string text;
-    TagTextLosses expected;
-  } cases[] = {
+  const std::pair<std::string, TagTextLosses> cases[] = {
       {"a 1\n}\n} \n", {}},
       {"a 1\n} b 2\n", {4, 0, 0, 0}},
       {"a 1\n\0b 2"s, {3, 0, 1, 0}},
@@ -216,16 +201,15 @@ TEST(TagText, WhatIsNotReadIsCounted) {
       {"a 2147483647\nb -2147483648\nc 0000000001\nd 1.5\ne 1 ,2\t\n", {}},
       {"a 2147483648\nb 99999999999999999999\nc -\nd 1.5.1\ne 1,-\nf 1\t2", {0, 0, 6, 0}},
       {"a <plid:1:2> \nb <NULL>\nc \"<plid2:1:2:3>\"", {}},
-      {"a <plid:1:x>\nb <plid:1:2> x", {0, 0, 1, 0}},
-  };
-  for (const auto& c : cases) {
+      {"a <plid:1:x>\nb <plid:1:2> x", {0, 0, 1, 0}}};
+  for (const auto& [text, expected] : cases) {
     TagContainer tags;
     TagTextLosses found;
-    ReadTagText(tags, c.text, nullptr, &found);
-    EXPECT_EQ(found.bytesLeft, c.expected.bytesLeft) << c.text;
-    EXPECT_EQ(found.replaced, c.expected.replaced) << c.text;
-    EXPECT_EQ(found.cut, c.expected.cut) << c.text;
-    EXPECT_EQ(found.tooDeep, c.expected.tooDeep) << c.text;
+    ReadTagText(tags, text, nullptr, &found);
+    EXPECT_EQ(found.bytesLeft, expected.bytesLeft) << text;
+    EXPECT_EQ(found.replaced, expected.replaced) << text;
+    EXPECT_EQ(found.cut, expected.cut) << text;
+    EXPECT_EQ(found.tooDeep, expected.tooDeep) << text;
   }
 }
 
