@@ -103,10 +103,7 @@ void ForEachRow(const Listing& listing, Visit&& visit) {
 
 void PrintJson(const Listing& listing) {
   JsonWriter json;
-  json.BeginObject();
-  json.Bool("done", true);
-  json.BeginArray("messages");
-  json.EndArray();
+  BeginLook(json);
   json.BeginArray("assets");
   ForEachRow(listing, [&](const Row& row, std::string_view name, std::string_view kind) {
     json.NewLine();

@@ -86,10 +86,7 @@ void WriteDependency(JsonWriter& json, const Dependency& dependency) {
 
 void PrintJson(const Shown& shown) {
   JsonWriter json;
-  json.BeginObject();
-  json.Bool("done", true);
-  json.BeginArray("messages");
-  json.EndArray();
+  BeginLook(json);
   json.BeginObject("asset");
   WriteAssetFields(json, shown.record);
   json.EndObject();

@@ -56,3 +56,10 @@ void WriteStatus(JsonWriter& json, const AssetStatus& status) {
   json.Bool("missingDependency", status.missingDependency);
   json.Bool("faultyDependency", status.faultyDependency);
 }
+
+void BeginLook(JsonWriter& json) {
+  json.BeginObject();
+  json.Bool("done", true);
+  json.BeginArray("messages");
+  json.EndArray();
+}

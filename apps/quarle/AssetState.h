@@ -32,3 +32,5 @@ AssetStatus StatusOf(MUKAssetIndex& index, MUKAsset* record);
 std::string StatusText(const AssetStatus& status);
 /// "state", "faulty", "missingDependency" and "faultyDependency", in the object that is open.
 void WriteStatus(JsonWriter& json, const AssetStatus& status);
+/// Opens the document of a command that only looks: done, without messages.
+void BeginLook(JsonWriter& json);

@@ -78,10 +78,7 @@ void WriteRoute(JsonWriter& json, const Answer& answer, const DependencyRoute& r
 
 void PrintJson(const Answer& answer) {
   JsonWriter json;
-  json.BeginObject();
-  json.Bool("done", true);
-  json.BeginArray("messages");
-  json.EndArray();
+  BeginLook(json);
   json.Text("id", answer.id.TagText());
   json.Text("name", answer.Name(answer.id));
   WriteStatus(json, answer.status);
