@@ -76,9 +76,14 @@ class OlderRecords {
   }
   /// Built-in records that were not found, as far as they are sorted and written.
   std::vector<MUKAsset> Missing() const {
+    const auto isMissing = [this](const Entry& entry) {
+      return entry.builtIn && found_[entry.first] == 0;
+    };
     std::vector<MUKAsset> missing;
+    missing.reserve(
+        static_cast<std::size_t>(std::count_if(entries_.begin(), entries_.end(), isMissing)));
     for (const Entry& entry : entries_) {
-      if (!entry.builtIn || found_[entry.first] != 0) continue;
+      if (!isMissing(entry)) continue;
       MUKAsset& record = missing.emplace_back();
       record.id = entry.id;
       if (entry.shownName.data() == nullptr) continue;
