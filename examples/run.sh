@@ -53,7 +53,7 @@ for release in release-1 release-2; do
 done
 echo "Every record is as examples/release-{1,2}.expected have it."
 
-say "The patch set that leads from the first to the second"
+say "The patch set that leads from the first to the second: records, and no files of assets"
 run quarle diff release-1 release-2 patch
 run quarle set check patch
 run quarle set show patch

@@ -376,6 +376,11 @@ int RunArchiveRename(const ArchiveOptions& options, const CommonOptions& common)
     return Fail(Quoted(options.archive) + " has no file " + Quoted(options.from) +
                 "; see quarle archive list");
   }
+  // A file in the place of a folder would keep what lies in that from being extracted.
+  if (archive.HasFolder(options.to)) {
+    return Fail(Quoted(options.to) + " is a folder in " + Quoted(options.archive) +
+                "; take another name");
+  }
   if (Zef::File::Rename(archive.Name(), options.from.c_str(), options.to.c_str())) {
     return EndChange(archive, common, Quoted(options.from) + " is now " + Quoted(options.to));
   }

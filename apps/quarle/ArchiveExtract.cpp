@@ -117,7 +117,9 @@ std::string ExtractFolder::Prepare(const std::vector<std::string>& components, s
       return "the folder " + Quoted(path) + " cannot be made";
     }
     if (info.link) return Quoted(path) + " is a link";
-    if (isLast ? !info.regular : !info.folder) return Quoted(path) + " is something else";
+    if (isLast ? !info.regular : !info.folder) {
+      return Quoted(path) + (isLast ? " is no file" : " is no folder") + ", but must be one";
+    }
   }
   *place = path;
   return {};

@@ -62,7 +62,7 @@ class Collector {
     }
     Platform::FileInfo info;
     if (!Platform::GetInfo(PathOf(name.Text()), &info)) {
-      return Refuse(PathOf(text), "there is no such file or folder");
+      return Refuse(PathOf(text), "there is no such file or folder; check its name");
     }
     if (!info.folder && !info.regular) return Refuse(PathOf(text), "it is no file and no folder");
     return Take(name.Text(), info) && AddFolders();
@@ -148,10 +148,12 @@ bool MountedArchive::Open(const std::string& path, Access access) {
   try {
     source = std::make_unique<FileSubArchive>(path.c_str(), access == Access::Read);
   } catch (const FileEx&) {
-    return Refuse(path, "it cannot be written; check the folder and its permissions");
+    return Refuse(path, "it cannot be written; check that its folder may be written and has room");
   }
   if (!source->IsAvailable()) {
-    return Refuse(path, "it cannot be read, or is no archive of version 257 or 258");
+    return Refuse(path,
+                  "it cannot be read, or is no archive of version 257 or 258; check its name and "
+                  "that you may read it");
   }
   if (access != Access::Read && !CheckContent(path, *source)) return false;
   source_ = source.get();

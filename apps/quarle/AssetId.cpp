@@ -6,7 +6,7 @@ bool ParseAssetId(const std::string& text, PLID* id) {
   *id = PLID(std::string_view(text), false);
   if (!id->IsNull()) return true;
   static_cast<void>(FailUsage(Quoted(text) +
-                              " is no asset identifier; write it as <plid:USER:CONTENT> or "
-                              "<plid2:USER:CONTENT:VERSION>"));
+                              " is no asset identifier; write USER:CONTENT, or in quotes "
+                              "'<plid:USER:CONTENT>' or '<plid2:USER:CONTENT:VERSION>'"));
   return false;
 }

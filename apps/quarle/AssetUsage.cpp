@@ -15,7 +15,9 @@ struct Declaration {
 
   CLI::App* Add(const char* name, const char* what, const char* example, AssetFunction function) {
     CLI::App* const command = AddCommand(asset, name, what, example);
-    AddText(*command, "--root", options.root, "Folder of the product")->type_name("ROOT");
+    AddText(*command, "--root", options.root,
+            "Folder of the product: that of world, trains, local and editing")
+        ->type_name("ROOT");
     AddCommon(*command, common);
     command->callback([&chosen = run, &given = options, &shared = common, function] {
       chosen = [&given, &shared, function] { return function(given, shared); };
@@ -25,7 +27,7 @@ struct Declaration {
   CLI::App* AddOnAsset(const char* name, const char* what, const char* example,
                        AssetFunction function) {
     CLI::App* const command = Add(name, what, example, function);
-    AddText(*command, "ID", options.id, "Identifier of the asset, in any spelling");
+    AddText(*command, "ID", options.id, (std::string("The asset: ") + kIdSpellings).c_str());
     return command;
   }
 };
@@ -38,13 +40,14 @@ void AddLooking(Declaration& to) {
                                 RunAssetList);
   list->add_option("--query", options.query, "Only those in whose names and keywords all words are")
       ->type_name("TEXT");
-  list->add_option("--kind", options.kinds, "Only those of one of these classes, ';' between them")
+  list->add_option("--kind", options.kinds,
+                   "Only those of one of these class codes, ';' between them")
       ->type_name("CODES");
   list->add_flag("--faulty", options.faulty, "Only those that are faulty or depend on faulty ones");
   list->add_flag("--missing", options.missing, "Only those that lack something they depend on");
   to.AddOnAsset("show", "Show what is known of an asset",
                 "quarle asset show '<plid2:1001:100001:1>' --root /srv/content", RunAssetShow);
-  to.AddOnAsset("why", "Say by which ways an asset lacks what it depends on",
+  to.AddOnAsset("why", "Say what an asset lacks, and through which others it needs that",
                 "quarle asset why 1001:100001 --root /srv/content", RunAssetWhy);
 }
 
@@ -55,7 +58,7 @@ void AddLife(Declaration& to) {
   to.AddOnAsset("commit", "Make what is in the working folder the installed asset",
                 "quarle asset commit 1001:100001 --root /srv/content", RunAssetCommit)
       ->add_flag("--keep", options.keep, "Keep the working folder: the asset stays open for edit");
-  to.AddOnAsset("revert", "Throw the working folder away, and a new asset with it",
+  to.AddOnAsset("revert", "Throw the working folder away, and a never committed asset with it",
                 "quarle asset revert 1001:100001 --root /srv/content", RunAssetRevert);
   to.AddOnAsset("delete", "Delete the folders of an asset",
                 "quarle asset delete 1001:100001 --root /srv/content --forget", RunAssetDelete)
@@ -67,7 +70,9 @@ void AddComing(Declaration& to) {
   CLI::App* const install =
       to.Add("install", "Install assets from packages, folders and config files",
              "quarle asset install wagons.kpx my-asset/ --root /srv/content", RunAssetInstall);
-  install->add_option("FILE", options.files, "Packages (.kpx), asset folders, config files")
+  install
+      ->add_option("FILE", options.files,
+                   "Packages (.kpx), folders of assets, or the config in one")
       ->required()
       ->check(kNotEmpty)
       ->type_name("");
@@ -83,7 +88,7 @@ void AddComing(Declaration& to) {
 void AddAsset(CLI::App& app, AssetOptions& options, CommonOptions& common,
               std::function<int()>& run) {
   CLI::App* const asset =
-      AddCommand(app, "asset", "Work on the assets of a product: its running database",
+      AddCommand(app, "asset", "Work on the assets of a product, through its database",
                  "quarle asset list --root /srv/content");
   asset->require_subcommand(1);
   Declaration to{*asset, options, common, run};

@@ -11,6 +11,10 @@
 
 extern const CLI::Validator kNotEmpty;
 
+/// How the help of a command names an asset's identifier.
+inline constexpr const char* kIdSpellings =
+    "'<plid2:USER:CONTENT:VERSION>', '<plid:USER:CONTENT>' or USER:CONTENT";
+
 CLI::App* AddCommand(CLI::App& parent, const char* name, const char* what, const char* example);
 /// The options that every command takes.
 void AddCommon(CLI::App& command, CommonOptions& common);

@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,7 @@ struct PatchOptions {
   std::string plugin;
   bool dryRun = false;
   bool noBackup = false;
+  bool again = false;  ///< also when the index has what the set brings
 };
 [[nodiscard]] int RunPatch(const PatchOptions& options, const CommonOptions& common);
 
@@ -96,11 +98,27 @@ struct ArchiveOptions {
 [[nodiscard]] int RunArchiveDelete(const ArchiveOptions& options, const CommonOptions& common);
 [[nodiscard]] int RunArchiveRename(const ArchiveOptions& options, const CommonOptions& common);
 
+/// What people may write about a package, by the tags of its file.
+struct PackageNote {
+  const char* key;
+  const char* what;
+};
+inline constexpr std::array<PackageNote, 7> kPackageNotes = {{
+    {"username", "Shown name of the package"},
+    {"description", "What is in it"},
+    {"license", "What others may do with it"},
+    {"author", "Who made it"},
+    {"organisation", "For whom the author made it"},
+    {"contact-email", "Where questions may go"},
+    {"contact-website", "Where to read more"},
+}};
+
 struct PackageOptions {
   std::string package;
   std::vector<std::string> folders;  ///< of the assets that `package create` takes
   std::string folder = ".";          ///< that `package extract` makes the assets' folders in
   std::vector<std::string> assets;   ///< identifiers; none for all
+  std::array<std::string, kPackageNotes.size()> notes;  ///< for `package create`; empty for none
 };
 [[nodiscard]] int RunPackageList(const PackageOptions& options, const CommonOptions& common);
 [[nodiscard]] int RunPackageCreate(const PackageOptions& options, const CommonOptions& common);

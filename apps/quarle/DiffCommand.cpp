@@ -56,6 +56,11 @@ int RunDiff(const DiffOptions& options, const CommonOptions& common) {
   const std::string stem = SetStem(options.output, options.indexName);
   PluginHost plugin;
   if (!plugin.Load(options.plugin)) return kFailed;
+  const std::string oldIndex = oldRoot + options.indexName;
+  const std::string newIndex = newRoot + options.indexName;
+  if (!Zef::Platform::Exists(oldIndex) || !Zef::Platform::Exists(newIndex)) {
+    return ExplainFailure(oldIndex, newIndex, stem, common);
+  }
   const std::string folder = stem.substr(0, stem.find_last_of("/\\"));
   if (!Zef::Platform::MakeFolders(folder)) {
     return Fail("cannot make the folder " + Quoted(folder) + "; choose another place for the set");
@@ -65,8 +70,6 @@ int RunDiff(const DiffOptions& options, const CommonOptions& common) {
     const Progress progress(common, "comparing");
     made = plugin.Diff(options.indexName, oldRoot, newRoot, output);
   }
-  if (!made) {
-    return ExplainFailure(oldRoot + options.indexName, newRoot + options.indexName, stem, common);
-  }
+  if (!made) return ExplainFailure(oldIndex, newIndex, stem, common);
   return Report(output, stem, common);
 }

@@ -173,7 +173,7 @@ void ReportText(const Result& result, bool verbose) {
     Print("  " + Padded(name, 24) + std::to_string(records) + "\n");
   }
   if (!scan.messages.empty()) {
-    Print(Emphasised(Emphasis::Warning, "Not or not wholly taken in") + "\n");
+    Print(Emphasised(Emphasis::Warning, "Left out, or taken in with doubts") + "\n");
     ListReasons(scan);
     ListMessages(scan, verbose);
   }
@@ -190,12 +190,17 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
     return Fail("there is no folder " + Quoted(options.root) + "; name the root of a product");
   }
   if (!HasContent(root)) {
-    return Fail("no content in " + Quoted(options.root) +
-                ": it holds none of the folders world, trains, local and editing");
+    return Fail(
+        "no content in " + Quoted(options.root) +
+        ": it holds none of the folders world, trains, local and editing; name the folder that "
+        "does");
   }
   const Target target = TargetOf(options);
   if (!Platform::IsFolder(target.folder)) {
     return Fail("there is no folder " + Quoted(target.folder) + " for the index; make it first");
+  }
+  if (Platform::IsFolder(target.file)) {
+    return Fail("cannot write the index " + Quoted(target.file) + ": it is a folder; name a file");
   }
   IpcLock owner;
   if (target.isDatabase) {
@@ -217,8 +222,9 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
     result.older = KeepOlderIndex(target.file, target.folder, target.isDatabase);
   }
   if (!result.older.failed.empty()) {
-    return Fail("cannot keep a copy of " + Quoted(result.older.failed) + " beside " +
-                Quoted(target.file) + "; make room there, or go without one by --no-backup");
+    return Fail("cannot keep a copy of " + Quoted(result.older.failed) + " in " +
+                Quoted(target.folder) + "; check that this folder may be written and has room, " +
+                "or go without one by --no-backup");
   }
   if (!index.Save(target.file, {.toDevice = true})) {
     return Fail("cannot write the index " + Quoted(target.file) +

@@ -99,7 +99,7 @@ void CheckJson(const std::string& path, const IndexLoadReport& report, bool load
 template <class Items, class Line>
 void PrintList(const std::string& heading, const Items& items, const Line& line) {
   if (items.empty()) return;
-  Print(Emphasised(Emphasis::Warning, std::to_string(items.size()) + " " + heading) + "\n");
+  Print(Emphasised(Emphasis::Warning, heading) + " (" + std::to_string(items.size()) + ")\n");
   for (std::size_t i = 0; i < items.size() && i < kListed; ++i) Print("  " + line(items[i]) + "\n");
   if (items.size() > kListed) {
     Print("  and " + std::to_string(items.size() - kListed) + " more (all with --json)\n");
@@ -108,12 +108,12 @@ void PrintList(const std::string& heading, const Items& items, const Line& line)
 
 void CheckText(const MUKAssetIndex& index, const Findings& findings) {
   Print(Counted(index.Count(), "record") + " loaded\n");
-  PrintList("identifiers with more than one record", findings.duplicates, [](const auto& item) {
+  PrintList("Identifiers with more than one record", findings.duplicates, [](const auto& item) {
     return item.first.TagText() + ": " + Counted(item.second, "record");
   });
-  PrintList("obsolete rows whose replacement has no record", findings.obsolete,
+  PrintList("Replaced identifiers whose replacement has no record", findings.obsolete,
             [](const Row& row) { return row.from.TagText() + " -> " + row.to.TagText(); });
-  PrintList("dependency rows of or on assets without a record", findings.dependencies,
+  PrintList("Dependencies of or on assets without a record", findings.dependencies,
             [](const Row& row) { return row.from.TagText() + " needs " + row.to.TagText(); });
   if (findings.withoutId != 0) {
     Print(Emphasised(Emphasis::Warning, Counted(findings.withoutId, "record")) +

@@ -9,10 +9,23 @@ namespace {
 
 bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 
-const char* Advice(IndexDamage damage) {
+namespace Platform = Zef::Platform;
+
+std::string AdviceToOpen(const std::string& path) {
+  if (Platform::IsFolder(path)) {
+    return "name the file in it, such as " + Quoted(FolderPath(path) + "assets.mkx");
+  }
+  if (Platform::Exists(path)) return "check that you may read it";
+  const std::string folder = path.substr(0, path.find_last_of("/\\") + 1);
+  const bool isBelowFile = folder.size() > 1 && !Platform::IsFolder(folder) &&
+                           Platform::Exists(folder.substr(0, folder.size() - 1));
+  return isBelowFile ? "name the folder that it lies in" : "check its name";
+}
+
+std::string Advice(const std::string& path, IndexDamage damage) {
   switch (damage) {
     case IndexDamage::CannotOpen:
-      return "check its name";
+      return AdviceToOpen(path);
     case IndexDamage::BadMagic:
       return "name an index file";
     case IndexDamage::BadVersion:
@@ -54,13 +67,13 @@ bool LoadIndex(const std::string& path, const CommonOptions& common, MUKAssetInd
 
 std::string LoadFailure(const std::string& path, const IndexLoadReport& report) {
   return "cannot load the index " + Quoted(path) + ": " + DamageText(path, report) + "; " +
-         Advice(report.damage);
+         Advice(path, report.damage);
 }
 
 std::string DamageText(const std::string& path, const IndexLoadReport& report) {
   if (report.damage == IndexDamage::CannotOpen) {
-    if (!Zef::Platform::Exists(path)) return "there is no such file";
-    if (Zef::Platform::IsFolder(path)) return "it is a folder";
+    if (!Platform::Exists(path)) return "there is no such file";
+    if (Platform::IsFolder(path)) return "it is a folder";
   }
   std::string text = IndexDamageText(report.damage);
   if (report.damage == IndexDamage::BadVersion) {

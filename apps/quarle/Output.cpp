@@ -53,7 +53,7 @@ void Print(std::string_view text) {
 
 int FinishOutput(int status) {
   if (std::fflush(stdout) == 0 && !outputFailed) return status;
-  return Fail("cannot write the output; make room where it goes");
+  return Fail("cannot write the output; make room where it goes, and leave it open");
 }
 
 std::string Emphasised(Emphasis emphasis, std::string_view text) {

@@ -77,7 +77,7 @@ bool OpenPackage(const std::string& path, MUKPackage& package) {
   const std::string error = package.Open(path, "kpx");
   if (error.empty()) return true;
   static_cast<void>(Fail(Quoted(path) + ": " + error +
-                         "; get the package anew, or look into it by 'quarle tags show'"));
+                         "; see that it is the package that you meant, or get it anew"));
   return false;
 }
 
@@ -108,9 +108,14 @@ void WriteTable(JsonWriter& json, const TagContainer& tags, const char* key, con
   json.EndArray();
 }
 
-/// What people may have written about a package.
-constexpr const char* kNotes[] = {"username",     "description",   "license",        "author",
-                                  "organisation", "contact-email", "contact-website"};
+/// Calls `visit` with each note that the package has, and its text.
+template <class Visit>
+void ForEachNote(const TagContainer& tags, Visit&& visit) {
+  for (const PackageNote& note : kPackageNotes) {
+    const Zef::PString key(note.key);
+    if (tags.HasTag(key)) visit(note.key, tags.GetText(key));
+  }
+}
 
 void ListJson(const PackageOptions& options, const TagContainer& tags,
               const std::vector<ShownAsset>& assets) {
@@ -118,17 +123,17 @@ void ListJson(const PackageOptions& options, const TagContainer& tags,
   json.BeginObject();
   json.Text("package", options.package);
   json.Text("compression", tags.GetText(Zef::PString("compression")).View());
-  for (const char* note : kNotes) {
-    const Zef::PString key(note);
-    if (tags.HasTag(key)) json.Text(note, tags.GetText(key).View());
-  }
+  ForEachNote(tags, [&](const char* key, const auto& text) { json.Text(key, text.View()); });
   WriteAssets(json, assets);
   WriteTable(json, tags, "dependencies", "plid-table");
   WriteTable(json, tags, "obsolete", "obsolete-table");
   json.EndObject();
 }
 
-void ListText(const std::vector<ShownAsset>& assets, bool quiet) {
+void ListText(const TagContainer& tags, const std::vector<ShownAsset>& assets, bool quiet) {
+  ForEachNote(tags, [](const char* key, const auto& text) {
+    Print(Padded(key, 17) + Printable(text.View()) + "\n");
+  });
   for (const ShownAsset& asset : assets) {
     Print(Padded(IdText(asset.id), 26) + "  " +
           Padded(Counted(asset.size.files, "file") + ", " + ByteSize(asset.size.bytes), 22) + "  " +
@@ -158,7 +163,10 @@ bool Fill(MUKPackage& package, const PackageOptions& options, const CommonOption
     package.SetProgress({});
     if (!isRead) return false;
     const std::string refused = package.Add(asset);
-    if (!refused.empty()) error = Quoted(options.folders[i]) + ": " + refused;
+    if (!refused.empty()) {
+      error = Quoted(options.folders[i]) + ": " + refused +
+              "; see the tag 'plid' of its config, by 'quarle tags show'";
+    }
     if (!refused.empty()) return false;
     before += sizes[i];
   }
@@ -224,7 +232,8 @@ std::string ExtractAnew(const MUKPackage& package, const ShownAsset& asset,
   }
   std::string error = Extract(package, asset.place, hidden);
   if (!error.empty()) {
-    error = asset.id.TagText() + ": " + error + "; see 'quarle package check'";
+    error = asset.id.TagText() + ": " + error +
+            "; make room on the disk if it is full, or see 'quarle package check'";
   } else if (!Platform::Rename(hidden, folder)) {
     error = Quoted(folder) + taken;
   }
@@ -294,7 +303,7 @@ int RunPackageList(const PackageOptions& options, const CommonOptions& common) {
   if (common.json) {
     ListJson(options, package.Tags(), assets);
   } else {
-    ListText(assets, common.quiet);
+    ListText(package.Tags(), assets, common.quiet);
   }
   return kDone;
 }
@@ -305,7 +314,16 @@ int RunPackageCreate(const PackageOptions& options, const CommonOptions& common)
   }
   std::string error = MUKPackage::CheckName(options.package);
   if (!error.empty()) return Fail(Quoted(options.package) + ": " + error);
+  for (const std::string& folder : options.folders) {
+    if (Platform::IsFolder(folder)) continue;
+    return Fail(Quoted(folder) +
+                " is no folder; name the folder of an asset, with its config in it");
+  }
   MUKPackage package;
+  for (std::size_t i = 0; i < kPackageNotes.size(); ++i) {
+    if (options.notes[i].empty()) continue;
+    package.Tags().SetString(Zef::PString(kPackageNotes[i].key), options.notes[i]);
+  }
   ResultsLog log;
   if (!Fill(package, options, common, log, error)) {
     if (!error.empty()) return Fail(error);

@@ -28,11 +28,17 @@ void AddPackage(CLI::App& app, PackageOptions& options, CommonOptions& common,
       RunPackageList);
   CLI::App* const create =
       add("create", "Make a package of asset folders, each with its config",
-          "quarle package create wagons.kpx coal-wagon ore-wagon", RunPackageCreate);
+          "quarle package create wagons.kpx coal-wagon ore-wagon --author 'Agnes Thorne'",
+          RunPackageCreate);
   create->add_option("FOLDER", options.folders, "Folders of the assets")
       ->required()
       ->check(kNotEmpty)
       ->type_name("");
+  for (std::size_t i = 0; i < kPackageNotes.size(); ++i) {
+    const PackageNote& note = kPackageNotes[i];
+    create->add_option(std::string("--") + note.key, options.notes[i], note.what)
+        ->type_name("TEXT");
+  }
   CLI::App* const extract = add(
       "extract", "Put each asset of a package into a new folder of its own",
       "quarle package extract wagons.kpx out --asset '<plid2:1001:100001:1>'", RunPackageExtract);
@@ -40,7 +46,9 @@ void AddPackage(CLI::App& app, PackageOptions& options, CommonOptions& common,
       ->add_option("FOLDER", options.folder, "Where these folders go; without it the current one")
       ->check(kNotEmpty)
       ->type_name("");
-  extract->add_option("--asset", options.assets, "Only this asset; may be given again")
+  extract
+      ->add_option("--asset", options.assets,
+                   std::string("Only this asset, again for more: ") + kIdSpellings)
       ->check(kNotEmpty)
       ->type_name("ID");
   add("check", "Say whether every file of a package unpacks and every name and table is right",

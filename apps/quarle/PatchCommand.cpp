@@ -46,6 +46,10 @@ struct Plan {
   Ids after;
   std::vector<std::string> folders;  ///< of replaced assets, below the root
   bool setWhole = true;
+
+  /// A second run of a set changes no record, but takes what the first one installed for the
+  /// folders of replaced assets.
+  bool IsApplied() const { return before == after && !folders.empty(); }
 };
 
 bool MakePlan(const std::string& indexPath, const std::string& stem, const CommonOptions& common,
@@ -103,6 +107,10 @@ void ReportText(const std::string& indexPath, const Plan& plan, const Movement& 
           (dryRun ? " to delete:\n" : " deleted:\n"));
     for (const std::string& folder : plan.folders) Print("  " + Printable(folder) + "\n");
   }
+  if (dryRun && plan.IsApplied()) {
+    Print(Emphasised(Emphasis::Warning, "The index has all that the set brings") +
+          ": to patch all the same, use --again\n");
+  }
   if (!plan.setWhole) {
     Print(Emphasised(Emphasis::Warning, "The set is cut short") +
           ": its last entry counts as far as it goes (see `quarle set check`)\n");
@@ -140,6 +148,12 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   const std::string stem = SetStem(options.set, options.indexName);
   Plan plan;
   if (!MakePlan(indexPath, stem, common, plan)) return kFailed;
+  if (plan.IsApplied() && !options.dryRun && !options.again) {
+    return Fail("the index " + Quoted(indexPath) + " has all that the set " + Quoted(options.set) +
+                " brings; patching again would only delete " +
+                Counted(plan.folders.size(), "folder") + ", first " + Quoted(plan.folders.front()) +
+                "; if that is meant, use --again");
+  }
   if (options.dryRun) return Report(indexPath, plan, plan.after, true, {}, common);
 
   PluginHost plugin;
@@ -147,7 +161,8 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   const std::string backup = options.noBackup ? std::string() : indexPath + kBackupSuffix;
   if (!backup.empty() && !CopyFileWhole(indexPath, backup)) {
     return Fail("cannot keep a copy of the index as " + Quoted(backup) +
-                "; make room there, or go without one by --no-backup");
+                "; check that its folder may be written and has room, or go without one by " +
+                "--no-backup");
   }
   bool applied = false;
   bool loads = false;

@@ -64,7 +64,7 @@ int RunPlid(const PlidOptions& options, const CommonOptions& common) {
     for (const std::string& text : options.texts) PrintText(text, parse(text));
   }
   if (bad == nullptr) return kDone;
-  return Fail(Quoted(*bad) +
-              " is no asset identifier; write it as <plid:USER:CONTENT> or "
-              "<plid2:USER:CONTENT:VERSION>");
+  return Fail(Quoted(*bad) + " is no asset identifier; write " +
+              (options.strict ? "" : "USER:CONTENT, or ") +
+              "in quotes '<plid:USER:CONTENT>' or '<plid2:USER:CONTENT:VERSION>'");
 }

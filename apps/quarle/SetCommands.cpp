@@ -1,5 +1,6 @@
 // quarle set show, quarle set check: what a patch set holds, and whether it is whole.
 
+#include <algorithm>
 #include <array>
 
 #include "apps/quarle/AssetJson.h"
@@ -128,6 +129,10 @@ int RunSetCheck(const SetOptions& options, const CommonOptions& common) {
     }
   }
   if (bad == nullptr) return kDone;
+  const bool nothing = std::all_of(findings.begin(), findings.end(),
+                                   [](const Finding& finding) { return finding.missing; });
   return Fail("the patch set is not whole: " + Quoted(stem + bad->extension) + " is " + badText +
-              "; make the set anew or copy it again");
+              (nothing ? ", as is all of it; name the folder that holds data/, and by --index the "
+                         "index, if it is not assets.mkx"
+                       : "; make the set anew or copy it again"));
 }

@@ -14,9 +14,11 @@ bool ReadSetFile(const std::string& path, const std::function<void(Zef::File& fi
       return true;
     }
     const bool missing = !Zef::Platform::Exists(path);
-    static_cast<void>(Fail("cannot open the patch file " + Quoted(path) + ": " +
-                           (missing ? "there is no such file; check the folder and the --index name"
-                                    : "it cannot be read; check its permissions")));
+    static_cast<void>(
+        Fail("cannot open the patch file " + Quoted(path) + ": " +
+             (missing ? "there is no such file; name the folder that holds data/, and by --index "
+                        "the index, if it is not assets.mkx"
+                      : "it cannot be read; check its permissions")));
   } catch (const Zef::Exception& failure) {
     static_cast<void>(Fail("cannot read the patch file " + Quoted(path) + ": " +
                            Printable(failure.Reason()) + "; make the set anew"));

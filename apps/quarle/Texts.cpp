@@ -20,6 +20,27 @@ constexpr const char* kPlaces[] = {
     "../../data/interfacetext.grole",
 };
 
+/// What the command line adds to a message that asks for something of its user.
+struct Advice {
+  std::string_view key;
+  const char* text;
+};
+constexpr Advice kAdvice[] = {
+    {"$muk_already_installed", " (--overwrite)"},
+    {"$muk_commit_open_for_edit", " ('quarle asset edit')"},
+    {"$muk_not_local_owner", " (without --new-version)"},
+    {"$muk_unreadable_kpx", ", or name the folder of an asset or the config in it"},
+};
+
+std::string AdvisedText(const ResultEntry& entry) {
+  std::string text = MessageText(entry);
+  if (!text.ends_with('.')) return text;  // a key, for want of a text
+  for (const Advice& advice : kAdvice) {
+    if (entry.text == advice.key) text.insert(text.size() - 1, advice.text);
+  }
+  return text;
+}
+
 std::shared_ptr<const InterfaceTextDB> LoadTexts() {
   const std::string program = Zef::Platform::ModulePath();
   const std::string folder = program.substr(0, program.find_last_of('/') + 1);
@@ -75,9 +96,9 @@ bool PrintMessages(const ResultsLog& log, bool done, const CommonOptions& common
     if (entry.level <= ResultLevel::kDone) {
       if (!common.quiet && !common.json) Print(MessageText(entry) + "\n");
     } else if (done || (entry.level == ResultLevel::kWarning && !isWarningAll)) {
-      Warn(MessageText(entry));
+      Warn(AdvisedText(entry));
     } else {
-      static_cast<void>(Fail(MessageText(entry)));
+      static_cast<void>(Fail(AdvisedText(entry)));
       saysWhy = true;
     }
   }

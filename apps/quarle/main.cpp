@@ -2,12 +2,16 @@
 // commands do is in the files that are named after them.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <functional>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "apps/quarle/CommandLine.h"
 #include "apps/quarle/Commands.h"
+#include "apps/quarle/Nearest.h"
 #include "apps/quarle/Utf8.h"
 #include "kernel/standard/FaultReport.h"
 #include "kernel/standard/Log.h"
@@ -50,9 +54,9 @@ void AddDiff(CLI::App& app, CommandLine& line) {
       AddCommand(app, "diff", "Make the patch set that leads from one release to another",
                  "quarle diff release-1 release-2 patch-1-2");
   DiffOptions& options = line.diff;
-  AddText(*diff, "OLD", options.oldRoot, "Folder of the old index");
-  AddText(*diff, "NEW", options.newRoot, "Folder of the new index");
-  AddText(*diff, "OUT", options.output, "Folder for the set; it goes into data/ there");
+  AddText(*diff, "OLD", options.oldRoot, "Folder of the old release, with its index");
+  AddText(*diff, "NEW", options.newRoot, "Folder of the new release, with its index");
+  AddText(*diff, "OUT", options.output, "Folder of the set to make; its files go into data/ there");
   AddIndexName(*diff, options.indexName);
   AddPlugin(*diff, options.plugin);
   AddCommon(*diff, line.common);
@@ -61,15 +65,18 @@ void AddDiff(CLI::App& app, CommandLine& line) {
 
 void AddPatch(CLI::App& app, CommandLine& line) {
   CLI::App* const patch = AddCommand(
-      app, "patch", "Apply a patch set to an index",
+      app, "patch", "Apply a patch set to the index in a folder",
       "quarle patch --dry-run /srv/content patch-1-2\n  quarle patch /srv/content patch-1-2");
   PatchOptions& options = line.patch;
-  AddText(*patch, "ROOT", options.root, "Folder of the index; replaced assets are deleted below");
+  AddText(*patch, "ROOT", options.root,
+          "Folder of the index; folders of replaced assets are deleted below it");
   AddText(*patch, "SET", options.set, "Folder of the patch set");
   AddIndexName(*patch, options.indexName);
   AddPlugin(*patch, options.plugin);
   patch->add_flag("-n,--dry-run", options.dryRun, "Say what would change, and change nothing");
   patch->add_flag("--no-backup", options.noBackup, "Keep no copy of the index as NAME.bak");
+  patch->add_flag("--again", options.again,
+                  "Patch even if the index has all that the set brings, and only folders would go");
   AddCommon(*patch, line.common);
   patch->callback([&] { line.run = [&] { return RunPatch(line.patch, line.common); }; });
 }
@@ -90,7 +97,7 @@ void AddSetCommand(CLI::App& set, CommandLine& line, const char* name, const cha
 CLI::App* AddIndexCommand(CLI::App& index, CommandLine& line, const char* name, const char* what,
                           const char* example, IndexFunction run) {
   CLI::App* const command = AddCommand(index, name, what, example);
-  AddText(*command, "FILE", line.index.file, "The index file");
+  AddText(*command, "FILE", line.index.file, "The index file, such as release-1/assets.mkx");
   AddCommon(*command, line.common);
   command->callback(
       [&line, run] { line.run = [&line, run] { return run(line.index, line.common); }; });
@@ -127,15 +134,15 @@ void AddGroups(CLI::App& app, CommandLine& line) {
                 "quarle set check patch-1-2", RunSetCheck);
 
   CLI::App* const index =
-      AddCommand(app, "index", "Make an index file, or look into one",
+      AddCommand(app, "index", "Make the index of all assets of a product, or look into one",
                  "quarle index build /srv/content\n  quarle index stat /srv/content/assets.mkx");
   index->require_subcommand(1);
   AddIndexBuild(*index, line);
   AddIndexCommand(*index, line, "show", "List the records and side tables of an index",
                   "quarle index show release-1/assets.mkx --json", RunIndexShow);
-  CLI::App* const stat =
-      AddIndexCommand(*index, line, "stat", "Counts, sizes, share of each flag, classes",
-                      "quarle index stat release-1/assets.mkx --top 20", RunIndexStat);
+  CLI::App* const stat = AddIndexCommand(
+      *index, line, "stat", "Count records, their flags and classes, and the bytes of each section",
+      "quarle index stat release-1/assets.mkx --top 20", RunIndexStat);
   stat->add_option("--top", line.index.top, "Classes to list")
       ->type_name("N")
       ->capture_default_str();
@@ -145,8 +152,9 @@ void AddGroups(CLI::App& app, CommandLine& line) {
 }
 
 void AddTags(CLI::App& app, CommandLine& line) {
-  CLI::App* const tags = AddCommand(app, "tags", "Look into tag files, and change their form",
-                                    "quarle tags show wagon/config.txt");
+  CLI::App* const tags =
+      AddCommand(app, "tags", "Look into tag files such as configs, and change their form",
+                 "quarle tags show wagon/config.txt");
   tags->require_subcommand(1);
 
   CLI::App* const show = AddCommand(*tags, "show", "Draw a tag file as a tree",
@@ -164,12 +172,20 @@ void AddTags(CLI::App& app, CommandLine& line) {
   convert->callback([&] { line.run = [&] { return RunTagsConvert(line.tags, line.common); }; });
 }
 
+/// "-0", or what is left of "-10", counts as a file's name otherwise.
+const CLI::Validator kNoLevel(
+    [](const std::string& text) {
+      const bool isNumber = text.size() == 2 && text[0] == '-' && text[1] >= '0' && text[1] <= '9';
+      return isNumber ? "levels are -1 to -9, of 'lzss pack'" : std::string();
+    },
+    "");
+
 using CoderFunction = int (*)(const CoderOptions&, const CommonOptions&);
 
 CLI::App* AddCoderCommand(CLI::App& coder, CommandLine& line, const char* name, const char* what,
                           const char* example, CoderFunction run) {
   CLI::App* const command = AddCommand(coder, name, what, example);
-  AddText(*command, "IN", line.coder.input, "The file to read");
+  AddText(*command, "IN", line.coder.input, "The file to read")->check(kNoLevel);
   AddText(*command, "OUT", line.coder.output, "The file to write; it may be IN");
   AddCommon(*command, line.common);
   command->callback(
@@ -178,17 +194,18 @@ CLI::App* AddCoderCommand(CLI::App& coder, CommandLine& line, const char* name, 
 }
 
 void AddCoders(CLI::App& app, CommandLine& line) {
-  CLI::App* const file =
-      AddCommand(app, "file", "Change files between their plain and their compressed (CFIL) form",
-                 "quarle file pack config.txt config.packed");
+  CLI::App* const file = AddCommand(
+      app, "file", "Compress a file so that the product reads it as before (CFIL), and back",
+      "quarle file pack config.txt config.packed");
   file->require_subcommand(1);
   AddCoderCommand(*file, line, "pack", "Write the compressed form of a file",
                   "quarle file pack config.txt config.packed", RunFilePack);
   AddCoderCommand(*file, line, "unpack", "Write the plain form of a compressed file",
                   "quarle file unpack config.packed config.txt", RunFileUnpack);
 
-  CLI::App* const lzss = AddCommand(app, "lzss", "Make LZSS streams of files, and read them",
-                                    "quarle lzss pack -9 mesh.im mesh.lzss");
+  CLI::App* const lzss =
+      AddCommand(app, "lzss", "Compress a file as packages do inside (LZSS), and back",
+                 "quarle lzss pack -9 mesh.im mesh.lzss");
   lzss->require_subcommand(1);
   CLI::App* const pack =
       AddCoderCommand(*lzss, line, "pack", "Compress a file into one LZSS stream",
@@ -198,8 +215,8 @@ void AddCoders(CLI::App& app, CommandLine& line) {
       ->group("");
   line.coder.level = kDefaultLzssLevel;  // the flags have set it to 0
   pack->footer(
-      "Levels:\n  -1 to -6  expand fastest; higher ones look longer for what repeats\n"
-      "  -7 to -9  are smaller; without a level -6\n\n" +
+      "Levels:\n  -1 to -6  unpack fastest; the higher, the smaller and the slower to pack\n"
+      "  -7 to -9  smaller still, and slower to unpack; without a level -6\n\n" +
       pack->get_footer());
   AddCoderCommand(*lzss, line, "unpack", "Expand an LZSS stream of any level",
                   "quarle lzss unpack mesh.lzss mesh.im", RunLzssUnpack);
@@ -208,10 +225,8 @@ void AddCoders(CLI::App& app, CommandLine& line) {
 void AddPlid(CLI::App& app, CommandLine& line) {
   CLI::App* const plid = AddCommand(app, "plid", "Say what a text means as an asset identifier",
                                     "quarle plid '<plid2:1234:56789:3>' 1234:56789");
-  plid->add_option("TEXT", line.plid.texts, "Identifiers in any spelling")
-      ->required()
-      ->type_name("");
-  plid->add_flag("--strict", line.plid.strict, "Take only the bracketed forms");
+  plid->add_option("TEXT", line.plid.texts, kIdSpellings)->required()->type_name("");
+  plid->add_flag("--strict", line.plid.strict, "Take only the forms in brackets");
   AddCommon(*plid, line.common);
   plid->callback([&] { line.run = [&] { return RunPlid(line.plid, line.common); }; });
 }
@@ -240,8 +255,9 @@ void AddFilling(CLI::App& command, CommandLine& line) {
 }
 
 void AddArchive(CLI::App& app, CommandLine& line) {
-  CLI::App* const archive = AddCommand(app, "archive", "Look into an archive, and change it",
-                                       "quarle archive list content.ja");
+  CLI::App* const archive =
+      AddCommand(app, "archive", "Make an archive of files (.ja), look into it, change it",
+                 "quarle archive list content.ja");
   archive->require_subcommand(1);
   AddArchiveCommand(*archive, line, "list", "List the files of an archive",
                     "quarle archive list content.ja --json", RunArchiveList);
@@ -273,9 +289,30 @@ void AddArchive(CLI::App& app, CommandLine& line) {
   AddText(*rename, "NEW", line.archive.to, "Its new name");
 }
 
+std::string MeantCommand(const CLI::App& at, const std::string& given) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : at.get_subcommands({})) names.push_back(command->get_name());
+  return Nearest(given, names);
+}
+
+std::string MeantOption(const CLI::App& at, const std::string& given) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : at.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return Nearest(given.substr(0, given.find('=')), names);
+}
+
 /// Usage errors are one line of ours, with the way to the help of the command.
 int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
-  if (error.get_exit_code() == 0) return app.exit(error);
+  if (error.get_exit_code() == 0) {
+    std::ostringstream text;
+    static_cast<void>(app.exit(error, text, text));
+    std::string help = text.str();
+    for (std::size_t at; (at = help.find("\n\n\n")) != std::string::npos;) help.erase(at, 1);
+    Print(help);
+    return kDone;
+  }
   std::string command = "quarle";
   const CLI::App* at = &app;
   while (!at->get_subcommands().empty()) {
@@ -283,6 +320,7 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
     command += " " + at->get_name();
   }
   std::string what = error.what();
+  std::string meant;
   what.resize(std::min(what.find('\n'), what.size()));
   const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
   const bool isOfCount =
@@ -290,9 +328,12 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<std::string> unknown = isOfCount ? at->remaining() : std::vector<std::string>();
   if (!unknown.empty() && unknown.front().starts_with('-')) {
     what = "There is no option " + Quoted(unknown.front());
+    meant = MeantOption(*at, unknown.front());
   } else if (!unknown.empty() && !at->get_subcommands({}).empty()) {
     what = "There is no command " + Quoted(unknown.front());
+    meant = MeantCommand(*at, unknown.front());
   }
+  if (!meant.empty()) what += ", but there is " + Quoted(meant);
   return FailUsage(Printable(what) + "; see " + command + " --help");
 }
 
@@ -310,7 +351,11 @@ int Run(int argc, char** argv) {
   CLI::App app(
       "Asset indexes and patch sets, tag files, archives, packages, and a product's assets.",
       "quarle");
-  app.footer("Example:\n  quarle diff release-1 release-2 patch-1-2");
+  app.get_formatter()->label("Positionals", "Arguments");
+  app.get_formatter()->label("REQUIRED", "(required)");
+  app.footer(
+      "Example:\n  quarle diff release-1 release-2 patch-1-2\n\n"
+      "'quarle COMMAND --help' tells of a command. Exit status: 0 done, 1 failed, 2 wrong usage.");
   app.set_version_flag("--version", "quarle " QUARLE_VERSION);
   app.require_subcommand(1);
   CommandLine line;
@@ -329,7 +374,10 @@ int Run(int argc, char** argv) {
     return ReportParse(app, error);
   }
   const std::string& log = line.common.log;
-  if (!log.empty() && !OpenLog(log)) return Fail("cannot write the log " + Quoted(log));
+  if (!log.empty() && !OpenLog(log)) {
+    return Fail("cannot write the log " + Quoted(log) +
+                "; check that it is a file in a folder which may be written and has room");
+  }
   return line.run();
 }
 

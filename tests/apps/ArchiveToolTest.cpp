@@ -60,6 +60,7 @@ TEST_F(ArchiveTool, ChangesAreThoseAskedFor) {
   EXPECT_EQ(Run("archive add a.ja in/Maps/ONE.txt in/three --json").Json()["replaced"], 1);
   EXPECT_EQ(Run("archive rename a.ja in/three in/maps/one.txt").status, 1);
   EXPECT_EQ(Run("archive rename a.ja in/three ../three").status, 1);
+  EXPECT_EQ(Run("archive rename a.ja in/three IN/maps").status, 1);
   EXPECT_EQ(Run("archive rename a.ja IN/three Three").status, 0);
   EXPECT_EQ(Files(), "in/Maps/deep/two.txt in/Maps/ONE.txt Three ");
   EXPECT_EQ(Run("archive delete a.ja three none").status, 1);

@@ -221,7 +221,7 @@ TEST_F(IndexCommands, CheckTellsDuplicatesFromLooseEnds) {
     EXPECT_EQ(Run("index check i.mkx -q").out, "") << c.what;
   }
   const std::string text = Run("index check i.mkx").out;
-  EXPECT_NE(text.find("1 identifiers with more than one record\n  <plid:1:1>: 3 records"),
+  EXPECT_NE(text.find("Identifiers with more than one record (1)\n  <plid:1:1>: 3 records"),
             std::string::npos)
       << text;
 }

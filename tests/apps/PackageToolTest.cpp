@@ -30,10 +30,11 @@ class PackageTool : public QuarleProgram {
 };
 
 TEST_F(PackageTool, WhatGoesInComesOut) {
-  EXPECT_EQ(Run("package create w.kpx coal ore").out.substr(0, 34),
+  EXPECT_EQ(Run("package create w.kpx coal ore --author 'Agnes Å'").out.substr(0, 34),
             "'w.kpx': 2 assets, 2 files, 48.8 K");
   const nlohmann::json list = Run("package list w.kpx --json").Json();
-  EXPECT_EQ(list["compression"], "LZSS");
+  EXPECT_EQ(list["author"], "Agnes Å");
+  EXPECT_FALSE(list.contains("license"));
   EXPECT_EQ(list["assets"][0]["name"], "Coal wagon");
   EXPECT_EQ(list["assets"][0]["bytes"], 50'000);
   EXPECT_LT(list["assets"][0]["storedBytes"], 5000);
@@ -47,7 +48,9 @@ TEST_F(PackageTool, WhatGoesInComesOut) {
   EXPECT_EQ(Run("package extract w.kpx out/new --json").Json()["assets"].size(), 2u);
   EXPECT_EQ(Read("out/new/plid2 1001 7 1/textures/coal.tga"), Read("coal/textures/coal.tga"));
   // What came out makes the same package.
-  EXPECT_EQ(Run("package create x.kpx 'out/new/plid2 1001 7 1' 'plid 1001 8'").status, 0);
+  EXPECT_EQ(
+      Run("package create x.kpx 'out/new/plid2 1001 7 1' 'plid 1001 8' --author 'Agnes Å'").status,
+      0);
   EXPECT_TRUE(Read("x.kpx") == Read("w.kpx"));
 }
 
@@ -66,7 +69,7 @@ TEST_F(PackageTool, FailuresAreOneLineAndLeaveNothing) {
                {"package create w.zip coal", "Needs to be .kpx"},
                {"package create n.kpx coal coal", "<plid2:1001:7:1> is already present"},
                {"package create n.kpx coal bare", "'bare' has no config"},
-               {"package create n.kpx none", "'none' has no config"},
+               {"package create n.kpx none", "'none' is no folder"},
                {"package create n.kpx anonymous", "valid PLID"},
                {"package create n.kpx doc", "'doc/sub/a.doc' is of a type"},
                {"package create no/n.kpx coal", "Unable to write"},

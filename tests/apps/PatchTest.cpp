@@ -59,6 +59,26 @@ TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
   EXPECT_EQ(ids, "<plid:1:1> <plid:1:3> <plid:1:4> <plid:1:5> ");
 }
 
+// What a first run installed would be taken for the folders of replaced assets.
+TEST_F(Patching, ASecondRunDeletesNothingUnlessToldTo) {
+  MUKAsset moved = Asset(4, "d");
+  moved.legacyPath = "world/d";
+  Save("new/assets.mkx", {Asset(1, "a"), moved});
+  ASSERT_EQ(Run("diff old new set").status, 0);
+  ASSERT_EQ(Run("patch there set").status, 0);
+  Write("there/world/d/config.txt", "x");
+  const std::string backup = Read("there/assets.mkx.bak");
+  const Outcome again = Run("patch there set");
+  EXPECT_EQ(again.status, 1);
+  EXPECT_NE(again.err.find("'world/d'; if that is meant, use --again"), std::string::npos)
+      << again.err;
+  EXPECT_EQ(Run("patch there set -n").status, 0);
+  EXPECT_EQ(Read("there/assets.mkx.bak"), backup);
+  EXPECT_EQ(Read("there/world/d/config.txt"), "x");
+  EXPECT_EQ(Run("patch there set --again").status, 0);
+  EXPECT_FALSE(fs::exists(temp_ / "there/world/d"));
+}
+
 TEST_F(Patching, KeepsACopyOnlyIfToldTo) {
   ASSERT_EQ(Run("diff old new set").status, 0);
   EXPECT_EQ(Run("patch old/ set/ --no-backup --quiet").out, "");

@@ -17,7 +17,10 @@ TEST_F(Usage, WrongCommandLinesAreStatus2AndOneLine) {
   } cases[] = {
       {"", "subcommand"},
       {"frobnicate", "no command 'frobnicate'"},
-      {"set frobnicate", "no command 'frobnicate'"},
+      {"set frobnicate", "no command 'frobnicate'; see"},
+      {"idnex", "but there is 'index'; see quarle --help"},
+      {"index build r --bulit-in=1", "but there is '--built-in'"},
+      {"lzss pack -10 a b", "levels are -1 to -9"},
       {"index", "quarle index --help"},
       {"diff a b", "OUT"},
       {"diff a b ''", "must not be empty"},
@@ -72,7 +75,7 @@ TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {
     const char* said;
   } cases[] = {
       {"index show none.mkx", "'none.mkx': there is no such file"},
-      {"index stat good", "'good': it is a folder"},
+      {"index stat good", "'good': it is a folder; name the file in it, such as 'good/assets.mkx'"},
       {"index check cut/assets.mkx", "'cut/assets.mkx': the stored length"},
       {"index check text/assets.mkx", "no asset index"},
       {"index check v18/assets.mkx", "(18 instead of 19)"},
@@ -85,7 +88,8 @@ TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {
       {"diff good good out --plugin libm.so.6", "'libm.so.6'"},
       {"patch good none", "'none/data/assets.mkx.MUKDel'"},
       {"set show none", "'none/data/assets.mkx.MUKDel'"},
-      {"set check none", "none/data/assets.mkx.MUKDel' is missing"},
+      {"set check none", "none/data/assets.mkx.MUKDel' is missing, as is all"},
+      {"diff good/assets.mkx good out", "name the folder"},
       {"plid 7:8 hello", "'hello'"},
       {"plid --strict 7:8", "'7:8'"},
   };
@@ -112,9 +116,11 @@ TEST_F(Usage, OnlyAnOptionMakesALog) {
 }
 
 TEST_F(Usage, AFullDiskUnderTheOutputIsAFailure) {
-  const Outcome outcome = Shell("( " QUARLE_PATH " plid 1:2 >/dev/full )");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
+  for (const char* arguments : {"plid 1:2", "--version", "--help"}) {
+    const Outcome outcome = Shell(std::string("( " QUARLE_PATH " ") + arguments + " >/dev/full )");
+    EXPECT_EQ(outcome.status, 1) << arguments;
+    EXPECT_TRUE(outcome.HasOneErrorLine()) << arguments << ": " << outcome.err;
+  }
 }
 
 // What a script reads must not change with the terminal, and NO_COLOR is a promise.

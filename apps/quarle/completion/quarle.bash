@@ -10,8 +10,10 @@ _quarle() {
   help=$("$1" "${command[@]}" --help 2>/dev/null) || return
   local commands options
   commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p' <<<"$help")
-  options=$(sed -n '/^Options:/,/^$/s/^  \(-[^ ]*\).*/\1/p' <<<"$help" | tr ',' '\n')
-  if [[ $current == -* ]]; then
+  options=$(sed -n '/^Options/,/^$/s/^  \(-[^ ]*\).*/\1/p' <<<"$help" | tr ',' '\n')
+  if [[ ${COMP_WORDS[COMP_CWORD-1]} == --progress ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$current")
+  elif [[ $current == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
   elif [[ -n $commands ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$current")
