@@ -1,6 +1,5 @@
 #include "bench/FolderWriter.h"
 
-#include <algorithm>
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
@@ -8,6 +7,7 @@
 
 #include "bench/Vocabulary.h"
 #include "kernel/standard/CodePage.h"
+#include "kernel/standard/PopWord.h"
 
 namespace {
 
@@ -63,8 +63,7 @@ std::string FolderName(std::string_view name, std::uint32_t number) {
 /// One tag a code: "KEY-0", "KEY-1".
 void AppendCodes(std::string& text, const char* key, std::string_view codes) {
   for (int i = 0; !codes.empty(); ++i) {
-    const std::string_view code = codes.substr(0, codes.find(';'));
-    codes.remove_prefix(std::min(codes.size(), code.size() + 1));
+    const std::string_view code = Zef::PopWord(codes, ';');
     text += std::string(key) + "-" + std::to_string(i) + " \"" + std::string(code) + "\"\n";
   }
 }

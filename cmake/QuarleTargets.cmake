@@ -35,11 +35,22 @@ function(quarle_add_folder target)
   target_link_libraries(${target} PUBLIC quarle_options ${ARG_DEPENDS})
 endfunction()
 
+# What every test file is compiled as, so that all share one precompiled header. What is tested
+# lies in the libraries, which are optimised; GCC 12 takes half the time for tests that are not.
+function(quarle_test_options target)
+  target_compile_options(${target} PRIVATE
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:RelWithDebInfo>>:-O0>
+    $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)  # for ccache
+  set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+endfunction()
+
 # quarle_add_test(NAME [DEPENDS targets...]): one GoogleTest program of all sources of a folder.
 function(quarle_add_test name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS "*.cpp")
   add_executable(${name} ${sources})
-  target_link_libraries(${name} PRIVATE quarle_test_support ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE quarle_test_support ${ARG_DEPENDS} GTest::gtest_main)
+  quarle_test_options(${name})
+  target_precompile_headers(${name} REUSE_FROM quarle_test_support)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()

@@ -43,36 +43,38 @@ bool Set(const PLID& id, std::uint32_t mask, Change change) {
   return true;
 }
 
-bool SetText(const PLID& id, AssetText MUKAsset::*field, std::string_view value) {
-  return Set(id, kChangeGeneral, [=](MUKAsset& record) {
+/// Gives a field another value; `after` does what follows from that.
+template <typename Field, typename Value, typename After>
+bool SetField(const PLID& id, Field MUKAsset::*field, const Value& value, std::uint32_t mask,
+              After after) {
+  return Set(id, mask, [&](MUKAsset& record) {
     if (record.*field == value) return false;
     record.*field = value;
+    after(record);
     return true;
   });
+}
+
+template <typename Field, typename Value>
+bool SetValue(const PLID& id, Field MUKAsset::*field, const Value& value,
+              std::uint32_t mask = kChangeGeneral) {
+  return SetField(id, field, value, mask, [](MUKAsset&) {});
 }
 
 /// For the fields by which assets are searched.
 bool SetSearchedText(const PLID& id, AssetText MUKAsset::*field, std::string_view value) {
-  return Set(id, kChangeGeneral, [=](MUKAsset& record) {
-    if (record.*field == value) return false;
-    record.*field = value;
-    Database::Get().Index().ForgetSearchText(record);
-    return true;
-  });
+  return SetField(id, field, value, kChangeGeneral,
+                  [](MUKAsset& record) { Database::Get().Index().ForgetSearchText(record); });
 }
 
 /// For the paths, by which others know whether what they depend on is there.
 bool SetPlace(const PLID& id, AssetText MUKAsset::*field, std::string_view value) {
-  return Set(id, kChangeGeneral, [=](MUKAsset& record) {
-    if (record.*field == value) return false;
-    record.*field = value;
-    UpdateAsset(Database::Get().Index(), record);
-    return true;
-  });
+  return SetField(id, field, value, kChangeGeneral,
+                  [](MUKAsset& record) { UpdateAsset(Database::Get().Index(), record); });
 }
 
-/// A bit that HasMissingDependency or its like fill in under a shared guard.
-bool GetDependency(const PLID& id, bool (*has)(MUKAssetIndex&, MUKAsset&, bool*)) {
+/// A bit that `has` fills in under a shared guard.
+bool GetCached(const PLID& id, bool (*has)(MUKAssetIndex&, MUKAsset&, bool* changed)) {
   const MUKLock guard(false);
   if (!guard.IsHeld()) return false;
   Database& database = Database::Get();
@@ -85,22 +87,21 @@ bool GetDependency(const PLID& id, bool (*has)(MUKAssetIndex&, MUKAsset&, bool*)
   return result;
 }
 
-template <typename Value>
-bool SetValue(const PLID& id, Value MUKAsset::*field, const Value& value,
-              std::uint32_t mask = kChangeGeneral) {
-  return Set(id, mask, [&](MUKAsset& record) {
-    if (record.*field == value) return false;
-    record.*field = value;
-    return true;
-  });
-}
-
 bool SetFlag(const PLID& id, AssetFlag flag, bool value) {
   return Set(id, kChangeGeneral, [=](MUKAsset& record) {
     if (record.Has(flag) == value) return false;
     record.Set(flag, value);
     return true;
   });
+}
+
+bool IsInArchive(MUKAssetIndex& index, MUKAsset& record, bool* changed) {
+  if (!record.Has(AssetFlag::InArchiveKnown)) {
+    record.Set(AssetFlag::InArchive, index.Companions().archives.Contains(record.id));
+    record.Set(AssetFlag::InArchiveKnown, true);
+    *changed = true;
+  }
+  return record.Has(AssetFlag::InArchive);
 }
 
 }  // namespace
@@ -180,33 +181,18 @@ bool MUKGetObsolete(const PLID& id) {
              [](const MUKAsset& record) { return Database::Get().Index().IsObsolete(record); });
 }
 
-bool MUKGetInArchive(const PLID& id) {
-  const MUKLock guard(false);
-  if (!guard.IsHeld()) return false;
-  Database& database = Database::Get();
-  MUKAsset* const record = database.Index().Find(id);
-  if (record == nullptr) return false;
-  const std::lock_guard cache(database.CacheLock());
-  if (!record->Has(AssetFlag::InArchiveKnown)) {
-    const bool held = database.Index().Companions().archives.Contains(id);
-    record->Set(AssetFlag::InArchive, held);
-    record->Set(AssetFlag::InArchiveKnown, true);
-    database.MarkChanged(kChangeGeneral);
-  }
-  return record->Has(AssetFlag::InArchive);
-}
-
-bool MUKGetMissingDependency(const PLID& id) { return GetDependency(id, HasMissingDependency); }
-bool MUKGetFaultyDependency(const PLID& id) { return GetDependency(id, HasFaultyDependency); }
+bool MUKGetInArchive(const PLID& id) { return GetCached(id, IsInArchive); }
+bool MUKGetMissingDependency(const PLID& id) { return GetCached(id, HasMissingDependency); }
+bool MUKGetFaultyDependency(const PLID& id) { return GetCached(id, HasFaultyDependency); }
 
 bool MUKSetCategory(const PLID& id, std::string_view value) {
   return SetSearchedText(id, &MUKAsset::category, value);
 }
 bool MUKSetRegion(const PLID& id, std::string_view value) {
-  return SetText(id, &MUKAsset::region, value);
+  return SetValue(id, &MUKAsset::region, value);
 }
 bool MUKSetEra(const PLID& id, std::string_view value) {
-  return SetText(id, &MUKAsset::era, value);
+  return SetValue(id, &MUKAsset::era, value);
 }
 bool MUKSetName(const PLID& id, std::string_view value) {
   return SetSearchedText(id, &MUKAsset::name, value);
@@ -218,7 +204,7 @@ bool MUKSetKeywords(const PLID& id, std::string_view value) {
   return SetSearchedText(id, &MUKAsset::keywords, value);
 }
 bool MUKSetDescription(const PLID& id, std::string_view value) {
-  return SetText(id, &MUKAsset::description, value);
+  return SetValue(id, &MUKAsset::description, value);
 }
 bool MUKSetEditPath(const PLID& id, std::string_view value) {
   return SetPlace(id, &MUKAsset::editPath, value);
@@ -227,7 +213,7 @@ bool MUKSetInstallPath(const PLID& id, std::string_view value) {
   return SetPlace(id, &MUKAsset::installPath, value);
 }
 bool MUKSetArchiveName(const PLID& id, std::string_view value) {
-  return SetText(id, &MUKAsset::archiveName, value);
+  return SetValue(id, &MUKAsset::archiveName, value);
 }
 bool MUKSetLegacyPath(const PLID& id, std::string_view value) {
   return SetPlace(id, &MUKAsset::legacyPath, value);

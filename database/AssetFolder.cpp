@@ -7,6 +7,7 @@
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/FileFind.h"
+#include "kernel/standard/PopWord.h"
 #include "kernel/standard/Subst.h"
 
 namespace {
@@ -18,9 +19,7 @@ using Zef::Platform::FolderReader;
 bool IsSafe(std::string_view path) {
   if (path.empty() || path.find('\0') != std::string_view::npos) return false;
   while (!path.empty()) {
-    const std::size_t end = path.find_first_of(Zef::FilePath::kSeparators);
-    if (path.substr(0, end) == "..") return false;
-    path.remove_prefix(end == std::string_view::npos ? path.size() : end + 1);
+    if (Zef::PopWord(path, Zef::FilePath::kSeparators) == "..") return false;
   }
   return true;
 }

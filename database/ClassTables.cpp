@@ -8,6 +8,7 @@
 
 #include "database/CodeList.h"
 #include "kernel/standard/CodePage.h"
+#include "kernel/standard/PopWord.h"
 
 namespace {
 
@@ -232,9 +233,7 @@ constexpr NameRow kClassKeys[] = {
 
 bool HasOldCode(std::string_view codes, std::string_view code) {
   while (!codes.empty()) {
-    const std::size_t end = std::min(codes.find(' '), codes.size());
-    if (Zef::EqualFolded(codes.substr(0, end), code)) return true;
-    codes.remove_prefix(std::min(end + 1, codes.size()));
+    if (Zef::EqualFolded(Zef::PopWord(codes, ' '), code)) return true;
   }
   return false;
 }

@@ -1,16 +1,11 @@
 #include "database/CodeList.h"
 
 #include "kernel/standard/CodePage.h"
+#include "kernel/standard/PopWord.h"
 
 namespace {
 
-/// Takes what stands before the next `separator`, and the separator.
-std::string_view PopWord(std::string_view& text, char separator) {
-  const std::size_t end = text.find(separator);
-  const std::string_view word = text.substr(0, end);
-  text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-  return word;
-}
+using Zef::PopWord;
 
 bool MatchWord(std::string_view list, std::string_view word) {
   const bool absent = !word.empty() && word.front() == '-';

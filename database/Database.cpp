@@ -196,16 +196,15 @@ void Database::LoadIndex() {
   // Set first: what the load calls takes guards of its own.
   loaded_ = true;
   try {
-    bool leftover = false;
     if (files_.Enabled() && settings_.allowRepair) ClearLeftovers(settings_.productRoot);
     if (!files_.Enabled()) {
       index_.Clear();
-    } else if (const auto outcome = LoadFiles(&leftover); outcome == Outcome::Unreadable) {
+    } else if (const Source source = LoadFiles(); source == Source::Blocked) {
       loaded_ = false;
       return;
-    } else if (outcome == Outcome::NotWhole && settings_.allowRepair) {
+    } else if (source != Source::Main && settings_.allowRepair) {
       RemoveEmptyAssetFolders(settings_.productRoot, kLocalArchive, "content ");
-      leftover ? Recover() : Rebuild();
+      source == Source::Leftover ? Recover() : Rebuild();
       if (stop_) {
         // A part of the product must not pass for the whole of it.
         loaded_ = false;
@@ -222,8 +221,7 @@ void Database::LoadIndex() {
   stamp_ = files_.MainStamp();
 }
 
-/// How "assets.mkx" loaded, or Unreadable if a file that would take its place was.
-DatabaseFiles::Outcome Database::LoadFiles(bool* leftover) {
+Database::Source Database::LoadFiles() {
   Outcome main = Outcome::NotWhole;
   Outcome left = Outcome::NotWhole;
   {
@@ -235,15 +233,15 @@ DatabaseFiles::Outcome Database::LoadFiles(bool* leftover) {
   if (main == Outcome::NotWhole && settings_.allowRepair && !settings_.archivesOnly) {
     left = files_.LoadLeftover(index_);
   }
-  *leftover = left == Outcome::Loaded;
   const std::lock_guard state(stateLock_);
   if (main == Outcome::Unreadable || left == Outcome::Unreadable) {
     dirty_ = false;
-    return Outcome::Unreadable;
+    return Source::Blocked;
   }
   mainStands_ = main == Outcome::Loaded;
   if (dirty_) BackUpLocked();
-  return main;
+  if (mainStands_) return Source::Main;
+  return left == Outcome::Loaded ? Source::Leftover : Source::None;
 }
 
 void Database::Recover() {

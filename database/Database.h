@@ -115,7 +115,9 @@ class Database final : public IndexHost {
   void Notify();
 
   void LoadIndex();
-  DatabaseFiles::Outcome LoadFiles(bool* leftover);
+  /// Which file the index was loaded from. Blocked: one that would take its place is unreadable.
+  enum class Source { Main, Leftover, None, Blocked };
+  Source LoadFiles();
   void Recover();
   void Rebuild();
   void BackUpLocked();

@@ -29,29 +29,22 @@ constexpr std::size_t kWriteSpan = 1u << 18;
 /// Records read ahead of their entering the table, whose places are fetched meanwhile.
 constexpr std::uint32_t kEnterBatch = 32;
 
-struct Image {
-  LargeBlock bytes;
-  std::size_t size = 0;
-};
-
 /// Reads exactly `size` bytes. A compressed file may promise more than it holds, so its image
 /// grows with what arrives.
-bool ReadImage(Zef::File& file, std::size_t size, Image& image) {
+bool ReadImage(Zef::File& file, std::size_t size, LargeBlock& image) {
   const bool compressed =
       (file.Mode() & Zef::FileMode::kReadMask) == Zef::FileMode::kReadCompressed;
   std::size_t capacity = compressed ? std::min(size, kFirstRead) : size;
   std::size_t have = 0;
   while (true) {
     auto bytes = MakeLargeBlock(capacity);
-    if (have != 0) std::memcpy(bytes.get(), image.bytes.get(), have);
-    image.bytes = std::move(bytes);
-    have += file.Read(image.bytes.get() + have, 1, capacity - have);
+    if (have != 0) std::memcpy(bytes.get(), image.get(), have);
+    image = std::move(bytes);
+    have += file.Read(image.get() + have, 1, capacity - have);
     if (have < capacity) return false;
-    if (have == size) break;
+    if (have == size) return true;
     capacity = std::min(size, capacity * 2);
   }
-  image.size = size;
-  return true;
 }
 
 /// Gives a finished file the name without its suffix, and the permissions of what stands there,
@@ -62,11 +55,8 @@ bool ReplaceOld(const Zef::File& file) {
   Platform::FileInfo info;
   if (Platform::GetInfo(target, &info)) {
     if (info.readOnly || info.folder) return false;
-    const Platform::FileHandle old = Platform::OpenFile(target, {});
-    if (old != Platform::kNoFile) {
-      Platform::CopyPermissions(old, file.Origin().handle);
-      Platform::CloseFile(old);
-    }
+    const Platform::OwnedFile old(Platform::OpenFile(target, {}));
+    if (old) Platform::CopyPermissions(old.Get(), file.Origin().handle);
   }
   return Platform::Replace(file.Name(), target);
 }
@@ -141,7 +131,8 @@ const char* IndexDamageText(IndexDamage damage) {
   return "";
 }
 
-bool MUKAssetIndex::Load(const std::string& path, IndexLoadReport* report, LoadOptions options) {
+bool MUKAssetIndex::Load(const std::string& path, IndexLoadReport* report,
+                         IndexLoadOptions options) {
   Clear();
   IndexLoadReport unwanted;
   IndexLoadReport& result = report != nullptr ? *report : unwanted;
@@ -154,13 +145,13 @@ bool MUKAssetIndex::Load(const std::string& path, IndexLoadReport* report, LoadO
     }
     result.damage = ReadIndexHeader(file, result);
     if (result.damage != IndexDamage::None) return false;
-    Image image;
-    if (!ReadImage(file, static_cast<std::size_t>(result.storedLength) - kIndexHeaderSize, image)) {
+    const auto size = static_cast<std::size_t>(result.storedLength) - kIndexHeaderSize;
+    if (!ReadImage(file, size, image_)) {
       result.damage = IndexDamage::ReadError;
+      Clear();
       return false;
     }
-    image_ = std::move(image.bytes);
-    Zef::ByteReader in(image_.get(), image.size);
+    Zef::ByteReader in(image_.get(), size);
     if (!ReadTables(in, options, result)) {
       result.offset = kIndexHeaderSize + in.Position();
       Clear();
@@ -178,7 +169,7 @@ bool MUKAssetIndex::Load(const std::string& path, IndexLoadReport* report, LoadO
   return true;
 }
 
-bool MUKAssetIndex::ReadTables(Zef::ByteReader& in, const LoadOptions& options,
+bool MUKAssetIndex::ReadTables(Zef::ByteReader& in, const IndexLoadOptions& options,
                                IndexLoadReport& report) {
   Zef::ByteReader ahead = in;
   report.recordCount = ahead.U32();
@@ -237,7 +228,7 @@ void MUKAssetIndex::ReadStation(Zef::ByteReader& in) {
   }
 }
 
-bool MUKAssetIndex::Save(const std::string& path, SaveOptions options) {
+bool MUKAssetIndex::Save(const std::string& path, IndexSaveOptions options) {
   if (host_ != nullptr) host_->BeforeSave();
   // A link stays a link: what it leads to is replaced.
   const std::string real = Zef::Platform::CanonicalPath(path);

@@ -7,6 +7,7 @@
 #include "database/CodeList.h"
 #include "database/IndexHost.h"
 #include "database/ShownName.h"
+#include "kernel/standard/PopWord.h"
 
 namespace {
 
@@ -23,9 +24,7 @@ class WordList {
  public:
   void Add(std::string_view words) {
     while (!words.empty()) {
-      const std::size_t end = words.find(';');
-      const std::string_view word = words.substr(0, end);
-      words.remove_prefix(end == std::string_view::npos ? words.size() : end + 1);
+      const std::string_view word = Zef::PopWord(words, ';');
       if (word.empty() || !IsNew(word)) continue;
       if (!text_.empty()) text_ += ';';
       text_ += word;
@@ -42,11 +41,7 @@ class WordList {
     return seen_.emplace(word).second;
   }
   void Learn(std::string_view words) {
-    while (!words.empty()) {
-      const std::string_view word = words.substr(0, words.find(';'));
-      seen_.emplace(word);
-      words.remove_prefix(std::min(word.size() + 1, words.size()));
-    }
+    while (!words.empty()) seen_.emplace(Zef::PopWord(words, ';'));
   }
 
   std::set<std::string, std::less<>> seen_;

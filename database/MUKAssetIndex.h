@@ -70,6 +70,14 @@ struct IndexLoadReport {
   std::array<std::uint64_t, 7> sectionStarts{};
 };
 
+struct IndexLoadOptions {
+  bool keepConfigCache = true;  ///< false skips the largest side table, for read-only use
+};
+
+struct IndexSaveOptions {
+  bool toDevice = false;  ///< wait for the content before and after the length is set
+};
+
 class MUKAssetIndex {
  public:
   static constexpr std::uint32_t kMagic = 0xCEEBA2DB;
@@ -83,25 +91,15 @@ class MUKAssetIndex {
   /// Deletes all records, also removed ones, and empties every table.
   void Clear();
 
-  struct LoadOptions {
-    bool keepConfigCache = true;  ///< false skips the largest side table, for read-only use
-  };
   /// Replaces the content by that of an index file. False for a file that cannot be opened or is
   /// damaged anywhere before the station state; the index is then empty. `report` may be null.
   /// Throws std::bad_alloc, empty, when memory runs out.
-  [[nodiscard]] bool Load(const std::string& path, IndexLoadReport* report = nullptr) {
-    return Load(path, report, LoadOptions());
-  }
-  [[nodiscard]] bool Load(const std::string& path, IndexLoadReport* report, LoadOptions options);
-
-  struct SaveOptions {
-    bool toDevice = false;  ///< wait for the content before and after the length is set
-  };
+  [[nodiscard]] bool Load(const std::string& path, IndexLoadReport* report = nullptr,
+                          IndexLoadOptions options = {});
   /// Writes the index file; its length word comes last, so a file with a good length was written
   /// to its end. False, with the old file as it was, when it could not be written whole; an index
   /// of 4 GiB and more cannot.
-  [[nodiscard]] bool Save(const std::string& path) { return Save(path, SaveOptions()); }
-  [[nodiscard]] bool Save(const std::string& path, SaveOptions options);
+  [[nodiscard]] bool Save(const std::string& path, IndexSaveOptions options = {});
 
   /// The record of an identifier, or null. With duplicates the first that arrived.
   MUKAsset* Find(const PLID& id) const;
@@ -162,7 +160,7 @@ class MUKAssetIndex {
   void SetStoredValues(std::uint32_t value, float number);
 
  private:
-  bool ReadTables(Zef::ByteReader& in, const LoadOptions& options, IndexLoadReport& report);
+  bool ReadTables(Zef::ByteReader& in, const IndexLoadOptions& options, IndexLoadReport& report);
   bool ReadRecords(Zef::ByteReader& in);
   void ReadStation(Zef::ByteReader& in);
   bool WriteTables(Zef::File& file, bool toDevice) const;

@@ -23,8 +23,6 @@ class MUKLock {
   MUKLock& operator=(const MUKLock&) = delete;
 
   bool IsHeld() const { return held_; }
-  /// True when asked for exclusively, or made exclusive on the way.
-  bool IsExclusive() const { return exclusive_; }
 
  private:
   bool Take(bool tryOnly);

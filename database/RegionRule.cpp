@@ -1,12 +1,12 @@
 #include "database/RegionRule.h"
 
-#include <algorithm>
 #include <cstddef>
 
 #include "database/CodeList.h"
 #include "database/NumberedTexts.h"
 #include "database/RegionTable.h"
 #include "kernel/standard/CodePage.h"
+#include "kernel/standard/PopWord.h"
 #include "tagdata/TagContainer.h"
 
 namespace {
@@ -20,11 +20,7 @@ std::string_view CutTrailingSpaces(std::string_view text) {
 
 /// Adds each text of a list with ';' between.
 void AddRegions(std::string& codes, std::string_view list) {
-  while (!list.empty()) {
-    const std::size_t end = std::min(list.find(';'), list.size());
-    AddRegion(codes, list.substr(0, end));
-    list.remove_prefix(std::min(end + 1, list.size()));
-  }
+  while (!list.empty()) AddRegion(codes, Zef::PopWord(list, ';'));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "environment/QuarleLog.h"
+#include "kernel/LockedValue.h"
 #include "kernel/standard/FilePath.h"
 #include "tagdata/TagFiles.h"
 #include "tagdata/TagTextWriter.h"
@@ -16,18 +17,16 @@ constexpr const char* kMapSection = "mirev_map_text";
 constexpr const char* kSpecSection = "mirev_spec_text";
 constexpr const char* kScenarioSection = "scenario_text";
 
-struct Settings {
-  std::mutex lock;
-  Zef::PString file = kFile;
-  Zef::PString root = kRoot;
-};
-
-Settings& TheSettings() {
-  static Settings settings;
-  return settings;
+Zef::LockedValue<Zef::PString>& TheFile() {
+  static Zef::LockedValue<Zef::PString> file(kFile);
+  return file;
 }
 
-// Apart from the settings, because loading asks for them.
+Zef::LockedValue<Zef::PString>& TheRoot() {
+  static Zef::LockedValue<Zef::PString> root(kRoot);
+  return root;
+}
+
 struct Instance {
   std::mutex lock;
   std::shared_ptr<const InterfaceTextDB> texts;
@@ -116,29 +115,10 @@ void DestroyInterfaceText() {
   instance.texts.reset();
 }
 
-void SetInterfaceFile(const Zef::PString& name) {
-  Settings& settings = TheSettings();
-  const std::lock_guard guard(settings.lock);
-  settings.file = name;
-}
-
-Zef::PString GetInterfaceFile() {
-  Settings& settings = TheSettings();
-  const std::lock_guard guard(settings.lock);
-  return settings.file;
-}
-
-void SetInterfaceRoot(const Zef::PString& root) {
-  Settings& settings = TheSettings();
-  const std::lock_guard guard(settings.lock);
-  settings.root = root;
-}
-
-Zef::PString GetInterfaceRoot() {
-  Settings& settings = TheSettings();
-  const std::lock_guard guard(settings.lock);
-  return settings.root;
-}
+void SetInterfaceFile(const Zef::PString& name) { TheFile().Set(name); }
+Zef::PString GetInterfaceFile() { return TheFile().Get(); }
+void SetInterfaceRoot(const Zef::PString& root) { TheRoot().Set(root); }
+Zef::PString GetInterfaceRoot() { return TheRoot().Get(); }
 
 std::string FillText(std::string_view text, std::span<const std::string> parameters) {
   std::string filled;

@@ -1,19 +1,14 @@
 #include "environment/ProductIdentity.h"
 
 #include <atomic>
-#include <mutex>
 
+#include "kernel/LockedValue.h"
 #include "kernel/platform/System.h"
 
 namespace {
 
-struct AppName {
-  std::mutex lock;
-  Zef::PString text;
-};
-
-AppName& TheAppName() {
-  static AppName name;
+Zef::LockedValue<Zef::PString>& TheAppName() {
+  static Zef::LockedValue<Zef::PString> name;
   return name;
 }
 
@@ -23,18 +18,8 @@ constinit std::atomic<std::uint8_t> productFlag{0};
 
 }  // namespace
 
-void SetAppName(const Zef::PString& name) {
-  AppName& appName = TheAppName();
-  const std::lock_guard guard(appName.lock);
-  appName.text = name;
-}
-
-Zef::PString GetAppName() {
-  AppName& appName = TheAppName();
-  const std::lock_guard guard(appName.lock);
-  return appName.text;
-}
-
+void SetAppName(const Zef::PString& name) { TheAppName().Set(name); }
+Zef::PString GetAppName() { return TheAppName().Get(); }
 void SetBuildNumber(std::int32_t build) { buildNumber.store(build); }
 std::int32_t GetBuildNumber() { return buildNumber.load(); }
 void SetVersion(float version) { productVersion.store(version); }

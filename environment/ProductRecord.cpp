@@ -125,11 +125,7 @@ std::optional<Installation> Create(std::string_view productName, std::string_vie
 bool IsDead(const Installation& each) {
   std::string exePath;
   if (!each.key.ReadText(Value::kExePath, exePath)) return !each.key.HasText(Value::kExePath);
-  if (exePath.empty()) return true;
-  const Platform::FileHandle file = Platform::OpenFile(exePath, {});
-  if (file == Platform::kNoFile) return true;
-  Platform::CloseFile(file);
-  return false;
+  return exePath.empty() || !Platform::OwnedFile(Platform::OpenFile(exePath, {}));
 }
 
 const RegistryKey& OpenKey() {

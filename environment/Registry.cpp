@@ -4,9 +4,9 @@
 #include <array>
 #include <cinttypes>
 #include <cstdio>
-#include <mutex>
 #include <utility>
 
+#include "kernel/LockedValue.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/platform/System.h"
 #include "kernel/standard/NumberText.h"
@@ -24,14 +24,9 @@ constexpr std::size_t kMostDigits = 9;
 constexpr std::uint32_t kLockTries = 200;
 constexpr std::uint32_t kLockPause = 10;  // milliseconds
 
-struct RootSetting {
-  std::mutex lock;
-  std::string folder;
-};
-
-RootSetting& TheRootSetting() {
-  static RootSetting setting;
-  return setting;
+Zef::LockedValue<std::string>& TheRootSetting() {
+  static Zef::LockedValue<std::string> folder;
+  return folder;
 }
 
 std::string UserRoot() {
@@ -54,13 +49,13 @@ std::string TemporaryPath(const std::string& path) {
 }
 
 bool WriteNewFile(const std::string& path, std::string_view bytes) {
-  const Platform::FileHandle file =
-      Platform::OpenFile(path, {.write = true, .creation = Platform::Creation::CreateNew});
-  if (file == Platform::kNoFile) return false;
-  const bool written = Platform::WriteAt(file, bytes.data(), bytes.size(), 0) ==
+  Platform::OwnedFile file(
+      Platform::OpenFile(path, {.write = true, .creation = Platform::Creation::CreateNew}));
+  if (!file) return false;
+  const bool written = Platform::WriteAt(file.Get(), bytes.data(), bytes.size(), 0) ==
                            static_cast<std::int64_t>(bytes.size()) &&
-                       Platform::FlushFile(file);
-  return Platform::CloseFile(file) && written;
+                       Platform::FlushFile(file.Get());
+  return file.Close() && written;
 }
 
 /// True for a folder that is no link to one.
@@ -77,22 +72,14 @@ bool IsNumberedName(std::string_view name) {
 }  // namespace
 
 std::string RegistryRoot() {
-  {
-    RootSetting& setting = TheRootSetting();
-    const std::lock_guard guard(setting.lock);
-    if (!setting.folder.empty()) return setting.folder;
-  }
-  std::string root;
+  std::string root = TheRootSetting().Get();
+  if (!root.empty()) return root;
   if (Platform::GetEnvironment(kVariable, &root) && !root.empty()) return root;
   if (Platform::IsFolder(kMachineRoot) || Platform::MakeFolders(kMachineRoot)) return kMachineRoot;
   return UserRoot();
 }
 
-void SetRegistryRoot(std::string folder) {
-  RootSetting& setting = TheRootSetting();
-  const std::lock_guard guard(setting.lock);
-  setting.folder = std::move(folder);
-}
+void SetRegistryRoot(std::string folder) { TheRootSetting().Set(std::move(folder)); }
 
 RegistryKey::RegistryKey(std::string folder) : folder_(std::move(folder)) {
   if (Platform::MayChangeFolder(folder_)) {
@@ -163,11 +150,10 @@ bool RegistryKey::HasText(std::string_view name) const {
 
 bool RegistryKey::ReadText(std::string_view name, std::string& text, std::size_t most) const {
   if (!IsOpen()) return false;
-  const Platform::FileHandle file = Platform::OpenFile(PathOf(name), {});
-  if (file == Platform::kNoFile) return false;
+  const Platform::OwnedFile file(Platform::OpenFile(PathOf(name), {}));
+  if (!file) return false;
   std::string bytes(most + 2, '\0');  // the line's end, and one more to see what is too long
-  const std::int64_t size = Platform::ReadAt(file, bytes.data(), bytes.size(), 0);
-  Platform::CloseFile(file);
+  const std::int64_t size = Platform::ReadAt(file.Get(), bytes.data(), bytes.size(), 0);
   if (size < 0) return false;
   bytes.resize(static_cast<std::size_t>(size));
   if (bytes.ends_with('\n')) bytes.pop_back();
@@ -195,12 +181,8 @@ RegistryLock::RegistryLock(const RegistryKey& key) {
   Platform::OpenError error = Platform::OpenError::Refused;
   for (std::uint32_t i = 0; i < kLockTries && error == Platform::OpenError::Refused; ++i) {
     if (i > 0) Platform::SleepMilliseconds(kLockPause);
-    file_ = Platform::OpenFile(key.Folder() + kLockName, options, &error);
+    file_ = Platform::OwnedFile(Platform::OpenFile(key.Folder() + kLockName, options, &error));
   }
-}
-
-RegistryLock::~RegistryLock() {
-  if (file_ != Platform::kNoFile) Platform::CloseFile(file_);
 }
 
 std::string_view CutValue(std::string_view text) {

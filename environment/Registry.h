@@ -75,12 +75,9 @@ class RegistryKey {
 class RegistryLock {
  public:
   explicit RegistryLock(const RegistryKey& key);
-  RegistryLock(const RegistryLock&) = delete;
-  RegistryLock& operator=(const RegistryLock&) = delete;
-  ~RegistryLock();
 
  private:
-  Zef::Platform::FileHandle file_ = Zef::Platform::kNoFile;
+  Zef::Platform::OwnedFile file_;
 };
 
 /// The text as a value holds it: up to its first zero, and 259 bytes of that.

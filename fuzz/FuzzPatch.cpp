@@ -9,6 +9,7 @@
 #include "database/MUKAssetIndex.h"
 #include "fuzz/ScratchFile.h"
 #include "plugin/PatchSet.h"
+#include "plugin/PatchSetFiles.h"
 
 namespace {
 

@@ -10,10 +10,12 @@
 #include "database/MUKAssetIndex.h"
 #include "database/MUKPackage.h"
 #include "database/PackageFiles.h"
+#include "database/StoredText.h"
 #include "kernel/ByteWriter.h"
 #include "kernel/standard/ArchiveFormat.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/LZSSCompress.h"
+#include "kernel/standard/PairCoder.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/TBuffer.h"
 #include "tagdata/BinaryTagWriter.h"
@@ -190,6 +192,54 @@ void PutPackages(const fs::path& folder) {
   static_cast<void>(archive.Finish());
 }
 
+/// Words of a file: coded and as they are.
+void PutCodedBlocks(const fs::path& folder) {
+  std::string content;
+  for (int i = 0; content.size() < 4000; ++i) content += "word" + std::to_string(i % 7) + " ";
+  const auto length = static_cast<std::uint32_t>(content.size());
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(content.data());
+  std::string coded(content.size(), '\0');
+  Zef::PairCoder coder;
+  coded.resize(coder.Encode(reinterpret_cast<std::uint8_t*>(coded.data()), bytes, length));
+  WriteWholeFile(folder / "coded", coded);
+  WriteWholeFile(folder / "plain", content);
+}
+
+/// Records in each file of a set; of the deletions one meets the base index, one is cut short.
+void PutSets(const fs::path& folder) {
+  Zef::ByteWriter records;
+  for (int i = 0; i < 2; ++i) AppendRecord(records, SampleRecord(i));
+  Zef::ByteWriter deletions;
+  for (int i = 1; i < 4; ++i) PutStoredId(deletions, PLID(1, i, 0));
+  deletions.U32(1);
+  const struct {
+    const char* name;
+    std::uint8_t first, second;  // shares of the deletions, and of the additions in the rest
+    const Zef::ByteWriter& content;
+  } sets[] = {
+      {"deletions", 255, 0, deletions}, {"additions", 0, 255, records}, {"changes", 0, 0, records}};
+  for (const auto& set : sets) {
+    Zef::ByteWriter out;
+    out.U8(set.first);
+    out.U8(set.second);
+    out.Bytes(set.content.View());
+    Put(folder / set.name, out.View());
+  }
+}
+
+/// Every form of an identifier, and names with patterns that match them.
+void PutNames(const fs::path& root) {
+  const char* const ids[] = {"<PLID:5:6>", "<PLID2:-3:7:127>", " <plid2:12:34:1> ", "12:34",
+                             "33554431:2147483647:127"};
+  const char* const matches[] = {"a/b.txt\na/*.*", "data:x\\y.TGA\n*.bmp;?.tga",
+                                 "/one/../two/./three.x\n../*.", "aaaab\n*a*a*b"};
+  int number = 0;
+  for (const char* id : ids) WriteWholeFile(root / "FuzzPLID" / std::to_string(number++), id);
+  for (const char* match : matches) {
+    WriteWholeFile(root / "FuzzWildcard" / std::to_string(number++), match);
+  }
+}
+
 /// Every token and form of a configuration text.
 constexpr std::string_view kConfigText =
     "version 1.0 # header\n/* nodes */ 5; a = ; b = 0x1F;; c { d = 1.5, -2, x; e : raw \\; text;\n"
@@ -216,16 +266,18 @@ int main(int argc, char** argv) {
   const fs::path index = root / "FuzzIndex" / "plain";
   SaveSampleIndex(index.string());
   Compress(index, root / "FuzzIndex" / "compressed");
-  // In front a mode and four places to seek to.
   const std::string file = ReadWholeFile(root / "FuzzIndex" / "compressed");
-  WriteWholeFile(root / "FuzzFile" / "compressed", std::string(9, '\0') + file);
-
-  Zef::ByteWriter set;
-  set.U8(0);  // what follows are additions, all of it
-  set.U8(255);
-  for (int i = 0; i < 2; ++i) AppendRecord(set, SampleRecord(i));
-  Put(root / "FuzzPatch" / "set", set.View());
-
+  for (const char mode : {'\0', '\1', '\2'}) {
+    // Four places to seek to, one behind the end.
+    const std::string preface = std::string(1, mode) + std::string("\0\7\0\xC8\1\2\x7F\xFF", 8);
+    WriteWholeFile(root / "FuzzFile" / std::to_string(mode), preface + file);
+  }
+  Zef::ByteWriter record;
+  AppendRecord(record, SampleRecord(2));
+  Put(root / "FuzzRecord" / "whole", record.View());
+  PutSets(root / "FuzzPatch");
+  PutNames(root);
+  PutCodedBlocks(root / "FuzzPairCoder");
   PutStreams(root / "FuzzLzss");
 
   Zef::TBuffer tags;

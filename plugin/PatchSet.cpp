@@ -16,7 +16,7 @@
 #include "database/StoredText.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/Exception.h"
-#include "kernel/standard/TFile.h"
+#include "plugin/PatchSetFiles.h"
 
 namespace {
 

@@ -11,8 +11,6 @@
 
 #include <string>
 
-#include "plugin/PatchSetReader.h"
-
 /// Writes the set that leads from `oldRoot` + `indexName` to `newRoot` + `indexName` into
 /// `outputRoot` + "data/". False when an index does not load or a file cannot be written.
 [[nodiscard]] bool MakePatchSet(const std::string& indexName, const std::string& oldRoot,

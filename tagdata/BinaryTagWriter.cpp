@@ -19,26 +19,6 @@ constexpr std::uint32_t kPlaceholder = 0xFFFFFFFF;
 constexpr std::size_t kMaxDataSize = 0x7FFFFFFF;
 constexpr std::uint64_t kByteAllowance = 2u << 20;
 
-TagCode CodeOf(std::int32_t type) {
-  switch (type) {
-    case TagSoup:
-      return TagCode::Container;
-    case TagBinary:
-      return TagCode::Binary;
-    case TagFloat:
-      return TagCode::Float;
-    case TagString:
-    case TagStringAlt:
-      return TagCode::String;
-    case TagInt:
-      return TagCode::Int;
-    case TagPLID:
-      return TagCode::PLID;
-    default:
-      return TagCode::Null;
-  }
-}
-
 /// A container whose records are being written, and where its own size word stands.
 struct OpenContainer {
   std::unique_ptr<TagCursor> tags;
@@ -84,7 +64,7 @@ bool WriteTree(Zef::ByteWriter& out, const HCSChunk& root) {
     if (!budget.Take(key, *chunk, open.size() - 1)) return false;
     if (key.size() > kMaxTagKeyLength) continue;
     const std::int32_t type = chunk->GetType();
-    const std::size_t sizeAt = WriteRecordHead(out, key, CodeOf(type));
+    const std::size_t sizeAt = WriteRecordHead(out, key, CodeOfTag(type));
     if (type == TagSoup) {
       if (open.size() > kMaxTagDepth) return false;
       open.push_back({chunk->Tags(), sizeAt});

@@ -80,13 +80,11 @@ bool NOLBinaryFile::ReadImage(std::span<const std::byte> file) {
 }
 
 bool NOLBinaryFile::Accept(Zef::Ref<TagImage> image) {
-  if (!ValidateRun(image->Bytes())) return false;
+  if (!ValidateTagRun(image->Bytes())) return false;
   image_ = std::move(image);
   overlay_ = Zef::Ref<TagOverlay>(new TagOverlay);
   return true;
 }
-
-bool NOLBinaryFile::ValidateRun(std::span<const std::byte> run) { return ValidateTagRun(run); }
 
 std::uint32_t NOLBinaryFile::DataSize() const {
   return image_ ? static_cast<std::uint32_t>(image_->Bytes().size()) : 0;

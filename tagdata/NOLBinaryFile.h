@@ -43,8 +43,6 @@ class NOLBinaryFile final : public HCSFile {
   bool Read(Zef::TStream& stream) override;
   /// The same from a whole file in memory, which is copied. Trailing bytes are ignored.
   bool ReadImage(std::span<const std::byte> file);
-  /// Whether a run of records (a file without its header) would be accepted.
-  [[nodiscard]] static bool ValidateRun(std::span<const std::byte> run);
 
   /// A view of all records; the null chunk without an image or for an unknown version.
   ChunkRef GetRoot() override;

@@ -12,24 +12,6 @@
 
 namespace {
 
-std::int32_t TypeOf(std::uint8_t code) {
-  switch (static_cast<TagCode>(code)) {
-    case TagCode::Int:
-      return TagInt;
-    case TagCode::Float:
-      return TagFloat;
-    case TagCode::String:
-      return TagString;
-    case TagCode::Binary:
-    case TagCode::AlignedBinary:
-      return TagBinary;
-    case TagCode::PLID:
-      return TagPLID;
-    default:
-      return TagNull;
-  }
-}
-
 /// A text of a file from before UTF-8. Always one zero longer than in the file, or than its
 /// conversion.
 ChunkRef ConvertAnsiText(std::span<const std::byte> payload) {
@@ -63,7 +45,7 @@ ChunkRef MakeNode(const Zef::Ref<TagImage>& image, const Zef::Ref<TagOverlay>& o
   if (code == TagCode::Container) return ChunkRef(new NOLBinarySoup(image, overlay, payload));
   if (IsConverted(*image, record)) return ConvertAnsiText(payload);
 
-  const std::int32_t type = TypeOf(record.code);
+  const TagType type = TypeOfCode(record.code);
   if (code == TagCode::AlignedBinary) {
     payload = CutPadding(payload, static_cast<std::size_t>(record.payload - image->Data()));
   }
@@ -84,15 +66,17 @@ TagRecord RecordAt(std::span<const std::byte> run, std::uint32_t offset) {
 
 }  // namespace
 
-/// Where the records of a run begin, hidden ones included, and a table of their keys.
+/// Where the records of a run begin that `keeps` picks, and a table of their keys.
 struct NOLBinarySoup::Index {
-  explicit Index(std::span<const std::byte> run) {
+  template <class Keeps>
+  Index(std::span<const std::byte> run, const Keeps& keeps) {
     std::vector<std::uint32_t> hashes;
     std::span<const std::byte> rest = run;
     TagRecord record{};
     for (;;) {
       const auto offset = static_cast<std::uint32_t>(run.size() - rest.size());
       if (!TakeTagRecord(rest, record)) break;
+      if (!keeps(record)) continue;
       offsets.push_back(offset);
       hashes.push_back(TagKeyIndex::Hash(record.key));
     }
@@ -107,31 +91,22 @@ struct NOLBinarySoup::Index {
 class NOLBinarySoup::Cursor final : public TagCursor {
  public:
   explicit Cursor(const NOLBinarySoup& soup)
-      : image_(soup.image_), overlay_(soup.overlay_), run_(soup.run_) {
-    std::vector<std::uint32_t> hashes;
-    std::span<const std::byte> rest = run_;
-    TagRecord record{};
-    for (;;) {
-      const auto offset = static_cast<std::uint32_t>(run_.size() - rest.size());
-      if (!TakeTagRecord(rest, record)) break;
-      if (soup.IsHidden(record)) continue;
-      offsets_.push_back(offset);
-      hashes.push_back(TagKeyIndex::Hash(record.key));
-    }
-    keys_ = TagKeyIndex(hashes);
-    added_ = overlay_->AddedTags(run_.data());
-  }
+      : image_(soup.image_),
+        overlay_(soup.overlay_),
+        run_(soup.run_),
+        live_(run_, [&](const TagRecord& record) { return !soup.IsHidden(record); }),
+        added_(overlay_->AddedTags(run_.data())) {}
 
   bool Next(std::string_view& key, ChunkRef& chunk) override {
-    if (at_ < offsets_.size()) {
-      key = RecordAt(run_, offsets_[at_]).key;
+    if (at_ < live_.offsets.size()) {
+      key = RecordAt(run_, live_.offsets[at_]).key;
       const std::uint32_t first = FirstRecord(key);
       isFirst_ = first == at_;
       chunk = isFirst_ ? NodeAt(first) : RepeatOf(first);
       ++at_;
       return true;
     }
-    const std::size_t added = at_ - offsets_.size();
+    const std::size_t added = at_ - live_.offsets.size();
     if (added >= added_.size()) return false;
     ++at_;
     const Zef::PString& addedKey = added_[added].key;
@@ -146,13 +121,13 @@ class NOLBinarySoup::Cursor final : public TagCursor {
 
  private:
   std::uint32_t FirstRecord(std::string_view key) const {
-    return keys_.Find(TagKeyIndex::Hash(key), [&](std::uint32_t position) {
-      return RecordAt(run_, offsets_[position]).key == key;
+    return live_.keys.Find(TagKeyIndex::Hash(key), [&](std::uint32_t position) {
+      return RecordAt(run_, live_.offsets[position]).key == key;
     });
   }
 
   ChunkRef NodeAt(std::uint32_t position) const {
-    return MakeNode(image_, overlay_, RecordAt(run_, offsets_[position]));
+    return MakeNode(image_, overlay_, RecordAt(run_, live_.offsets[position]));
   }
 
   /// Keeps the node: a text that is converted for each of its repeats could be the whole file.
@@ -170,8 +145,7 @@ class NOLBinarySoup::Cursor final : public TagCursor {
   Zef::Ref<TagImage> image_;
   Zef::Ref<TagOverlay> overlay_;
   std::span<const std::byte> run_;
-  std::vector<std::uint32_t> offsets_;
-  TagKeyIndex keys_;
+  Index live_;
   std::vector<TagOverlay::Added> added_;
   std::unordered_map<std::uint32_t, ChunkRef> repeated_;  ///< by the position of their key's first
   std::size_t at_ = 0;
@@ -186,14 +160,15 @@ bool NOLBinarySoup::IsHidden(const TagRecord& record) const {
   return overlay_->IsModified() && overlay_->IsHidden(run_.data(), record.payload);
 }
 
-const NOLBinarySoup::Index* NOLBinarySoup::NoteWalk(std::uint32_t walked) const {
-  if (walked <= kLongWalk || longWalks_.fetch_add(1, std::memory_order_relaxed) == 0)
-    return nullptr;
+void NOLBinarySoup::NoteWalk(std::uint32_t walked) const {
+  if (walked <= kLongWalk || longWalks_.fetch_add(1, std::memory_order_relaxed) == 0) {
+    return;
+  }
   std::call_once(buildOnce_, [this] {
-    index_ = std::make_unique<const Index>(run_);
+    // Hidden ones as well: what is hidden changes.
+    index_ = std::make_unique<const Index>(run_, [](const TagRecord&) { return true; });
     ready_.store(index_.get(), std::memory_order_release);
   });
-  return ReadyIndex();
 }
 
 bool NOLBinarySoup::FindRecord(std::string_view key, TagRecord& found) const {

@@ -54,8 +54,8 @@ class NOLBinarySoup final : public HCSChunk {
   bool IsHidden(const TagRecord& record) const;
   bool FindRecord(std::string_view key, TagRecord& found) const;
   bool HasLiveRecord(const std::byte* payload) const;
-  /// The table, once there is one; counts a walk over `walked` records as a reason to build it.
-  const Index* NoteWalk(std::uint32_t walked) const;
+  /// Counts a walk over `walked` records as a reason to build the table.
+  void NoteWalk(std::uint32_t walked) const;
   const Index* ReadyIndex() const { return ready_.load(std::memory_order_acquire); }
 
   Zef::Ref<TagImage> image_;

@@ -167,10 +167,8 @@ std::string NameBeside(const std::string& neighbour, const std::string& path) {
 }
 
 void CopyPermissions(const std::string& from, const Zef::File& to) {
-  const Zef::Platform::FileHandle old = Zef::Platform::OpenFile(from, {});
-  if (old == Zef::Platform::kNoFile) return;
-  Zef::Platform::CopyPermissions(old, to.Origin().handle);
-  Zef::Platform::CloseFile(old);
+  const Zef::Platform::OwnedFile old(Zef::Platform::OpenFile(from, {}));
+  if (old) Zef::Platform::CopyPermissions(old.Get(), to.Origin().handle);
 }
 
 /// Puts the whole temporary, which is open, in the place of the file: on disk in one step and under

@@ -5,11 +5,32 @@
 #include <cstring>
 #include <vector>
 
-#include "tagdata/HCSChunk.h"
-
 namespace {
 
 constexpr std::size_t kSizeBytes = 4;
+
+/// What each type is written as.
+constexpr std::array kCodes = [] {
+  std::array<TagCode, TagPLID + 1> codes{};
+  codes[TagNull] = TagCode::Null;
+  codes[TagSoup] = TagCode::Container;
+  codes[TagBinary] = TagCode::Binary;
+  codes[TagFloat] = TagCode::Float;
+  codes[TagString] = codes[TagStringAlt] = TagCode::String;
+  codes[TagInt] = TagCode::Int;
+  codes[TagPLID] = TagCode::PLID;
+  return codes;
+}();
+
+/// What each code is read as: TagStringAlt is not, and an aligned one is plain in memory.
+constexpr std::array kTypes = [] {
+  std::array<TagType, static_cast<std::size_t>(TagCode::PLID) + 1> types{};
+  for (const TagType type : {TagSoup, TagBinary, TagFloat, TagString, TagInt, TagPLID}) {
+    types[static_cast<std::size_t>(kCodes[type])] = type;
+  }
+  types[static_cast<std::size_t>(TagCode::AlignedBinary)] = TagBinary;
+  return types;
+}();
 
 /// Header of the record at the front of `run`, or false when the record is damaged. `run` has
 /// the bytes of a header at least.
@@ -20,24 +41,14 @@ bool ParseHeader(std::span<const std::byte> run, std::uint32_t& recordSize,
   return recordSize <= run.size() - kSizeBytes && recordSize >= keyLength + 2;
 }
 
-bool IsWriterForm(const TagRecord& record) {
+bool IsRecordInWriterForm(const TagRecord& record) {
   if (record.key.data() != nullptr) {
     const auto* keyEnd = reinterpret_cast<const std::byte*>(record.key.data() + record.key.size());
     if (record.payload - keyEnd != 2) return false;  // its zero and the type code
   }
-  switch (static_cast<TagCode>(record.code)) {
-    case TagCode::Container:
-    case TagCode::Int:
-    case TagCode::Float:
-    case TagCode::String:
-    case TagCode::Binary:
-    case TagCode::PLID:
-      return true;
-    case TagCode::Null:
-      return record.payloadSize == 0;
-    default:
-      return false;
-  }
+  const TagType type = TypeOfCode(record.code);
+  const bool isOwn = CodeOfTag(type) == static_cast<TagCode>(record.code);
+  return isOwn && (type != TagNull || record.payloadSize == 0);
 }
 
 bool AllDifferent(std::vector<std::string_view>& keys) {
@@ -57,13 +68,20 @@ bool IsLevelInWriterForm(std::span<const std::byte> run, std::vector<std::string
   keys.clear();
   TagRecord record{};
   while (TakeTagRecord(run, record)) {
-    if (!IsWriterForm(record)) return false;
+    if (!IsRecordInWriterForm(record)) return false;
     keys.push_back(record.key);
   }
   return run.empty() && AllDifferent(keys);
 }
 
 }  // namespace
+
+TagCode CodeOfTag(std::int32_t type) {
+  const auto index = static_cast<std::uint32_t>(type);
+  return index < kCodes.size() ? kCodes[index] : TagCode::Null;
+}
+
+TagType TypeOfCode(std::uint8_t code) { return code < kTypes.size() ? kTypes[code] : TagNull; }
 
 bool TakeTagRecord(std::span<const std::byte>& run, TagRecord& record) {
   std::uint32_t recordSize = 0;

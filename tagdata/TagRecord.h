@@ -10,6 +10,8 @@
 #include <span>
 #include <string_view>
 
+#include "tagdata/HCSChunk.h"
+
 /// Type codes of the file, which are not the tag types of memory.
 enum class TagCode : std::uint8_t {
   Container = 0,
@@ -21,6 +23,11 @@ enum class TagCode : std::uint8_t {
   AlignedBinary = 12,
   PLID = 13,
 };
+
+/// The code that the writer gives to a tag of this type.
+TagCode CodeOfTag(std::int32_t type);
+/// The type of a tag read under this code; TagNull for a code that nobody knows.
+TagType TypeOfCode(std::uint8_t code);
 
 struct TagRecord {
   /// Record size word, key length byte and type code: fewer bytes than this are no record.

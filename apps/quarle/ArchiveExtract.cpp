@@ -1,7 +1,6 @@
 // Files of an archive on their way to a folder. Their names come from outside and must not lead
 // anywhere else, neither by themselves nor through links that lie in the folder.
 
-#include <algorithm>
 #include <vector>
 
 #include "apps/quarle/ArchiveFiles.h"
@@ -11,6 +10,7 @@
 #include "kernel/standard/Crc32.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/PopWord.h"
 
 namespace {
 
@@ -23,9 +23,7 @@ std::string SplitName(std::string_view name, std::vector<std::string>* component
   if (StartsAtRoot(name)) return "its name starts at a root";
   if (name.empty() || IsSeparator(name.back())) return "it has no file name";
   while (!name.empty()) {
-    const std::size_t end = std::min(name.find_first_of(FilePath::kSeparators), name.size());
-    const std::string_view component = name.substr(0, end);
-    name.remove_prefix(std::min(end + 1, name.size()));
+    const std::string_view component = PopWord(name, FilePath::kSeparators);
     if (component == "..") return "its name leads out of the folder";
     if (!component.empty() && component != ".") components->emplace_back(component);
   }

@@ -12,6 +12,7 @@
 #include "database/CodeList.h"
 #include "database/MUKAssetIndex.h"
 #include "database/ShownName.h"
+#include "kernel/standard/PopWord.h"
 
 namespace {
 
@@ -36,9 +37,8 @@ struct Listing {
 std::vector<std::string> Split(std::string_view text) {
   std::vector<std::string> words;
   while (!text.empty()) {
-    const std::string_view word = text.substr(0, text.find(';'));
+    const std::string_view word = Zef::PopWord(text, ';');
     if (!word.empty()) words.emplace_back(word);
-    text.remove_prefix(std::min(word.size() + 1, text.size()));
   }
   return words;
 }

@@ -53,7 +53,7 @@ std::string SetStem(const std::string& set, const std::string& indexName) {
 }
 
 bool LoadIndex(const std::string& path, const CommonOptions& common, MUKAssetIndex& index,
-               IndexLoadReport* report, MUKAssetIndex::LoadOptions options) {
+               IndexLoadReport* report, IndexLoadOptions options) {
   IndexLoadReport local;
   IndexLoadReport& result = report != nullptr ? *report : local;
   bool loaded = false;

@@ -22,7 +22,7 @@ std::string SetStem(const std::string& set, const std::string& indexName);
 /// Loads an index, showing progress. False, with the failure's line printed, when it does not.
 [[nodiscard]] bool LoadIndex(const std::string& path, const CommonOptions& common,
                              MUKAssetIndex& index, IndexLoadReport* report = nullptr,
-                             MUKAssetIndex::LoadOptions options = {});
+                             IndexLoadOptions options = {});
 
 /// One line: which file does not load, why, and what to do.
 std::string LoadFailure(const std::string& path, const IndexLoadReport& report);

@@ -12,6 +12,7 @@
 #include "apps/quarle/IndexFiles.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/Utf8.h"
+#include "kernel/standard/PopWord.h"
 
 namespace {
 
@@ -50,9 +51,8 @@ struct Statistics {
 template <class Visit>
 void ForEachCode(std::string_view list, Visit&& visit) {
   while (!list.empty()) {
-    const std::string_view code = list.substr(0, list.find(';'));
+    const std::string_view code = Zef::PopWord(list, ';');
     if (!code.empty()) visit(code);
-    list.remove_prefix(std::min(list.size(), code.size() + 1));
   }
 }
 

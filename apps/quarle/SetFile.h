@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "plugin/PatchSetReader.h"
+#include "plugin/PatchSetFiles.h"
 
 /// The parts of a set in the order in which they are applied.
 struct SetPart {

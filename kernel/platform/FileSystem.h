@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Zef::Platform {
@@ -44,6 +45,32 @@ struct OpenOptions {
                                   OpenError* error = nullptr);
 /// Closes a handle; false when the system reports an error (data may not have been written).
 bool CloseFile(FileHandle file);
+
+/// Owns a handle, or none. Move-only.
+class OwnedFile {
+ public:
+  OwnedFile() = default;
+  explicit OwnedFile(FileHandle file) : file_(file) {}
+  OwnedFile(OwnedFile&& other) noexcept : file_(other.Release()) {}
+  OwnedFile& operator=(OwnedFile&& other) noexcept {
+    if (this != &other) {
+      Close();
+      file_ = other.Release();
+    }
+    return *this;
+  }
+  ~OwnedFile() { Close(); }
+
+  explicit operator bool() const { return file_ != kNoFile; }
+  FileHandle Get() const { return file_; }
+  /// Gives the handle away.
+  FileHandle Release() { return std::exchange(file_, kNoFile); }
+  /// As CloseFile; true without a handle.
+  bool Close() { return file_ == kNoFile || CloseFile(Release()); }
+
+ private:
+  FileHandle file_ = kNoFile;
+};
 
 /// Positional transfer of the whole span, however many system calls it takes. Result: bytes
 /// moved (fewer only at the end of the file or on a full disk), or -1 on error.

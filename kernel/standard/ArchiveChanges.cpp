@@ -97,7 +97,7 @@ bool PutCompressed(std::int32_t from, std::uint64_t size, bool shortHeader, Outp
 }  // namespace
 
 bool FileSubArchive::WriteExactly(std::span<const std::byte> bytes, std::uint64_t offset) const {
-  return Platform::WriteAt(handle_, bytes.data(), bytes.size(), offset) ==
+  return Platform::WriteAt(file_.Get(), bytes.data(), bytes.size(), offset) ==
          static_cast<std::int64_t>(bytes.size());
 }
 
@@ -137,7 +137,7 @@ class FileSubArchive::Change {
  public:
   explicit Change(FileSubArchive& archive) : archive_(archive), begun_(archive.BeginChange()) {}
   ~Change() {
-    if (begun_) archive_.lengthOnDisk_ = Platform::FileSize(archive_.handle_);
+    if (begun_) archive_.lengthOnDisk_ = Platform::FileSize(archive_.file_.Get());
   }
   Change(const Change&) = delete;
   Change& operator=(const Change&) = delete;
@@ -161,7 +161,7 @@ bool FileSubArchive::BeginChange() {
 bool FileSubArchive::IsAsLeft() const {
   std::array<std::byte, kInfoSize> bytes;
   ArchiveInfo info;
-  if (Platform::FileSize(handle_) != lengthOnDisk_ || !ReadExactly(bytes, infoOffset_))
+  if (Platform::FileSize(file_.Get()) != lengthOnDisk_ || !ReadExactly(bytes, infoOffset_))
     return false;
   ByteReader in(bytes);
   return ReadArchiveInfo(in, &info) && info == infoOnDisk_;
@@ -180,7 +180,7 @@ bool FileSubArchive::DisownIndex() {
 /// Where the next chunk goes: over the index, or to the end of the file if there is none or it
 /// has data behind it.
 bool FileSubArchive::EndOfChunks(std::uint64_t* end) const {
-  const std::int64_t length = Platform::FileSize(handle_);
+  const std::int64_t length = Platform::FileSize(file_.Get());
   if (length < 0) return false;
   *end = static_cast<std::uint64_t>(length);
   const bool hasIndex = info_.indexOffset != 0 && dataEnd_ <= info_.indexOffset;
@@ -198,28 +198,23 @@ bool FileSubArchive::OpenForWrite(File& file, const FilePath& path, std::uint32_
   if (old != nullptr && creation == FileMode::kCreateNew) return false;
   const bool keeps = creation == 0 || creation == FileMode::kAppend;
   File::Opened opened;
-  opened.handle = OpenTemporary(keeps ? old : nullptr);
-  if (opened.handle == Platform::kNoFile) return false;
   opened.name = name.Text();
+  opened.handle = OpenTemporary(keeps ? old : nullptr).Release();
+  if (opened.handle == Platform::kNoFile) return false;
   opened.source = this;
   file.Adopt(std::move(opened));
   return true;
 }
 
 /// The file loses its name at once: nothing stays behind, however this ends.
-std::int32_t FileSubArchive::OpenTemporary(const ArchiveFile* old) const {
+Platform::OwnedFile FileSubArchive::OpenTemporary(const ArchiveFile* old) const try {
   std::string name;
-  const Platform::FileHandle handle = CreateTemporaryBeside(path_, &name);
-  if (handle == Platform::kNoFile) return handle;
-  bool ready = Platform::DeleteFile(name);
-  try {
-    ready = ready && (old == nullptr || CopyContent(old->row, handle));
-  } catch (const FileEx&) {
-    ready = false;
-  }
-  if (ready) return handle;
-  Platform::CloseFile(handle);
-  return Platform::kNoFile;
+  Platform::OwnedFile file(CreateTemporaryBeside(path_, &name));
+  const bool ready =
+      file && Platform::DeleteFile(name) && (old == nullptr || CopyContent(old->row, file.Get()));
+  return ready ? std::move(file) : Platform::OwnedFile();
+} catch (const FileEx&) {
+  return {};
 }
 
 /// What a reader of the file would get. Raises FileEx for malformed CFIL data.
@@ -236,12 +231,12 @@ bool FileSubArchive::CopyContent(const ArchiveRow& row, std::int32_t to) const {
   const bool isCoded = row.IsCompressed() && row.size >= header &&
                        ReadExactly(std::span(bytes).first(header), row.offset) &&
                        in.U32() == CompressedFormat::kMagic;
-  if (!isCoded) return ForEachPiece(handle_, row.offset, row.size, put);
+  if (!isCoded) return ForEachPiece(file_.Get(), row.offset, row.size, put);
 
   const bool hasSize = in.U32() >= CompressedFormat::kVersion;
   const std::int64_t size = hasSize ? in.U32() : row.entry.size;
   if (size > CompressedFormat::kLargestFile) return false;
-  CompressedBlocks blocks(handle_, std::uint64_t{row.offset} + header, row.End(), size);
+  CompressedBlocks blocks(file_.Get(), std::uint64_t{row.offset} + header, row.End(), size);
   const auto piece = std::make_unique<std::uint8_t[]>(kPieceSize);
   for (std::uint32_t count = 1; count > 0;) {
     count = blocks.ReadNext(piece.get());
@@ -261,7 +256,7 @@ bool FileSubArchive::Append(const File& file) {
   std::uint64_t start = 0;
   if (!change.Begun() || !EndOfChunks(&start)) return false;
   dirty_ = true;
-  if (!Platform::SetFileSize(handle_, start)) return false;
+  if (!Platform::SetFileSize(file_.Get(), start)) return false;
   ArchiveRow row;
   {
     struct Undo {
@@ -271,7 +266,7 @@ bool FileSubArchive::Append(const File& file) {
       ~Undo() {
         if (wanted) static_cast<void>(Platform::SetFileSize(handle, start));
       }
-    } undo{handle_, start};
+    } undo{file_.Get(), start};
     if (!WriteChunk(file, start, &row)) return false;
     AddRow(row);
     undo.wanted = false;
@@ -303,7 +298,7 @@ bool FileSubArchive::WriteChunk(const File& file, std::uint64_t start, ArchiveRo
   ByteWriter head;
   AppendArchiveChunkHead(head, {kFileTag, 0});
   AppendArchiveEntry(head, entry);
-  Output out(handle_, data);
+  Output out(file_.Get(), data);
   if (!WriteExactly(head.View(), start)) return false;
   const bool shortHeader = info_.version == kFirstVersion;
   const bool copied = compresses ? PutCompressed(from, info.size, shortHeader, out, &entry.checksum)
@@ -369,11 +364,11 @@ bool FileSubArchive::WriteIndex(bool rebuild) {
   const Change change(*this);
   std::uint64_t start = 0;
   if (!change.Begun() || !EndOfChunks(&start)) return false;
-  if (rebuild) start = std::max(start, static_cast<std::uint64_t>(Platform::FileSize(handle_)));
+  if (rebuild) start = std::max(start, static_cast<std::uint64_t>(Platform::FileSize(file_.Get())));
   const std::uint64_t size = kChunkHeadSize + std::uint64_t{table_.Count()} * kRowSize;
   if (start + size > kLargestArchive) return false;
   dirty_ = true;
-  if (!WriteRows(start) || !Platform::SetFileSize(handle_, start + size)) return false;
+  if (!WriteRows(start) || !Platform::SetFileSize(file_.Get(), start + size)) return false;
   info_.indexOffset = static_cast<std::uint32_t>(start);
   info_.entryCount = static_cast<std::uint32_t>(table_.Count());
   if (!WriteHead()) return false;
@@ -382,7 +377,7 @@ bool FileSubArchive::WriteIndex(bool rebuild) {
 }
 
 bool FileSubArchive::WriteRows(std::uint64_t start) const {
-  Output out(handle_, start);
+  Output out(file_.Get(), start);
   ByteWriter bytes;
   AppendArchiveChunkHead(bytes, {kIndexTag, 0});
   const ArchiveFile* file = table_.From(0);

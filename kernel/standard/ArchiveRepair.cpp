@@ -58,7 +58,7 @@ bool FileSubArchive::PassOver(const FileSpan& file, std::uint64_t limit, std::ui
 /// in between becomes a deleted chunk.
 bool FileSubArchive::Bridge(std::uint64_t from, std::uint64_t to) const {
   if (from > to) return false;
-  ArchiveWalk walk(handle_, from, to);
+  ArchiveWalk walk(file_.Get(), from, to);
   while (walk.Next()) {
   }
   if (walk.HowEnded() == ArchiveWalk::End::File) return true;

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <utility>
 
 #include "kernel/ByteWriter.h"
 #include "kernel/platform/FileSystem.h"
@@ -161,10 +160,9 @@ namespace {
 class Temporary {
  public:
   explicit Temporary(const std::string& target) : file_(CreateTemporaryBeside(target, &name_)) {
-    if (file_ == Platform::kNoFile) RaiseFileEx(kWriteFailed);
+    if (!file_) RaiseFileEx(kWriteFailed);
   }
   ~Temporary() {
-    if (file_ != Platform::kNoFile) Platform::CloseFile(file_);
     if (!kept_) static_cast<void>(Platform::DeleteFile(name_));
   }
   Temporary(const Temporary&) = delete;
@@ -173,7 +171,7 @@ class Temporary {
   void Append(const ByteWriter& bytes) {
     const auto view = bytes.View();
     const auto size = static_cast<std::int64_t>(view.size());
-    if (Platform::WriteAt(file_, view.data(), view.size(), written_) != size) {
+    if (Platform::WriteAt(file_.Get(), view.data(), view.size(), written_) != size) {
       RaiseFileEx(kWriteFailed);
     }
     written_ += view.size();
@@ -182,16 +180,15 @@ class Temporary {
   // On the device before it takes the place of what is there, which a crash would leave empty
   // otherwise. A file system without permissions has none to pass on.
   void ReplaceTarget(Platform::FileHandle source, const std::string& target) {
-    Platform::CopyPermissions(source, file_);
-    const bool flushed = Platform::FlushFile(file_);
-    const bool closed = Platform::CloseFile(std::exchange(file_, Platform::kNoFile));
-    kept_ = flushed && closed && Platform::Replace(name_, target);
+    Platform::CopyPermissions(source, file_.Get());
+    const bool flushed = Platform::FlushFile(file_.Get());
+    kept_ = file_.Close() && flushed && Platform::Replace(name_, target);
     if (!kept_) RaiseFileEx(kWriteFailed);
   }
 
  private:
   std::string name_;
-  Platform::FileHandle file_;
+  Platform::OwnedFile file_;
   std::uint64_t written_ = 0;
   bool kept_ = false;
 };

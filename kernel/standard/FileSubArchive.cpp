@@ -71,8 +71,9 @@ class FileSubArchive::Search : public FileSubSearch {
 };
 
 FileSubArchive::FileSubArchive(const char* path, bool readOnly)
-    : target_(path), readOnly_(readOnly) {
-  handle_ = Platform::OpenFile(target_, {.write = !readOnly_});
+    : target_(path),
+      readOnly_(readOnly),
+      file_(Platform::OpenFile(target_, {.write = !readOnly_})) {
   if (!readOnly_ && (!IsOpen() || IsEmptyFile())) {
     Create();
   } else if (IsOpen() && FindInfo()) {
@@ -83,7 +84,7 @@ FileSubArchive::FileSubArchive(const char* path, bool readOnly)
       info_.indexOffset = 0;
     }
   } else {
-    CloseHandle();
+    file_.Close();
     info_ = ArchiveInfo();
   }
   path_ = Platform::CanonicalPath(target_);
@@ -95,26 +96,21 @@ FileSubArchive::~FileSubArchive() {
   } catch (...) {
     // Without an index the archive is walked.
   }
-  CloseHandle();
 }
 
-bool FileSubArchive::IsOpen() const { return handle_ != Platform::kNoFile; }
+bool FileSubArchive::IsOpen() const { return static_cast<bool>(file_); }
 
 bool FileSubArchive::IsEmptyFile() const {
-  return Platform::IsRegularFile(handle_) && Platform::FileSize(handle_) == 0;
+  return Platform::IsRegularFile(file_.Get()) && Platform::FileSize(file_.Get()) == 0;
 }
 
 bool FileSubArchive::IsAvailable() const { return IsOpen() && !IsRemoved(); }
-
-void FileSubArchive::CloseHandle() {
-  if (IsOpen()) Platform::CloseFile(std::exchange(handle_, Platform::kNoFile));
-}
 
 // Never empties a file that could only not be opened. One without a byte was left by a writer that
 // was killed as it began.
 void FileSubArchive::Create() {
   constexpr Platform::OpenOptions kNew{.write = true, .creation = Platform::Creation::CreateNew};
-  if (!IsOpen()) handle_ = Platform::OpenFile(target_, kNew);
+  if (!IsOpen()) file_ = Platform::OwnedFile(Platform::OpenFile(target_, kNew));
   info_.version = kVersion;
   if (IsOpen() && WriteHead()) {
     lengthOnDisk_ = kInfoOffset + kInfoSize;
@@ -122,17 +118,17 @@ void FileSubArchive::Create() {
     return;
   }
   if (IsOpen()) static_cast<void>(Platform::DeleteFile(target_));
-  CloseHandle();
+  file_.Close();
   RaiseFileEx("Substitute() Open new archive failed");
 }
 
 bool FileSubArchive::FindInfo() {
-  lengthOnDisk_ = Platform::FileSize(handle_);
+  lengthOnDisk_ = Platform::FileSize(file_.Get());
   std::array<std::byte, kMagicSize> magic;
   if (lengthOnDisk_ < 0 || !ReadExactly(magic, 0) || ByteReader(magic).U32() != kMagic) {
     return false;
   }
-  ArchiveWalk walk(handle_, kMagicSize, WalkedLength(lengthOnDisk_));
+  ArchiveWalk walk(file_.Get(), kMagicSize, WalkedLength(lengthOnDisk_));
   while (walk.NextOfAnyKind()) {
     if (walk.Head().tag != kInfoTag) continue;
     ByteReader record(walk.Content(kInfoSize));
@@ -194,9 +190,9 @@ void FileSubArchive::AddRow(const ArchiveRow& row) {
 /// that failed the next question goes on from there.
 void FileSubArchive::Complete() {
   if (complete_ || !IsOpen()) return;
-  const std::int64_t length = Platform::FileSize(handle_);
+  const std::int64_t length = Platform::FileSize(file_.Get());
   if (length < 0) return;
-  ArchiveWalk walk(handle_, walkedTo_, WalkedLength(length));
+  ArchiveWalk walk(file_.Get(), walkedTo_, WalkedLength(length));
   while (walk.Next()) {
     if (walk.Head().tag == kFileTag && !AddFrom(walk)) return;
     walkedTo_ = walk.Head().tag == kIndexTag ? walk.Start() : walk.NextStart();
@@ -223,7 +219,7 @@ ArchiveFile* FileSubArchive::Find(const FilePath& path) {
 }
 
 FileSubArchive::Reading FileSubArchive::Read(std::span<std::byte> to, std::uint64_t offset) const {
-  const std::int64_t got = Platform::ReadAt(handle_, to.data(), to.size(), offset);
+  const std::int64_t got = Platform::ReadAt(file_.Get(), to.data(), to.size(), offset);
   if (got < 0) return Reading::Failed;
   return got == static_cast<std::int64_t>(to.size()) ? Reading::Whole : Reading::Short;
 }
@@ -240,7 +236,7 @@ bool FileSubArchive::OpenForRead(File& file, const FilePath& path, std::uint32_t
   const ArchiveFile* found = Find(path);
   if (found == nullptr) return false;
   File::Opened opened;
-  opened.handle = handle_;
+  opened.handle = file_.Get();
   opened.borrowed = true;
   opened.dataStart = found->row.offset;
   opened.storedSize = found->row.size;

@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "kernel/Sync.h"
+#include "kernel/platform/FileSystem.h"
 #include "kernel/standard/ArchiveFormat.h"
 #include "kernel/standard/ArchiveTable.h"
 #include "kernel/standard/ArchiveWalk.h"
@@ -95,7 +96,6 @@ class FileSubArchive : public FileSub {
   bool FindInfo();
   bool LoadIndex();
   bool AddRows(std::uint64_t offset, std::uint64_t length);
-  void CloseHandle();
   void Complete();
   bool AddFrom(ArchiveWalk& walk);
   ArchiveFile* Find(const FilePath& path);
@@ -119,7 +119,7 @@ class FileSubArchive : public FileSub {
   bool SealEnd();
   bool EndOfChunks(std::uint64_t* end) const;
   bool Remove(ArchiveFile* file);
-  std::int32_t OpenTemporary(const ArchiveFile* old) const;
+  Platform::OwnedFile OpenTemporary(const ArchiveFile* old) const;
   bool CopyContent(const ArchiveRow& row, std::int32_t to) const;
   bool Append(const File& file);
   bool WriteChunk(const File& file, std::uint64_t start, ArchiveRow* row) const;
@@ -129,8 +129,8 @@ class FileSubArchive : public FileSub {
   CriticalSection lock_{"archive"};
   const std::string target_;  // as registered
   std::string path_;          // the same file wherever the process goes
-  std::int32_t handle_ = -1;
   const bool readOnly_;
+  Platform::OwnedFile file_;
   ArchiveInfo info_;
   std::uint64_t infoOffset_ = ArchiveFormat::kInfoOffset;  // of the record
   ArchiveInfo infoOnDisk_;                                 // as last read or written

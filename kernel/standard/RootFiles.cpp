@@ -12,6 +12,7 @@
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/FilePath.h"
+#include "kernel/standard/PopWord.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
 
@@ -39,10 +40,8 @@ struct RootedPath {
 std::string Normalised(std::string_view path) {
   std::string result;
   while (!path.empty()) {
-    const std::size_t size = std::min(path.find_first_of(FilePath::kSeparators), path.size());
-    const std::string_view component = path.substr(0, size);
+    const std::string_view component = PopWord(path, FilePath::kSeparators);
     if (!component.empty() && component != ".") result.append("/").append(component);
-    path.remove_prefix(std::min(size + 1, path.size()));
   }
   return result;
 }

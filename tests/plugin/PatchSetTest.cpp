@@ -12,6 +12,7 @@
 #include "database/AssetRecord.h"
 #include "database/MUKAssetIndex.h"
 #include "kernel/ByteWriter.h"
+#include "plugin/PatchSetFiles.h"
 #include "tests/support/TestFiles.h"
 
 namespace {

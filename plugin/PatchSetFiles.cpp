@@ -1,4 +1,4 @@
-#include "plugin/PatchSetReader.h"
+#include "plugin/PatchSetFiles.h"
 
 #include <array>
 #include <cstddef>

@@ -1,4 +1,4 @@
-// PatchSetReader: the three files of a patch set, walked entry by entry, and the rules by which
+// PatchSetFiles: the three files of a patch set, walked entry by entry, and the rules by which
 // they change an index in memory.
 //
 // Nothing here writes or deletes a file: saving the index, and deleting the folders of replaced
