@@ -138,8 +138,7 @@ TEST_F(IndexBuild, RefusesInOneLineAndWritesNothing) {
   fs::create_directories(temp_ / "taken.mkx");
   const std::set<std::string> before = Names();
   const struct {
-    const char* arguments;
-    const char* says;
+    const char *arguments, *says;
     int status;
   } cases[] = {
       {"missing", "no folder 'missing'", 1},
@@ -152,10 +151,7 @@ TEST_F(IndexBuild, RefusesInOneLineAndWritesNothing) {
       {"p --colour", "--colour", 2},
   };
   for (const auto& c : cases) {
-    const Outcome outcome = Run(std::string("index build ") + c.arguments);
-    EXPECT_EQ(outcome.status, c.status) << c.arguments;
-    EXPECT_TRUE(outcome.HasOneErrorLine()) << c.arguments << ": " << outcome.err;
-    EXPECT_NE(outcome.err.find(c.says), std::string::npos) << outcome.err;
+    Fail(std::string("index build ") + c.arguments, c.says, c.status);
     EXPECT_EQ(Names(), before) << c.arguments;
   }
   EXPECT_EQ(Read("p/assets.mkx"), "whatever it is");
@@ -167,9 +163,7 @@ TEST_F(IndexBuild, LeavesTheDatabaseOfARunningProgramAlone) {
   IpcLock program;
   program.IpcStartup(temp_ / "p");
   program.AcquireWriteLock();
-  const Outcome refused = Run("index build p");
-  EXPECT_EQ(refused.status, 1);
-  EXPECT_NE(refused.err.find("running program"), std::string::npos) << refused.err;
+  Fail("index build p", "running program");
   EXPECT_EQ(Read("p/assets.mkx"), "whatever it is");
   EXPECT_FALSE(program.OthersWaiting());
   EXPECT_EQ(Run("index build p --out elsewhere.mkx").status, 0);

@@ -78,8 +78,7 @@ TEST_F(AssetArchive, DamageStopsTheList) {
   const std::string none = std::to_string(static_cast<int>(Status::NoArchive)) + " 0";
   const struct {
     std::size_t place;
-    std::string by;
-    std::string opened;
+    std::string by, opened;
   } cases[] = {
       {0, "CRAK", none},
       {4, Word(1), none},

@@ -11,9 +11,7 @@ namespace {
 
 TEST(ClassTables, OldCodesDecideByKindAndThenByOrder) {
   const struct {
-    const char* kind;
-    const char* code;
-    const char* classes;
+    const char *kind, *code, *classes;
   } cases[] = {
       {"traincar", "AS", "TR;TV;TDR"},  // also stands for steam, further down
       {"TrainCar", "xgB", "TR;TV;FRT;HOPP"},
@@ -39,9 +37,7 @@ TEST(ClassTables, OldCodesDecideByKindAndThenByOrder) {
 
 TEST(ClassTables, KindsFallThroughTheirDetails) {
   const struct {
-    const char* kind;
-    const char* details;
-    const char* classes;
+    const char *kind, *details, *classes;
   } cases[] = {
       {"bridge", "tunnels;road", "SPLN;TUN"},
       {"bridge", "tunnels", "TK;TUN"},
@@ -64,9 +60,7 @@ TEST(ClassTables, KindsFallThroughTheirDetails) {
 
 TEST(ClassTables, TheHeaviestNameWins) {
   const struct {
-    const char* category;
-    const char* name;
-    const char* key;
+    const char *category, *name, *key;
   } cases[] = {
       {"TK;BRG", "Bridge", "Track"},
       {"TX;ENV;GRND", "TextureEnv", "TextureEnv"},

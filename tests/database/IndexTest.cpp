@@ -192,8 +192,7 @@ TEST(ShownName, OrdersByTheCollationAndNothingElse) {
 TEST(IndexMerge, JoinsPlacesThatDoNotContradict) {
   const struct {
     AssetText MUKAsset::*field;
-    const char* held;
-    const char* offered;
+    const char *held, *offered;
     const char* expected;  // null: refused
   } cases[] = {{&MUKAsset::editPath, nullptr, "e", "e"},    {&MUKAsset::editPath, "e", "", "e"},
                {&MUKAsset::editPath, "e", "f", nullptr},    {&MUKAsset::installPath, "i", "i", "i"},
