@@ -90,10 +90,6 @@ TagContainer TagContainer::GetSubContainer(const Zef::PString& key) const {
   return ContainerOf(GetTag(key));
 }
 
-TagContainer TagContainer::FindSubContainer(std::string_view key) const {
-  return ContainerOf(FindTag(key));
-}
-
 TagContainer TagContainer::GetSubContainerAt(std::uint32_t index) const {
   return index < GetCount() ? GetSubContainer(GetTagName(index)) : TagContainer();
 }

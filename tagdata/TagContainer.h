@@ -65,7 +65,6 @@ class TagContainer {
   ChunkRef FindTag(std::string_view key) const;
   /// A null handle for everything that is not a container.
   TagContainer GetSubContainer(const Zef::PString& key) const;
-  TagContainer FindSubContainer(std::string_view key) const;
   /// The child at a position, by way of its key.
   TagContainer GetSubContainerAt(std::uint32_t index) const;
   /// Null for a missing tag and one without value.
