@@ -73,6 +73,10 @@ TEST_F(AssetTool, TellsHowAnAssetStandsAndWhatItLacks) {
   EXPECT_EQ(quarry["dependencies"][1]["state"], "unknown");
   EXPECT_EQ(quarry["replaces"].size(), 2u);
   EXPECT_TRUE(quarry["replacedBy"].is_null());
+  const std::string text = Asset("show " + kQuarry).out;
+  for (const char* part : {"replaces", "Depends on\n  <plid", "it is not there"}) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << text;
+  }
 
   // Two steps away, and through an identifier that is replaced.
   Write("p/local/mine/config.txt",
@@ -249,18 +253,6 @@ TEST_F(AssetTool, DeletesWhoseWorkingFolderIsElsewhere) {
   EXPECT_EQ(done.status, 0) << done.err;
   EXPECT_NE(done.out.find("/elsewhere' stays too"), std::string::npos) << done.out;
   EXPECT_EQ(Show(kExpress)["state"], "absent");
-}
-
-// A kill leaves the database without its file; what was done before must be found again.
-TEST_F(AssetTool, GoesOnAfterAKilledCommand) {
-  const std::string clone = "clone " + kExpress;
-  ASSERT_EQ(Asset(clone).status, 0);
-  fs::rename(temp_ / "p/assets.mkx", temp_ / "p/cache/assets.bku");
-  fs::remove_all(temp_ / "p/world/base/scenery/quarry");
-  EXPECT_EQ(Show(kClone)["state"], "new");
-  EXPECT_EQ(Show(kQuarry)["state"], "absent");
-  EXPECT_EQ(Asset("why " + kQuarry + " --json").Json()["routes"].size(), 1u);
-  EXPECT_EQ(Asset(clone + " --json").Json()["id"], "<plid:-25:14>");
 }
 
 // Who prints while the database is open would be killed with it unwritten.

@@ -58,19 +58,6 @@ TEST_F(IndexBuild, TakesInWhatItCanAndTellsTheRest) {
   EXPECT_EQ(records[1]["installPath"], "shed");
 }
 
-// The main job from folders: without the mark both indexes compare as empty.
-TEST_F(IndexBuild, OnlyMarkedContentIsCompared) {
-  Config("old/world/a/b/house", kHouse);
-  Config("new/world/a/b/house", "plid <plid2:1:2:4>\nkind scenery\nname House\n");
-  for (const bool marked : {false, true}) {
-    const std::string build = std::string("index build -q ") + (marked ? "--built-in " : "");
-    ASSERT_EQ(Run(build + "old").status + Run(build + "new").status, 0);
-    const json set = Run("diff old new set --json --plugin " GNE_D_PATH).Json();
-    EXPECT_EQ(set["additions"], marked ? 1 : 0);
-    EXPECT_EQ(set["deletions"], marked ? 1 : 0);
-  }
-}
-
 TEST_F(IndexBuild, ListsSoManySkippedFoldersAndAllWhenAsked) {
   for (int i = 10; i < 40; ++i) Config("p/local/x" + std::to_string(i), "kind scenery\n");
   fs::create_directories(temp_ / "p/local/y\x1b[31m");

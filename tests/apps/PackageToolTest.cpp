@@ -40,7 +40,8 @@ TEST_F(PackageTool, WhatGoesInComesOut) {
   EXPECT_EQ(Run("package extract w.kpx out/new --json").Json()["assets"].size(), 2u);
   EXPECT_EQ(Read("out/new/plid2 1001 7 1/textures/coal.tga"), Read("coal/textures/coal.tga"));
   // What came out makes the same package.
-  EXPECT_EQ(Run("package create x.kpx 'out/new/plid2 1001 7 1' 'plid 1001 8'").status, 0);
+  const Outcome again = Run("package create x.kpx 'out/new/plid2 1001 7 1' 'plid 1001 8' --json");
+  EXPECT_EQ(again.Json()["assets"].size(), 2u);
   EXPECT_TRUE(Read("x.kpx") == Read("w.kpx"));
 }
 

@@ -33,6 +33,8 @@ TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
   const std::string before = Read("there/assets.mkx");
   fs::permissions(temp_ / "there/assets.mkx", fs::perms::owner_all);
   nlohmann::json planned = Run("patch there sets/a --dry-run --json").Json();
+  EXPECT_NE(Run("patch there sets/a -n").out.find("assets to delete:\n  world/e\n"),
+            std::string::npos);
   EXPECT_EQ(Read("there/assets.mkx"), before);
   EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak"));
   EXPECT_TRUE(fs::exists(temp_ / "there/world/e/config.txt"));

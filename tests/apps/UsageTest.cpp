@@ -78,6 +78,7 @@ TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {
       {"plid --strict 7:8", "'7:8'"},
   };
   for (const auto& [arguments, said] : cases) Fail(arguments, said);
+  EXPECT_EQ(Run("index check cut/assets.mkx --json").Json()["loads"], false);
   EXPECT_EQ(Run("patch good out").status, 1);  // half a set: the failed diffs made no files
   EXPECT_EQ(Read("good/assets.mkx").size(), bytes.size());
 }

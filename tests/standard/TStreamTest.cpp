@@ -67,6 +67,11 @@ TEST(TStream, FieldsLieAsTheFormatSays) {
             "\0\0\0\0\x01\0\0\0\0\x03\0\0\0hi\0hi\0\0\0\0\x01\0\0\0\0\x04\0\0\0key\0"s +
                 "7-" + std::string(1500, 'x'));
   EXPECT_EQ(stream.Tell(), stream.Size()) << "patching must come back to the end";
+  bool truth = false;
+  stream.Seek(19, 0);
+  EXPECT_TRUE(stream.ReadBool(truth) && truth);
+  stream.Clear();
+  EXPECT_TRUE(!stream.ReadBool(truth) && truth && stream.Size() == 0);
 }
 
 TEST(TStream, TextsOfEveryLengthSurvive) {
