@@ -31,7 +31,7 @@ done
 llvm-cov-14 export -format=lcov -instr-profile="$build/all.profdata" \
   -ignore-filename-regex='/(tests|usr)/' "${objects[0]}" "${objects[@]/#/-object=}" |
   awk -v root="$PWD/" -v unrun="$build/unrun.txt" -F '[:,]' '
-    $1 == "SF" { file = substr($0, 4); sub(root, "", file); lines = ""; from = 0 }
+    $1 == "SF" { file = substr($0, 4); sub(root, "", file); sub(".*/[.][.]/[.][.]/", "", file); lines = ""; from = 0 }
     $1 == "DA" {
       folder = file; sub("/[^/]*$", "", folder)
       all[folder]++

@@ -39,7 +39,7 @@ TEST(ClassRule, JoinsOldCodesAndKindsThatAgree) {
       {"kind=traincar&category-class=AS&engine=1", "TR;TV;TDR;LOCO"},
       {"kind=traincar&tender=1&engine=1", "TR;TV;TEND"},
       {"kind=traincar&engine=2", "TR;TV;ROLL"},
-      {"kind=TrainCar&category-class=RP", "TR;TV;RCR;DIES;ROLL"},
+      {"kind=traincar&category-class=xgB", "TR;TV;FRT;HOPP;ROLL"},
       {"kind=traincar&category-class=OHD", "TR;TV;ROLL"},
       {"kind=map&category-class=AS", "RT"},  // the code is another kind's
       {"kind=spline&category-class=SP", "SPLN;BRG"},
