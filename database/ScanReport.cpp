@@ -39,8 +39,6 @@ bool HasReason(ScanOutcome outcome) {
   return outcome != ScanOutcome::Found && outcome != ScanOutcome::Merged;
 }
 
-bool IsSkipped(ScanOutcome outcome) { return TextOf(outcome).isSkipped; }
-
 std::uint64_t ScanReport::Skipped() const {
   std::uint64_t skipped = 0;
   for (std::size_t at = 0; at < kScanOutcomes; ++at) {

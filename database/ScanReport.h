@@ -35,8 +35,6 @@ const char* ScanOutcomeText(ScanOutcome outcome);
 const char* ScanOutcomeName(ScanOutcome outcome);
 /// True for all but Found and Merged.
 bool HasReason(ScanOutcome outcome);
-/// True for the outcomes that leave a folder out of the index.
-bool IsSkipped(ScanOutcome outcome);
 
 /// What a scan found, by kind, and the first paths of each kind that was skipped or cut.
 struct ScanReport {

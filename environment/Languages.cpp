@@ -8,6 +8,11 @@
 
 namespace {
 
+struct Language {
+  std::string_view code;
+  std::string_view file;  ///< empty for a language that shows the texts of the current file
+};
+
 constexpr Language kLanguages[] = {
     {"EN", ""},
     {"AU", ""},
@@ -30,8 +35,6 @@ constexpr Language kLanguages[] = {
 constinit std::atomic<const Language*> current{&kLanguages[0]};
 
 }  // namespace
-
-std::span<const Language> Languages() { return kLanguages; }
 
 void SetLanguage(std::string_view code) {
   const auto* const known = std::find_if(std::begin(kLanguages), std::end(kLanguages),

@@ -8,16 +8,7 @@
 
 #pragma once
 
-#include <span>
 #include <string_view>
-
-struct Language {
-  std::string_view code;
-  std::string_view file;  ///< empty for a language that shows the texts of the current file
-};
-
-/// All known languages, English first.
-std::span<const Language> Languages();
 
 /// Makes the language current. A code that is not known, in exactly this letter case, changes
 /// nothing.

@@ -69,10 +69,7 @@ TEST_F(Coders, DamageIsToldAndWritesNothing) {
   Write("huge.cfil", cfil.substr(0, 8) + "\xFF\xFF\xFF\xFF" + cfil.substr(12));
   Write("short", "CFIL");
   Write("d/out", "before");
-  const struct {
-    const char* arguments;
-    const char* said;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"lzss unpack in", "'in': it is no LZSS stream"},
       {"lzss unpack cut.lzss", "'cut.lzss': it is damaged or cut short"},
       {"lzss unpack long.lzss", "goes on behind its end"},
@@ -88,21 +85,15 @@ TEST_F(Coders, DamageIsToldAndWritesNothing) {
       {"file pack cfil", "'cfil': it is packed already"},
       {"file pack d", "'d': it is a folder"},
   };
-  for (const auto& c : cases) {
-    const Outcome outcome = Run(std::string(c.arguments) + " d/out");
-    EXPECT_EQ(outcome.status, 1) << c.arguments;
-    EXPECT_TRUE(outcome.HasOneErrorLine()) << c.arguments << ": " << outcome.err;
-    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
-    EXPECT_EQ(Read("d/out"), "before") << c.arguments;
-    EXPECT_EQ(FileCount(), 1u) << "something is left by " << c.arguments;
+  for (const auto& [arguments, said] : cases) {
+    Fail(std::string(arguments) + " d/out", said);
+    EXPECT_EQ(Read("d/out"), "before") << arguments;
+    EXPECT_EQ(FileCount(), 1u) << "something is left by " << arguments;
   }
   for (const char* command :
        {"lzss pack in", "lzss unpack stream", "file pack in", "file unpack cfil"}) {
     for (const char* output : {" d", " none/out", " /dev/full"}) {
-      const Outcome outcome = Run(command + std::string(output));
-      EXPECT_EQ(outcome.status, 1) << command << output;
-      EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
-      EXPECT_NE(outcome.err.find("cannot write"), std::string::npos) << outcome.err;
+      Fail(command + std::string(output), "cannot write");
     }
   }
 }

@@ -58,19 +58,6 @@ TEST_F(IndexBuild, TakesInWhatItCanAndTellsTheRest) {
   EXPECT_EQ(records[1]["installPath"], "shed");
 }
 
-// The main job from folders: without the mark both indexes compare as empty.
-TEST_F(IndexBuild, OnlyMarkedContentIsCompared) {
-  Config("old/world/a/b/house", kHouse);
-  Config("new/world/a/b/house", "plid <plid2:1:2:4>\nkind scenery\nname House\n");
-  for (const bool marked : {false, true}) {
-    const std::string build = std::string("index build -q ") + (marked ? "--built-in " : "");
-    ASSERT_EQ(Run(build + "old").status + Run(build + "new").status, 0);
-    const json set = Run("diff old new set --json --plugin " GNE_D_PATH).Json();
-    EXPECT_EQ(set["additions"], marked ? 1 : 0);
-    EXPECT_EQ(set["deletions"], marked ? 1 : 0);
-  }
-}
-
 TEST_F(IndexBuild, ListsSoManySkippedFoldersAndAllWhenAsked) {
   for (int i = 10; i < 40; ++i) Config("p/local/x" + std::to_string(i), "kind scenery\n");
   fs::create_directories(temp_ / "p/local/y\x1b[31m");
@@ -138,8 +125,7 @@ TEST_F(IndexBuild, RefusesInOneLineAndWritesNothing) {
   fs::create_directories(temp_ / "taken.mkx");
   const std::set<std::string> before = Names();
   const struct {
-    const char* arguments;
-    const char* says;
+    const char *arguments, *says;
     int status;
   } cases[] = {
       {"missing", "no folder 'missing'", 1},
@@ -152,10 +138,7 @@ TEST_F(IndexBuild, RefusesInOneLineAndWritesNothing) {
       {"p --colour", "--colour", 2},
   };
   for (const auto& c : cases) {
-    const Outcome outcome = Run(std::string("index build ") + c.arguments);
-    EXPECT_EQ(outcome.status, c.status) << c.arguments;
-    EXPECT_TRUE(outcome.HasOneErrorLine()) << c.arguments << ": " << outcome.err;
-    EXPECT_NE(outcome.err.find(c.says), std::string::npos) << outcome.err;
+    Fail(std::string("index build ") + c.arguments, c.says, c.status);
     EXPECT_EQ(Names(), before) << c.arguments;
   }
   EXPECT_EQ(Read("p/assets.mkx"), "whatever it is");
@@ -167,9 +150,7 @@ TEST_F(IndexBuild, LeavesTheDatabaseOfARunningProgramAlone) {
   IpcLock program;
   program.IpcStartup(temp_ / "p");
   program.AcquireWriteLock();
-  const Outcome refused = Run("index build p");
-  EXPECT_EQ(refused.status, 1);
-  EXPECT_NE(refused.err.find("running program"), std::string::npos) << refused.err;
+  Fail("index build p", "running program");
   EXPECT_EQ(Read("p/assets.mkx"), "whatever it is");
   EXPECT_FALSE(program.OthersWaiting());
   EXPECT_EQ(Run("index build p --out elsewhere.mkx").status, 0);

@@ -1,6 +1,7 @@
 #include <limits>
 
 #include "tests/apps/QuarleProgram.h"
+#include "tests/tagdata/TagBytes.h"
 
 namespace {
 
@@ -131,26 +132,17 @@ TEST_F(IndexCommands, ListingsNeverSteerTheTerminal) {
   EXPECT_NE(Run("index show i.mkx").out.find("b\uFFFDton\uFFFD[31m"), std::string::npos);
 }
 
-std::string Word(std::size_t value) {
-  std::string bytes;
-  for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(value >> shift);
-  return bytes;
-}
-
-/// A stored container under the key "k".
-std::string Container(const std::string& tags) {
-  return Word(4 + tags.size()) + std::string("\2k\0\0", 4) + tags;
-}
-
 // Containers under one key stand for the first: here 60 levels of two would print 2^60 tags.
 TEST_F(IndexCommands, RepeatedContainersDoNotMultiply) {
   std::string tags;
-  for (int level = 0; level < 60; ++level) tags = Container(tags) + Container("");
+  for (int level = 0; level < 60; ++level) {
+    tags = TagBytes::Record({"k", 2}, 0, tags) + TagBytes::Record({"k", 2}, 0, "");
+  }
   MUKAssetIndex index;
   Save("i.mkx", index);
   std::string bytes = Read("i.mkx");
-  bytes.replace(bytes.find("HCS$") + 12, 4, Word(tags.size()) + tags);
-  bytes.replace(8, 4, Word(bytes.size()));
+  bytes.replace(bytes.find("HCS$"), 16, TagBytes::File(tags));
+  bytes.replace(8, 4, TagBytes::Word(static_cast<std::uint32_t>(bytes.size())));
   Write("i.mkx", bytes);
   const Outcome outcome = Run("index show i.mkx --json");
   json level = outcome.Json()["configCache"];

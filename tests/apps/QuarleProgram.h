@@ -48,6 +48,14 @@ class QuarleProgram : public ::testing::Test {
   Outcome Run(const std::string& arguments, const std::string& environment = {}) const {
     return Shell(environment + " " QUARLE_PATH " " + arguments);
   }
+  /// Runs what has to fail, in one line on standard error that says this.
+  Outcome Fail(const std::string& arguments, const std::string& said, int status = 1) const {
+    Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.status, status) << arguments;
+    EXPECT_TRUE(outcome.HasOneErrorLine() && outcome.err.find(said) != std::string::npos)
+        << arguments << ": " << outcome.err;
+    return outcome;
+  }
   std::string Read(std::string_view name) const { return ReadWholeFile(temp_ / name); }
   void Write(std::string_view name, std::string_view bytes) const {
     WriteWholeFile(temp_ / name, bytes);

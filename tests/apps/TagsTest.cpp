@@ -128,10 +128,7 @@ TEST_F(Tags, FailuresNameTheFileAndWriteNothing) {
   Write("old.txt", "old");
   Write("fixed.txt", "fixed");
   std::filesystem::permissions(temp_ / "fixed.txt", std::filesystem::perms::owner_read);
-  const struct {
-    const char* arguments;
-    const char* said;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"show none.txt", "'none.txt': there is no such file"},
       {"show folder.txt", "'folder.txt': it is a folder"},
       {"show cut.grole", "'cut.grole': it is damaged"},
@@ -143,12 +140,7 @@ TEST_F(Tags, FailuresNameTheFileAndWriteNothing) {
       {"convert a.txt fixed.txt", "'fixed.txt': it is read-only"},
       {"convert a.txt folder.txt", "'folder.txt': it is a folder"},
   };
-  for (const auto& c : cases) {
-    const Outcome outcome = Run(std::string("tags ") + c.arguments);
-    EXPECT_EQ(outcome.status, 1) << c.arguments;
-    EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
-    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
-  }
+  for (const auto& [arguments, said] : cases) Fail(std::string("tags ") + arguments, said);
   EXPECT_FALSE(std::filesystem::exists(temp_ / "out.txt"));
   EXPECT_EQ(Read("old.txt") + Read("fixed.txt"), "oldfixed");
   const std::filesystem::directory_iterator files(temp_.Path());

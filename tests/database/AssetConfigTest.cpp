@@ -34,12 +34,13 @@ TagContainer Config(std::string_view form) {
 
 TEST(ClassRule, JoinsOldCodesAndKindsThatAgree) {
   const struct {
-    const char* tags;
-    const char* category;
+    const char *tags, *category;
   } cases[] = {
       {"kind=traincar&category-class=AS&engine=1", "TR;TV;TDR;LOCO"},
       {"kind=traincar&tender=1&engine=1", "TR;TV;TEND"},
       {"kind=traincar&engine=2", "TR;TV;ROLL"},
+      {"kind=traincar&category-class=xgB", "TR;TV;FRT;HOPP;ROLL"},
+      {"kind=traincar&category-class=OHD", "TR;TV;ROLL"},
       {"kind=map&category-class=AS", "RT"},  // the code is another kind's
       {"kind=spline&category-class=SP", "SPLN;BRG"},
       {"kind=track&category-class=TR&istrack=1", "TK"},
@@ -59,8 +60,7 @@ TEST(ClassRule, JoinsOldCodesAndKindsThatAgree) {
 
 TEST(NameRule, CleansBothEndsInEitherEncoding) {
   const struct {
-    const char* name;
-    const char* clean;
+    const char *name, *clean;
   } cases[] = {
       {"_'Big Boy'_", "Big Boy"},
       {"''", "Untitled"},
@@ -138,8 +138,7 @@ TEST(Privileges, DependOnBuildAndOrigin) {
   const struct {
     float build;
     bool builtIn;
-    const char* privileges;
-    const char* tags;
+    const char *privileges, *tags;
     const char* permits;  // commit, edit, listing
   } cases[] = {
       {2.4f, true, nullptr, "secret=1&product-type=Template", "++-"},
@@ -244,8 +243,7 @@ TEST(FillFromConfig, FindsTheSameInAConfigReadByItsFilter) {
 
 TEST(CodeList, MatchesWordsAndMakesKeywords) {
   const struct {
-    const char* list;
-    const char* expression;
+    const char *list, *expression;
     bool matches;
   } cases[] = {
       {"TR;TV;LOCO", "TR;TV|TK", true},
@@ -286,8 +284,7 @@ TEST(FillFromConfig, RefusesWithoutTouchingTheRecord) {
 TEST(FillFromConfig, MeasuresOnlyWhatIsUnknownAndOnDisk) {
   constexpr std::uint32_t kUnknown = MUKAsset::kSizeUnknown;
   const struct {
-    const char* legacyPath;
-    const char* installPath;
+    const char *legacyPath, *installPath;
     bool builtIn;
     std::uint32_t before, after;
     int calls;

@@ -9,39 +9,9 @@
 
 namespace {
 
-TEST(ClassTables, OldCodesDecideByKindAndThenByOrder) {
-  const struct {
-    const char* kind;
-    const char* code;
-    const char* classes;
-  } cases[] = {
-      {"traincar", "AS", "TR;TV;TDR"},  // also stands for steam, further down
-      {"TrainCar", "xgB", "TR;TV;FRT;HOPP"},
-      {"traincar", "RP", "TR;TV;RCR;DIES"},
-      {"scenery", "BR", "BD;RRD"},
-      {"track", "SP", "SY;SPLN"},
-      {"spline", "SP", "RD;SPLN"},
-      {"bridge", "TR", "TK;RLS"},
-      {"", "YM", "RT"},
-      {"anything", "FT", "FL;SCEN"},
-      {"traincar", "OHD", ""},
-      {"drivercharacter", "OHD", "DR"},
-      {"traincar", "", ""},
-      {"traincar", "A", ""},
-      {"traincar", "AE AG", ""},
-  };
-  for (const auto& c : cases) {
-    const OldClass old = FindOldClass(c.kind, c.code);
-    EXPECT_EQ(old.classes, c.classes) << c.kind << ' ' << c.code;
-    EXPECT_EQ(old.kind, KindOfCodes(c.classes)) << c.classes;
-  }
-}
-
 TEST(ClassTables, KindsFallThroughTheirDetails) {
   const struct {
-    const char* kind;
-    const char* details;
-    const char* classes;
+    const char *kind, *details, *classes;
   } cases[] = {
       {"bridge", "tunnels;road", "SPLN;TUN"},
       {"bridge", "tunnels", "TK;TUN"},
@@ -64,9 +34,7 @@ TEST(ClassTables, KindsFallThroughTheirDetails) {
 
 TEST(ClassTables, TheHeaviestNameWins) {
   const struct {
-    const char* category;
-    const char* name;
-    const char* key;
+    const char *category, *name, *key;
   } cases[] = {
       {"TK;BRG", "Bridge", "Track"},
       {"TX;ENV;GRND", "TextureEnv", "TextureEnv"},

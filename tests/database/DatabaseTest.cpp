@@ -1,3 +1,4 @@
+#include <atomic>
 #include <vector>
 
 #include "database/ContentServices.h"
@@ -62,8 +63,7 @@ TEST_F(DatabaseTest, StartsFromWhateverIsWhole) {
   const struct {
     const char *main, *temporary, *backup;
     bool repair, archivesOnly;
-    const char* expected;
-    const char* expectedFiles;
+    const char *expected, *expectedFiles;
   } cases[] = {
       {"m", "t", "b", true, false, "m ", "b"},  {"-", "t", "b", true, false, "t ", "mb"},
       {"-", "-", "b", true, false, "b ", "mb"}, {"x", "t", "b", true, false, "t ", "mb"},
@@ -311,6 +311,64 @@ TEST_F(DatabaseTest, AsksTheContentServicesInOrder) {
   EXPECT_EQ(Start(), "");
   EXPECT_EQ(recorder.Taken(), "base " + settings_.productRoot + ";again;world;trains;");
   MUKShutdown();
+}
+
+using ThreadsTest = Test::RunningTest;
+
+// Readers, a writer, idle with its writes, and shutdown, all at once.
+TEST_F(ThreadsTest, WorkTogetherThroughStartsAndEnds) {
+  constexpr int kRecords = 40;
+  std::atomic<bool> stop{false};
+  std::atomic<std::uint32_t> told{0};
+  settings_.change = [&](std::uint32_t mask) {
+    told |= mask;
+    MUKIdle();
+  };
+  MUKInitialise(settings_);
+  for (int i = 0; i < kRecords; ++i) AddRecord({1, i, i % 3}, "Asset");
+  {
+    const MUKLock guard(true);
+    for (const auto& [old, given] : {std::pair(0, 1), {12, 2}, {1, 2}, {13, 3}, {2, 3}}) {
+      Database::Get().Index().AddObsoleteRow({1, old, old % 3}, {1, given, given % 3});
+    }
+  }
+
+  std::vector<std::thread> threads;
+  for (int reader = 0; reader < 3; ++reader) {
+    threads.emplace_back([&] {
+      for (int i = 0; !stop; ++i) {
+        const PLID id(1, i % kRecords, i % kRecords % 3);
+        MUKGetSearchText(id);
+        MUKGetObsolete(id);
+        MUKResolve(id);
+        MUKGetInArchive(id);
+        RunningNames();
+      }
+    });
+  }
+  threads.emplace_back([&] {
+    for (int i = 0; !stop; ++i) {
+      const PLID id(1, i % kRecords, i % kRecords % 3);
+      MUKSetSizeBytes(id, static_cast<std::uint32_t>(i));
+      MUKSetDescription(id, std::to_string(i));
+      const MUKLock guard(true);
+      if (guard.IsHeld()) Database::Get().Index().Find(id)->Set(AssetFlag::InArchiveKnown, false);
+    }
+  });
+  for (int run = 0; run < 6; ++run) {
+    for (int i = 0; i < 40; ++i) {
+      clock_.Advance(11);
+      MUKIdle();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    MUKShutdown();
+    MUKInitialise(settings_);
+  }
+  stop = true;
+  for (std::thread& thread : threads) thread.join();
+  MUKShutdown();
+  EXPECT_EQ(told, kChangeGeneral | kChangeSize);
+  EXPECT_EQ(Stored(kMain).size(), kRecords * sizeof "Asset");
 }
 
 }  // namespace

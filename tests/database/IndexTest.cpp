@@ -125,6 +125,34 @@ TEST(SideTables, RefuseIdentifiersThatDoNotSurviveStorage) {
   EXPECT_EQ(table.Count(), 2u);
 }
 
+// So many changes that both tables throw away what they no longer need.
+TEST(SideTables, KeepWhatStandsThroughThousandsOfChanges) {
+  ObsoleteTable obsolete;
+  DependencyTable dependencies;
+  std::map<int, PLID> now;
+  for (int i = 0; i < 4000; ++i) {
+    const int old = i % 40;
+    now[old] = PLID(2, i, 0);
+    ASSERT_TRUE(obsolete.AddRow({1, old, 0}, now[old]));
+    dependencies.Replace({1, old, 0}, {now[old], {9, old % 5, 0}});
+    if (i % 100 == 3) {  // replaced itself
+      ASSERT_TRUE(obsolete.AddRow(std::exchange(now[old], {3, i, 0}), {3, i, 0}));
+    } else if (i % 9 == 0) {
+      EXPECT_EQ(obsolete.RemoveReplacedBy(now[old]), std::vector<PLID>{PLID(1, old, 0)});
+      now[old] = PLID();
+    }
+    if (i % 100 != 99) continue;
+    for (const auto& [content, replacement] : now) {
+      ASSERT_EQ(obsolete.ResolveExact({1, content, 0}), replacement) << i;
+      ASSERT_EQ(dependencies.DependenciesOf({1, content, 0}).size(), 2U);
+      ASSERT_EQ(dependencies.DependentsOf({9, content % 5, 0}).size(), 8U);
+    }
+    ASSERT_EQ(dependencies.DependenciesOf({1, old, 0})[0], PLID(2, i, 0));
+    ASSERT_EQ(dependencies.DependentsOf({2, i, 0}), std::vector<PLID>{PLID(1, old, 0)});
+    ASSERT_EQ(dependencies.Count(), 80U);
+  }
+}
+
 TEST(IndexRemove, FreesWhatTheRecordHadReplaced) {
   DeclaringHost host;
   MUKAssetIndex index(&host);
@@ -192,8 +220,7 @@ TEST(ShownName, OrdersByTheCollationAndNothingElse) {
 TEST(IndexMerge, JoinsPlacesThatDoNotContradict) {
   const struct {
     AssetText MUKAsset::*field;
-    const char* held;
-    const char* offered;
+    const char *held, *offered;
     const char* expected;  // null: refused
   } cases[] = {{&MUKAsset::editPath, nullptr, "e", "e"},    {&MUKAsset::editPath, "e", "", "e"},
                {&MUKAsset::editPath, "e", "f", nullptr},    {&MUKAsset::installPath, "i", "i", "i"},

@@ -47,8 +47,7 @@ TEST_F(InstallTest, InstallsWholeOrLeavesEverythingAsItWas) {
     const char* before;  ///< 'p' at the end: came in through a patch
     std::uint32_t flags;
     char fault;
-    const char* told;
-    const char* after;
+    const char *told, *after;
   } cases[] = {
       {"", 0, '-', "$muk_installed;", "I2"},
       {"ncd", kOver, '-', "$muk_installed;", "I2"},

@@ -66,8 +66,7 @@ TEST_F(PackageTest, FoldersThatBreakTheRules) {
   const std::string extension = "$muk_package_file_bad_ext ";
   const struct {
     const char* folder;
-    std::string checked;
-    std::string imported;
+    std::string checked, imported;
   } cases[] = {
       {"ext", extension + "ext/a/c.DOC;", {}},
       {"name", name + "name/a/b!.txt;", {}},

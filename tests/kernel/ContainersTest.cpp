@@ -15,22 +15,6 @@ struct Item {
 };
 struct Linked : Item, IListNode, ISingleListNode, ITree<Linked> {};
 
-TEST(ChunkList, TheFourteenthEntryTakesAChunkAndGivesItBack) {
-  const auto requests = [] {
-    const auto now = BlockAllocator::GetStatistics();
-    return now.listHits + now.listMisses;
-  };
-  ChunkList<std::uintptr_t> list;
-  const std::uint32_t before = requests();
-  for (std::uintptr_t i = 0; i < 13; ++i) list.PushBack(i);
-  EXPECT_EQ(requests() - before, 1U);
-  for (int round = 0; round < 3; ++round) {
-    list.PushBack(13);
-    EXPECT_TRUE(list.Remove(13));
-  }
-  EXPECT_EQ(requests() - before, 4U) << "a chunk that empties must be freed and made anew";
-}
-
 // Any order of pushes and erases gives what a deque gives: chunk borders never show.
 TEST(ChunkList, BehavesAsASequence) {
   std::mt19937 random(7);

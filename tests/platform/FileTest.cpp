@@ -147,20 +147,5 @@ TEST(PlatformFile, RenamesNeverLoseAFile) {
   EXPECT_TRUE(Rename(folder / "sub", folder / "moved") && IsFolder(folder / "moved"));
 }
 
-TEST(PlatformFile, InfoTellsLinksFromTheirTargets) {
-  const ::Test::TempFolder folder;
-  const std::string path = folder.Put("file", "four");
-  fs::create_symlink("file", folder / "link");
-  EXPECT_TRUE(SetReadOnly(path, true));
-  FileInfo file;
-  FileInfo link;
-  EXPECT_TRUE(GetInfo(folder / "link", &file) && GetInfoNoFollow(folder / "link", &link));
-  EXPECT_TRUE(file.regular && file.readOnly && !file.link && link.link && !link.regular);
-  EXPECT_TRUE(file.size == 4 && file.serial != link.serial && file.created > 1'500'000'000);
-  EXPECT_TRUE(SetReadOnly(path, false) && GetInfo(path, &file) && !file.readOnly);
-  EXPECT_TRUE(DeleteFile(folder / "link") && Exists(path));
-  EXPECT_FALSE(GetInfo(folder / "link", &file));
-}
-
 }  // namespace
 }  // namespace Zef::Platform

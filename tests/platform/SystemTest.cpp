@@ -58,21 +58,6 @@ TEST_F(SharedBlockTest, OpenersSeeTheSameBytes) {
   EXPECT_EQ(SharedBlock::Open(name_, 0), nullptr);
 }
 
-TEST_F(SharedBlockTest, SlotsExcludeByKindAndNumber) {
-  const auto a = SharedBlock::Open(name_, 16);
-  const auto b = SharedBlock::Open(name_, 16);
-  const std::uint32_t far = 65536 + 4194304;
-  EXPECT_TRUE(a->LockExclusive(0, false));
-  EXPECT_FALSE(a->IsLockedByOthers(0)) << "one's own slot is no one else's";
-  EXPECT_TRUE(b->IsLockedByOthers(0));
-  EXPECT_TRUE(!b->LockExclusive(0, false) && !b->LockShared(0, false));
-  EXPECT_TRUE(b->LockExclusive(1, false)) << "slots are apart";
-  a->Unlock(0);
-  EXPECT_TRUE(b->LockShared(0, false) && a->LockShared(0, false));
-  EXPECT_FALSE(a->LockExclusive(0, false));
-  EXPECT_TRUE(a->LockExclusive(far, false) && b->IsLockedByOthers(far));
-}
-
 // A forked child puts memory of its own where blocks were; elsewhere it must touch nothing.
 TEST_F(SharedBlockTest, ForkBesideAClosingBlockSparesOtherMemory) {
   const auto work = [&](const std::stop_token& stop) {

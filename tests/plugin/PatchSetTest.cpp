@@ -116,6 +116,25 @@ TEST_F(PatchSetTest, HoldsBuiltInRecordsThatOnlyOneSideHas) {
       << "the last entry of a list has no effect";
 }
 
+// They go through the buffers of reader and writer in several pieces.
+TEST_F(PatchSetTest, LargeIndexesAreComparedToTheLastRecord) {
+  std::vector<MUKAsset> older, newer, added;
+  std::string names;
+  for (int i = 10; i < 90; ++i) {
+    MUKAsset record = Asset({1, i, 0}, ("n" + std::to_string(i)).c_str());
+    record.description = std::string(65'000 - 613 * static_cast<std::size_t>(i), 'd').c_str();
+    (i % 3 == 2 ? added : older).push_back(record);
+    newer.push_back(std::move(record));
+    names += "1:" + std::to_string(i) + "=n" + std::to_string(i) + " ";
+  }
+  SaveIndex("old", older);
+  SaveIndex("new", newer);
+  ASSERT_TRUE(Make());
+  EXPECT_EQ(Held(kDeleteExtension), "");
+  EXPECT_TRUE(Held(kAddExtension) == Bytes(added));
+  EXPECT_EQ(Patched(), names);
+}
+
 TEST_F(PatchSetTest, TouchesNoOutputWhenAnIndexDoesNotLoad) {
   SaveIndex("old", {});
   EXPECT_FALSE(Make());

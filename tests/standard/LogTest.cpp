@@ -54,8 +54,7 @@ TEST(LogPrefix, KeepsItsColumnsAndItsRoundingOfMinutes) {
   const struct {
     LogLevel level;
     double seconds;
-    const char* name;
-    const char* prefix;
+    const char *name, *prefix;
   } cases[] = {{LogLevel::Error, 0, "Main", "! 000000AB Err    0:00.0 Main            : "},
                {LogLevel::Warning, 60, "Main", "? 000000AB Warn   0:60.0 Main            : "},
                {LogLevel::Diagnostic, 60.04, "Main", "+ 000000AB Diag   1:00.0 Main            : "},

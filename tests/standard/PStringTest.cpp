@@ -92,28 +92,6 @@ TEST(PString, ChangesGiveTheRecordOfTheNewText) {
   }
 }
 
-TEST(PString, AnOnlyHoldersRecordIsReusedWhenItHasRoom) {
-  PString alone("grown in place");
-  const char* place = alone.Text();
-  alone.AppendFormat("!");
-  EXPECT_EQ(alone.Text(), place);
-  EXPECT_EQ(alone, PString("grown in place!"));
-  EXPECT_NE(PString("grown in place").Text(), place) << "it must leave the place of its old text";
-}
-
-TEST(StringPool, CountsTextsAndKeepsThoseThatNobodyHolds) {
-  const char* const kText = "counted by this test only";
-  const StringPoolStatistics start = GetStringPoolStatistics();
-  EXPECT_EQ(start.bucketCount, 997U);
-  const std::uintptr_t key = PString(kText).Key();
-  EXPECT_EQ(GetStringPoolStatistics().liveStrings, start.liveStrings);
-  const PString first(kText), second = first;
-  EXPECT_EQ(first.Key(), key);
-  const StringPoolStatistics now = GetStringPoolStatistics();
-  EXPECT_TRUE(now.created - start.created == 1 && now.hits - start.hits == 1);
-  EXPECT_TRUE(now.liveStrings - start.liveStrings == 1 && now.references - start.references == 2);
-}
-
 TEST(StringPool, ChainsStayShortHoweverManyTexts) {
   constexpr std::uint32_t kTexts = 100'000;
   const std::uint32_t before = GetStringPoolStatistics().probes;

@@ -28,6 +28,7 @@ TEST(SharedText, EmptyHasTwoForms) {
   cut.Truncate(0);
   assigned = "";
   for (const SharedText& text : {SharedText(""), cut, assigned}) EXPECT_STREQ(text.Text(), "");
+  EXPECT_STREQ(SharedText('x', 3).Text(), "xxx");
 }
 
 TEST(SharedText, CompareTellsFirstEqualAfter) {

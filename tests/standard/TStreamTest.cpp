@@ -8,11 +8,18 @@
 #include <random>
 #include <string>
 
+#include "kernel/standard/File.h"
 #include "kernel/standard/PString.h"
 #include "kernel/standard/SharedText.h"
+#include "kernel/standard/Subst.h"
 #include "kernel/standard/TBuffer.h"
+#include "kernel/standard/TFile.h"
+#include "tests/support/TestFiles.h"
 
 using namespace std::string_literals;
+using Test::ReadWholeFile;
+using Test::TempFolder;
+using Test::WriteWholeFile;
 
 namespace {
 
@@ -21,23 +28,12 @@ std::string BytesOf(const Zef::TBuffer& stream) {
   return {reinterpret_cast<const char*>(view.data()), view.size()};
 }
 
-/// A memory stream that counts what reaches the storage below the read-ahead.
-class CountingStream : public Zef::TBuffer {
- public:
-  explicit CountingStream(const std::string& bytes = {}) {
-    TBuffer::Write(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-    TBuffer::Seek(0, 0);
+/// A memory stream at the start of these bytes.
+struct Stream : Zef::TBuffer {
+  explicit Stream(const std::string& bytes) {
+    WriteRaw(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    Seek(0, 0);
   }
-  std::uint32_t Read(void* to, std::uint32_t size) override {
-    ++reads;
-    return TBuffer::Read(to, size);
-  }
-  void Seek(std::int64_t offset, std::int32_t whence) override {
-    ++seeks;
-    TBuffer::Seek(offset, whence);
-  }
-  int reads = 0;
-  int seeks = 0;
 };
 
 std::string Word(std::uint32_t value) {
@@ -71,6 +67,11 @@ TEST(TStream, FieldsLieAsTheFormatSays) {
             "\0\0\0\0\x01\0\0\0\0\x03\0\0\0hi\0hi\0\0\0\0\x01\0\0\0\0\x04\0\0\0key\0"s +
                 "7-" + std::string(1500, 'x'));
   EXPECT_EQ(stream.Tell(), stream.Size()) << "patching must come back to the end";
+  bool truth = false;
+  stream.Seek(19, 0);
+  EXPECT_TRUE(stream.ReadBool(truth) && truth);
+  stream.Clear();
+  EXPECT_TRUE(!stream.ReadBool(truth) && truth && stream.Size() == 0);
 }
 
 TEST(TStream, TextsOfEveryLengthSurvive) {
@@ -105,7 +106,7 @@ TEST(TStream, StoredTextsAreTakenAtTheirWordOnlySoFar) {
                {"short and truncated", Word(9) + "abc", "abc", false},
                {"long and truncated", Word(600) + "abc", "abc", false}};
   for (const auto& c : cases) {
-    CountingStream stream(c.bytes);
+    Stream stream(c.bytes);
     Zef::SharedText text("old");
     std::uint32_t behind = 0;
     stream.ReadText(text);
@@ -122,7 +123,7 @@ TEST(TStream, StoredTextsAreTakenAtTheirWordOnlySoFar) {
 TEST(TStream, TruncatedFieldsLeaveTheirDestination) {
   const std::string bytes(23, '\x11');
   for (std::size_t size = 0; size < bytes.size(); ++size) {
-    CountingStream stream(bytes.substr(0, size));
+    Stream stream(bytes.substr(0, size));
     std::uint8_t byte = 9;
     std::uint16_t two16[2] = {9, 9};
     std::uint32_t four32[4] = {9, 9, 9, 9};
@@ -137,7 +138,7 @@ TEST(TStream, TruncatedFieldsLeaveTheirDestination) {
 }
 
 TEST(TStream, LinesEndAtEitherMarkOrAPair) {
-  CountingStream stream("one\r\ntwo\n\rthree\r\0four\n\nsix\r"s);
+  Stream stream("one\r\ntwo\n\rthree\r\0four\n\nsix\r"s);
   const std::string expected[] = {"one", "two", "three", "\0four"s, "", "six"};
   Zef::SharedText line;
   for (const std::string& text : expected) {
@@ -146,57 +147,63 @@ TEST(TStream, LinesEndAtEitherMarkOrAPair) {
   }
   EXPECT_FALSE(stream.ReadLine(line));
   EXPECT_EQ(line.Text(), nullptr);
-  CountingStream endless(std::string(Zef::TStream::kMaxLineLength + 9, 'x') + "\nnext");
+  Stream endless(std::string(Zef::TStream::kMaxLineLength + 9, 'x') + "\nnext");
   EXPECT_TRUE(endless.ReadLine(line) && line.Length() == Zef::TStream::kMaxLineLength);
   EXPECT_TRUE(endless.ReadLine(line) && line.View() == "next");
 }
 
+// In memory, and over a file, whose own buffer must not show either.
 TEST(TStream, BehavesLikeACursorOverPlainBytes) {
-  std::mt19937 random(12345);
-  std::string model(30000, '\0');
-  for (char& c : model) c = static_cast<char>(random());
-  CountingStream stream(model);
-  std::size_t at = 0;
-  std::string received(9000, '\0');
-  for (int step = 0; step < 20000; ++step) {
-    const std::size_t size = random() % 8 == 0 ? random() % 9000 : random() % 40;
-    switch (random() % 8) {
-      case 0:
-        at = random() % model.size();
-        stream.Seek(static_cast<std::int64_t>(at), 0);
-        break;
-      case 1:
-        at = model.size() - size;
-        stream.Seek(static_cast<std::int64_t>(size), 2);
-        break;
-      case 2: {
-        const std::size_t back = std::min(at, size);
-        at -= back;
-        stream.Seek(-static_cast<std::int64_t>(back), 1);
-        break;
+  const TempFolder folder;
+  Zef::File file;
+  ASSERT_EQ(file.Open((folder / "f").c_str(), 0x111), Zef::RES_OK);
+  Zef::TBuffer memory;
+  Zef::TFile onDisk(&file, /*owned=*/false);
+  for (Zef::TStream* const stream :
+       {static_cast<Zef::TStream*>(&memory), static_cast<Zef::TStream*>(&onDisk)}) {
+    std::mt19937 random(12345);
+    std::string model, received(40000, 0);
+    std::size_t at = 0;
+    for (int step = 0; step < 20000; ++step) {
+      const std::size_t size = random() % 8 == 0 ? random() % 40000 : random() % 40;
+      switch (random() % 8) {
+        case 0:
+          at = random() % (model.size() + 1);
+          stream->Seek(static_cast<std::int64_t>(at), 0);
+          break;
+        case 1:
+          at = model.size() - std::min(size, model.size());
+          stream->Seek(static_cast<std::int64_t>(model.size() - at), 2);
+          break;
+        case 2:
+          stream->Seek(-static_cast<std::int64_t>(std::min(at, size)), 1);
+          at -= std::min(at, size);
+          break;
+        case 3:
+          stream->SkipForward(size);
+          at = std::min(at + size, model.size());
+          break;
+        case 4: {
+          const std::string piece(std::min(size, 200'000 - at), static_cast<char>(step));
+          stream->WriteRaw(piece.data(), static_cast<std::uint32_t>(piece.size()));
+          model.replace(at, piece.size(), piece);
+          at += piece.size();
+          break;
+        }
+        default: {
+          const std::size_t count = std::min(size, model.size() - at);
+          ASSERT_EQ(stream->ReadRaw(received.data(), static_cast<std::uint32_t>(size)), count);
+          ASSERT_EQ(received.compare(0, count, model, at, count), 0) << step;
+          at += count;
+        }
       }
-      case 3:
-        at = std::min(at + size, model.size());
-        stream.SkipForward(size);
-        break;
-      case 4: {
-        const std::string piece(std::min(size, model.size() - at), static_cast<char>(step));
-        model.replace(at, piece.size(), piece);
-        stream.WriteRaw(piece.data(), static_cast<std::uint32_t>(piece.size()));
-        at += piece.size();
-        break;
-      }
-      default: {
-        const std::size_t count = std::min(size, model.size() - at);
-        ASSERT_EQ(stream.ReadRaw(received.data(), static_cast<std::uint32_t>(size)), count) << step;
-        ASSERT_EQ(received.compare(0, count, model, at, count), 0) << step;
-        at += count;
-      }
+      ASSERT_EQ(stream->Tell(), at) << step;
+      ASSERT_EQ(stream->Size(), model.size()) << step;
+      ASSERT_EQ(stream->AtEnd(), at == model.size()) << step;
     }
-    ASSERT_EQ(stream.Tell(), at) << step;
-    ASSERT_EQ(stream.AtEnd(), at == model.size()) << step;
+    EXPECT_EQ(stream == &memory ? BytesOf(memory) : (file.Close(), ReadWholeFile(folder / "f")),
+              model);
   }
-  EXPECT_EQ(BytesOf(stream), model);
 }
 
 TEST(TBuffer, GapsAreZeroAndBoundsHold) {
@@ -223,4 +230,53 @@ TEST(TBuffer, GapsAreZeroAndBoundsHold) {
   EXPECT_EQ(fixed.Tell(), 5u);
   EXPECT_EQ(fixed.WriteRaw("c", 1), 0u);
   EXPECT_EQ(BytesOf(fixed), "a\0\0\0b"s);
+}
+
+TEST(TFile, BorrowedFileStandsWhereTheReaderStopped) {
+  const TempFolder folder;
+  WriteWholeFile(folder / "f", "0123456789");
+  Zef::File file;
+  ASSERT_EQ(file.Open((folder / "f").c_str(), Zef::FileMode::kRead), Zef::RES_OK);
+  {
+    Zef::TFile stream(&file, /*owned=*/false);
+    std::uint16_t word = 0;
+    stream.Read16(word);
+    EXPECT_FALSE(stream.Eof()) << "bytes read ahead are still to come";
+  }
+  ASSERT_TRUE(file.IsOpen());
+  char next = 0;
+  EXPECT_EQ(file.Read(&next, 1, 1), 1u);
+  EXPECT_EQ(next, '2');
+}
+
+TEST(TFile, OwnedFileIsClearedAndClosed) {
+  const TempFolder folder;
+  WriteWholeFile(folder / "f", "0123456789");
+  auto* file = new Zef::File;
+  ASSERT_EQ(file->Open((folder / "f").c_str(), Zef::FileMode::kRead | Zef::FileMode::kWrite),
+            Zef::RES_OK);
+  Zef::TFile stream(file, /*owned=*/true);
+  std::uint8_t byte = 0;
+  EXPECT_TRUE(stream.Read8(byte) && byte == '0');
+  stream.Clear();
+  EXPECT_EQ(stream.Size(), 0u);
+  stream.WriteRaw("new", 3);
+  stream.Close();
+  EXPECT_FALSE(stream.IsOpen());
+  EXPECT_EQ(ReadWholeFile(folder / "f"), "new") << "cleared, then written on";
+}
+
+TEST(TFile, ClearReopensThroughTheSubstitution) {
+  const TempFolder folder;
+  WriteWholeFile(folder / "low/f", "old");
+  ASSERT_TRUE(Zef::Subst("clear", (folder / "low/").c_str(), true));
+  Zef::File file;
+  ASSERT_EQ(file.Open("clear:f", Zef::FileMode::kRead), Zef::RES_OK);
+  ASSERT_TRUE(Zef::Subst("clear", (folder / "high/").c_str(), true));
+  Zef::TFile stream(&file, /*owned=*/false);
+  stream.Clear();
+  EXPECT_TRUE(file.IsOpen() && file.Mode() == Zef::FileMode::kCreateWrite);
+  EXPECT_EQ(file.Name(), folder / "high/f") << "the source that writing goes to now";
+  EXPECT_EQ(ReadWholeFile(folder / "low/f"), "old");
+  Zef::Subst("clear", nullptr, false);
 }

@@ -108,6 +108,31 @@ TEST(TagContainer, OrderDuplicatesSwapsAndSorting) {
   EXPECT_STREQ(tags.NextFreeNumericKey().Text(), "1") << "a null tag counts as absent";
 }
 
+// Large enough to have a table, in which the tags of one key form a chain.
+TEST(TagContainer, TagsOfOneKeyGoOneByOne) {
+  const char* const orders[] = {"120", "021", "012"};
+  for (std::size_t first = 0; first < 3; ++first) {
+    TagContainer tags;
+    for (int i = 0; i < 100; ++i) tags.SetInt(Zef::PString("k" + std::to_string(i)), i);
+    std::vector<ChunkRef> same;
+    for (int i = 0; i < 3; ++i) {
+      same.push_back(NewHeapTag(TagInt, HCSRawDataCore::Copy(&i, sizeof i)));
+      tags.Chunk()->AddTag("same", same.back());
+    }
+    tags.RemoveTag("k5");
+    EXPECT_EQ(tags.GetTagIndex("same"), 99);
+    tags.RemoveChunk(same[first]);
+    tags.Chunk()->AddTag("same", same[first]);
+    std::string order;
+    for (; tags.HasTag("same"); tags.RemoveTag("same"))
+      order += std::to_string(tags.GetInt("same"));
+    EXPECT_EQ(order, orders[first]);
+  }
+  EXPECT_TRUE(comptagstr("Kind", 4, "kIND") && comptagstr("Kind", 4, "kiND", 4));
+  EXPECT_FALSE(comptagstr("Kinds", 5, "kind") || comptagstr("Kind", 4, "Kin", 3) ||
+               comptagstr(nullptr, 0, "") || comptagstr("", 0, nullptr));
+}
+
 // Random edits on a heap container that grows past its table's threshold and back, and on a file
 // whose edits lie in the overlay. The model is a list of (key, value).
 TEST(TagContainer, EveryFormBehavesLikeAPlainList) {

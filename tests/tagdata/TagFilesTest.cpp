@@ -78,23 +78,6 @@ TEST_F(TagFiles, ExtensionPicksTheForm) {
   EXPECT_EQ(tags.GetInt("number"), 3) << "a failed load leaves the handle alone";
 }
 
-TEST_F(TagFiles, DamageCompressionAndPathsOfTheSystem) {
-  Zef::File packed;
-  const auto mode = Zef::FileMode::kWriteCompressed | Zef::FileMode::kCreate;
-  ASSERT_EQ(packed.Open(root_, "packed.txt", mode), Zef::RES_OK);
-  packed.Write("number 6", 1, 8);
-  packed.Close();
-  EXPECT_EQ(Number("packed.txt"), 6);
-  for (const char* name : {"cut.grole", "cut.txt"}) {
-    WriteWholeFile(folder_ / name, "HCS$\1");
-    TagContainer tags = Sample(3);
-    EXPECT_TRUE(LoadTagFile(tags, {}, folder_ / name));
-    EXPECT_EQ(tags.IsNull(), name[4] == 'g');
-    EXPECT_FALSE(tags.HasTag("number"));
-    EXPECT_TRUE(LoadTagFile(tags, {}, "tagfiles:" + std::string(name))) << "by its prefix";
-  }
-}
-
 TEST_F(TagFiles, SafeSaveReplacesAndLeavesNothingBehind) {
   const std::pair<Zef::PString, std::string> places[] = {
       {root_, "config.txt"}, {root_, "config.grole"}, {{}, folder_ / "config.kpx"}};
