@@ -383,7 +383,7 @@ bool FileSubArchive::WriteIndex(bool rebuild) {
   if (!Platform::FlushFile(handle_)) return false;
   info_.indexOffset = static_cast<std::uint32_t>(start);
   info_.entryCount = static_cast<std::uint32_t>(table_.Count());
-  if (!WriteHead() || !Platform::FlushFile(handle_)) return false;
+  if (!WriteHead()) return false;
   dirty_ = false;
   return true;
 }
