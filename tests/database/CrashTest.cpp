@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <random>
 #include <set>
 
 #include "database/BaseId.h"
@@ -129,34 +128,6 @@ TEST_F(CrashTest, AfterAPowerCutSmallFilesAreAsBeforeOrAsAfter) {
   EXPECT_EQ(seen, std::set<std::string>({"before5", "after5", "after6"}));
   SetRegistryRoot("");
   SetBaseUserId(user);
-}
-
-// No step is named here: the child is killed wherever it is, and has told of each write it ended.
-TEST_F(CrashTest, KilledAtAnyMomentNoFinishedWriteIsLost) {
-  std::mt19937 random(4711);
-  const fs::path told = told_ / "told";
-  for (int round = 0; round < 25; ++round) {
-    Lay("-", "-", "-");
-    fs::remove_all(told);
-    fs::create_directory(told);
-    const ChildProcess child([&] {
-      MUKInitialise(settings_);
-      for (int i = 0;; ++i) {
-        AddRecord({1, i, 0}, "r");
-        const MUKLock guard(true);
-        MUKInternalWriteDatabase();
-        fs::create_directory(told / std::to_string(i));
-      }
-      return 0;
-    });
-    ASSERT_TRUE(Eventually([&] { return fs::exists(told / "0"); }));
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
-    child.Kill();
-    child.AwaitEnd();
-    const auto finished = std::distance(fs::directory_iterator(told), {});
-    const auto found = static_cast<std::ptrdiff_t>(Found().size() / 2);
-    EXPECT_TRUE(found == finished || found == finished + 1) << found << " of " << finished;
-  }
 }
 
 /// A process with a database of its own that does what it is told, and idles in between.

@@ -27,20 +27,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-enum class Kind : std::uint32_t {
-  MakeFile,
-  MakeFolder,
+enum class Kind : std::uint8_t {
+  File,
+  Folder,
   Remove,
   Move,
   Exchange,
   Write,
-  Resize,
+  Size,
   Flush,
-  FlushAll,
   Promise
 };
-constexpr const char* kKinds[] = {"make file", "make folder", "remove", "move",      "exchange",
-                                  "write",     "resize",      "flush",  "flush all", "promise"};
+constexpr const char* kKinds[] = {"file",  "folder", "remove", "move",   "exchange",
+                                  "write", "size",   "flush",  "promise"};
 
 struct Event {
   Kind kind = Kind::Promise;
@@ -116,28 +115,29 @@ std::uint64_t SerialOf(const fs::path& path) {
 }
 
 /// Makes a system call and, where it succeeds, tells of it while no other is made.
-template <typename Tale, typename... Arguments>
-long Call(Tale tale, long number, Arguments... arguments) {
-  if (journal == nullptr) return syscall(number, arguments...);
+template <typename Result = int, typename Tale, typename... Arguments>
+Result Call(Tale tale, long number, Arguments... arguments) {
+  if (journal == nullptr) return static_cast<Result>(syscall(number, arguments...));
   const std::lock_guard guard(lock);
-  const long result = syscall(number, arguments...);
+  const auto result = static_cast<Result>(syscall(number, arguments...));
   const int code = errno;
   if (result >= 0) tale(result);
   errno = code;
   return result;
 }
 
-int Open(int folder, const char* path, int flags, mode_t mode) {
+int Open(int folder, const char* path, int flags, va_list rest) {
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
   if (journal == nullptr || (flags & (O_CREAT | O_TRUNC)) == 0) {
     return static_cast<int>(syscall(SYS_openat, folder, path, flags, mode));
   }
   const bool isNew = faccessat(folder, path, F_OK, AT_SYMLINK_NOFOLLOW) != 0;
-  const auto tale = [&](long file) {
-    const auto name = PathOf(static_cast<int>(file));
-    if (isNew) return Tell(Kind::MakeFile, name);
-    if ((flags & O_TRUNC) != 0) Tell(Kind::Resize, name);
+  const auto tale = [&](int file) {
+    const auto name = PathOf(file);
+    if (isNew) return Tell(Kind::File, name);
+    if ((flags & O_TRUNC) != 0) Tell(Kind::Size, name);
   };
-  return static_cast<int>(Call(tale, SYS_openat, folder, path, flags, mode));
+  return Call(tale, SYS_openat, folder, path, flags, mode);
 }
 
 int Rename(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) {
@@ -145,39 +145,31 @@ int Rename(int fromFolder, const char* from, int toFolder, const char* to, unsig
     errno = EINVAL;
     return -1;
   }
-  const auto tale = [&](long) {
+  const auto tale = [&](int) {
     const Kind kind = (flags & RENAME_EXCHANGE) != 0 ? Kind::Exchange : Kind::Move;
     if (const auto target = PathAt(toFolder, to)) Tell(kind, PathAt(fromFolder, from), 0, *target);
   };
-  return static_cast<int>(Call(tale, SYS_renameat2, fromFolder, from, toFolder, to, flags));
+  return Call(tale, SYS_renameat2, fromFolder, from, toFolder, to, flags);
 }
 
 int MakeFolder(int folder, const char* path, mode_t mode) {
-  const auto tale = [&](long) {
+  const auto tale = [&](int) {
     if (const auto name = PathAt(folder, path)) {
-      Tell(Kind::MakeFolder, name, SerialOf(fs::path(root) / *name));
+      Tell(Kind::Folder, name, SerialOf(fs::path(root) / *name));
     }
   };
-  return static_cast<int>(Call(tale, SYS_mkdirat, folder, path, mode));
+  return Call(tale, SYS_mkdirat, folder, path, mode);
 }
 
 int Remove(int folder, const char* path, int flags) {
-  const auto tale = [&](long) { Tell(Kind::Remove, PathAt(folder, path)); };
-  return static_cast<int>(Call(tale, SYS_unlinkat, folder, path, flags));
-}
-
-ssize_t WriteOut(int file, const void* from, std::size_t size, off_t offset) {
-  const auto tale = [&](long count) {
-    Tell(Kind::Write, PathOf(file), static_cast<std::uint64_t>(offset),
-         {static_cast<const char*>(from), static_cast<std::size_t>(count)});
-  };
-  return Call(tale, SYS_pwrite64, file, from, size, offset);
+  const auto tale = [&](int) { Tell(Kind::Remove, PathAt(folder, path)); };
+  return Call(tale, SYS_unlinkat, folder, path, flags);
 }
 
 /// Takes no time: what processes see does not depend on it.
-int Flush(Kind kind, int file) {
-  const auto tale = [&](long) { Tell(kind, kind == Kind::Flush ? PathOf(file) : ""); };
-  return static_cast<int>(Call(tale, SYS_fcntl, file, F_GETFD)) < 0 ? -1 : 0;
+int Flush(int file) {
+  const auto tale = [&](int) { Tell(Kind::Flush, PathOf(file)); };
+  return Call(tale, SYS_fcntl, file, F_GETFD) < 0 ? -1 : 0;
 }
 
 }  // namespace
@@ -187,44 +179,37 @@ extern "C" {
 int open(const char* path, int flags, ...) {
   va_list rest;
   va_start(rest, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+  const int file = Open(AT_FDCWD, path, flags, rest);
   va_end(rest);
-  return Open(AT_FDCWD, path, flags, mode);
+  return file;
 }
 int openat(int folder, const char* path, int flags, ...) {
   va_list rest;
   va_start(rest, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+  const int file = Open(folder, path, flags, rest);
   va_end(rest);
-  return Open(folder, path, flags, mode);
+  return file;
 }
 ssize_t pwrite(int file, const void* from, size_t size, off_t offset) {
-  return WriteOut(file, from, size, offset);
-}
-ssize_t write(int file, const void* from, size_t size) {
-  if (journal == nullptr) return syscall(SYS_write, file, from, size);
-  const off_t offset = lseek(file, 0, SEEK_CUR);
-  const auto tale = [&](long count) {
+  const auto tale = [&](ssize_t count) {
     Tell(Kind::Write, PathOf(file), static_cast<std::uint64_t>(offset),
          {static_cast<const char*>(from), static_cast<std::size_t>(count)});
   };
-  return Call(tale, SYS_write, file, from, size);
+  return Call<ssize_t>(tale, SYS_pwrite64, file, from, size, offset);
 }
 ssize_t copy_file_range(int from, off_t* read, int to, off_t* write, size_t size, unsigned flags) {
   const off_t source = *read;
   const off_t target = *write;
-  const auto tale = [&](long count) {
+  const auto tale = [&](ssize_t count) {
     std::string bytes(static_cast<std::size_t>(count), '\0');
     if (pread(from, bytes.data(), bytes.size(), source) != count) std::abort();
     Tell(Kind::Write, PathOf(to), static_cast<std::uint64_t>(target), bytes);
   };
-  return Call(tale, SYS_copy_file_range, from, read, to, write, size, flags);
+  return Call<ssize_t>(tale, SYS_copy_file_range, from, read, to, write, size, flags);
 }
 int ftruncate(int file, off_t size) noexcept {
-  const auto tale = [&](long) {
-    Tell(Kind::Resize, PathOf(file), static_cast<std::uint64_t>(size));
-  };
-  return static_cast<int>(Call(tale, SYS_ftruncate, file, size));
+  const auto tale = [&](int) { Tell(Kind::Size, PathOf(file), static_cast<std::uint64_t>(size)); };
+  return Call(tale, SYS_ftruncate, file, size);
 }
 int rename(const char* from, const char* to) noexcept {
   return Rename(AT_FDCWD, from, AT_FDCWD, to, 0);
@@ -242,9 +227,8 @@ int unlink(const char* path) noexcept { return Remove(AT_FDCWD, path, 0); }
 int unlinkat(int folder, const char* path, int flags) noexcept {
   return Remove(folder, path, flags);
 }
-int fsync(int file) { return Flush(Kind::Flush, file); }
-int fdatasync(int file) { return Flush(Kind::Flush, file); }
-int syncfs(int file) noexcept { return Flush(Kind::FlushAll, file); }
+int fsync(int file) { return Flush(file); }
+int fdatasync(int file) { return Flush(file); }
 
 }  // extern "C"
 
@@ -265,7 +249,7 @@ std::string ParentOf(const std::string& path) {
 
 void Change(const Event& event, std::string& content, Arrival::Rest rest, bool isHalf = false) {
   if (rest == Arrival::Lost) return;
-  if (event.kind == Kind::Resize) return content.resize(event.number);
+  if (event.kind == Kind::Size) return content.resize(event.number);
   const std::size_t size = isHalf ? event.more.size() / 2 : event.more.size();
   content.resize(std::max(content.size(), event.number + size));
   if (rest == Arrival::Whole) content.replace(event.number, size, event.more, 0, size);
@@ -363,7 +347,7 @@ class PowerCut::Disk {
 
   void Apply(const Event& event) {
     Node* const node = Find(event.path);
-    const bool isWrite = event.kind == Kind::Write || event.kind == Kind::Resize;
+    const bool isWrite = event.kind == Kind::Write || event.kind == Kind::Size;
     if (isWrite && node != nullptr) {
       const std::size_t end = event.number + event.more.size();
       const std::size_t size = event.kind == Kind::Write ? std::max(node->size, end) : end;
@@ -371,15 +355,12 @@ class PowerCut::Disk {
       node->pending.emplace_back(names_.size() - 1, &event);
     } else if (event.kind == Kind::Flush && node != nullptr) {
       Flush(*node);
-    } else if (event.kind == Kind::FlushAll) {
-      for (Node& each : nodes_) Flush(each);
-      committed_ = names_.size();
     } else if (event.kind == Kind::Promise) {
       ++promises_;
     } else if (event.kind == Kind::Remove) {
       Take(event.path);
-    } else if (event.kind == Kind::MakeFile || event.kind == Kind::MakeFolder) {
-      Make(event.path, {event.kind == Kind::MakeFolder, event.number});
+    } else if (event.kind == Kind::File || event.kind == Kind::Folder) {
+      Make(event.path, {event.kind == Kind::Folder, event.number});
     } else if (event.kind == Kind::Move || event.kind == Kind::Exchange) {
       const Names moved = Take(event.path);
       const Names other = Take(event.more);
@@ -483,13 +464,11 @@ int PowerCut::ForEachState(const std::function<void(int promises)>& check) {
             entries == count && arrival.rest == Arrival::Whole && arrival.other != Arrival::Misses;
         const std::string text = textOf(tree) + (isKill_ ? "killed" : "");
         if (!seen.insert(std::hash<std::string>()(text)).second) continue;
-        where_ = "power cut behind event " + std::to_string(count);
-        if (count > 0) {
-          where_ += std::string(" (") + kKinds[static_cast<int>(events[count - 1].kind)] + " \"" +
-                    events[count - 1].path + "\")";
-        }
-        where_ += ", entries up to " + std::to_string(entries) + ", writes " + "LSW"[arrival.rest] +
-                  "CMH"[arrival.other] + std::to_string(arrival.but);
+        const Event event = count > 0 ? events[count - 1] : Event();
+        where_ = "power cut behind " + std::to_string(count) + " (" +
+                 kKinds[static_cast<int>(event.kind)] + " " + event.path + "), entries up to " +
+                 std::to_string(entries) + ", writes " + "LSW"[arrival.rest] +
+                 "CMH"[arrival.other] + std::to_string(arrival.but);
         Lay(tree);
         check(disk.Promises());
       }
