@@ -18,7 +18,6 @@ namespace fs = std::filesystem;
 
 using Test::AddRecord;
 using Test::ChildProcess;
-using Test::Eventually;
 using Test::PowerCut;
 using Test::ReadWholeFile;
 using Test::RunningNames;
