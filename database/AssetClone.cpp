@@ -1,15 +1,21 @@
 #include "database/AssetClone.h"
 
+#include <cstdint>
+#include <optional>
+#include <string>
+
 #include "database/AssetCopy.h"
 #include "database/AssetEdit.h"
 #include "database/AssetFolder.h"
 #include "database/AssetInfo.h"
 #include "database/AssetMessages.h"
 #include "database/AssetRollback.h"
+#include "database/AssetWalk.h"
 #include "database/ConfigReader.h"
 #include "database/ConfigWriter.h"
 #include "database/ContentServices.h"
 #include "database/Database.h"
+#include "database/FolderClaims.h"
 #include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
@@ -41,21 +47,32 @@ void AppendObsolete(TagContainer& config, const PLID& id) {
   config.SetSubContainer(tableKey, table);
 }
 
+/// Why a folder could not be filled, and what it lacks.
+struct FillNotes {
+  AssetWalkFault fault;
+  std::uint64_t lost = 0;  ///< tags of the config
+};
+
 /// Fills a folder with the source's files under the clone's identifier.
-bool Fill(const StagedFolder& staged, const MUKAsset& source, const PLID& clone,
-          bool asNewVersion) {
+bool Fill(const StagedFolder& staged, const MUKAsset& source, const PLID& clone, bool asNewVersion,
+          FillNotes& notes) {
   static const Zef::PString idKey("plid");
   if (!staged.IsMade()) return false;
-  const AssetPlace from = AssetPlaceOf(Database::Get().Settings().productRoot, source);
+  Database& database = Database::Get();
+  const std::string& root = database.Settings().productRoot;
+  const AssetPlace from = AssetPlaceOf(root, source);
+  if (OwnerOf(root, database.Index(), source, from) == FolderOwner::Other) return false;
   TagContainer config;
-  if (!CopyAssetFolder(from, staged.Path()) ||
-      ConfigReader().ReadAt({{}, staged.Path()}, config) != ConfigStatus::Loaded) {
+  ConfigReader reader;
+  if (!CopyAssetFolder(from, staged.Path(), &notes.fault) ||
+      reader.ReadAt({{}, staged.Path()}, config) != ConfigStatus::Loaded) {
     return false;
   }
+  notes.lost = CountLosses(reader.LastLosses());
   config = TagsWithout(config, idKey.View());
   config.SetPLID(idKey, clone);
   if (asNewVersion && !clone.SameWithoutVersion(source.id)) AppendObsolete(config, source.id);
-  return WriteConfig(config, staged.Path(), ConfigForm::Text, clone);
+  return WriteConfig(config, staged.Path(), ConfigForm::Text, clone, &notes.lost);
 }
 
 /// Null when the clone stands, else the message about the source that tells why not; empty when the
@@ -74,18 +91,31 @@ const char* PutInPlace(StagedFolder& staged, MUKAsset& clone, ResultsLog* log) {
 const char* MakeClone(const MUKAsset& source, const PLID& id, bool asNewVersion, ResultsLog* log) {
   const MUKSettings& settings = Database::Get().Settings();
   MUKAssetIndex& index = Database::Get().Index();
-  AwaitSweeps();  // what was deleted last may be the room that this needs
   // Filled before anything is open for edit, which is whole then at every instant.
-  StagedFolder staged(settings.productRoot, settings.stepObserver);
-  if (!Fill(staged, source, id, asNewVersion)) return kNoCopy;
+  std::optional<StagedFolder> staged;
+  FillNotes notes;
+  const bool isFilled = WithRoom([&] {  // what was deleted last may be the room that this needs
+    staged.emplace(settings.productRoot, settings.stepObserver);
+    notes = {};
+    return Fill(*staged, source, id, asNewVersion, notes);
+  });
+  if (!isFilled) {
+    TellOfFault(log, notes.fault);
+    return kNoCopy;
+  }
   AssetRollback rollback(id);
   if (index.Find(id) == nullptr) index.CreateNew(id);
   MUKAsset& clone = *index.Find(id);
   clone.name = source.ShownName();  // the working folder is named by it
   if (!asNewVersion) clone.Set(AssetFlag::IsClone, true);
-  const char* const failure = PutInPlace(staged, clone, log);
-  if (failure == nullptr) rollback.Done();
-  return failure;
+  const char* const failure = PutInPlace(*staged, clone, log);
+  if (failure != nullptr) return failure;
+  rollback.Done();
+  if (notes.lost != 0) {
+    TellOfAsset(log, ResultLevel::kWarning, "$muk_config_tags_lost", clone,
+                std::to_string(notes.lost));
+  }
+  return nullptr;
 }
 
 }  // namespace

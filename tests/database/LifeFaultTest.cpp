@@ -156,13 +156,14 @@ TEST_F(LifeFaultTest, MissingRightsAreTold) {
     std::string path;  ///< loses the right to be changed; "I" and "E" are the asset's folders
     char step;
     const char* told;
-  } cases[] = {{"nco2", "local", 'c', "E2I1 $muk_commit_file_error;"},
-               {"nco2", "editing", 'c', "E2I2 "},
-               {"nc", "editing", 'o', "I1 $muk_open_file_error;"},
-               {"nc", "local", 'd', "I1 "},
-               {"nco2", "E", 'c', "I2 "},
-               {"nc", "I", 'd', ". "},
-               {"nc", "I/parts/body.txt", 'o', "I1 $muk_copy_file_error;"}};
+  } cases[] = {
+      {"nco2", "local", 'c', "E2I1 $muk_commit_file_error;"},
+      {"nco2", "editing", 'c', "E2I2 "},
+      {"nc", "editing", 'o', "I1 $muk_open_file_error;"},
+      {"nc", "local", 'd', "I1 "},
+      {"nco2", "E", 'c', "I2 "},
+      {"nc", "I", 'd', ". "},
+      {"nc", "I/parts/body.txt", 'o', "I1 $muk_package_file_read_err;$muk_copy_file_error;"}};
   fs::permissions(told_.Path(), fs::perms::all);
   for (const auto& each : cases) {
     Prepare(each.before);
