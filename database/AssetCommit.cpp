@@ -142,13 +142,16 @@ bool Commit::PutInPlace() {
   work_.MarkChanged();
   work_.Step("commit: files checked");
   hasMoved_ = MoveInPlace();
-  return hasMoved_ || WithRoom([this] { return CopyInPlace(); });
+  if (!hasMoved_ && !WithRoom([this] { return CopyInPlace(); })) return false;
+  Zef::Platform::FlushFolder(target_.path + "/..");
+  return true;
 }
 
 /// The folder itself goes, as it costs nothing, and an editor that has a file open writes on where
 /// it can be found.
 bool Commit::MoveInPlace() {
   return !Keeps() && OwnsWorkingFolder(work_, record_) && DropIgnored(working_.path, 0) &&
+         Zef::Platform::FlushTree(working_.path) &&
          MoveAssetFolder(work_.root, working_.path, target_.path, work_.settings.stepObserver);
 }
 
@@ -171,12 +174,11 @@ bool Commit::CopyInPlace() {
   StagedFolder staged(work_.root, work_.settings.stepObserver);
   const std::string stamp = Keeps() ? "" : StampOf(working_);
   if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path())) return false;
+  if (!Zef::Platform::FlushTree(staged.Path())) return false;
   const bool isDone =
       FolderExists(target_) ? staged.Exchange(target_.path) : staged.Put(target_.path);
-  if (Keeps() || !isDone) return isDone;
-  Zef::Platform::FlushFileSystem(target_.path);  // before what it was copied from goes
-  isSaved_ = StampOf(working_) != stamp;
-  return true;
+  isSaved_ = !Keeps() && isDone && StampOf(working_) != stamp;
+  return isDone;
 }
 
 void Commit::UpgradeLocation() {

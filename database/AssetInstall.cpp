@@ -23,6 +23,7 @@
 #include "database/PackageFolder.h"
 #include "database/StagedFolder.h"
 #include "environment/ResultsLog.h"
+#include "kernel/platform/FolderCopy.h"
 #include "kernel/standard/FilePath.h"
 #include "kernel/standard/Trace.h"
 
@@ -132,7 +133,8 @@ std::string Installation::Fill(const StagedFolder& staged) {
   const bool isBinary = (flags_ & kInstallBinaryConfig) != 0;
   const bool isDone = WriteConfig(TagsWithout(asset_, kFilesTag), staged.Path(),
                                   isBinary ? ConfigForm::Binary : ConfigForm::Text, id_, &lost_);
-  return isDone ? "" : "its config could not be written so that it can be read again";
+  if (!isDone) return "its config could not be written so that it can be read again";
+  return Zef::Platform::FlushTree(staged.Path()) ? "" : "its files could not be written";
 }
 
 Failure Installation::PutInPlace(StagedFolder& staged) {

@@ -26,6 +26,8 @@ constexpr std::uint64_t kLargestFile = 0xFFFFFFFF;
 constexpr std::string_view kSavingSuffix = ".saving";
 constexpr std::size_t kFirstRead = 1u << 20;
 constexpr std::size_t kWriteSpan = 1u << 18;
+/// Records read ahead of their entering the table, whose places are fetched meanwhile.
+constexpr std::uint32_t kEnterBatch = 32;
 
 struct Image {
   LargeBlock bytes;
@@ -207,11 +209,17 @@ bool MUKAssetIndex::ReadRecords(Zef::ByteReader& in) {
   byId_.Reserve(count);
   if (count != 0) slabs_.emplace_back(count);
   allRecords_.reserve(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    MUKAsset& record = NextSlot();
-    ReadRecord(in, record);
-    if (in.Failed()) return false;
-    Enter(record);
+  std::array<MUKAsset*, kEnterBatch> batch{};
+  for (std::uint32_t entered = 0; entered < count;) {
+    const std::uint32_t size = std::min(count - entered, kEnterBatch);
+    for (std::uint32_t i = 0; i < size; ++i) {
+      batch[i] = &NextSlot();
+      ReadRecord(in, *batch[i]);
+      if (in.Failed()) return false;
+      byId_.Prefetch(batch[i]->id);
+    }
+    for (std::uint32_t i = 0; i < size; ++i) Enter(*batch[i]);
+    entered += size;
   }
   return true;
 }

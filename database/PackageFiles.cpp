@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "kernel/ByteReader.h"
@@ -19,9 +20,11 @@ constexpr std::uint64_t MostUnpacked(std::size_t streamSize) {
   return kFactor * streamSize + kFactor;
 }
 
-/// Sounds and pictures are packed already: the slowest way to write down random bytes would save
-/// next to nothing.
 constexpr std::size_t MostWorthPacking(std::size_t size) { return kLengthSize + size - size / 32; }
+
+/// Twice the coder's window: a sample shows all that a stream could save.
+constexpr std::size_t kSampleSize = 1u << 16;
+constexpr std::size_t kSamples = 3;
 
 /// The length, and a stream whose head says that the bytes follow as they are.
 Zef::ByteWriter StoredStream(std::span<const std::byte> bytes) {
@@ -42,6 +45,31 @@ class PackedSink final : public Zef::ByteSink {
   Zef::ByteWriter out;
 };
 
+/// The length, and the stream of a coder.
+Zef::ByteWriter PackedStream(std::span<const std::byte> bytes) {
+  const Zef::Ref<PackedSink> sink(new PackedSink);
+  sink->out.U32(static_cast<std::uint32_t>(bytes.size()));
+  if (!bytes.empty()) {
+    Zef::LZSSCompress coder;
+    coder.BeginCompress(sink, kLevel);
+    const bool packed = coder.Compress(bytes.data(), bytes.size()) && coder.EndCompress();
+    if (!packed) throw std::bad_alloc();  // the sink refuses nothing
+  }
+  return std::move(sink->out);
+}
+
+/// Sounds and pictures are packed already: the slowest way to write down random bytes would save
+/// next to nothing. Of a large file some samples tell.
+bool MayShrink(std::span<const std::byte> bytes) {
+  if (bytes.size() < 8 * kSampleSize) return true;
+  for (std::size_t i = 0; i < kSamples; ++i) {
+    const std::size_t at = (bytes.size() - kSampleSize) / (kSamples - 1) * i;
+    const Zef::ByteWriter sample = PackedStream(bytes.subspan(at, kSampleSize));
+    if (sample.Size() <= MostWorthPacking(kSampleSize)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 PackageCompression PackageCompressionOf(std::string_view name) {
@@ -53,16 +81,9 @@ CoreRef PackFile(std::span<const std::byte> bytes, PackageCompression compressio
   if (compression == PackageCompression::Stored) {
     return HCSRawDataCore::Copy(bytes.data(), bytes.size());
   }
-  const Zef::Ref<PackedSink> sink(new PackedSink);
-  sink->out.U32(static_cast<std::uint32_t>(bytes.size()));
-  if (!bytes.empty()) {
-    Zef::LZSSCompress coder;
-    coder.BeginCompress(sink, kLevel);
-    const bool packed = coder.Compress(bytes.data(), bytes.size()) && coder.EndCompress();
-    if (!packed) throw std::bad_alloc();  // the sink refuses nothing
-    if (sink->out.Size() > MostWorthPacking(bytes.size())) sink->out = StoredStream(bytes);
-  }
-  const std::span<const std::byte> packed = sink->out.View();
+  Zef::ByteWriter out = MayShrink(bytes) ? PackedStream(bytes) : StoredStream(bytes);
+  if (out.Size() > MostWorthPacking(bytes.size())) out = StoredStream(bytes);
+  const std::span<const std::byte> packed = out.View();
   return HCSRawDataCore::Copy(packed.data(), packed.size());
 }
 

@@ -19,6 +19,9 @@ void Step(StepObserver observer, const char* step) {
 
 std::string ParentOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
+/// Has what took a place there before what it replaced is deleted.
+void FlushPlace(const std::string& place) { Zef::Platform::FlushFolder(ParentOf(place)); }
+
 /// For file systems that cannot exchange. Should the process die while neither folder is in the
 /// place, the note has the old one put back.
 bool ReplaceByRenames(const std::string& root, StagingSlot& slot, const std::string& fresh,
@@ -30,6 +33,7 @@ bool ReplaceByRenames(const std::string& root, StagingSlot& slot, const std::str
   const bool isDone = isMoved && MoveEntry(fresh, place);
   Step(observer, "stage: new one moved");
   if (isMoved && !isDone && !MoveEntry(slot.Old(), place)) return false;  // the note still stands
+  FlushPlace(place);
   slot.DropNote();
   return isDone;
 }
@@ -62,6 +66,7 @@ bool Relay(const std::string& root, const std::string& source, const std::string
   const ExchangeResult result = ExchangeEntries(source, target);
   Step(observer, "move: exchanged");
   const bool isDone = result == ExchangeResult::Done;
+  if (isDone) FlushPlace(target);
   if (!isDone || Discard(root, source, observer)) slot.DropNote();
   if (result != ExchangeResult::Unsupported) return isDone;
   return ReplaceByRenames(root, slot, source, target, observer);
@@ -92,6 +97,7 @@ bool StagedFolder::Exchange(const std::string& target) {
   Step(observer_, "stage: filled");
   const ExchangeResult result = ExchangeEntries(Path(), place);
   Step(observer_, "stage: exchanged");
+  if (result == ExchangeResult::Done) FlushPlace(place);
   if (result != ExchangeResult::Unsupported) return result == ExchangeResult::Done;
   return ReplaceByRenames(root_, slot_, Path(), place, observer_);
 }

@@ -7,7 +7,9 @@
 // A new folder is filled out of sight, below "temp" of the product root, and then moved to its
 // place or exchanged with the one that stands there; one that is deleted goes to "temp" first. So
 // whatever instant the process dies at, every asset's folder is whole, the old or the new one
-// (StagingSlot.h). The folders that assets live in must be on the file system of "temp".
+// (StagingSlot.h). The folders that assets live in must be on the file system of "temp". So that a
+// power cut leaves that too, who fills a folder flushes it; what it replaces is deleted when its
+// move is on the device.
 //
 // All paths are of the system, below the product root as `root` spells it and in their spelling on
 // disk. ConfinedMove.h tells which are refused.

@@ -33,8 +33,9 @@ bool TryWriteNote(const std::string& file, const std::string& text) {
       Zef::Platform::OpenFile(file, {.write = true, .creation = Creation::CreateNew});
   if (handle == kNoFile) return false;
   const std::int64_t written = Zef::Platform::WriteAt(handle, text.data(), text.size(), 0);
+  const bool isFlushed = Zef::Platform::FlushFile(handle);  // before anything moves
   const bool isClosed = Zef::Platform::CloseFile(handle);
-  if (isClosed && written == static_cast<std::int64_t>(text.size())) return true;
+  if (isFlushed && isClosed && written == static_cast<std::int64_t>(text.size())) return true;
   static_cast<void>(Zef::Platform::DeleteFile(file));
   return false;
 }

@@ -1,8 +1,8 @@
 // FolderCopy: the steps of copying a folder and of putting one in the place of another.
 //
 // Contents go from one open file to another inside the system, without a copy of blocks where the
-// file system can share them. Two folders change places in one step, so that nobody ever sees
-// neither or a part of one.
+// file system can share them. A folder is flushed as a whole before it counts. Two folders change
+// places in one step, so that nobody ever sees neither or a part of one.
 //
 // Nothing here follows a link as the last part of a path. Any thread may call.
 
@@ -23,8 +23,10 @@ bool CopyWriteTime(FileHandle from, FileHandle to);
 /// Sets the write time of an open file, in seconds since 1970.
 bool SetWriteTime(FileHandle file, std::int64_t seconds);
 
-/// Waits until all that was written to the file system of a path is on the device.
-bool FlushFileSystem(const std::string& path);
+/// Waits until a folder with all below it is on the device, contents and entries. False when the
+/// device has failed to write, maybe some time ago. What may not be read is flushed with the whole
+/// file system, at the cost of waiting for whatever else is to be written.
+[[nodiscard]] bool FlushTree(const std::string& path);
 
 enum class ExchangeResult {
   Done,

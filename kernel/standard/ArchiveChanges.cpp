@@ -2,7 +2,9 @@
 //
 // Each change is arranged so that a process killed between any two writes leaves an archive that
 // a walk can read: the file first disowns its index, a chunk gets its size when it is whole, and
-// what it replaces is marked as deleted after that.
+// what it replaces is marked as deleted after that. So that a power cut spares what was there
+// before, the index is disowned, and what replaces a file is whole, on the device before the next
+// write.
 
 #include <algorithm>
 #include <array>
@@ -126,6 +128,7 @@ bool FileSubArchive::MarkDeleted(std::uint32_t dataOffset) const {
 }
 
 bool FileSubArchive::MarkSuperseded() {
+  if (!superseded_.empty() && !Platform::FlushFile(handle_)) return false;
   for (; !superseded_.empty(); superseded_.pop_back()) {
     if (!MarkDeleted(superseded_.back())) return false;
   }
@@ -169,9 +172,10 @@ bool FileSubArchive::IsAsLeft() const {
 
 bool FileSubArchive::DisownIndex() {
   if (infoOnDisk_.indexOffset == 0) return true;
-  if (unwalked_ && !MakeReachable()) return false;
+  if (unwalked_ && !(MakeReachable() && Platform::FlushFile(handle_))) return false;
   unwalked_ = false;
   if (!WriteWord(0, infoOffset_ + kIndexOffsetInInfo)) return false;
+  if (!Platform::FlushFile(handle_)) return false;
   infoOnDisk_.indexOffset = 0;
   dirty_ = true;
   return true;
@@ -313,7 +317,9 @@ bool FileSubArchive::WriteChunk(const File& file, std::uint64_t start, ArchiveRo
   row->size = entry.storedSize = static_cast<std::uint32_t>(out.Size());
   head.Clear();
   AppendArchiveEntry(head, entry);
+  const bool isReplaced = table_.Find(ArchiveTable::KeyOf(file.Name())) != nullptr;
   return WriteExactly(head.View(), start + kChunkHeadSize) &&
+         (!isReplaced || Platform::FlushFile(handle_)) &&
          WriteWord(kEntrySize + row->size, start + sizeof(std::uint32_t));
 }
 
@@ -374,6 +380,7 @@ bool FileSubArchive::WriteIndex(bool rebuild) {
   if (start + size > kLargestArchive) return false;
   dirty_ = true;
   if (!WriteRows(start) || !Platform::SetFileSize(handle_, start + size)) return false;
+  if (!Platform::FlushFile(handle_)) return false;
   info_.indexOffset = static_cast<std::uint32_t>(start);
   info_.entryCount = static_cast<std::uint32_t>(table_.Count());
   if (!WriteHead()) return false;

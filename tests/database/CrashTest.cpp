@@ -1,14 +1,16 @@
-// Processes that stop, or are killed, at every step of the file discipline. Each runs in a child,
-// so that the parent never has threads of its own when it forks.
+// Processes that meet a power cut or are killed, and hand the database over. Each is a child, so
+// that the parent never has threads of its own when it forks.
 
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <random>
 #include <set>
 
+#include "database/BaseId.h"
+#include "environment/Registry.h"
 #include "tests/database/RunningFixture.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/PowerCut.h"
 
 namespace {
 
@@ -17,43 +19,37 @@ namespace fs = std::filesystem;
 using Test::AddRecord;
 using Test::ChildProcess;
 using Test::Eventually;
+using Test::PowerCut;
 using Test::ReadWholeFile;
 using Test::RunningNames;
 using Test::WriteWholeFile;
 
 constexpr int kStopped = -1;  // killed
 
-// Of the child alone.
-int stepsLeft = 0;
-
 class CrashTest : public Test::RunningTest {
  protected:
-  /// Runs the database with one more record in a child that stops after the given number of
-  /// steps. True when it was stopped, false when it came to its end.
-  bool RunUntil(int steps) {
+  /// Runs the database in a child that adds a record and writes, then another one.
+  void RunRecorded(PowerCut& disk) {
     const ChildProcess child([&] {
-      stepsLeft = steps;
-      settings_.stepObserver = [](const char*) {
-        if (stepsLeft-- == 0) raise(SIGKILL);
-      };
+      disk.Record();
       MUKInitialise(settings_);
       AddRecord({2, 1, 0}, "new");
       {
         const MUKLock guard(true);
         MUKInternalWriteDatabase();
       }
+      PowerCut::Promise();
       AddRecord({2, 2, 0}, "newer");
       MUKShutdown();
+      PowerCut::Promise();
       return 0;
     });
-    const int status = child.AwaitEnd();
-    EXPECT_TRUE(status == 0 || status == kStopped) << status;
-    return status == kStopped;
+    EXPECT_EQ(child.AwaitEnd(), 0);
   }
 
   /// What the next start finds.
   std::string Found() {
-    const fs::path answer = folder_ / "found";
+    const fs::path answer = told_ / "found";
     const ChildProcess child([&] {
       MUKInitialise(settings_);
       WriteWholeFile(answer, RunningNames());
@@ -65,66 +61,73 @@ class CrashTest : public Test::RunningTest {
   }
 };
 
-TEST_F(CrashTest, StoppedAfterAnyStepTheNextStartLosesNothing) {
+TEST_F(CrashTest, AfterAPowerCutTheNextStartLosesNothing) {
   const struct {
     const char* main;
     const char* temporary;
     const char* backup;
-  } states[] = {
+  } starts[] = {
       {"o", "-", "-"}, {"o", "x", "n"}, {"-", "o", "p"}, {"x", "o", "-"}, {"x", "x", "o"}};
-  const std::set<std::string> allowed = {"o ", "o new ", "o new newer "};
-  for (const auto& state : states) {
-    int steps = 0;
-    for (bool stopped = true; stopped; ++steps) {
-      Lay(state.main, state.temporary, state.backup);
-      stopped = RunUntil(steps);
-      EXPECT_TRUE(allowed.contains(Found()))
-          << "stopped at " << steps << " of " << state.main << state.temporary << state.backup;
-    }
-    EXPECT_GE(steps, 20) << "the steps are all there";
-    EXPECT_EQ(Found(), "o new newer ");
-  }
-}
-
-TEST_F(CrashTest, StoppedAgainDuringTheRecoveryItStillLosesNothing) {
-  bool firstStopped = true;
-  for (int first = 0; firstStopped; first += 3) {
-    bool secondStopped = true;
-    for (int second = 0; secondStopped; ++second) {
-      Lay("o", "-", "-");
-      firstStopped = RunUntil(first);
-      secondStopped = RunUntil(second);
-      EXPECT_EQ(Found().substr(0, 2), "o ") << first << ' ' << second;
-    }
-  }
-}
-
-// No step is named here: the child is killed wherever it is, and has told of each write it ended.
-TEST_F(CrashTest, KilledAtAnyMomentNoFinishedWriteIsLost) {
-  std::mt19937 random(4711);
-  const fs::path told = folder_ / "told";
-  for (int round = 0; round < 25; ++round) {
-    Lay("-", "-", "-");
-    fs::remove_all(told);
-    fs::create_directory(told);
-    const ChildProcess child([&] {
-      MUKInitialise(settings_);
-      for (int i = 0;; ++i) {
-        AddRecord({1, i, 0}, "r");
-        const MUKLock guard(true);
-        MUKInternalWriteDatabase();
-        fs::create_directory(told / std::to_string(i));
-      }
-      return 0;
+  for (const auto& start : starts) {
+    Lay(start.main, start.temporary, start.backup);
+    PowerCut disk(folder_.Path());
+    RunRecorded(disk);
+    const int states = disk.ForEachState([&](int promises) {
+      const std::string names[] = {"o ", "o new ", "o new newer "};
+      const auto* const found = std::find(std::begin(names), std::end(names), Found());
+      EXPECT_TRUE(found - names >= promises && found != std::end(names))
+          << start.main << start.temporary << start.backup << ", " << disk.Where();
     });
-    ASSERT_TRUE(Eventually([&] { return fs::exists(told / "0"); }));
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
-    child.Kill();
-    child.AwaitEnd();
-    const auto finished = std::distance(fs::directory_iterator(told), {});
-    const auto found = static_cast<std::ptrdiff_t>(Found().size() / 2);
-    EXPECT_TRUE(found == finished || found == finished + 1) << found << " of " << finished;
+    EXPECT_GE(states, 20) << "the steps are all there";
   }
+}
+
+TEST_F(CrashTest, AfterAnotherPowerCutDuringTheRecoveryItStillLosesNothing) {
+  Lay("o", "-", "-");
+  PowerCut first(folder_.Path());
+  RunRecorded(first);
+  int states = 0;
+  first.ForEachState([&](int promises) {
+    if (++states % 4 != 0) return;
+    PowerCut second(folder_.Path());
+    RunRecorded(second);
+    second.ForEachState([&](int) {
+      EXPECT_EQ(Found().substr(0, 6), promises == 0 ? Found().substr(0, 6) : "o new ")
+          << first.Where() << ", then " << second.Where();
+    });
+  });
+}
+
+TEST_F(CrashTest, AfterAPowerCutSmallFilesAreAsBeforeOrAsAfter) {
+  const std::int32_t user = BaseUserId();
+  const auto number = [&] {
+    BaseIdSettings settings;
+    settings.LoadBaseId(folder_.Path());
+    return settings.Get().content;
+  };
+  const auto write = [&](const char* text, std::int32_t content) {
+    BaseIdSettings settings;
+    settings.LoadBaseId(folder_.Path());
+    return RegistryKey::OpenOrCreate("product").WriteText("value", text) &&
+           settings.SetBaseId({77, content, 0});
+  };
+  SetRegistryRoot(folder_ / "registry");
+  ASSERT_TRUE(write("before", 5));
+  PowerCut disk(folder_.Path());
+  const ChildProcess child([&] {
+    disk.Record();
+    return write("after", 6) ? 0 : 1;
+  });
+  ASSERT_EQ(child.AwaitEnd(), 0);
+  std::set<std::string> seen;
+  disk.ForEachState([&](int) {
+    std::string text;
+    static_cast<void>(RegistryKey::OpenOrCreate("product").ReadText("value", text));
+    seen.insert(text + std::to_string(number()));
+  });
+  EXPECT_EQ(seen, std::set<std::string>({"before5", "after5", "after6"}));
+  SetRegistryRoot("");
+  SetBaseUserId(user);
 }
 
 /// A process with a database of its own that does what it is told, and idles in between.

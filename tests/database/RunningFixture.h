@@ -112,7 +112,8 @@ class RunningTest : public testing::Test {
   static constexpr const char* kTemporary = "cache/assets.mkx";
   static constexpr const char* kBackup = "cache/assets.bku";
 
-  TempFolder folder_;
+  TempFolder folder_{FastFolder()};
+  const TempFolder told_{FastFolder()};  // for what children answer
   TestClock clock_{100};
   MUKSettings settings_;
 };

@@ -108,7 +108,7 @@ class Archive : public ::testing::Test {
     return names;
   }
 
-  const TempFolder folder_;
+  const TempFolder folder_{FastFolder()};
   const std::string path_ = folder_ / "content.arc";
   const Zef::PString name_{"arc"};
 };

@@ -9,10 +9,15 @@ namespace Test {
 
 namespace fs = std::filesystem;
 
-TempFolder::TempFolder() {
+fs::path FastFolder() {
+  const fs::path memory = "/dev/shm";
+  return fs::is_directory(memory) ? memory : fs::temp_directory_path();
+}
+
+TempFolder::TempFolder(const fs::path& above) {
   std::random_device random;
   do {
-    path_ = fs::temp_directory_path() / ("quarle-test-" + std::to_string(random()));
+    path_ = above / ("quarle-test-" + std::to_string(random()));
   } while (!fs::create_directory(path_));
 }
 

@@ -8,10 +8,13 @@
 
 namespace Test {
 
+/// A folder for what no power cut need spare: in memory, where the system has that.
+std::filesystem::path FastFolder();
+
 /// A new, empty folder under the system's temporary folder, deleted with the object.
 class TempFolder {
  public:
-  TempFolder();
+  explicit TempFolder(const std::filesystem::path& above = std::filesystem::temp_directory_path());
   ~TempFolder();
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;

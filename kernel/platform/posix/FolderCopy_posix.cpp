@@ -68,11 +68,6 @@ bool SetWriteTime(FileHandle file, std::int64_t seconds) {
   return futimens(file, times) == 0;
 }
 
-bool FlushFileSystem(const std::string& path) {
-  const Descriptor folder = OpenFolderAt(AT_FDCWD, NativePath(path).c_str(), O_RDONLY);
-  return folder && syncfs(folder.Get()) == 0;
-}
-
 ExchangeResult ExchangeFolders(const std::string& a, const std::string& b) {
   const std::string first = NativePath(a);
   const std::string second = NativePath(b);
