@@ -93,7 +93,8 @@ Failure Installation::Run() {
   // Filled before anything is open for edit, which is whole then at every instant.
   std::optional<StagedFolder> staged;
   std::string reason;
-  const bool isFilled = WithRoom([&] {  // what was deleted last may be the room that this needs
+  const bool isFilled = WithRoom([&, lost = lost_] {  // what goes may be the room that this needs
+    lost_ = lost;
     staged.emplace(settings.productRoot, settings.stepObserver);
     reason = staged->IsMade() ? Fill(*staged) : "";
     return staged->IsMade() && reason.empty();
