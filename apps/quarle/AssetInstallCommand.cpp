@@ -21,7 +21,7 @@ constexpr std::uint64_t kStepsAFile = 1000;
 /// The path of the system; empty if nothing is there. A link to a file keeps its own name, which
 /// tells what it is and what lies beside it.
 std::string Located(const std::string& path) {
-  const std::string canonical = Platform::CanonicalPath(path);
+  std::string canonical = Platform::CanonicalPath(path);
   if (canonical.empty() || Platform::IsFolder(canonical)) return canonical;
   const std::size_t name = path.find_last_of('/') + 1;
   const std::string folder = name == 0 ? "." : path.substr(0, name);
