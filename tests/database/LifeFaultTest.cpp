@@ -53,7 +53,7 @@ class LifeFaultTest : public Test::LifeTest {
   }
   /// The same; of states where a note is to be followed, some also if the power fails again then.
   std::set<std::string> FoundAfterAnyCut() {
-    if (Tree().find(".note") == std::string::npos || ++notes_ % 3 != 0) return {Found()};
+    if (Tree().find(".note") == std::string::npos || ++notes_ % 6 != 0) return {Found()};
     PowerCut disk(folder_.Path());
     const ChildProcess child([&] {
       disk.Record();

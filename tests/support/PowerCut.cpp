@@ -59,12 +59,12 @@ bool exchangeForbidden = false;
 void Append(const void* bytes, std::size_t size) {
   auto& used = *reinterpret_cast<std::size_t*>(journal);
   if (used + size > kJournalSize - sizeof used) std::abort();
-  std::memcpy(journal + sizeof used + used, bytes, size);
+  if (size > 0) std::memcpy(journal + sizeof used + used, bytes, size);
   used += size;
 }
 
 void Tell(Kind kind, const std::optional<std::string>& path, std::uint64_t number = 0,
-          std::string_view more = {}) {
+          std::string_view more = "") {
   if (!path) return;
   const std::uint64_t head[] = {static_cast<std::uint64_t>(kind), number, path->size(),
                                 more.size()};
