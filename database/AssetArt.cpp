@@ -51,11 +51,6 @@ bool StaysBelow(std::string_view path) {
   }
 }
 
-bool IsPlainFile(const std::string& path) {
-  Zef::Platform::FileInfo info;
-  return Zef::Platform::GetInfoNoFollow(path, &info) && info.regular;
-}
-
 /// A file that is reached without a link on the way from its asset's folder.
 bool IsPlainBelow(const std::string& folder, const std::string& path) {
   Zef::Platform::FileInfo info;
@@ -63,14 +58,14 @@ bool IsPlainBelow(const std::string& folder, const std::string& path) {
   while ((end = path.find_first_of(Zef::FilePath::kSeparators, end + 1)) != std::string::npos) {
     if (!Zef::Platform::GetInfoNoFollow(path.substr(0, end), &info) || !info.folder) return false;
   }
-  return IsPlainFile(path);
+  return FileExists({{}, path});
 }
 
 /// The file of this path, or nowhere.
 AssetPlace FileBelow(const AssetPlace& folder, const std::string& path) {
   if (!StaysBelow(path)) return {};
   AssetPlace file{folder.subst, folder.path + "/" + path};
-  if (!file.subst.IsNull()) return FolderExists(file) ? file : AssetPlace();
+  if (!file.subst.IsNull()) return FileExists(file) ? file : AssetPlace();
   file.path = Zef::Platform::ResolveCase(folder.path, path);
   return IsPlainBelow(folder.path, file.path) ? file : AssetPlace();
 }
@@ -81,8 +76,9 @@ std::string MUKFindThumbnail(const PLID& id) {
   const MUKLock guard(false);
   if (!guard.IsHeld() || id.IsNull()) return {};
   const std::string& root = Database::Get().Settings().productRoot;
+  if (root.empty()) return {};
   std::string path = Zef::Platform::ResolveCase(root, kThumbnails + id.ToWords() + ".jpg");
-  return IsPlainFile(path) ? path : std::string();
+  return FileExists({{}, path}) ? path : std::string();
 }
 
 AssetPlace MUKFindArt(const PLID& id) {

@@ -1,15 +1,21 @@
 #include "database/AssetClone.h"
 
+#include <cstdint>
+#include <optional>
+#include <string>
+
 #include "database/AssetCopy.h"
 #include "database/AssetEdit.h"
 #include "database/AssetFolder.h"
 #include "database/AssetInfo.h"
 #include "database/AssetMessages.h"
 #include "database/AssetRollback.h"
+#include "database/AssetWalk.h"
 #include "database/ConfigReader.h"
 #include "database/ConfigWriter.h"
 #include "database/ContentServices.h"
 #include "database/Database.h"
+#include "database/FolderClaims.h"
 #include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
@@ -41,21 +47,31 @@ void AppendObsolete(TagContainer& config, const PLID& id) {
   config.SetSubContainer(tableKey, table);
 }
 
-/// Fills a folder with the source's files under the clone's identifier.
-bool Fill(const StagedFolder& staged, const MUKAsset& source, const PLID& clone,
-          bool asNewVersion) {
+/// Fills a folder with the source's files under the clone's identifier, and counts the tags that
+/// its config loses. Empty, or the reason.
+std::string Fill(const StagedFolder& staged, const MUKAsset& source, const PLID& clone,
+                 bool asNewVersion, std::uint64_t& lost) {
   static const Zef::PString idKey("plid");
-  if (!staged.IsMade()) return false;
-  const AssetPlace from = AssetPlaceOf(Database::Get().Settings().productRoot, source);
-  TagContainer config;
-  if (!CopyAssetFolder(from, staged.Path()) ||
-      ConfigReader().ReadAt({{}, staged.Path()}, config) != ConfigStatus::Loaded) {
-    return false;
+  if (!staged.IsMade()) return "no folder could be made for them";
+  Database& database = Database::Get();
+  const std::string& root = database.Settings().productRoot;
+  const AssetPlace from = AssetPlaceOf(root, source);
+  if (OwnerOf(root, database.Index(), source, from) == FolderOwner::Other) {
+    return "its folder is that of another asset";
   }
+  AssetWalkFault fault;
+  if (!CopyAssetFolder(from, staged.Path(), &fault)) return CopyFaultText(fault);
+  TagContainer config;
+  ConfigReader reader;
+  if (reader.ReadAt({{}, staged.Path()}, config) != ConfigStatus::Loaded) {
+    return "its config cannot be read";
+  }
+  lost = CountLosses(reader.LastLosses());
   config = TagsWithout(config, idKey.View());
   config.SetPLID(idKey, clone);
   if (asNewVersion && !clone.SameWithoutVersion(source.id)) AppendObsolete(config, source.id);
-  return WriteConfig(config, staged.Path(), ConfigForm::Text, clone);
+  const bool isWritten = WriteConfig(config, staged.Path(), ConfigForm::Text, clone, &lost);
+  return isWritten ? "" : "its config could not be written so that it can be read again";
 }
 
 /// Null when the clone stands, else the message about the source that tells why not; empty when the
@@ -70,22 +86,32 @@ const char* PutInPlace(StagedFolder& staged, MUKAsset& clone, ResultsLog* log) {
   return nullptr;
 }
 
-/// The same.
-const char* MakeClone(const MUKAsset& source, const PLID& id, bool asNewVersion, ResultsLog* log) {
+/// The same. Some messages have a reason.
+const char* MakeClone(const MUKAsset& source, const PLID& id, bool asNewVersion, ResultsLog* log,
+                      std::string& reason) {
   const MUKSettings& settings = Database::Get().Settings();
   MUKAssetIndex& index = Database::Get().Index();
-  AwaitSweeps();  // what was deleted last may be the room that this needs
   // Filled before anything is open for edit, which is whole then at every instant.
-  StagedFolder staged(settings.productRoot, settings.stepObserver);
-  if (!Fill(staged, source, id, asNewVersion)) return kNoCopy;
+  std::optional<StagedFolder> staged;
+  std::uint64_t lost = 0;
+  const bool isFilled = WithRoom([&] {  // what was deleted last may be the room that this needs
+    staged.emplace(settings.productRoot, settings.stepObserver);
+    reason = Fill(*staged, source, id, asNewVersion, lost);
+    return reason.empty();
+  });
+  if (!isFilled) return kNoCopy;
   AssetRollback rollback(id);
   if (index.Find(id) == nullptr) index.CreateNew(id);
   MUKAsset& clone = *index.Find(id);
   clone.name = source.ShownName();  // the working folder is named by it
   if (!asNewVersion) clone.Set(AssetFlag::IsClone, true);
-  const char* const failure = PutInPlace(staged, clone, log);
-  if (failure == nullptr) rollback.Done();
-  return failure;
+  const char* const failure = PutInPlace(*staged, clone, log);
+  if (failure != nullptr) return failure;
+  rollback.Done();
+  if (lost != 0) {
+    TellOfAsset(log, ResultLevel::kWarning, "$muk_config_tags_lost", clone, std::to_string(lost));
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -93,8 +119,9 @@ const char* MakeClone(const MUKAsset& source, const PLID& id, bool asNewVersion,
 PLID MUKCloneAsset(const PLID& source, const PLID& target, bool asNewVersion, ResultsLog* log) {
   const MUKLock guard(true);
   const MUKAssetInfo info = MUKGetAssetInfo(source);
+  std::string reason;
   const auto refuse = [&](const char* key) {
-    TellOfAsset(log, ResultLevel::kError, key, source, info.name);
+    TellOfAsset(log, ResultLevel::kError, key, source, info.name, reason);
     return PLID();
   };
   if (const char* const refusal = Refusal(source, info, asNewVersion)) return refuse(refusal);
@@ -105,7 +132,7 @@ PLID MUKCloneAsset(const PLID& source, const PLID& target, bool asNewVersion, Re
   if (id.IsNull()) id = Database::Get().NextLocalId();
   if (id.IsNull()) return refuse(kNoPlace);
   const MUKAsset& record = *Database::Get().Index().Find(source);
-  if (const char* const failure = MakeClone(record, id, asNewVersion, log)) {
+  if (const char* const failure = MakeClone(record, id, asNewVersion, log, reason)) {
     return *failure == 0 ? PLID() : refuse(failure);
   }
   TellOfAsset(log, ResultLevel::kDone, "$muk_cloned", source, info.name, id.TagText());

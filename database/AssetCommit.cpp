@@ -10,6 +10,7 @@
 #include "database/AssetWalk.h"
 #include "database/ContentServices.h"
 #include "database/FileRules.h"
+#include "database/FolderClaims.h"
 #include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
@@ -20,6 +21,7 @@
 #include "kernel/standard/File.h"
 #include "kernel/standard/FileFind.h"
 #include "kernel/standard/FilePath.h"
+#include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
 
 namespace {
@@ -35,10 +37,15 @@ std::string StampOf(const AssetPlace& folder) {
   std::string stamp;
   AssetWalkVisitor visitor;
   visitor.file = [&](const WalkedFile& file) {
+    Zef::FilePath path(file.place.path);
+    if (file.folder == nullptr) Zef::SubstList::Get().Qualify(file.place.subst, path);
     Zef::Platform::FileInfo info;
-    static_cast<void>(Zef::Platform::GetInfoNoFollow(file.place.path, &info));
-    stamp.append(file.place.path).append("\n").append(std::to_string(info.size));
-    stamp.append(" ").append(std::to_string(info.written)).append("\n");
+    static_cast<void>(Zef::Platform::GetInfoNoFollow(
+        file.folder == nullptr ? std::string(path.View()) : file.place.path, &info));
+    stamp.append(file.place.path).append("\n");
+    for (const std::uint64_t fact : {info.size, info.serial, info.changed}) {
+      stamp.append(std::to_string(fact)).append("\n");
+    }
     return true;
   };
   static_cast<void>(WalkAssetFolder(folder, "", visitor));
@@ -73,13 +80,14 @@ class Commit {
   AssetPlace working_;
   AssetPlace target_;
   std::string madeFolder_;  // below "local", of an asset that had no place on disk
+  bool isShared_ = false;   // the target holds the folder of another asset
   bool hasMoved_ = false;
   bool isSaved_ = false;  // while it was copied
 };
 
 const char* Commit::Run() {
   if (!record_.Has(AssetFlag::PermitCommit)) return "$muk_commit_perm";
-  if (record_.editPath.IsEmpty()) return "$muk_commit_open_for_edit";
+  if (!KeepsWorkingFolder(work_, record_, false)) return "$muk_commit_open_for_edit";
   working_ = EditPlace(work_.root, record_);
   if (!FindTarget()) return "$muk_commit_database_error";
   const char* failure = FaultOfFiles();
@@ -92,6 +100,7 @@ const char* Commit::Run() {
   if (!madeFolder_.empty()) {
     record_.installPath = std::string_view(madeFolder_).substr(kLocalArchive.size() + 1);
     record_.archiveName = kLocalArchive;
+    record_.legacyPath.Clear();
   }
   if (hasMoved_) {
     record_.editPath.Clear();
@@ -106,9 +115,14 @@ const char* Commit::Run() {
 
 bool Commit::FindTarget() {
   const bool isInstalled = !record_.legacyPath.IsEmpty() || !record_.installPath.IsEmpty();
-  target_ = OnDisk(work_, CommittedPlace(work_, record_));
-  // One in a mounted archive comes to lie beside it: nothing can be put in its place there.
-  if (isInstalled && target_.subst.IsNull()) return true;
+  target_ = OnDisk(work_.root, CommittedPlace(work_, record_), true);
+  // One in a mounted archive comes to lie beside it: nothing can be put in its place there. So does
+  // one whose folder is that of another asset.
+  if (isInstalled && target_.subst.IsNull()) {
+    const FolderOwner owner = OwnerOf(work_.root, work_.index, record_, target_);
+    isShared_ = owner == FolderOwner::Shared;
+    if (owner != FolderOwner::Other) return true;
+  }
   work_.MarkChanged();
   madeFolder_ = MakeAssetFolder(work_.root, kLocalArchive, "content ");
   target_ = {{}, work_.root + "/" + madeFolder_};
@@ -124,7 +138,7 @@ const char* Commit::FaultOfFiles() const {
 }
 
 bool Commit::PutInPlace() {
-  if (target_.path.empty() || Overlap(working_, target_)) return false;
+  if (target_.path.empty() || isShared_ || Overlap(working_, target_)) return false;
   work_.MarkChanged();
   work_.Step("commit: files checked");
   hasMoved_ = MoveInPlace();
@@ -148,11 +162,10 @@ bool Commit::DropIgnored(const std::string& folder, std::size_t depth) {
   if (depth > kDeepestAssetFolder || !reader.IsOpen() || !reader.List(&listing)) return false;
   for (std::size_t at = 0; at < listing.Count(); ++at) {
     const std::string path = folder + "/" + listing.Name(at);
-    if (Ignored(listing.NameView(at))) {
-      if (!DeleteAssetFolder(work_.root, path)) return false;
-    } else if (listing.Kind(at) == EntryKind::Folder && !DropIgnored(path, depth + 1)) {
-      return false;
-    }
+    const EntryKind kind = listing.Kind(at);
+    if (kind == EntryKind::Folder && !DropIgnored(path, depth + 1)) return false;
+    if (kind != EntryKind::File || !Ignored(listing.NameView(at))) continue;
+    if (!DeleteAssetFolder(work_.root, path)) return false;
   }
   return true;
 }
@@ -171,7 +184,12 @@ bool Commit::CopyInPlace() {
 void Commit::UpgradeLocation() {
   const std::string path = record_.legacyPath.String();
   const std::size_t head = kLocalArchive.size();
-  if (!record_.installPath.IsEmpty() || path.size() < head + 2) return;
+  if (path.size() < head + 2) return;
+  // A recovery may have found it there under its other name.
+  if (!record_.installPath.IsEmpty() &&
+      !IsSameFolder(LegacyPlace(work_.root, record_), InstallPlace(work_.root, record_))) {
+    return;
+  }
   if (!Zef::EqualFolded(std::string_view(path).substr(0, head), kLocalArchive)) return;
   if (!Zef::IsSeparator(path[head])) return;
   const std::size_t begin = path.find_first_not_of(Zef::FilePath::kSeparators, head);
@@ -203,7 +221,12 @@ void Commit::UpdateRecord() {
   if (!work_.Verify(record_)) {
     Zef::Trace("MUKCommitAssetEdits> unable to update asset info\n");
   }
-  record_.Set(AssetFlag::Faulty, !IsValid(CommittedPlace(work_, record_)));
+  const AssetPlace place = CommittedPlace(work_, record_);
+  if (IdInFolder(place) != record_.id) {
+    Zef::Trace("MUKCommitAssetEdits> the config in \"%s\" names another asset\n",
+               PlaceText(place).c_str());
+  }
+  record_.Set(AssetFlag::Faulty, !IsValid(place));
   work_.services.Update(work_.index, record_);
   work_.index.Sort();
 }

@@ -34,8 +34,10 @@ class OpenedFile {
   FileHandle handle_;
 };
 
-bool CopyPlain(const WalkedFile& from, FileHandle to) {
+/// `isReadable` becomes false for a file that does not open.
+bool CopyPlain(const WalkedFile& from, FileHandle to, bool* isReadable) {
   const OpenedFile source(from.folder->OpenFile(from.name.c_str()));
+  *isReadable = source.IsOpen();
   if (!source.IsOpen() || !Zef::Platform::CopyContents(source.Get(), to)) return false;
   Zef::Platform::CopyWriteTime(source.Get(), to);
   return true;
@@ -65,7 +67,7 @@ bool Unpack(const AssetPlace& from, FileHandle to, std::vector<char>& buffer) tr
 
 }  // namespace
 
-bool CopyAssetFolder(const AssetPlace& source, const std::string& target) {
+bool CopyAssetFolder(const AssetPlace& source, const std::string& target, AssetWalkFault* fault) {
   std::vector<FolderWriter> writers;
   writers.emplace_back(target);
   std::vector<char> buffer;
@@ -76,12 +78,24 @@ bool CopyAssetFolder(const AssetPlace& source, const std::string& target) {
     isWhole = isWhole && writers.back().IsOpen();
   };
   visitor.leaveFolder = [&] { writers.pop_back(); };
+  AssetPlace unread;
   visitor.file = [&](const WalkedFile& file) {
+    bool isReadable = true;
     OpenedFile to(isWhole ? writers.back().CreateFile(file.name.c_str()) : kNoFile);
-    isWhole = to.IsOpen() && (file.folder != nullptr ? CopyPlain(file, to.Get())
+    isWhole = to.IsOpen() && (file.folder != nullptr ? CopyPlain(file, to.Get(), &isReadable)
                                                      : Unpack(file.place, to.Get(), buffer));
     isWhole = to.Close() && isWhole;
+    if (!isReadable) unread = file.place;
     return isWhole;
   };
-  return isWhole && WalkAssetFolder(source, "", visitor).key == nullptr && isWhole;
+  if (!isWhole) return false;
+  AssetWalkFault found = WalkAssetFolder(source, "$muk_package_folder_err", visitor);
+  if (!unread.IsNowhere()) found = {"$muk_package_file_read_err", unread};
+  if (fault != nullptr) *fault = found;
+  return found.key == nullptr && isWhole;
+}
+
+std::string CopyFaultText(const AssetWalkFault& fault) {
+  if (fault.key == nullptr) return "they could not be written, maybe for want of room on the disk";
+  return '\'' + PlaceText(fault.place) + "' cannot be read, or is nothing that an asset may have";
 }

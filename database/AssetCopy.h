@@ -12,8 +12,13 @@
 #include <string>
 
 struct AssetPlace;
+struct AssetWalkFault;
 
 /// Copies into `target`, an existing folder of the system, in which nothing may have the names of
 /// what is copied. False at the first entry that is refused or fails, with what was copied so far
 /// in place. Throws nothing but std::bad_alloc.
-[[nodiscard]] bool CopyAssetFolder(const AssetPlace& source, const std::string& target);
+/// `fault` may be null: it receives what the copy ended at, if that was an entry of the source.
+[[nodiscard]] bool CopyAssetFolder(const AssetPlace& source, const std::string& target,
+                                   AssetWalkFault* fault = nullptr);
+/// What a message says of a copy that failed.
+[[nodiscard]] std::string CopyFaultText(const AssetWalkFault& fault);

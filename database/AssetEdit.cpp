@@ -4,7 +4,9 @@
 #include "database/AssetMessages.h"
 #include "database/AssetOperation.h"
 #include "database/AssetUpdate.h"
+#include "database/AssetWalk.h"
 #include "database/ContentServices.h"
+#include "database/FolderClaims.h"
 #include "database/FolderSweep.h"
 #include "database/MUKLock.h"
 #include "database/StagedFolder.h"
@@ -21,39 +23,41 @@ bool HasCommitted(const MUKAsset& record) {
 
 /// The copy stands in its place whole or not at all.
 bool FillWorkingFolder(const AssetOperation& work, const AssetPlace& source,
-                       const AssetPlace& target) {
+                       const AssetPlace& target, AssetWalkFault* fault) {
   StagedFolder staged(work.root, work.settings.stepObserver);
-  return staged.IsMade() && CopyAssetFolder(source, staged.Path()) && staged.Put(target.path);
+  return staged.IsMade() && CopyAssetFolder(source, staged.Path(), fault) &&
+         staged.Put(target.path);
 }
 
-/// The key of what went wrong, or null.
-const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wantsCopy) {
+/// The key of what went wrong, or null. Some have a reason.
+const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wantsCopy,
+                        std::string& reason) {
   if (!record.Has(AssetFlag::PermitEdit)) return "$muk_edit_perm";
-  if (!record.editPath.IsEmpty()) {
-    if (!IsFolderGone(EditPlace(work.root, record))) return nullptr;
-    record.editPath.Clear();  // its user deleted it, or never put anything in
-    work.MarkChanged();
-  }
+  // Its user may have deleted it, or never put anything in.
+  if (KeepsWorkingFolder(work, record, true)) return nullptr;
   work.MarkChanged();
   const std::string folder =
       MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
   if (folder.empty()) return "$muk_open_file_error";
   work.Step("open: folder made");
-  const AssetPlace source = CommittedPlace(work, record);
+  AssetPlace source = CommittedPlace(work, record);
+  if (OwnerOf(work.root, work.index, record, source) == FolderOwner::Other) source = {};
   record.editPath = folder;
-  ForgetStaleClaims(work, record);
+  ForgetStaleClaims(work.root, work.index, record);
   const auto now = static_cast<std::uint64_t>(work.database.UnixTime());
   if (record.modifyTime == 0) record.modifyTime = now;
   if (record.uploadTime == 0) record.uploadTime = now;
   const AssetPlace target = EditPlace(work.root, record);
+  AssetWalkFault fault;
   if (!wantsCopy || !HasCommitted(record) ||
-      WithRoom([&] { return FillWorkingFolder(work, source, target); })) {
+      WithRoom([&] { return FillWorkingFolder(work, source, target, &fault); })) {
     UpdateAsset(work.index, record);
     return nullptr;
   }
   static_cast<void>(Zef::Platform::RemoveEmptyFolder(target.path));
   record.editPath.Clear();
   work.Verify(record);
+  reason = CopyFaultText(fault);
   return "$muk_copy_file_error";
 }
 
@@ -62,13 +66,14 @@ MUKAssetHandle Open(const PLID& id, bool forEdit, bool wantsCopy, ResultsLog* lo
   MUKAsset* const record = guard.IsHeld() ? Database::Get().Index().Find(id) : nullptr;
   if (record == nullptr) return {};
   const char* failure = nullptr;
+  std::string reason;
   if (forEdit) {
-    failure = OpenForEdit(AssetOperation(), *record, wantsCopy);
+    failure = OpenForEdit(AssetOperation(), *record, wantsCopy, reason);
   } else if (!HasCommitted(*record)) {
     failure = "$muk_not_committed";
   }
   if (failure == nullptr) return {id, forEdit};
-  TellOfAsset(log, ResultLevel::kError, failure, *record);
+  TellOfAsset(log, ResultLevel::kError, failure, *record, reason);
   return {};
 }
 
@@ -77,6 +82,19 @@ MUKAssetHandle Open(const PLID& id, bool forEdit, bool wantsCopy, ResultsLog* lo
 AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record) {
   return record.legacyPath.IsEmpty() ? InstallPlace(work.root, record)
                                      : LegacyPlace(work.root, record);
+}
+
+bool KeepsWorkingFolder(const AssetOperation& work, MUKAsset& record, bool dropsGone) {
+  if (record.editPath.IsEmpty()) return false;
+  const AssetPlace place = EditPlace(work.root, record);
+  if (!(dropsGone && IsFolderGone(place)) &&
+      OwnerOf(work.root, work.index, record, place) != FolderOwner::Other) {
+    return true;
+  }
+  record.editPath.Clear();
+  work.MarkChanged();
+  UpdateAsset(work.index, record);
+  return false;
 }
 
 MUKAssetHandle MUKOpenAsset(const PLID& id, bool forEdit, ResultsLog* log) {

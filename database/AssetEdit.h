@@ -54,6 +54,7 @@ void MUKDeleteAsset(const PLID& id, bool forget);
 [[nodiscard]] bool MUKDumpKeywords();
 
 /// Judges a committed asset's folder: false marks it faulty. Called under the exclusive guard; must
-/// not throw. An empty function, as at first, passes everything.
+/// not throw. An empty function, as at first, passes everything. Only a commit asks: a recovery
+/// leaves the mark as it was.
 using AssetValidator = std::function<bool(const AssetPlace& folder)>;
 void SetAssetValidator(AssetValidator validator);

@@ -119,6 +119,20 @@ bool FolderExists(const AssetPlace& place) {
   return Zef::File::Exists(place.subst, place.path.c_str()) == Zef::RES_OK;
 }
 
+bool FileExists(const AssetPlace& place) {
+  if (place.subst.IsNull()) {
+    Zef::Platform::FileInfo info;
+    return Zef::Platform::GetInfoNoFollow(place.path, &info) && info.regular;
+  }
+  try {
+    Zef::File::Find find;
+    return find.Open(place.subst, place.path.c_str()) && find.Next() && !find.Entry().IsFolder() &&
+           !find.IsLink();
+  } catch (const Zef::Exception&) {  // the substitution went meanwhile
+    return false;
+  }
+}
+
 bool IsFolderGone(const AssetPlace& place) {
   if (FolderExists(place)) return false;
   if (!place.subst.IsNull() || place.path.empty()) return true;

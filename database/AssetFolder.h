@@ -46,6 +46,8 @@ AssetPlace EditPlace(const std::string& root, const MUKAsset& record);
 AssetPlace AssetPlaceOf(const std::string& root, const MUKAsset& record);
 
 bool FolderExists(const AssetPlace& place);
+/// True for a file; not for a folder or a link of that name.
+bool FileExists(const AssetPlace& place);
 /// True for a place that is nowhere, and where no folder stands. False also when that cannot be
 /// told, as on a disk that does not answer.
 bool IsFolderGone(const AssetPlace& place);

@@ -1,6 +1,8 @@
 #include "database/AssetInstall.h"
 
 #include <algorithm>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -29,6 +31,8 @@ namespace {
 
 constexpr const char* kNoFolder = "no folder could be made for it";
 constexpr std::uint64_t kStepsAnAsset = 1000;
+constexpr std::size_t kLongestShown = 200;  // bytes of a name that a package gives
+constexpr std::string_view kNewPlace = "/local/content 123456789";
 constexpr float kFileNameBuild = 2.5f;  // the first whose assets do without "asset-filename"
 
 const char* Refusal(const MUKAssetInfo& info, std::uint32_t flags) {
@@ -56,14 +60,16 @@ struct Failure {
 /// One asset on its way from a package into the product.
 class Installation {
  public:
+  /// `lost` counts what reading the config left behind.
   Installation(const PLID& id, const TagContainer& asset, const MUKPackage& package,
-               ResultsLog* log, std::uint32_t flags)
-      : id_(id), asset_(asset), package_(package), log_(log), flags_(flags) {}
+               ResultsLog* log, std::uint32_t flags, std::uint64_t lost)
+      : id_(id), asset_(asset), package_(package), log_(log), flags_(flags), lost_(lost) {}
 
   Failure Run();
 
  private:
   MUKAsset* Open();
+  std::size_t LengthOfPlace() const;
   /// Empty, or the reason.
   std::string Fill(const StagedFolder& staged);
   Failure PutInPlace(StagedFolder& staged);
@@ -73,20 +79,30 @@ class Installation {
   const MUKPackage& package_;
   ResultsLog* const log_;
   const std::uint32_t flags_;
+  std::uint64_t lost_;
 };
 
 Failure Installation::Run() {
   if (id_.IsNull()) return {"$muk_write_error", "it has no identifier"};
   const MUKSettings& settings = Database::Get().Settings();
-  AwaitSweeps();  // what was deleted last may be the room that this needs
-  // Filled before anything is open for edit, which is whole then at every instant.
-  StagedFolder staged(settings.productRoot, settings.stepObserver);
-  if (!staged.IsMade()) return {"$muk_write_error", kNoFolder};
-  if (std::string reason = Fill(staged); !reason.empty()) {
-    return {"$muk_failed_install", std::move(reason)};
+  const MUKAsset* const known = Database::Get().Index().Find(id_);
+  if (known != nullptr && !known->Has(AssetFlag::PermitEdit)) {
+    TellOfAsset(log_, ResultLevel::kError, "$muk_edit_perm", *known);
+    return {"$muk_write_error", "it may not be edited"};
   }
+  // Filled before anything is open for edit, which is whole then at every instant.
+  std::optional<StagedFolder> staged;
+  std::string reason;
+  const bool isFilled = WithRoom([&, lost = lost_] {  // what goes may be the room that this needs
+    lost_ = lost;
+    staged.emplace(settings.productRoot, settings.stepObserver);
+    reason = staged->IsMade() ? Fill(*staged) : "";
+    return staged->IsMade() && reason.empty();
+  });
+  if (!staged->IsMade()) return {"$muk_write_error", kNoFolder};
+  if (!isFilled) return {"$muk_failed_install", std::move(reason)};
   AssetRollback rollback(id_);
-  Failure failure = PutInPlace(staged);
+  Failure failure = PutInPlace(*staged);
   if (failure.key == nullptr) rollback.Done();
   return failure;
 }
@@ -97,14 +113,27 @@ MUKAsset* Installation::Open() {
   return OpenEmptyForEdit(id_, log_).IsNull() ? nullptr : index.Find(id_);
 }
 
+/// Of the path at which the files will lie, which is not where they are filled in.
+std::size_t Installation::LengthOfPlace() const {
+  const std::string& root = Database::Get().Settings().productRoot;
+  const MUKAsset* const known = Database::Get().Index().Find(id_);
+  AssetPlace place;
+  if (known != nullptr) {
+    place = known->legacyPath.IsEmpty() ? InstallPlace(root, *known) : LegacyPlace(root, *known);
+  }
+  const bool isNew = place.path.empty() || !place.subst.IsNull();
+  return isNew ? root.size() + kNewPlace.size() : place.path.size();
+}
+
 std::string Installation::Fill(const StagedFolder& staged) {
   if (!HasReadableSize(asset_)) return "its config is too large";
-  if (std::string error = package_.ExtractFiles(asset_, staged.Path()); !error.empty()) {
+  if (std::string error = package_.ExtractFiles(asset_, staged.Path(), LengthOfPlace());
+      !error.empty()) {
     return error;
   }
   const bool isBinary = (flags_ & kInstallBinaryConfig) != 0;
   const bool isDone = WriteConfig(TagsWithout(asset_, kFilesTag), staged.Path(),
-                                  isBinary ? ConfigForm::Binary : ConfigForm::Text, id_);
+                                  isBinary ? ConfigForm::Binary : ConfigForm::Text, id_, &lost_);
   if (!isDone) return "its config could not be written so that it can be read again";
   return Zef::Platform::FlushTree(staged.Path()) ? "" : "its files could not be written";
 }
@@ -119,6 +148,10 @@ Failure Installation::PutInPlace(StagedFolder& staged) {
   }
   if (!MUKCommitAssetEdits(id_, log_)) return {"$muk_failed_install", "it was not committed"};
   settings.services->Verify(Database::Get().Index(), *record);
+  if (lost_ != 0) {
+    TellOfAsset(log_, ResultLevel::kWarning, "$muk_config_tags_lost", *record,
+                std::to_string(lost_));
+  }
   TellOfAsset(log_, ResultLevel::kDone, "$muk_installed", *record);
   return {};
 }
@@ -141,41 +174,51 @@ void NameFiles(TagContainer& config, const AssetPlace& folder) {
   config.SetString(nameKey, BaseName(folder));
 }
 
-}  // namespace
-
-bool MUKInstallAsset(const TagContainer& asset, const MUKPackage& package, ResultsLog* log,
-                     std::uint32_t flags) {
+bool InstallPacked(const TagContainer& asset, const MUKPackage& package, ResultsLog* log,
+                   std::uint32_t flags, std::uint64_t lost) {
   static const Zef::PString idKey("plid");
   const MUKLock guard(true);
   const PLID id = asset.GetPLID(idKey);
   const MUKAssetInfo info = MUKGetAssetInfo(id);
-  const std::string name = info.valid ? info.name : ConfigName(MUKAsset(), asset);
+  std::string name = info.valid ? info.name : ConfigName(MUKAsset(), asset);
+  name.resize(std::min(name.size(), kLongestShown));
   Failure failure{"$muk_write_error", "the database cannot be opened"};
   if (guard.IsHeld()) failure = {Refusal(info, flags)};
-  if (failure.key == nullptr) failure = Installation(id, asset, package, log, flags).Run();
+  if (failure.key == nullptr) failure = Installation(id, asset, package, log, flags, lost).Run();
   if (failure.key == nullptr) return true;
   TellOfAsset(log, ResultLevel::kError, failure.key, id, name, failure.reason);
   return false;
 }
 
+}  // namespace
+
+bool MUKInstallAsset(const TagContainer& asset, const MUKPackage& package, ResultsLog* log,
+                     std::uint32_t flags) {
+  return InstallPacked(asset, package, log, flags, 0);
+}
+
 bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t flags) {
   static const Zef::PString filesKey(kFilesTag);
   TagContainer asset;
-  if (LoadFolderConfig(folder, asset) != ConfigStatus::Loaded) {
+  std::uint64_t lost = 0;
+  // With two the other one might be taken.
+  if (CountConfigs(folder) > 1 || LoadFolderConfig(folder, asset, &lost) != ConfigStatus::Loaded) {
     TellOfFile(log, ResultLevel::kWarning, "$muk_unable_read_config_at", PlaceText(folder));
     return false;
   }
   NameFiles(asset, folder);
   MUKPackage package;
+  package.Tags().SetString("compression", "");  // nobody keeps it
   TagContainer files;
   files.Ensure();
   const bool isRead = package.ImportFolder(folder, files, log);
   if (isRead) asset.SetSubContainer(filesKey, files);
   if (!isRead || !package.Add(asset).empty()) {
-    TellOfFile(log, ResultLevel::kWarning, "$muk_skipping_asset_at", PlaceText(folder));
+    TellOfFile(log, ResultLevel::kWarning, "$muk_skipping_asset_at", PlaceText(folder),
+               isRead ? "its config has no identifier" : "its files could not be packed");
     return false;
   }
-  return MUKInstallAsset(asset, package, log, flags);
+  return InstallPacked(asset, package, log, flags, lost);
 }
 
 bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flags,
@@ -183,11 +226,7 @@ bool MUKInstallFile(const std::string& path, ResultsLog* log, std::uint32_t flag
   const std::size_t name = path.find_last_of(Zef::FilePath::kSeparators) + 1;
   if (IsConfigName(std::string_view(path).substr(name))) {
     const std::size_t end = name > 1 ? name - 1 : name;
-    const AssetPlace folder{{}, name == 0 ? "." : path.substr(0, end)};
-    if (CountConfigs(folder) == 1) return MUKInstallFolder(folder, log, flags);
-    // With two the other one might be taken.
-    TellOfFile(log, ResultLevel::kWarning, "$muk_unable_read_config_at", folder.path);
-    return false;
+    return MUKInstallFolder({{}, name == 0 ? "." : path.substr(0, end)}, log, flags);
   }
   MUKPackage package;
   if (const std::string error = package.Open(path, "kpx"); !error.empty()) {

@@ -27,8 +27,11 @@ void TellOfAsset(ResultsLog* log, std::int32_t level, const char* key, const PLI
   Tell(log, level, key, id, std::move(parameters));
 }
 
-void TellOfFile(ResultsLog* log, std::int32_t level, const char* key, std::string_view path) {
-  Tell(log, level, key, PLID(), {std::string(path)});
+void TellOfFile(ResultsLog* log, std::int32_t level, const char* key, std::string_view path,
+                std::string_view extra) {
+  std::vector<std::string> parameters{std::string(path)};
+  if (!extra.empty()) parameters.emplace_back(extra);
+  Tell(log, level, key, PLID(), std::move(parameters));
 }
 
 std::string ResultText(const ResultEntry& entry, const InterfaceTextDB* texts) {

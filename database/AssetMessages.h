@@ -37,8 +37,9 @@ void TellOfAsset(ResultsLog* log, std::int32_t level, const char* key, const MUK
 /// The same for an asset without a record. The name may be empty.
 void TellOfAsset(ResultsLog* log, std::int32_t level, const char* key, const PLID& id,
                  std::string_view shownName, std::string_view extra = {});
-/// Tells of a file or folder; its path is the parameter.
-void TellOfFile(ResultsLog* log, std::int32_t level, const char* key, std::string_view path);
+/// Tells of a file or folder; the parameters are its path, and `extra` unless empty.
+void TellOfFile(ResultsLog* log, std::int32_t level, const char* key, std::string_view path,
+                std::string_view extra = {});
 
 /// The entry as its user reads it; with its key for a text that `texts` has not, or if it is null.
 [[nodiscard]] std::string ResultText(const ResultEntry& entry, const InterfaceTextDB* texts);

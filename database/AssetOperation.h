@@ -36,6 +36,7 @@ struct AssetOperation {
 };
 
 /// Where the files of a record lie that are not open for edit; nowhere for a record without.
+/// Another asset's folder may stand there by now: OwnerOf tells.
 AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record);
 
 /// MUKOpenAsset for edit, but a new working folder stays empty: for who has other files to put
@@ -45,18 +46,13 @@ AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record);
 /// How many configs lie in a folder, in any letter case.
 int CountConfigs(const AssetPlace& place);
 
-/// Whether two places are one folder, or one lies in the other.
-bool Overlap(const AssetPlace& a, const AssetPlace& b);
-
-/// A place below a substitution as a path of the system, if it is a folder below the product root
-/// that may be changed; else as it was.
-AssetPlace OnDisk(const AssetOperation& work, const AssetPlace& place);
-
-/// Whether a folder is the record's own to move or to delete: it lies below "editing", and neither
-/// the committed files nor another record have the same folder, one around it, or one in it.
+/// Whether the working folder is the record's own to move or to delete: it lies below "editing",
+/// and neither the committed files nor another record have the same folder, one around it, or one
+/// in it.
 bool OwnsWorkingFolder(const AssetOperation& work, const MUKAsset& record);
-/// The working folder was just made: other records that name it lost theirs.
-void ForgetStaleClaims(const AssetOperation& work, const MUKAsset& record);
+/// Drops an `editPath` that leads to the folder of another asset, or, if `dropsGone`, nowhere.
+/// False when none is left.
+[[nodiscard]] bool KeepsWorkingFolder(const AssetOperation& work, MUKAsset& record, bool dropsGone);
 
 /// Deletes the working folder and clears `editPath`. One that the record does not own is only
 /// forgotten. False, with all as it was, when it cannot be deleted.

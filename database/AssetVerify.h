@@ -17,8 +17,9 @@ class MUKAssetIndex;
 bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record);
 
 /// The same for an index that may be older than the folders: drops an install path below "local"
-/// too, and enters obsolete rows and dependency pairs anew where they are other ones. What was open
-/// for edit, and may have been committed since, is measured again. Stamps nothing.
+/// too, and paths whose folders are another asset's by now; enters obsolete rows and dependency
+/// pairs anew where they are other ones. What was open for edit, or has a folder that was filled
+/// since the record was stamped, is derived anew whole. Stamps nothing.
 void RecoverAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record);
 
 /// Derives everything anew from a folder whose files changed, size and tables included, and stamps

@@ -4,7 +4,9 @@
 #include <utility>
 #include <vector>
 
+#include "database/AssetMessages.h"
 #include "database/FileRules.h"
+#include "environment/ResultsLog.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/FileFind.h"
@@ -110,6 +112,11 @@ class Walk {
 };
 
 }  // namespace
+
+void TellOfFault(ResultsLog* log, const AssetWalkFault& fault) {
+  if (fault.key == nullptr) return;
+  TellOfFile(log, ResultLevel::kError, fault.key, PlaceText(fault.place));
+}
 
 AssetWalkFault WalkAssetFolder(const AssetPlace& folder, const char* folderKey,
                                const AssetWalkVisitor& visitor) {

@@ -16,6 +16,8 @@
 
 #include "database/AssetFolder.h"
 
+class ResultsLog;
+
 /// A file that a walk came to.
 struct WalkedFile {
   const Zef::Platform::FolderReader* folder;  ///< null below a substitution
@@ -36,6 +38,9 @@ struct AssetWalkFault {
   const char* key = nullptr;
   AssetPlace place;
 };
+
+/// Tells of a fault that there is.
+void TellOfFault(ResultsLog* log, const AssetWalkFault& fault);
 
 /// `folderKey` is the key for a folder that cannot be listed.
 [[nodiscard]] AssetWalkFault WalkAssetFolder(const AssetPlace& folder, const char* folderKey,

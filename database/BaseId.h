@@ -38,7 +38,7 @@ class BaseIdSettings {
   std::int32_t GetBaseUser();
   /// The next identifier that no record has in any version; saves the one behind it. Numbers count
   /// up without a sign, and start again at 0. Null for a user that has no identifiers,
-  /// and while the file cannot be read.
+  /// and while the file cannot be read. One that a failed clone asked for is not given again.
   PLID NextLocalId(const MUKAssetIndex& index);
 
  private:

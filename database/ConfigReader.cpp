@@ -36,12 +36,13 @@ struct FoundConfig {
   bool isText = false;
 };
 
+/// Folders may have those names too, and hold what they like.
 FoundConfig FindConfig(const FolderListing& listing) {
   for (const ConfigName& config : kConfigNames) {
-    const std::size_t at = listing.Find(config.name);
+    const std::size_t at = listing.Find(config.name, /*passFolders=*/true);
     if (at != FolderListing::kNone) return {at, config.isText};
   }
-  return {};
+  return {listing.Find(kTextConfig), true};  // a folder at best, as the status says then
 }
 
 /// What tells one place of a record from another.
@@ -119,7 +120,7 @@ ConfigStatus ConfigReader::ReadPlace(const AssetPlace& place, TagContainer& out,
   }
   for (const ConfigName& config : kConfigNames) {
     const AssetPlace file{place.subst, place.path + "/" + config.name};
-    if (!FolderExists(file)) continue;
+    if (!FileExists(file)) continue;
     std::size_t size = 0;
     const ConfigStatus status = ReadThroughFile(file, &size);
     return status == ConfigStatus::Loaded ? Parse(size, config.isText, filter, out) : status;
@@ -179,10 +180,11 @@ ConfigStatus ConfigReader::ReadThroughFile(const AssetPlace& place, std::size_t*
 ConfigStatus ConfigReader::Parse(std::size_t size, bool isText, TagFilter filter,
                                  TagContainer& out) {
   lastSize_ = size;
+  lastLosses_ = {};
   const std::string_view bytes(buffer_.data(), size);
   if (size > kLargestConfig) return ConfigStatus::TooLarge;
   if (isText) {
-    ReadTagText(out, bytes, filter);
+    ReadTagText(out, bytes, filter, &lastLosses_);
   } else {
     const Zef::Ref<NOLBinaryFile> file(new NOLBinaryFile);
     file->ReadImage(std::as_bytes(std::span(bytes)));

@@ -68,6 +68,8 @@ class ConfigReader {
 
   /// Bytes, unpacked, of the config that was read last.
   std::size_t LastSize() const { return lastSize_; }
+  /// What the text that was read last says and its tags do not.
+  const TagTextLosses& LastLosses() const { return lastLosses_; }
 
   /// Keeps a config that was just read in the record's folder.
   void Keep(const MUKAsset& record, const TagContainer& config);
@@ -84,6 +86,7 @@ class ConfigReader {
   std::string root_;
   std::string buffer_;  // kept at the size of the largest config so far
   std::size_t lastSize_ = 0;
+  TagTextLosses lastLosses_;
   PLID keptId_;
   std::string keptPlace_;
   TagContainer kept_;

@@ -9,6 +9,7 @@
 #include "database/AssetFolder.h"
 #include "database/AssetVerify.h"
 #include "database/DatabaseFiles.h"
+#include "database/FolderClaims.h"
 #include "database/MUKAsset.h"
 #include "database/MUKAssetIndex.h"
 #include "kernel/Clock.h"
@@ -34,7 +35,8 @@ bool IsArchiveName(std::string_view name) {
 
 /// True for a name that means itself wherever it becomes part of a path.
 bool IsPlainName(std::string_view name) {
-  return name.find('\\') == std::string_view::npos && !Zef::IsRootedPath(name);
+  return !name.empty() && name != "." && name != ".." &&
+         name.find('\\') == std::string_view::npos && !Zef::IsRootedPath(name);
 }
 
 bool IsFolderBelow(const std::string& root, const std::string& path) {
@@ -114,7 +116,7 @@ void ContentScan::ScanWorld() {
     if (!isArchive && (kind != EntryKind::Folder || options_.archivesOnly)) continue;
     const std::size_t length = name.size() - (isArchive ? kArchiveEnding.size() : 0);
     const std::string path = JoinPath(kWorld, name.substr(0, length));
-    if (!IsPlainName(name)) {
+    if (!IsPlainName(name) || !IsPlainName(name.substr(0, length))) {
       Tell(ScanOutcome::BadPath, kWorld, name);
     } else if (isArchive && !IsFolderBelow(configs_.Root(), path)) {
       Tell(ScanOutcome::ClosedArchive, kWorld, name);
@@ -248,11 +250,31 @@ void ContentScan::Enter(ScanItem& item) {
   if (item.partlyMeasured) AddTo(*report_, ScanOutcome::PartlyMeasured, item);
 }
 
+/// Settles what would contradict, of a known asset that was found. Whether the folder is news.
+bool ContentScan::FitToHeld(ScanItem& item, MUKAsset& held) const {
+  MUKAsset& found = item.record;
+  if (!found.installPath.IsEmpty() &&
+      IsSameFolder(LegacyPlace(configs_.Root(), held), {{}, item.disk})) {
+    found.installPath.Clear();  // one folder needs no second name
+    found.archiveName.Clear();
+    return false;
+  }
+  if (found.archiveName == kLocalArchive && held.archiveName != kLocalArchive) {
+    // An asset in a mounted archive is committed beside it.
+    held.installPath.Clear();
+    held.archiveName.Clear();
+  }
+  return (held.installPath.IsEmpty() && !found.installPath.IsEmpty()) ||
+         (held.editPath.IsEmpty() && !found.editPath.IsEmpty());
+}
+
 ScanOutcome ContentScan::EnterRecord(ScanItem& item) {
   if (MUKAsset* const held = index_.Find(item.record.id)) {
+    const bool isNews = FitToHeld(item, *held);
     if (!index_.Merge(item.record)) return ScanOutcome::Conflict;
     if (!item.config.IsEmptyHandle()) configs_.Keep(item.record, item.config);
-    VerifyAsset(index_, configs_, *held);
+    isNews ? RecoverAsset(index_, configs_, *held)
+           : static_cast<void>(VerifyAsset(index_, configs_, *held));
     configs_.Drop(held->id);  // it was read in part
     return ScanOutcome::Merged;
   }

@@ -89,6 +89,7 @@ class ContentScan {
   void PostBatch(std::size_t ahead);
   void Finish() { PostBatch(0); }
   void Enter(ScanItem& item);
+  bool FitToHeld(ScanItem& item, MUKAsset& held) const;
   ScanOutcome EnterRecord(ScanItem& item);
 
   MUKAssetIndex& index_;

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "database/AssetMessages.h"
 #include "database/AssetWalk.h"
-#include "environment/ResultsLog.h"
 #include "kernel/standard/CodePage.h"
 
 namespace {
@@ -46,7 +44,6 @@ bool ValidExtension(std::string_view name) {
 
 bool CheckFolder(const AssetPlace& folder, ResultsLog* log) {
   const AssetWalkFault fault = WalkAssetFolder(folder, "$muk_package_folder_err", {});
-  if (fault.key == nullptr) return true;
-  TellOfFile(log, ResultLevel::kError, fault.key, PlaceText(fault.place));
-  return false;
+  TellOfFault(log, fault);
+  return fault.key == nullptr;
 }

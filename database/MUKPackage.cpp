@@ -100,11 +100,13 @@ bool Write(const TagContainer& tags, const std::string& path) {
 
 MUKPackage::MUKPackage() { tags_.SetString(TheKeys().compression, "LZSS"); }
 
-std::string MUKPackage::Open(const std::string& path, std::string_view extension) {
+std::string MUKPackage::Open(const std::string& path, std::string_view extension) try {
   TagContainer tags;
   // One that does not load leaves no tags, and those are no package.
   static_cast<void>(LoadTagFile(tags, Zef::PString(), path, extension));
   return OpenTags(tags);
+} catch (const std::bad_alloc&) {
+  return PackageText::kOutOfMemory;
 }
 
 std::string MUKPackage::OpenTags(const TagContainer& tags) {

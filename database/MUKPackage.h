@@ -60,10 +60,11 @@ class MUKPackage {
   [[nodiscard]] std::string Remove(std::uint32_t index);
 
   /// Writes an asset's files below a folder, a path of the system, which is made. A config among
-  /// them is left out: it lies in the container's own tags.
+  /// them is left out: it lies in the container's own tags. Paths are limited to kLongestAssetPath,
+  /// if `placeLength` is not 0 as if the folder's had so many bytes: it may be moved later.
   [[nodiscard]] std::string ExtractFiles(std::uint32_t index, const std::string& folder) const;
-  [[nodiscard]] std::string ExtractFiles(const TagContainer& asset,
-                                         const std::string& folder) const;
+  [[nodiscard]] std::string ExtractFiles(const TagContainer& asset, const std::string& folder,
+                                         std::size_t placeLength = 0) const;
   /// Reads a folder into a "files" container, all but a config at its top. Tells of the first file
   /// that cannot be taken, and is false then; the container is to be thrown away.
   [[nodiscard]] bool ImportFolder(const AssetPlace& folder, TagContainer& files,

@@ -129,12 +129,13 @@ std::string MUKPackage::ExtractFiles(std::uint32_t index, const std::string& fol
   return ExtractFiles(Get(index), folder);
 }
 
-std::string MUKPackage::ExtractFiles(const TagContainer& asset, const std::string& folder) const
-    try {
+std::string MUKPackage::ExtractFiles(const TagContainer& asset, const std::string& folder,
+                                     std::size_t placeLength) const try {
   Platform::FolderWriter target(folder);
   if (!target.IsOpen()) return PackageText::kNotWritten;
   const TagContainer files = asset.GetSubContainer(Zef::PString("files"));
-  return Extraction(Compression(), folder.size(), progress_).Run(files, std::move(target));
+  if (placeLength == 0) placeLength = folder.size();
+  return Extraction(Compression(), placeLength, progress_).Run(files, std::move(target));
 } catch (const std::bad_alloc&) {
   return PackageText::kOutOfMemory;
 }

@@ -6,10 +6,12 @@
 #include "database/MUKPackage.h"
 #include "environment/ResultsLog.h"
 
-ConfigStatus LoadFolderConfig(const AssetPlace& folder, TagContainer& config) {
+ConfigStatus LoadFolderConfig(const AssetPlace& folder, TagContainer& config, std::uint64_t* lost) {
   TagContainer loaded;
   config.Clear();
-  const ConfigStatus status = ConfigReader().ReadAt(folder, loaded);
+  ConfigReader reader;
+  const ConfigStatus status = reader.ReadAt(folder, loaded);
+  if (lost != nullptr) *lost += CountLosses(reader.LastLosses());
   if (status != ConfigStatus::Loaded) return status;
   config = TagContainer::DeepCopy(TagsWithout(loaded, kFilesTag));
   return config.IsValid() ? ConfigStatus::Loaded : ConfigStatus::NotTags;

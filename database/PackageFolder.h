@@ -16,7 +16,8 @@ struct AssetPlace;
 
 /// The config in a folder as a tree of its own, without a tag "files": that name belongs to the
 /// folder's content. A null handle unless Loaded.
-[[nodiscard]] ConfigStatus LoadFolderConfig(const AssetPlace& folder, TagContainer& config);
+[[nodiscard]] ConfigStatus LoadFolderConfig(const AssetPlace& folder, TagContainer& config,
+                                            std::uint64_t* lost = nullptr);
 
 /// Config and files of a folder. False, with a null handle and the reason in `log`, which may be
 /// null, when the config cannot be read or a file cannot be taken.

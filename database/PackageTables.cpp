@@ -58,7 +58,11 @@ void RebuildPackageTables(TagContainer& package, std::span<const TagContainer> a
   const PackageIds ids = PackageIdsOf(assets);
   const bool isRunning = Database::Get().IsInitialised();
   IdTable dependencies({ids.contents.begin(), ids.contents.end()});
-  for (const PLID& id : ids.dependencies) dependencies.Add(isRunning ? MUKResolve(id) : id);
+  const std::unordered_set<PLID> contents(ids.contents.begin(), ids.contents.end());
+  for (const PLID& id : ids.dependencies) {
+    // What comes with the package needs nothing in its stead, even if something replaces it here.
+    if (!contents.contains(id)) dependencies.Add(isRunning ? MUKResolve(id) : id);
+  }
   SetTable(package, "contents-table", ids.contents);
   SetTable(package, "plid-table", dependencies.TakeList());
   SetTable(package, "obsolete-table", ids.obsolete);

@@ -18,10 +18,20 @@ namespace Platform = Zef::Platform;
 
 constexpr std::uint64_t kStepsAFile = 1000;
 
+/// The path of the system; empty if nothing is there. A link to a file keeps its own name, which
+/// tells what it is and what lies beside it.
+std::string Located(const std::string& path) {
+  std::string canonical = Platform::CanonicalPath(path);
+  if (canonical.empty() || Platform::IsFolder(canonical)) return canonical;
+  const std::size_t name = path.find_last_of('/') + 1;
+  const std::string folder = name == 0 ? "." : path.substr(0, name);
+  return Platform::CanonicalPath(folder) + "/" + path.substr(name);
+}
+
 /// The files as paths of the system. False, with the failure's line printed, if one is missing.
 bool Locate(const std::vector<std::string>& files, std::vector<std::string>* paths) {
   for (const std::string& file : files) {
-    paths->push_back(Platform::CanonicalPath(ExactPath(file)));
+    paths->push_back(Located(ExactPath(file)));
     if (!paths->back().empty()) continue;
     static_cast<void>(Fail("there is no file or folder " + Quoted(file) +
                            "; name a package, the folder of an asset or its config file"));

@@ -100,7 +100,8 @@ struct FileInfo {
   std::int64_t created = 0;  ///< seconds since 1970; the write time where the system has none
   std::int64_t accessed = 0;
   std::int64_t written = 0;
-  std::uint64_t device = 0;  ///< with `serial`, the identity of the file
+  std::uint64_t changed = 0;  ///< nanoseconds since 1970: content, or anything else about it
+  std::uint64_t device = 0;   ///< with `serial`, the identity of the file
   std::uint64_t serial = 0;
 };
 

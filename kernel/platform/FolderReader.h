@@ -36,8 +36,8 @@ class FolderListing {
   /// Orders by ASCII-folded bytes, ties by bytes, as ListFolder does.
   void Sort();
   /// The entry of that name, else the one that equals it ignoring ASCII case and is first in byte
-  /// order; kNone without one. Walks.
-  std::size_t Find(std::string_view name) const;
+  /// order; kNone without one. May pass over folders. Walks.
+  std::size_t Find(std::string_view name, bool passFolders = false) const;
 
  private:
   friend class FolderReader;

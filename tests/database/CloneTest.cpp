@@ -40,7 +40,8 @@ TEST_F(CloneTest, MakesAnAssetOpenForEditOrLeavesEverythingAsItWas) {
   WriteWholeFile(folder_ / "local/bad/config.txt", "plid <plid:5:1>");
   WriteWholeFile(folder_ / "local/bad/tool.exe", "");
   fs::create_directory(folder_ / "local/binary");
-  const TagContainer binary = ::Test::PackedAsset({5, 2, 0});
+  TagContainer binary = ::Test::PackedAsset({5, 2, 0});
+  ::Test::AddBinary(binary, "blob", "no text can hold it");
   ASSERT_TRUE(SaveTagFile(binary, {}, folder_ / "local/binary/config.grole"));
   Start();
   for (const PLID& id : {PLID(77, 1, 1), PLID(77, 4, 3), PLID(77, 4, 4), PLID(5, 9, 0)}) {
@@ -63,7 +64,7 @@ TEST_F(CloneTest, MakesAnAssetOpenForEditOrLeavesEverythingAsItWas) {
       {{77, 4, 3}, {77, 8, 0}, false, "$muk_copy_file_error;"},
       {{5, 1, 0}, {77, 8, 0}, false, "$muk_copy_file_error;"},
       {{5, 2, 0}, kMine, false, "$muk_open_file_error;"},
-      {{5, 2, 0}, kNone, false, "$muk_cloned;", {77, 500, 0}, "77:500 "},
+      {{5, 2, 0}, kNone, false, "$muk_config_tags_lost;$muk_cloned;", {77, 500, 0}, "77:500 "},
       {kMine, {77, 600, 0}, false, "$muk_cloned;", {77, 600, 0}, "77:600 77:9,"},
       {kMine, kNone, true, "$muk_cloned;", {77, 1, 1}, "77:1:1 77:9,"},  // the version says it
       {{77, 2, 127}, kNone, true, "$muk_cloned;", {77, 501, 0}, "77:501 77:2:127,"},

@@ -43,12 +43,14 @@ TEST_F(LifeTest, FoldersAreNamedAndRecordsFollow) {
   EXPECT_EQ(EditFolder(), "editing/Big_ Boy____x" + std::string(107, 'y'));
   WriteWholeFile(folder_ / (EditFolder() + "/config.txt"),
                  "plid <plid:1:7>\nname \"one\"\nobsolete-table {\n0 <plid:1:8>\n}");
+  WriteWholeFile(folder_ / (EditFolder() + "/thumbs.db/x.txt"), "a folder is none of a viewer's");
   SetAssetValidator([](const AssetPlace& place) {
     return place.path.find("/local/content ") == std::string::npos;
   });
   EXPECT_TRUE(Live("c") && MUKGetFaulty(kId));
   SetAssetValidator({});
   EXPECT_EQ(MUKGetArchiveName(kId) + ' ' + MUKGetName(kId), "local one");
+  EXPECT_TRUE(fs::exists(folder_ / (InstallFolder() + "/thumbs.db/x.txt")));
   EXPECT_EQ(MUKResolve({1, 8, 0}), kId);
   EXPECT_EQ(MUKGetModifyTime(kId), 1'700'000'000u);
   EXPECT_TRUE(Live("o2k") && MUKOpenAsset(kId, false, nullptr).id == kId && !MUKGetFaulty(kId));
@@ -68,18 +70,77 @@ TEST_F(LifeTest, NoAssetTakesTheFolderOfAnother) {
   Start();
   ASSERT_TRUE(open(kId, "Oak") && open(kOther, "oak") && Live("1"));
   EXPECT_EQ(MUKGetEditPath(kOther).substr(0, 13), "editing/edit ") << "no twin";
-  for (const char* const path : {"EDITING/oak", "editing/Oak/parts", "editing"}) {
+  Zef::Subst("lifefolder", (folder_ / "").c_str(), true);
+  for (const std::string& path :
+       std::vector<std::string>{"EDITING/oak", "editing/Oak/parts", "editing//./Oak",
+                                folder_ / "editing//oak", "lifefolder:editing/oak", "editing"}) {
     MUKSetEditPath(kOther, path);
+    if (path != "editing") MUKDeleteAsset(kId, false);  // the last that names it deletes it
+    MUKSetEditPath(kId, "editing/Oak");
     EXPECT_TRUE(MUKRevertAssetEdits({kOther, true}) && !MUKFind(kOther)) << path;
     EXPECT_EQ(State(), "E1") << path;
     MUKCreateNew(kOther);
   }
+  Zef::Subst("lifefolder", nullptr, false);
   MUKSetEditPath(kOther, "editing\\OAK");
-  EXPECT_TRUE(MUKCommitAssetEdits(kOther, &log_) && MUKGetEditPath(kOther).empty()) << Told();
-  EXPECT_EQ(State(), "E1") << "it was copied from there";
+  EXPECT_FALSE(MUKCommitAssetEdits(kOther, &log_) || !MUKGetEditPath(kOther).empty());
+  EXPECT_EQ(Told() + State(), "$muk_commit_open_for_edit;E1")
+      << "the config there says whose it is";
   fs::remove_all(folder_ / EditFolder());
   ASSERT_TRUE(open({1, 9, 0}, "oak"));
   EXPECT_EQ(EditFolder(), "") << "the new folder is not what it lost";
+}
+
+// The folder of the one goes, and only the case of a letter tells it from that of the other.
+TEST_F(LifeTest, ACommitPutsNothingInThePlaceOfAnotherAsset) {
+  for (const std::string area : {"world/w/g/", "local/"}) {
+    Renew();
+    Write(area + "Foo", '1');
+    const std::string theirs = folder_ / (area + "foo/config.txt");
+    WriteWholeFile(theirs, "plid <plid:1:8>");
+    for (const auto& [id, name] : {std::pair(kId, "Foo"), {PLID(1, 8, 0), "foo"}}) {
+      MUKCreateNew(id);
+      if (area == "local/") MUKSetArchiveName(id, "local");
+      area == "local/" ? MUKSetInstallPath(id, name) : MUKSetLegacyPath(id, area + name);
+    }
+    ASSERT_TRUE(Live("o2"));
+    const std::string index = Index();
+    fs::remove_all(folder_ / (area + "Foo"));
+    EXPECT_TRUE(Live("c")) << Told();
+    for (const bool crashed : {false, true}) {
+      if (crashed) Crash(index);
+      EXPECT_EQ(State(), "I2") << area << crashed;
+      EXPECT_EQ(ReadWholeFile(theirs), "plid <plid:1:8>") << area << crashed;
+    }
+    fs::remove_all(folder_ / InstallFolder());
+    MUKSetInstallPath(kId, "");
+    MUKSetLegacyPath(kId, area + "Foo");
+    EXPECT_FALSE(Do('o')) << "these are not its files";
+  }
+}
+
+TEST_F(LifeTest, AnOlderIndexLearnsWhatHappenedSince) {
+  constexpr PLID kOther{1, 8, 0};
+  Start();
+  ASSERT_TRUE(Live("n"));
+  std::string index = Index();
+  ASSERT_TRUE(Live("c") && MUKCreateNew(kOther) == kOther);
+  ASSERT_EQ(MUKOpenAsset(kOther, true, nullptr).id, kOther);
+  WriteWholeFile(folder_ / "editing/New Asset/config.txt", "plid <plid:1:8>");
+  Crash(index);
+  EXPECT_EQ(State(), "I1") << "another asset is open for edit in what was its working folder";
+  EXPECT_EQ(MUKGetEditPath(kOther), "editing/New Asset");
+
+  const PLID old(1, 9, 0);
+  ASSERT_TRUE(Install(::Test::PackedAsset(kId, {}, {old}), kInstallOverwrite));
+  EXPECT_EQ(MUKResolve(old), kId);
+  index = Index();
+  ASSERT_TRUE(Live("i"));
+  const std::uint32_t size = MUKGetSizeBytes(kId);
+  Crash(index);
+  EXPECT_EQ(State(), "I2");
+  EXPECT_EQ(MUKGetSizeBytes(kId), size);
+  EXPECT_EQ(MUKResolve(old), old);
 }
 
 TEST_F(LifeTest, LeftoversAreClearedButForThoseOfTheLiving) {
@@ -109,7 +170,7 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
     char step;
     const char* told;
   } cases[] = {{"nc", "editing", 'o', "open_file_error;"},
-               {"nc", "I/run.exe", 'o', "copy_file_error;"},
+               {"nc", "I/run.exe", 'o', "package_file_bad_ext;copy_file_error;"},
                {"nc", "temp", 'o', "copy_file_error;"},
                {"nc", "other", 'c', "commit_open_for_edit;"},
                {"n", "local", 'c', "commit_database_error;"},
@@ -148,8 +209,9 @@ TEST_F(LifeTest, NothingOutsideAnAssetsOwnFoldersIsDeleted) {
   saved = elsewhere / "a/config.txt";
   WriteWholeFile(saved, "plid <plid:1:7>\nname \"far\"");
   settings_.stepObserver = [](const char* step) {
-    if (step == std::string_view("stage: filled"))
-      WriteWholeFile(saved, "plid <plid:1:7>\nname \"!\"");
+    constexpr const char* kText = "plid <plid:1:7>\nname \"!\"";
+    if (step == std::string_view("stage: filled") && ReadWholeFile(saved) != kText)
+      WriteWholeFile(saved, kText);
   };
   Start();
   WriteWholeFile(folder_ / "world/w/g/a/config.txt", "x");
@@ -199,18 +261,28 @@ TEST_F(LifeTest, AnAssetBelowASubstitutionIsCommittedWhereItCanBe) {
   MUKCreateNew(kId);
   MUKSetInstallPath(kId, "a");
   MUKSetArchiveName(kId, "lifearchive");
+  const std::string index = Index();
   ASSERT_TRUE(Live("o")) << Told();
   EXPECT_EQ(Generation(EditFolder()), "1");
   EXPECT_FALSE(fs::exists(folder_ / (EditFolder() + "/parts/thumbs.db")));
   EXPECT_TRUE(Live("2c")) << Told();
   EXPECT_EQ(State(), "I2") << "beside the archive";
+  Crash(index);
+  EXPECT_EQ(State() + MUKGetName(kId) + MUKGetArchiveName(kId), "I22local");
 
   Write("packs/b", '3');
   Zef::Subst("lifefolder", (folder_ / "packs/").c_str(), true);
   ASSERT_TRUE(MUKSetArchiveName(kId, "lifefolder") && MUKSetInstallPath(kId, "b"));
   EXPECT_TRUE(Live("o4c") && Generation("packs/b") == "4" && MUKGetInstallPath(kId) == "b")
       << Told();
+  constexpr PLID kOther{1, 8, 0};
+  MUKCreateNew(kOther);
+  MUKSetLegacyPath(kOther, "PACKS//./b");
+  MUKDeleteAsset(kOther, true);
+  EXPECT_TRUE(!MUKFind(kOther) && Generation("packs/b") == "4") << "it is the other one's too";
   EXPECT_TRUE(Live("d") && Generation("packs/b") == "!" && MUKGetInstallPath(kId).empty());
+  ASSERT_TRUE(MUKSetArchiveName(kId, "lifefolder") && MUKSetInstallPath(kId, "gone"));
+  EXPECT_TRUE(Live("d") && MUKGetInstallPath(kId).empty()) << "nothing is left to delete";
   MUKShutdown();
   Zef::Subst("lifearchive", nullptr, false);
   Zef::Subst("lifefolder", nullptr, false);

@@ -115,6 +115,21 @@ class LifeTest : public RunningTest {
     Start();
   }
 
+  /// The index file as it is now.
+  std::string Index() {
+    MUKShutdown();
+    std::string index = ReadWholeFile(folder_ / kMain);
+    Start();
+    return index;
+  }
+  /// Starts again behind a crash that left this index.
+  void Crash(const std::string& index) {
+    MUKShutdown();
+    std::filesystem::remove(folder_ / kMain);
+    WriteWholeFile(folder_ / kBackup, index);
+    Start();
+  }
+
   /// All paths in the folders of assets, with the contents.
   std::string Tree() const {
     AwaitSweeps();

@@ -267,9 +267,13 @@ TEST_F(RunningPackage, DependenciesAreThoseThatReplaceThem) {
     const MUKLock guard(true);
     Database::Get().Index().AddObsoleteRow({9, 9, 0}, {8, 8, 0});
     Database::Get().Index().AddObsoleteRow({9, 8, 0}, {1, 1, 0});
+    Database::Get().Index().AddObsoleteRow({1, 2, 0}, {1, 2, 1});
   }
   MUKPackage package;
-  ASSERT_EQ(package.Add(PackedAsset({1, 1, 0}, {{9, 9, 0}, {8, 8, 0}, {9, 8, 0}, {9, 7, 0}})), "");
+  ASSERT_EQ(
+      package.Add(PackedAsset({1, 1, 0}, {{9, 9, 0}, {8, 8, 0}, {9, 8, 0}, {9, 7, 0}, {1, 2, 0}})),
+      "");
+  ASSERT_EQ(package.Add(PackedAsset({1, 2, 0}, {{1, 1, 0}})), "");
   EXPECT_EQ(Table(package.Tags(), "plid-table"), "8:8 9:7 ");
   EXPECT_TRUE(CheckPackage(package, {}).empty());
 }

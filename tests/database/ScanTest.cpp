@@ -61,6 +61,11 @@ TEST_F(ScanTest, SkipsWhatItCannotReadAndSaysWhy) {
   Put("local/11", "plid <plid:1:10>\nname other");
   fs::create_directory_symlink("..", folder_ / "local/12");
   Put("disk/w/g/14", "plid <plid:1:14>");
+  WriteWholeFile(folder_ / "disk/...ja", "stands for no folder of its own");
+  WriteWholeFile(folder_ / "local/15/config.txt/x", "a folder is no config");
+  TagContainer binary;
+  binary.SetPLID("plid", {1, 15, 0});
+  ASSERT_TRUE(SaveTagFile(binary, {}, folder_ / "local/15/config.grole"));
   fs::create_directory_symlink("disk", folder_ / "world");  // the areas themselves may be links
   fs::create_directory_symlink("w", folder_ / "disk/x");
   std::string deep = "local/13/";
@@ -69,9 +74,9 @@ TEST_F(ScanTest, SkipsWhatItCannotReadAndSaysWhy) {
   Put(deep, "beyond", "file");
   WriteWholeFile(folder_ / "local/stray.txt", "plid <plid:1:99>");
   const ScanReport report = Scan();
-  EXPECT_EQ(Places(), "1:14 world/w/g/14|@|;1:10 |10@local|;1:13 |13@local|;");
+  EXPECT_EQ(Places(), "1:14 world/w/g/14|@|;1:10 |10@local|;1:13 |13@local|;1:15 |15@local|;");
   EXPECT_EQ(Told(report),
-            "linkedFolder world/x;"
+            "badPath world/...ja;linkedFolder world/x;"
             "noConfig local/01;unreadableConfig local/02;unreadableConfig local/03;"
             "notTags local/04;notTags local/05;largeConfig local/06;noIdentifier local/07;"
             "noIdentifier local/08;badPath local/09\\x;conflict local/11;linkedFolder local/12;"

@@ -127,6 +127,8 @@ bool ReadInfo(int folder, const std::string& path, int flags, FileInfo* info) {
   info->created = hasBirth ? facts.stx_btime.tv_sec : facts.stx_mtime.tv_sec;
   info->accessed = facts.stx_atime.tv_sec;
   info->written = facts.stx_mtime.tv_sec;
+  info->changed =
+      static_cast<std::uint64_t>(facts.stx_ctime.tv_sec) * 1'000'000'000 + facts.stx_ctime.tv_nsec;
   info->device = makedev(facts.stx_dev_major, facts.stx_dev_minor);
   info->serial = facts.stx_ino;
   return true;

@@ -80,10 +80,11 @@ void FolderListing::Sort() {
   });
 }
 
-std::size_t FolderListing::Find(std::string_view name) const {
+std::size_t FolderListing::Find(std::string_view name, bool passFolders) const {
   std::size_t best = kNone;
   for (std::size_t at = 0; at < entries_.size(); ++at) {
     if (entries_[at].length != name.size()) continue;
+    if (passFolders && entries_[at].kind == EntryKind::Folder) continue;
     const std::string_view found = NameView(at);
     if (found == name) return at;
     if (CompareFolded(found, name) != 0) continue;
