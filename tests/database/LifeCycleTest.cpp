@@ -170,7 +170,7 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
     char step;
     const char* told;
   } cases[] = {{"nc", "editing", 'o', "open_file_error;"},
-               {"nc", "I/run.exe", 'o', "package_file_bad_ext;copy_file_error;"},
+               {"nc", "I/run.exe", 'o', "copy_file_error;"},
                {"nc", "temp", 'o', "copy_file_error;"},
                {"nc", "other", 'c', "commit_open_for_edit;"},
                {"n", "local", 'c', "commit_database_error;"},

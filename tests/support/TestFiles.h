@@ -14,7 +14,8 @@ std::filesystem::path FastFolder();
 /// A new, empty folder under the system's temporary folder, deleted with the object.
 class TempFolder {
  public:
-  explicit TempFolder(const std::filesystem::path& above = std::filesystem::temp_directory_path());
+  TempFolder() : TempFolder(std::filesystem::temp_directory_path()) {}
+  explicit TempFolder(const std::filesystem::path& above);
   ~TempFolder();
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;
