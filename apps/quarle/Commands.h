@@ -29,7 +29,7 @@ struct PatchOptions {
   std::string plugin;
   bool dryRun = false;
   bool noBackup = false;
-  bool again = false;  ///< also when the index has what the set brings
+  bool again = false;  ///< also when no record would change
 };
 [[nodiscard]] int RunPatch(const PatchOptions& options, const CommonOptions& common);
 

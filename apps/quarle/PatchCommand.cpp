@@ -17,6 +17,8 @@
 #include "apps/quarle/Progress.h"
 #include "apps/quarle/SetFile.h"
 #include "apps/quarle/Utf8.h"
+#include "database/AssetRecord.h"
+#include "kernel/ByteWriter.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/Exception.h"
 
@@ -46,11 +48,28 @@ struct Plan {
   Ids after;
   std::vector<std::string> folders;  ///< of replaced assets, below the root
   bool setWhole = true;
-
-  /// A second run of a set changes no record, but takes what the first one installed for the
-  /// folders of replaced assets.
-  bool IsApplied() const { return before == after && !folders.empty(); }
+  /// The index is that of an earlier run: no record would change, but what has been installed since
+  /// would be taken for the folders of replaced assets.
+  bool isApplied = false;
 };
+
+/// All records as stored, in any one order.
+std::vector<std::string> StoredRecords(const MUKAssetIndex& index) {
+  std::vector<std::string> stored;
+  for (const MUKAsset* record : index.AllRecords()) {
+    Zef::ByteWriter out;
+    AppendRecord(out, *record);
+    stored.emplace_back(reinterpret_cast<const char*>(out.View().data()), out.Size());
+  }
+  std::sort(stored.begin(), stored.end());
+  return stored;
+}
+
+bool HasRecordsOf(const std::string& indexPath, const MUKAssetIndex& patched) {
+  MUKAssetIndex index;
+  return index.Load(indexPath, nullptr, {.keepConfigCache = false}) &&
+         StoredRecords(index) == StoredRecords(patched);
+}
 
 bool MakePlan(const std::string& indexPath, const std::string& stem, const CommonOptions& common,
               Plan& plan) {
@@ -67,6 +86,8 @@ bool MakePlan(const std::string& indexPath, const std::string& stem, const Commo
       ApplyToIndex(files, index,
                    [&](const std::string& folder) { plan.folders.push_back(folder); });
       plan.after = SortedIds(index);
+      plan.isApplied =
+          !plan.folders.empty() && plan.before == plan.after && HasRecordsOf(indexPath, index);
       return true;
     }
   } catch (const Zef::Exception&) {  // NOLINT(bugprone-empty-catch): reported below
@@ -107,10 +128,6 @@ void ReportText(const std::string& indexPath, const Plan& plan, const Movement& 
           (dryRun ? " to delete:\n" : " deleted:\n"));
     for (const std::string& folder : plan.folders) Print("  " + Printable(folder) + "\n");
   }
-  if (dryRun && plan.IsApplied()) {
-    Print(Emphasised(Emphasis::Warning, "The index has all that the set brings") +
-          ": to patch all the same, use --again\n");
-  }
   if (!plan.setWhole) {
     Print(Emphasised(Emphasis::Warning, "The set is cut short") +
           ": its last entry counts as far as it goes (see `quarle set check`)\n");
@@ -148,11 +165,14 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   const std::string stem = SetStem(options.set, options.indexName);
   Plan plan;
   if (!MakePlan(indexPath, stem, common, plan)) return kFailed;
-  if (plan.IsApplied() && !options.dryRun && !options.again) {
-    return Fail("the index " + Quoted(indexPath) + " has all that the set " + Quoted(options.set) +
-                " brings; patching again would only delete " +
-                Counted(plan.folders.size(), "folder") + ", first " + Quoted(plan.folders.front()) +
-                "; if that is meant, use --again");
+  if (plan.isApplied && !options.again) {
+    plan.folders.clear();
+    if (common.json) {
+      ReportJson(indexPath, plan, Compare(plan.before, plan.after), options.dryRun, {});
+    } else if (!common.quiet) {
+      Print("Nothing to do: " + Quoted(indexPath) + " has all that the set brings\n");
+    }
+    return kDone;
   }
   if (options.dryRun) return Report(indexPath, plan, plan.after, true, {}, common);
 

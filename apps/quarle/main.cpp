@@ -76,7 +76,7 @@ void AddPatch(CLI::App& app, CommandLine& line) {
   patch->add_flag("-n,--dry-run", options.dryRun, "Say what would change, and change nothing");
   patch->add_flag("--no-backup", options.noBackup, "Keep no copy of the index as NAME.bak");
   patch->add_flag("--again", options.again,
-                  "Patch even if the index has all that the set brings, and only folders would go");
+                  "Patch even if no record would change: folders of what the set brings go");
   AddCommon(*patch, line.common);
   patch->callback([&] { line.run = [&] { return RunPatch(line.patch, line.common); }; });
 }

@@ -153,29 +153,6 @@ TEST_F(IndexCommands, RepeatedContainersDoNotMultiply) {
   }
 }
 
-TEST_F(IndexCommands, StatAddsUp) {
-  MUKAssetIndex index;
-  index.Add(FullRecord());
-  index.Add(Asset(1, "a"));
-  FillTables(index);
-  Save("i.mkx", index);
-  const json stat = Run("index stat i.mkx --json --top 1").Json();
-  std::size_t bytes = 12;  // of the header
-  for (const auto& section : stat["sectionBytes"]) bytes += section.get<std::size_t>();
-  EXPECT_EQ(bytes, Read("i.mkx").size());
-  EXPECT_EQ(stat["fileBytes"], bytes);
-  EXPECT_EQ(stat["sectionBytes"]["records"],
-            4 + Bytes(FullRecord()).size() + Bytes(Asset(1, "a")).size());
-  EXPECT_EQ(stat["records"], 2);
-  EXPECT_EQ(stat["present"], 1);
-  EXPECT_EQ(stat["assetBytes"], 12);
-  EXPECT_EQ(stat["flags"]["builtIn"], 2);
-  EXPECT_EQ(stat["flags"]["faulty"], 0);
-  EXPECT_EQ(stat["classes"], ::Test::Parsed(R"([{"code":"LOCO","records":1}])"));
-  EXPECT_NE(Run("index stat i.mkx").out.find("builtIn                 2          100.0 %"),
-            std::string::npos);
-}
-
 TEST_F(IndexCommands, CheckTellsDuplicatesFromLooseEnds) {
   const auto ids = [](const PLID& asset, const PLID& other) {
     return std::vector<std::pair<PLID, PLID>>{{asset, other}};

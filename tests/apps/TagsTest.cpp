@@ -30,31 +30,6 @@ TEST_F(Tags, ShowDrawsTheTree) {
   EXPECT_EQ(Run("tags show empty.txt --json").Json(), nlohmann::json::array());
 }
 
-TEST_F(Tags, LongAndRepeatedThingsAreCutShort) {
-  TagContainer inner;
-  inner.SetInt("n", 1);
-  TagContainer repeats;
-  repeats.SetSubContainer("a", inner);
-  repeats.Chunk()->AddTag("a", inner.Chunk());
-  repeats.SetString("long", std::string(99, 'x') + "\u00E9" + std::string(100, 'y'));
-  repeats.SetBinary("raw", std::string(1000, '\x01').data(), 1000);
-  repeats.Chunk()->AddTag("long", NewHeapTag(TagNull, nullptr));
-  ASSERT_TRUE(SaveTagFile(repeats, {}, temp_ / "long.grole"));
-  const std::string out = Run("tags show long.grole").out;
-  EXPECT_NE(out.find("├── a (1 tag)\n│   └── n = 1 (int)\n├── a (container, repeated)\n├── l"),
-            std::string::npos)
-      << out;
-  EXPECT_NE(out.find(std::string(99, 'x') + "\"... (string)"), std::string::npos) << out;
-  EXPECT_NE(out.find("01... (binary, 1000 bytes)\n└── long (string, repeated)\n"),
-            std::string::npos)
-      << out;
-  const nlohmann::json json = Run("tags show long.grole --json").Json();
-  for (const int at : {1, 4}) {
-    EXPECT_EQ(json[at]["repeated"], true);
-    EXPECT_EQ(json[at].size(), 3u) << "neither value nor tags";
-  }
-}
-
 TEST_F(Tags, ConvertGoesBothWaysAndTellsWhatChanges) {
   TagContainer inner;
   inner.SetFloat("scale", 1.0f);

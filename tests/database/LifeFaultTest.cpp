@@ -1,4 +1,4 @@
-// Operations on an asset that meet a full disk, missing rights, or their end.
+// Operations on an asset that meet a full disk, a power cut, or their end.
 // Whatever happens runs in children, so that the parent never has threads when it forks.
 
 #include <sys/mount.h>
@@ -140,45 +140,6 @@ TEST_F(LifeFaultTest, AFullDiskLosesNothingAndCanBeCleared) {
   });
   umount(folder_.Path().c_str());
   EXPECT_EQ(answer, "E2I1 $muk_commit_file_error;I2-E2I1 $muk_commit_file_error;I2-");
-}
-
-TEST_F(LifeFaultTest, MissingRightsAreTold) {
-  if (geteuid() != 0) GTEST_SKIP() << "needs another user to be";
-  const struct {
-    const char* before;
-    std::string path;  ///< loses the right to be changed; "I" and "E" are the asset's folders
-    char step;
-    const char* told;
-  } cases[] = {{"nco2", "local", 'c', "E2I1 $muk_commit_file_error;"},
-               {"nco2", "editing", 'c', "E2I2 "},
-               {"nc", "editing", 'o', "I1 $muk_open_file_error;"},
-               {"nc", "local", 'd', "I1 "},
-               {"nco2", "E", 'c', "I2 "},
-               {"nc", "I", 'd', ". "},
-               {"nc", "I/parts/body.txt", 'o', "I1 $muk_copy_file_error;"}};
-  fs::permissions(told_.Path(), fs::perms::all);
-  for (const auto& each : cases) {
-    Prepare(each.before);
-    fs::remove(told_ / "answer");
-    fs::permissions(folder_.Path(), fs::perms::all);
-    for (const auto& entry : fs::recursive_directory_iterator(folder_.Path())) {
-      ASSERT_EQ(lchown(entry.path().c_str(), 65534, 65534), 0);
-    }
-    const std::string state = InChild([&] {
-      std::string path = each.path;
-      if (path[0] == 'I') path = InstallFolder() + path.substr(1);
-      if (path[0] == 'E') path = EditFolder();
-      const auto none = fs::perms::owner_read | fs::perms::owner_exec;
-      fs::permissions(folder_ / path, path.ends_with("txt") ? fs::perms::none : none);
-      if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) return Told();
-      static_cast<void>(Do(each.step));
-      // The rights come back for the look at it.
-      if (fs::exists(folder_ / path)) fs::permissions(folder_ / path, fs::perms::all);
-      return State() + ' ' + Told();
-    });
-    EXPECT_EQ(state, each.told) << each.before << each.step << ' ' << each.path;
-    EXPECT_EQ(Found() + ' ', state.substr(0, state.find(' ') + 1));
-  }
 }
 
 }  // namespace

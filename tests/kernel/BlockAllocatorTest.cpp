@@ -8,28 +8,6 @@
 
 using namespace Zef;
 
-TEST(BlockAllocator, CountsEachRequestByItsSizeInUnits) {
-  const struct {
-    std::uint32_t size, units, large;
-  } cases[] = {{0, 1, 0},  {4, 1, 0},      {5, 2, 0},      {12, 2, 0},
-               {13, 3, 0}, {1012, 127, 0}, {1013, 128, 1}, {100'000, 12501, 1}};
-  for (const auto& c : cases) {
-    const auto before = BlockAllocator::GetStatistics();
-    void* block = BlockAllocator::Allocate(c.size);
-    const auto after = BlockAllocator::GetStatistics();
-    ASSERT_NE(block, nullptr);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 16, 0U) << c.size;
-    EXPECT_EQ(after.largeRequests - before.largeRequests, c.large) << c.size;
-    const bool wasHit = after.listHits != before.listHits;
-    EXPECT_EQ(after.systemBytes - before.systemBytes, wasHit ? 0 : c.units * 8) << c.size;
-    std::memset(block, 0x5A, c.size);  // a sanitizer sees a block that is too short
-    std::uint32_t header = 0;
-    std::memcpy(&header, static_cast<std::byte*>(block) - 4, 4);
-    EXPECT_EQ(header, (c.units << 9) | ((c.units ^ 0x155) & 0x1FF)) << c.size;
-    BlockAllocator::Free(block);
-  }
-}
-
 TEST(BlockAllocator, KeepsFreeBlocksUpToTheLimitOfTheirClass) {
   const struct {
     std::uint32_t unitClass, limit;  // classes that nothing else uses while the test runs

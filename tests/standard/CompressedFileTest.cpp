@@ -83,33 +83,6 @@ TEST(CompressedFile, ClosingWritesTheDocumentedBytes) {
       << "a temporary was left";
 }
 
-TEST(CompressedFile, SeeksFindEveryByte) {
-  const TempFolder folder;
-  const std::string content = Mixed(), path = folder / "mixed", unsized = folder / "unsized";
-  Pack(path, content);
-  std::string bytes = ReadWholeFile(path);
-  bytes[4] = 0;  // version 256: the size is not to be trusted
-  WriteWholeFile(unsized, bytes);
-  std::mt19937 random(9);
-  for (const std::string& name : {path, unsized}) {
-    File file;
-    ASSERT_EQ(file.Open(name.c_str(), 0x10), RES_OK);
-    EXPECT_EQ(file.Size(), static_cast<std::int64_t>(content.size()));
-    std::string piece;
-    for (int round = 0; round < 300; round++) {
-      const std::size_t at = round == 0 ? content.size() - 1 : random() % (content.size() + 10);
-      piece.resize(random() % 3 == 0 ? random() % 40000 : random() % 200);
-      ASSERT_EQ(file.Seek(static_cast<std::int64_t>(at), 0), 0);
-      piece.resize(file.Read(piece.data(), 1, piece.size()));
-      ASSERT_EQ(piece, at < content.size() ? content.substr(at, piece.size()) : "") << at;
-      ASSERT_EQ(file.Tell(), static_cast<std::int64_t>(at + piece.size()));
-    }
-    std::string reason;
-    file.Seek(0, 0);
-    EXPECT_EQ(ReadOut(file, 1000, &reason), content) << reason;
-  }
-}
-
 TEST(CompressedFile, MalformedBlocksRaise) {
   const std::string stored = "ReadNext() Failed to read uncompressed block";
   const std::string coded = "ReadNext() Failed to read compressed block";

@@ -59,28 +59,6 @@ TEST(TagContainer, NullHandlesAndNullTagsGiveDefaults) {
   EXPECT_EQ(none.GetInt("k"), 1) << "a setter makes the container";
 }
 
-TEST(TagContainer, GettersConvertAndCheckSizes) {
-  TagContainer tags;
-  tags.SetString("text", "12");
-  tags.SetFloatArray("array", {1, 2, 3});
-  tags.SetFloatArray("color", {255, 0, 51, 102});
-  tags.SetBool("bool", true);
-  tags.SetPLID("id", PLID(5, 6, 0));
-  tags.SetRaw32("raw", 0xDEADBEEF);
-  EXPECT_EQ(tags.GetInt("text"), 12);
-  EXPECT_EQ(tags.GetInt("array", -1), -1) << "1,2,3 is no number";
-  EXPECT_STREQ(tags.GetString("id").Text(), "<plid:5:6>");
-  EXPECT_EQ(tags.GetRaw32("raw"), 0xDEADBEEFu);
-  EXPECT_EQ(tags.GetRaw32("bool", 9), 9u) << "nothing converts to raw bytes";
-  std::vector<float> values;
-  EXPECT_TRUE(tags.GetFloatArray("array", values));
-  EXPECT_EQ(values, std::vector<float>({1, 2, 3}));
-  EXPECT_FALSE(tags.GetFloatArray("id", values) || !values.empty());
-  const TagContainer::Color fallback{9, 9, 9, 9};
-  EXPECT_EQ(tags.GetColor("bool", fallback), fallback);
-  EXPECT_FLOAT_EQ(tags.GetColor("color", fallback)[3], 0.4f);
-}
-
 TEST(TagContainer, OrderDuplicatesSwapsAndSorting) {
   TagContainer tags;
   tags.SetInt("b", 1);
