@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Format, sanitizer suites, a short fuzz run and lint. FUZZ_SECONDS sets the time a target gets,
-# CHECK_THREADS=0 leaves the thread sanitizer out.
+# CHECK_THREADS=0 leaves the thread sanitizer out, LINT names the folders that are linted.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
@@ -32,7 +32,8 @@ build release
 scripts/install_check.sh
 
 step "Lint"
-git ls-files '*.cpp' ':!fuzz' ':!tests' ':!bench' ':!examples' |
+read -ra linted <<< "${LINT:=kernel tagdata environment database plugin apps}"
+git ls-files "${linted[@]}" | grep '\.cpp$' |
   xargs -n 4 -P "$(nproc)" clang-tidy --quiet -p build/release
 
 step "All checks passed"
