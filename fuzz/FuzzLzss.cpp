@@ -14,7 +14,7 @@ using Bytes = std::vector<std::uint8_t>;
 using Zef::LZSSCompress;
 using Zef::Ref;
 
-constexpr std::size_t kLimit = 1 << 20;
+constexpr std::size_t kLimit = 1 << 16;
 
 class Sink : public Zef::ByteSink {
  public:
