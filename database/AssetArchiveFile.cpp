@@ -9,7 +9,6 @@
 #include "database/MUKPackage.h"
 #include "kernel/ByteReader.h"
 #include "kernel/ByteWriter.h"
-#include "kernel/standard/CompressedBlocks.h"
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/NOLBinaryFile.h"
 
@@ -38,7 +37,7 @@ PLID TakeId(Zef::ByteReader& in) {
 }  // namespace
 
 AssetArchiveWriter::AssetArchiveWriter(std::string path, std::uint32_t archiveId)
-    : path_(std::move(path)), file_(Zef::CreateTemporaryBeside(path_, &temporary_)) {
+    : file_(std::move(path)) {
   Zef::ByteWriter out;
   out.U32(kMagic);
   out.U32(kVersion);
@@ -47,23 +46,21 @@ AssetArchiveWriter::AssetArchiveWriter(std::string path, std::uint32_t archiveId
   if (IsOpen()) static_cast<void>(Write(out.View()));
 }
 
-AssetArchiveWriter::~AssetArchiveWriter() { Drop(); }
-
 bool AssetArchiveWriter::Append(const PLID& id, const TagContainer& package) try {
   if (!IsOpen()) return false;
   Zef::ByteWriter out;
   AppendId(out, id);
   out.U32(0);
   const bool isWhole = id.IsStorable() && AppendBinaryTags(out, package);
-  const std::uint64_t next = size_ + out.Size();
+  const std::uint64_t next = file_.Size() + out.Size();
   if (isWhole && next + PLID::kStoredSize <= kLargestFile) {
     out.PatchU32(PLID::kStoredSize, static_cast<std::uint32_t>(next));
     return Write(out.View());
   }
-  Drop();
+  file_.Drop();
   return false;
 } catch (const std::bad_alloc&) {
-  Drop();
+  file_.Drop();
   return false;
 }
 
@@ -72,41 +69,26 @@ bool AssetArchiveWriter::Finish() {
   AppendId(end, PLID());
   if (!IsOpen() || !Write(end.View())) return false;
   Zef::ByteWriter length;
-  length.U32(static_cast<std::uint32_t>(size_));
-  const bool isWritten = Platform::WriteAt(file_, length.View().data(), length.Size(),
-                                           kLengthPlace) == sizeof(std::uint32_t) &&
-                         Platform::FlushFile(file_);
-  const bool isClosed = Platform::CloseFile(std::exchange(file_, Platform::kNoFile));
-  if (isWritten && isClosed && Platform::Replace(temporary_, path_)) return true;
-  static_cast<void>(Platform::DeleteFile(temporary_));
+  length.U32(static_cast<std::uint32_t>(file_.Size()));
+  if (Platform::WriteAt(file_.Handle(), length.View().data(), length.Size(), kLengthPlace) ==
+          sizeof(std::uint32_t) &&
+      file_.Flush()) {
+    return file_.Keep();
+  }
+  file_.Drop();
   return false;
-}
-
-void AssetArchiveWriter::Drop() {
-  if (!IsOpen()) return;
-  Platform::CloseFile(std::exchange(file_, Platform::kNoFile));
-  static_cast<void>(Platform::DeleteFile(temporary_));
 }
 
 bool AssetArchiveWriter::Write(std::span<const std::byte> bytes) {
-  const auto size = static_cast<std::int64_t>(bytes.size());
-  if (Platform::WriteAt(file_, bytes.data(), bytes.size(), size_) == size) {
-    size_ += bytes.size();
-    return true;
-  }
-  Drop();
+  if (file_.Append(bytes.data(), bytes.size())) return true;
+  file_.Drop();
   return false;
-}
-
-AssetArchiveReader::~AssetArchiveReader() {
-  if (file_ != Platform::kNoFile) Platform::CloseFile(file_);
 }
 
 AssetArchiveStatus AssetArchiveReader::Open(const std::string& path, std::uint32_t archiveId) {
   entries_.clear();
-  if (file_ != Platform::kNoFile) Platform::CloseFile(file_);
-  file_ = Platform::OpenFile(path, {});
-  if (file_ == Platform::kNoFile) return AssetArchiveStatus::NoFile;
+  file_ = Platform::OwnedFile(Platform::OpenFile(path, {}));
+  if (!file_) return AssetArchiveStatus::NoFile;
   std::uint64_t end = 0;
   const AssetArchiveStatus status = ReadHeader(archiveId, &end);
   return status == AssetArchiveStatus::Ok ? ReadEntries(end) : status;
@@ -121,7 +103,7 @@ AssetArchiveStatus AssetArchiveReader::ReadHeader(std::uint32_t archiveId,
   *end = in.U32();
   if (in.U32() != archiveId) return AssetArchiveStatus::OtherId;
   // A writer that came to no end left no length.
-  const std::int64_t size = Platform::FileSize(file_);
+  const std::int64_t size = Platform::FileSize(file_.Get());
   return size >= 0 && *end == static_cast<std::uint64_t>(size) ? AssetArchiveStatus::Ok
                                                                : AssetArchiveStatus::Damaged;
 }
@@ -131,7 +113,7 @@ AssetArchiveStatus AssetArchiveReader::ReadEntries(std::uint64_t end) {
   std::uint64_t at = kHeaderSize;
   for (;;) {
     std::array<std::byte, kEntryHeadSize + kPackageHeadSize> head{};
-    const std::int64_t got = Platform::ReadAt(file_, head.data(), head.size(), at);
+    const std::int64_t got = Platform::ReadAt(file_.Get(), head.data(), head.size(), at);
     if (got < static_cast<std::int64_t>(PLID::kStoredSize)) return AssetArchiveStatus::Damaged;
     Zef::ByteReader in(head.data(), static_cast<std::size_t>(got));
     const PLID id = TakeId(in);
@@ -159,6 +141,6 @@ std::string AssetArchiveReader::OpenPackage(const Entry& entry, MUKPackage& pack
 }
 
 bool AssetArchiveReader::Read(std::span<std::byte> bytes, std::uint64_t offset) const {
-  return Platform::ReadAt(file_, bytes.data(), bytes.size(), offset) ==
+  return Platform::ReadAt(file_.Get(), bytes.data(), bytes.size(), offset) ==
          static_cast<std::int64_t>(bytes.size());
 }

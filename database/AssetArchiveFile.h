@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "kernel/platform/FileSystem.h"
+#include "kernel/standard/NewFile.h"
 #include "tagdata/PLID.h"
 
 class MUKPackage;
@@ -24,14 +25,10 @@ class TagContainer;
 
 class AssetArchiveWriter {
  public:
-  /// Of a file at `path`, which is replaced if it stands.
+  /// Of a file at `path`, which is replaced if it stands. What is not finished is dropped.
   AssetArchiveWriter(std::string path, std::uint32_t archiveId);
-  /// Drops what was not finished.
-  ~AssetArchiveWriter();
-  AssetArchiveWriter(const AssetArchiveWriter&) = delete;
-  AssetArchiveWriter& operator=(const AssetArchiveWriter&) = delete;
 
-  bool IsOpen() const { return file_ != Zef::Platform::kNoFile; }
+  bool IsOpen() const { return file_.IsOpen(); }
   /// False for an identifier that cannot be stored, for a tree that cannot be written, when the
   /// file would grow to 4 GiB, and when it cannot be written; all that follows then fails.
   [[nodiscard]] bool Append(const PLID& id, const TagContainer& package);
@@ -39,13 +36,9 @@ class AssetArchiveWriter {
   [[nodiscard]] bool Finish();
 
  private:
-  void Drop();
   bool Write(std::span<const std::byte> bytes);
 
-  std::string path_;
-  std::string temporary_;
-  Zef::Platform::FileHandle file_ = Zef::Platform::kNoFile;
-  std::uint64_t size_ = 0;
+  Zef::NewFile file_;
 };
 
 enum class AssetArchiveStatus {
@@ -64,11 +57,6 @@ class AssetArchiveReader {
     std::uint32_t size = 0;    ///< of its package
   };
 
-  AssetArchiveReader() = default;
-  ~AssetArchiveReader();
-  AssetArchiveReader(const AssetArchiveReader&) = delete;
-  AssetArchiveReader& operator=(const AssetArchiveReader&) = delete;
-
   /// Opens a file and lists its entries; `archiveId` is the one that it must have.
   [[nodiscard]] AssetArchiveStatus Open(const std::string& path, std::uint32_t archiveId);
   const std::vector<Entry>& Entries() const { return entries_; }
@@ -81,6 +69,6 @@ class AssetArchiveReader {
   AssetArchiveStatus ReadEntries(std::uint64_t end);
   bool Read(std::span<std::byte> bytes, std::uint64_t offset) const;
 
-  Zef::Platform::FileHandle file_ = Zef::Platform::kNoFile;
+  Zef::Platform::OwnedFile file_;
   std::vector<Entry> entries_;
 };

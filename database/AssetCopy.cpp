@@ -14,31 +14,13 @@ namespace {
 
 using Zef::Platform::FileHandle;
 using Zef::Platform::FolderWriter;
-using Zef::Platform::kNoFile;
-
-class OpenedFile {
- public:
-  explicit OpenedFile(FileHandle handle) : handle_(handle) {}
-  OpenedFile(const OpenedFile&) = delete;
-  OpenedFile& operator=(const OpenedFile&) = delete;
-  ~OpenedFile() { Close(); }
-
-  FileHandle Get() const { return handle_; }
-  bool IsOpen() const { return handle_ != kNoFile; }
-  /// False when what was written may not be there.
-  bool Close() {
-    return handle_ == kNoFile || Zef::Platform::CloseFile(std::exchange(handle_, kNoFile));
-  }
-
- private:
-  FileHandle handle_;
-};
+using Zef::Platform::OwnedFile;
 
 /// `isReadable` becomes false for a file that does not open.
 bool CopyPlain(const WalkedFile& from, FileHandle to, bool* isReadable) {
-  const OpenedFile source(from.folder->OpenFile(from.name.c_str()));
-  *isReadable = source.IsOpen();
-  if (!source.IsOpen() || !Zef::Platform::CopyContents(source.Get(), to)) return false;
+  const OwnedFile source(from.folder->OpenFile(from.name.c_str()));
+  *isReadable = static_cast<bool>(source);
+  if (!source || !Zef::Platform::CopyContents(source.Get(), to)) return false;
   Zef::Platform::CopyWriteTime(source.Get(), to);
   return true;
 }
@@ -81,9 +63,10 @@ bool CopyAssetFolder(const AssetPlace& source, const std::string& target, AssetW
   AssetPlace unread;
   visitor.file = [&](const WalkedFile& file) {
     bool isReadable = true;
-    OpenedFile to(isWhole ? writers.back().CreateFile(file.name.c_str()) : kNoFile);
-    isWhole = to.IsOpen() && (file.folder != nullptr ? CopyPlain(file, to.Get(), &isReadable)
-                                                     : Unpack(file.place, to.Get(), buffer));
+    OwnedFile to;
+    if (isWhole) to = OwnedFile(writers.back().CreateFile(file.name.c_str()));
+    isWhole = to && (file.folder != nullptr ? CopyPlain(file, to.Get(), &isReadable)
+                                            : Unpack(file.place, to.Get(), buffer));
     isWhole = to.Close() && isWhole;
     if (!isReadable) unread = file.place;
     return isWhole;

@@ -17,9 +17,9 @@
 namespace {
 
 using Zef::Platform::EntryKind;
-using Zef::Platform::FileHandle;
 using Zef::Platform::FolderListing;
 using Zef::Platform::FolderReader;
+using Zef::Platform::OwnedFile;
 
 struct ConfigName {
   const char* name;
@@ -59,17 +59,6 @@ bool Grow(std::string& buffer, std::size_t size) {
   buffer.resize(std::max(kFirstBuffer, 2 * size));
   return true;
 }
-
-class FileCloser {
- public:
-  explicit FileCloser(FileHandle file) : file_(file) {}
-  FileCloser(const FileCloser&) = delete;
-  FileCloser& operator=(const FileCloser&) = delete;
-  ~FileCloser() { Zef::Platform::CloseFile(file_); }
-
- private:
-  FileHandle file_;
-};
 
 }  // namespace
 
@@ -136,20 +125,19 @@ ConfigStatus ConfigReader::ReadIn(const FolderReader& folder, const FolderListin
   const char* const name = listing.Name(config.at);
   if (listing.Kind(config.at) != EntryKind::File) return ConfigStatus::Unreadable;
   std::size_t size = 0;
-  ConfigStatus status = ReadPlain(folder.OpenFile(name), &size);
+  ConfigStatus status = ReadPlain(OwnedFile(folder.OpenFile(name)), &size);
   if (std::string_view(buffer_).substr(0, size).starts_with(kPackedMagic)) {
     status = ReadThroughFile({{}, path + "/" + name}, &size);
   }
   return status == ConfigStatus::Loaded ? Parse(size, config.isText, filter, out) : status;
 }
 
-ConfigStatus ConfigReader::ReadPlain(FileHandle file, std::size_t* size) {
-  if (file == Zef::Platform::kNoFile) return ConfigStatus::Unreadable;
-  const FileCloser closer(file);
+ConfigStatus ConfigReader::ReadPlain(const OwnedFile& file, std::size_t* size) {
+  if (!file) return ConfigStatus::Unreadable;
   for (;;) {
     if (!Grow(buffer_, *size)) return ConfigStatus::TooLarge;
     const std::size_t room = buffer_.size() - *size;
-    const std::int64_t got = Zef::Platform::ReadAt(file, buffer_.data() + *size, room, *size);
+    const std::int64_t got = Zef::Platform::ReadAt(file.Get(), buffer_.data() + *size, room, *size);
     if (got < 0) return ConfigStatus::Unreadable;
     *size += static_cast<std::size_t>(got);
     if (static_cast<std::size_t>(got) < room) return ConfigStatus::Loaded;

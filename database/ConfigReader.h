@@ -79,7 +79,7 @@ class ConfigReader {
  private:
   bool IsKept(const MUKAsset& record) const;
   ConfigStatus ReadPlace(const AssetPlace& place, TagContainer& out, TagFilter filter);
-  ConfigStatus ReadPlain(Zef::Platform::FileHandle file, std::size_t* size);
+  ConfigStatus ReadPlain(const Zef::Platform::OwnedFile& file, std::size_t* size);
   ConfigStatus ReadThroughFile(const AssetPlace& file, std::size_t* size);
   ConfigStatus Parse(std::size_t size, bool isText, TagFilter filter, TagContainer& out);
 

@@ -7,9 +7,8 @@
 #include "database/PackageFiles.h"
 #include "database/PackageTables.h"
 #include "kernel/ByteWriter.h"
-#include "kernel/platform/FileSystem.h"
 #include "kernel/standard/CodePage.h"
-#include "kernel/standard/CompressedBlocks.h"
+#include "kernel/standard/NewFile.h"
 #include "kernel/standard/Subst.h"
 #include "tagdata/BinaryTagWriter.h"
 #include "tagdata/TagFiles.h"
@@ -74,26 +73,14 @@ TagContainer Own(const TagContainer& tags) {
   return own;
 }
 
-/// Written beside its place, which it takes when it is whole.
-bool WriteWhole(const std::string& path, std::span<const std::byte> bytes) {
-  std::string temporary;
-  const Platform::FileHandle file = Zef::CreateTemporaryBeside(path, &temporary);
-  if (file == Platform::kNoFile) return false;
-  const bool isWritten = Platform::WriteAt(file, bytes.data(), bytes.size(), 0) ==
-                             static_cast<std::int64_t>(bytes.size()) &&
-                         Platform::FlushFile(file);
-  const bool isClosed = Platform::CloseFile(file);
-  if (isWritten && isClosed && Platform::Replace(temporary, path)) return true;
-  static_cast<void>(Platform::DeleteFile(temporary));
-  return false;
-}
-
 bool Write(const TagContainer& tags, const std::string& path) {
   Zef::PString name;
   std::string_view rest;
   if (Zef::FindSubst(path, &name, &rest)) return SaveTagFileSafe(tags, name, rest);
   Zef::ByteWriter out;
-  return AppendBinaryTags(out, tags) && WriteWhole(path, out.View());
+  if (!AppendBinaryTags(out, tags)) return false;
+  Zef::NewFile file(path);
+  return file.IsOpen() && file.Append(out.View().data(), out.Size()) && file.Flush() && file.Keep();
 }
 
 }  // namespace

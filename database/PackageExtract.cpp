@@ -35,13 +35,9 @@ const char* UnpackInto(Platform::FileHandle file, const Job& job, PackageCompres
 }
 
 void Write(Job& job, PackageCompression compression) {
-  const Platform::FileHandle file = job.folder->CreateFile(job.name.c_str());
-  if (file == Platform::kNoFile) {
-    job.error = PackageText::kNotWritten;
-    return;
-  }
-  job.error = UnpackInto(file, job, compression);
-  if (!Platform::CloseFile(file) && job.error == nullptr) job.error = PackageText::kNotWritten;
+  Platform::OwnedFile file(job.folder->CreateFile(job.name.c_str()));
+  job.error = file ? UnpackInto(file.Get(), job, compression) : PackageText::kNotWritten;
+  if (!file.Close() && job.error == nullptr) job.error = PackageText::kNotWritten;
 }
 
 class Extraction {

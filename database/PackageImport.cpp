@@ -35,28 +35,22 @@ static_assert(kLongestAssetName <= kMaxTagKeyLength,
 /// An open file of an asset, read whole by one thread.
 class Source {
  public:
-  Source() = default;
-  Source(Source&& other) noexcept
-      : handle_(std::exchange(other.handle_, Platform::kNoFile)), file_(std::move(other.file_)) {}
-  Source& operator=(Source&&) = delete;
-  ~Source() { Close(); }
-
   bool Open(const WalkedFile& walked) {
     if (walked.folder == nullptr) return OpenThroughFile(walked.place);
-    handle_ = walked.folder->OpenFile(walked.name.c_str());
-    if (handle_ == Platform::kNoFile || !Platform::IsRegularFile(handle_)) return false;
+    plain_ = Platform::OwnedFile(walked.folder->OpenFile(walked.name.c_str()));
+    if (!plain_ || !Platform::IsRegularFile(plain_.Get())) return false;
     std::array<char, kCompressedMagic.size()> head{};
-    if (Platform::ReadAt(handle_, head.data(), head.size(), 0) < 0) return false;
+    if (Platform::ReadAt(plain_.Get(), head.data(), head.size(), 0) < 0) return false;
     if (std::string_view(head.data(), head.size()) != kCompressedMagic) return true;
     // By its path, where a link may stand by now.
     const bool isSame = OpenThroughFile(walked.place) && IsSameFile();
-    Platform::CloseFile(std::exchange(handle_, Platform::kNoFile));
+    plain_.Close();
     return isSame;
   }
 
   /// Bytes, unpacked; false when that cannot be told.
   bool GetSize(std::uint64_t* size) try {
-    const std::int64_t bytes = file_ ? file_->Size() : Platform::FileSize(handle_);
+    const std::int64_t bytes = file_ ? file_->Size() : Platform::FileSize(plain_.Get());
     *size = static_cast<std::uint64_t>(bytes);
     return bytes >= 0;
   } catch (const Zef::Exception&) {
@@ -67,7 +61,7 @@ class Source {
   bool Read(std::byte* to, std::uint64_t size) try {
     const bool isRead =
         file_ ? file_->Read(to, 1, size) == size
-              : Platform::ReadAt(handle_, to, size, 0) == static_cast<std::int64_t>(size);
+              : Platform::ReadAt(plain_.Get(), to, size, 0) == static_cast<std::int64_t>(size);
     std::uint64_t now = 0;
     return isRead && GetSize(&now) && now == size;
   } catch (const Zef::Exception&) {
@@ -76,8 +70,7 @@ class Source {
 
   void Close() {
     file_.reset();
-    if (handle_ != Platform::kNoFile) Platform::CloseFile(handle_);
-    handle_ = Platform::kNoFile;
+    plain_.Close();
   }
 
  private:
@@ -91,13 +84,13 @@ class Source {
   bool IsSameFile() const {
     Platform::FileInfo first;
     Platform::FileInfo second;
-    return Platform::GetOpenInfo(handle_, &first) &&
+    return Platform::GetOpenInfo(plain_.Get(), &first) &&
            Platform::GetOpenInfo(file_->Origin().handle, &second) &&
            first.device == second.device && first.serial == second.serial;
   }
 
-  Platform::FileHandle handle_ = Platform::kNoFile;
-  std::unique_ptr<Zef::File> file_;
+  Platform::OwnedFile plain_;
+  std::unique_ptr<Zef::File> file_;  // what is compressed or lies below a substitution
 };
 
 struct Job {

@@ -15,7 +15,7 @@ namespace {
 
 using Zef::Platform::Creation;
 using Zef::Platform::FileInfo;
-using Zef::Platform::kNoFile;
+using Zef::Platform::OwnedFile;
 using Zef::Platform::Sharing;
 
 constexpr std::string_view kPrefix = "staged-asset ";
@@ -29,13 +29,11 @@ std::atomic<int> heldCount{0};
 std::string TempFolder(const std::string& root) { return Zef::Platform::ResolveCase(root, "temp"); }
 
 bool TryWriteNote(const std::string& file, const std::string& text) {
-  const auto handle =
-      Zef::Platform::OpenFile(file, {.write = true, .creation = Creation::CreateNew});
-  if (handle == kNoFile) return false;
-  const std::int64_t written = Zef::Platform::WriteAt(handle, text.data(), text.size(), 0);
-  const bool isFlushed = Zef::Platform::FlushFile(handle);  // before anything moves
-  const bool isClosed = Zef::Platform::CloseFile(handle);
-  if (isFlushed && isClosed && written == static_cast<std::int64_t>(text.size())) return true;
+  OwnedFile note(Zef::Platform::OpenFile(file, {.write = true, .creation = Creation::CreateNew}));
+  if (!note) return false;
+  const std::int64_t written = Zef::Platform::WriteAt(note.Get(), text.data(), text.size(), 0);
+  const bool isFlushed = Zef::Platform::FlushFile(note.Get());  // before anything moves
+  if (note.Close() && isFlushed && written == static_cast<std::int64_t>(text.size())) return true;
   static_cast<void>(Zef::Platform::DeleteFile(file));
   return false;
 }
@@ -48,11 +46,10 @@ bool ReadNumber(std::string_view text, std::uint64_t& number) {
 /// False when it cannot be read. Without a place for one that was not written to its end: nothing
 /// had been moved then.
 bool ReadNote(const std::string& file, StagingNote& note) {
-  const auto handle = Zef::Platform::OpenFile(file, {});
-  if (handle == kNoFile) return Zef::Platform::IsGone(file);
+  const OwnedFile opened(Zef::Platform::OpenFile(file, {}));
+  if (!opened) return Zef::Platform::IsGone(file);
   std::string text(std::size_t{1} << 14, '\0');
-  const std::int64_t got = Zef::Platform::ReadAt(handle, text.data(), text.size(), 0);
-  Zef::Platform::CloseFile(handle);
+  const std::int64_t got = Zef::Platform::ReadAt(opened.Get(), text.data(), text.size(), 0);
   if (got < 0) return false;
   text.resize(static_cast<std::size_t>(got));
   std::vector<std::string> lines;
@@ -96,9 +93,9 @@ void SweepIfThere(const std::string& path) {
 /// Of a process that is gone, or of one that lives and is left alone.
 void ClearSlot(const std::string& root, const std::string& slot) {
   auto error = Zef::Platform::OpenError::None;
-  const auto lock =
-      Zef::Platform::OpenFile(slot + kLock, {.write = true, .sharing = Sharing::DenyAll}, &error);
-  if (lock == kNoFile && error != Zef::Platform::OpenError::NotFound) return;
+  const OwnedFile lock(
+      Zef::Platform::OpenFile(slot + kLock, {.write = true, .sharing = Sharing::DenyAll}, &error));
+  if (!lock && error != Zef::Platform::OpenError::NotFound) return;
   if (Follow(root, slot)) {
     static_cast<void>(Zef::Platform::DeleteFile(slot + kNote));
     SweepIfThere(slot);
@@ -107,7 +104,6 @@ void ClearSlot(const std::string& root, const std::string& slot) {
   } else {
     Zef::Trace("ClearLeftovers> cannot do what \"%s%s\" asks for\n", slot.c_str(), kNote);
   }
-  if (lock != kNoFile) Zef::Platform::CloseFile(lock);
 }
 
 }  // namespace
@@ -115,8 +111,9 @@ void ClearSlot(const std::string& root, const std::string& slot) {
 StagingSlot::StagingSlot(const std::string& root) : path_(RubbishPath(root)) {
   if (path_.empty()) return;
   ClearLeftovers(root);
-  lock_ = Zef::Platform::OpenFile(
-      path_ + kLock, {.write = true, .creation = Creation::CreateNew, .sharing = Sharing::DenyAll});
+  lock_ = OwnedFile(Zef::Platform::OpenFile(
+      path_ + kLock,
+      {.write = true, .creation = Creation::CreateNew, .sharing = Sharing::DenyAll}));
   if (IsHeld()) ++heldCount;
 }
 
@@ -130,7 +127,7 @@ StagingSlot::~StagingSlot() {
     static_cast<void>(Zef::Platform::DeleteFile(path_ + kLock));
   } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the next one deletes it
   }
-  Zef::Platform::CloseFile(lock_);
+  lock_.Close();
   --heldCount;
 }
 

@@ -38,7 +38,7 @@ class StagingSlot {
   StagingSlot(const StagingSlot&) = delete;
   StagingSlot& operator=(const StagingSlot&) = delete;
 
-  bool IsHeld() const { return lock_ != Zef::Platform::kNoFile; }
+  bool IsHeld() const { return static_cast<bool>(lock_); }
   /// Of the system; nothing stands there at first.
   const std::string& Folder() const { return path_; }
   std::string Old() const { return path_ + ".old"; }
@@ -48,7 +48,7 @@ class StagingSlot {
 
  private:
   std::string path_;
-  Zef::Platform::FileHandle lock_ = Zef::Platform::kNoFile;
+  Zef::Platform::OwnedFile lock_;
   bool hasNote_ = false;
 };
 

@@ -26,8 +26,9 @@ Bytes Save(const TagContainer& root) {
   return {view.begin(), view.end()};
 }
 
-/// Whether a walk over all tags ends soon. Repeated keys nested in each other double at every level:
-/// what the limits of writing and copying make of them costs seconds, and has tests of its own.
+/// Whether a walk over all tags ends soon. Repeated keys nested in each other double at every
+/// level: what the limits of writing and copying make of them costs seconds, and has tests of its
+/// own.
 bool IsSmall(const TagContainer& tags, int& left) {
   tags.ForEach([&](std::string_view, const ChunkRef& chunk) {
     if (--left > 0 && chunk->GetType() == TagSoup) IsSmall(TagContainer(chunk), left);

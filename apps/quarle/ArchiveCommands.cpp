@@ -8,7 +8,6 @@
 
 #include "apps/quarle/ArchiveFiles.h"
 #include "apps/quarle/Commands.h"
-#include "apps/quarle/IndexFiles.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/Progress.h"
 #include "apps/quarle/Utf8.h"

@@ -6,10 +6,10 @@
 #include "apps/quarle/ArchiveFiles.h"
 #include "apps/quarle/Output.h"
 #include "kernel/platform/FileSystem.h"
-#include "kernel/standard/CompressedBlocks.h"
 #include "kernel/standard/Crc32.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/NewFile.h"
 #include "kernel/standard/PopWord.h"
 
 namespace {
@@ -29,41 +29,6 @@ std::string SplitName(std::string_view name, std::vector<std::string>* component
   }
   return components->empty() ? "it has no file name" : "";
 }
-
-/// A file beside its place, which it takes when it is whole.
-class NewFile {
- public:
-  explicit NewFile(const std::string& place)
-      : place_(place), handle_(CreateTemporaryBeside(place, &temporary_)) {}
-  ~NewFile() {
-    if (handle_ == Platform::kNoFile) return;
-    Platform::CloseFile(handle_);
-    static_cast<void>(Platform::DeleteFile(temporary_));
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-
-  bool IsOpen() const { return handle_ != Platform::kNoFile; }
-  std::uint64_t Size() const { return size_; }
-  bool Append(const void* bytes, std::size_t size) {
-    const bool done =
-        Platform::WriteAt(handle_, bytes, size, size_) == static_cast<std::int64_t>(size);
-    size_ += size;
-    return done;
-  }
-  bool Keep() {
-    const bool kept = Platform::CloseFile(handle_) && Platform::Replace(temporary_, place_);
-    handle_ = Platform::kNoFile;
-    if (!kept) static_cast<void>(Platform::DeleteFile(temporary_));
-    return kept;
-  }
-
- private:
-  const std::string place_;
-  std::string temporary_;
-  Platform::FileHandle handle_;
-  std::uint64_t size_ = 0;
-};
 
 std::string CopyContent(File& from, const ArchiveRow& row, const std::string& place) {
   NewFile to(place);

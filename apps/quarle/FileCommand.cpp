@@ -5,6 +5,7 @@
 
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/IndexFiles.h"
+#include "apps/quarle/Progress.h"
 #include "apps/quarle/StreamFiles.h"
 #include "kernel/standard/CompressedBlocks.h"
 #include "kernel/standard/Exception.h"

@@ -1,6 +1,7 @@
 // quarle lzss pack, quarle lzss unpack: single streams of the LZSS coder.
 
 #include "apps/quarle/Commands.h"
+#include "apps/quarle/Progress.h"
 #include "apps/quarle/StreamFiles.h"
 #include "kernel/standard/LZSSCompress.h"
 

@@ -16,7 +16,6 @@
 #include "database/ConfigWriter.h"
 #include "database/MUKAsset.h"
 #include "database/PackageCheck.h"
-#include "database/PackageFiles.h"
 #include "database/PackageFolder.h"
 #include "environment/ResultsLog.h"
 #include "kernel/platform/FileSystem.h"

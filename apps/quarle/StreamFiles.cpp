@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "apps/quarle/JsonWriter.h"
-#include "kernel/standard/CompressedBlocks.h"
 
 using namespace Zef::Platform;
 
@@ -14,19 +13,15 @@ constexpr std::size_t kPiece = 1u << 20;
 }  // namespace
 
 InputFile::InputFile(std::string path)
-    : path_(std::move(path)), handle_(OpenFile(path_, {.sharing = Sharing::DenyWrite})) {
+    : path_(std::move(path)), file_(OpenFile(path_, {.sharing = Sharing::DenyWrite})) {
   if (!IsOpen()) return;
-  const std::int64_t size = FileSize(handle_);
+  const std::int64_t size = FileSize(file_.Get());
   if (size > 0) size_ = static_cast<std::uint64_t>(size);
-}
-
-InputFile::~InputFile() {
-  if (IsOpen()) CloseFile(handle_);
 }
 
 std::span<const std::byte> InputFile::Next() {
   piece_.resize(kPiece);
-  const std::int64_t size = ReadAt(handle_, piece_.data(), piece_.size(), position_);
+  const std::int64_t size = ReadAt(file_.Get(), piece_.data(), piece_.size(), position_);
   failed_ = size < 0;
   if (failed_) return {};
   position_ += static_cast<std::uint64_t>(size);
@@ -42,32 +37,14 @@ int InputFile::Fail() const {
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
   if (FileInfo info; GetInfo(path_, &info) && !info.regular) return;
-  handle_ = Zef::CreateTemporaryBeside(path_, &temporary_);
-  if (handle_ == kNoFile) temporary_.clear();
-}
-
-OutputFile::~OutputFile() {
-  static_cast<void>(Close());
-  if (IsOpen()) static_cast<void>(DeleteFile(temporary_));
-}
-
-bool OutputFile::Write(const void* bytes, std::size_t size) {
-  const std::int64_t done = WriteAt(handle_, bytes, size, written_);
-  if (done > 0) written_ += static_cast<std::uint64_t>(done);
-  return done == static_cast<std::int64_t>(size);
-}
-
-bool OutputFile::Close() {
-  const FileHandle handle = std::exchange(handle_, kNoFile);
-  return handle == kNoFile || CloseFile(handle);
+  file_.emplace(path_);
 }
 
 bool OutputFile::Commit(bool flush) {
-  flush = handle_ != kNoFile && (flush || Exists(path_));
-  if (flush && !FlushFile(handle_)) return false;
-  if (!Close() || !Replace(temporary_, path_)) return false;
-  temporary_.clear();
-  return true;
+  // What another writer made under the temporary name, it has flushed.
+  const bool isWriting = file_->Handle() != kNoFile;
+  if (isWriting && (flush || Exists(path_)) && !file_->Flush()) return false;
+  return file_->Keep();
 }
 
 int OutputFile::Fail() const {

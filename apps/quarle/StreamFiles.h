@@ -7,35 +7,33 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "apps/quarle/Output.h"
-#include "apps/quarle/Progress.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/standard/NewFile.h"
 
 class InputFile {
  public:
   explicit InputFile(std::string path);
-  ~InputFile();
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
 
-  bool IsOpen() const { return handle_ != Zef::Platform::kNoFile; }
+  bool IsOpen() const { return static_cast<bool>(file_); }
   /// Bytes when it was opened.
   std::uint64_t Size() const { return size_; }
   std::uint64_t Position() const { return position_; }
   /// The next piece, valid until the next call; empty at the end and after a failure.
   std::span<const std::byte> Next();
   bool Failed() const { return failed_; }
-  Zef::Platform::FileHandle Handle() const { return handle_; }
+  Zef::Platform::FileHandle Handle() const { return file_.Get(); }
   /// Prints why it cannot be opened or read.
   [[nodiscard]] int Fail() const;
 
  private:
   const std::string path_;
-  Zef::Platform::FileHandle handle_;
+  Zef::Platform::OwnedFile file_;
   std::uint64_t size_ = 0;
   std::uint64_t position_ = 0;
   bool failed_ = false;
@@ -44,21 +42,21 @@ class InputFile {
 
 class OutputFile {
  public:
+  /// Nothing but a file is replaced.
   explicit OutputFile(std::string path);
-  ~OutputFile();
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
 
-  bool IsOpen() const { return !temporary_.empty(); }
+  bool IsOpen() const { return file_ && file_->IsOpen(); }
   /// Where it stands until it is whole.
-  const std::string& Temporary() const { return temporary_; }
-  std::uint64_t Written() const { return written_; }
+  const std::string& Temporary() const { return file_->Name(); }
+  std::uint64_t Written() const { return file_->Size(); }
   void TakePermissions(const InputFile& from) {
-    Zef::Platform::CopyPermissions(from.Handle(), handle_);
+    Zef::Platform::CopyPermissions(from.Handle(), file_->Handle());
   }
-  [[nodiscard]] bool Write(const void* bytes, std::size_t size);
+  [[nodiscard]] bool Write(const void* bytes, std::size_t size) {
+    return file_->Append(bytes, size);
+  }
   /// Ends the writing here; another writer may then make the file under its temporary name.
-  [[nodiscard]] bool Close();
+  [[nodiscard]] bool Close() { return file_->Close(); }
   /// Puts the file in its place. What it takes the place of is gone only when the new one is on
   /// the device; with `flush` the new one is there in any case.
   [[nodiscard]] bool Commit(bool flush = false);
@@ -67,9 +65,7 @@ class OutputFile {
 
  private:
   const std::string path_;
-  std::string temporary_;  // empty when there is none
-  Zef::Platform::FileHandle handle_ = Zef::Platform::kNoFile;
-  std::uint64_t written_ = 0;
+  std::optional<Zef::NewFile> file_;
 };
 
 /// What came of packing or unpacking a file: a line, or a JSON document.

@@ -21,6 +21,8 @@
 
 namespace {
 
+using Zef::Platform::OwnedFile;
+
 /// Changes that are listed for a reader; JSON has them all.
 constexpr std::size_t kListed = 20;
 
@@ -31,10 +33,9 @@ int FailForm(const std::string& path) {
 /// A file with the right header and no records, which loads like a damaged one.
 bool IsEmptyBinary(const std::string& path) {
   std::array<std::uint32_t, NOLBinaryFile::kHeaderSize / 4> header{};
-  const Zef::Platform::FileHandle file = Zef::Platform::OpenFile(path, {});
-  if (file == Zef::Platform::kNoFile) return false;
-  const std::int64_t size = Zef::Platform::ReadAt(file, header.data(), sizeof header, 0);
-  Zef::Platform::CloseFile(file);
+  const OwnedFile file(Zef::Platform::OpenFile(path, {}));
+  if (!file) return false;
+  const std::int64_t size = Zef::Platform::ReadAt(file.Get(), header.data(), sizeof header, 0);
   return size == sizeof header && header[0] == NOLBinaryFile::kMagic && header[3] == 0;
 }
 
@@ -121,13 +122,9 @@ constexpr const char* kNotWritten =
     "see whether its folder is there, who may write there, and whether there is room";
 
 void CopyPermissions(const std::string& from, const std::string& to) {
-  const Zef::Platform::FileHandle source = Zef::Platform::OpenFile(from, {});
-  const Zef::Platform::FileHandle target = Zef::Platform::OpenFile(to, {});
-  if (source != Zef::Platform::kNoFile && target != Zef::Platform::kNoFile) {
-    Zef::Platform::CopyPermissions(source, target);
-  }
-  if (source != Zef::Platform::kNoFile) Zef::Platform::CloseFile(source);
-  if (target != Zef::Platform::kNoFile) Zef::Platform::CloseFile(target);
+  const OwnedFile source(Zef::Platform::OpenFile(from, {}));
+  const OwnedFile target(Zef::Platform::OpenFile(to, {}));
+  if (source && target) Zef::Platform::CopyPermissions(source.Get(), target.Get());
 }
 
 /// Writes the tree to a file of its own beside `path` and puts that in its place: a failure leaves

@@ -17,6 +17,7 @@
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/FileSubArchive.h"
+#include "kernel/standard/NewFile.h"
 #include "kernel/standard/PairCoder.h"
 
 namespace Zef {
@@ -213,7 +214,7 @@ bool FileSubArchive::OpenForWrite(File& file, const FilePath& path, std::uint32_
 /// The file loses its name at once: nothing stays behind, however this ends.
 Platform::OwnedFile FileSubArchive::OpenTemporary(const ArchiveFile* old) const try {
   std::string name;
-  Platform::OwnedFile file(CreateTemporaryBeside(path_, &name));
+  Platform::OwnedFile file = CreateTemporaryBeside(path_, &name);
   const bool ready =
       file && Platform::DeleteFile(name) && (old == nullptr || CopyContent(old->row, file.Get()));
   return ready ? std::move(file) : Platform::OwnedFile();

@@ -1,14 +1,12 @@
 #include "kernel/standard/CompressedBlocks.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstdio>
 #include <cstring>
 
 #include "kernel/ByteWriter.h"
 #include "kernel/platform/FileSystem.h"
-#include "kernel/platform/System.h"
 #include "kernel/standard/Exception.h"
+#include "kernel/standard/NewFile.h"
 #include "kernel/standard/PairCoder.h"
 
 namespace Zef {
@@ -29,6 +27,10 @@ constexpr const char* kBadCoded = "ReadNext() Failed to read compressed block";
 constexpr const char* kBadStored = "ReadNext() Failed to read uncompressed block";
 constexpr const char* kBadBlock = "ReadNext() Failed to read block";
 constexpr const char* kWriteFailed = "WriteBuffer() Write failed";
+
+void Append(NewFile& file, const ByteWriter& bytes) {
+  if (!file.Append(bytes.View().data(), bytes.Size())) RaiseFileEx(kWriteFailed);
+}
 
 }  // namespace
 
@@ -154,47 +156,6 @@ std::int64_t CompressedBlocks::Size() {
   return size_ = size;
 }
 
-namespace {
-
-// A file that goes away again unless it was kept.
-class Temporary {
- public:
-  explicit Temporary(const std::string& target) : file_(CreateTemporaryBeside(target, &name_)) {
-    if (!file_) RaiseFileEx(kWriteFailed);
-  }
-  ~Temporary() {
-    if (!kept_) static_cast<void>(Platform::DeleteFile(name_));
-  }
-  Temporary(const Temporary&) = delete;
-  Temporary& operator=(const Temporary&) = delete;
-
-  void Append(const ByteWriter& bytes) {
-    const auto view = bytes.View();
-    const auto size = static_cast<std::int64_t>(view.size());
-    if (Platform::WriteAt(file_.Get(), view.data(), view.size(), written_) != size) {
-      RaiseFileEx(kWriteFailed);
-    }
-    written_ += view.size();
-  }
-
-  // On the device before it takes the place of what is there, which a crash would leave empty
-  // otherwise. A file system without permissions has none to pass on.
-  void ReplaceTarget(Platform::FileHandle source, const std::string& target) {
-    Platform::CopyPermissions(source, file_.Get());
-    const bool flushed = Platform::FlushFile(file_.Get());
-    kept_ = file_.Close() && flushed && Platform::Replace(name_, target);
-    if (!kept_) RaiseFileEx(kWriteFailed);
-  }
-
- private:
-  std::string name_;
-  Platform::OwnedFile file_;
-  std::uint64_t written_ = 0;
-  bool kept_ = false;
-};
-
-}  // namespace
-
 void AppendCompressedBlock(PairCoder& coder, const std::uint8_t* piece, std::uint32_t size,
                            ByteWriter& out) {
   std::uint8_t coded[kBlockSize];
@@ -207,7 +168,8 @@ void CompressFile(std::int32_t source, const std::string& path) {
   const std::int64_t size = Platform::FileSize(source);
   if (size < 0 || size > kLargestFile) RaiseFileEx(kWriteFailed);
 
-  Temporary temporary(path);
+  NewFile packed(path);
+  if (!packed.IsOpen()) RaiseFileEx(kWriteFailed);
   ByteWriter out;
   out.U32(kMagic);
   out.U32(kVersion);
@@ -222,30 +184,12 @@ void CompressFile(std::int32_t source, const std::string& path) {
     AppendCompressedBlock(coder, piece.get(), wanted, out);
     done += wanted;
     if (out.Size() < kWindowSize) continue;
-    temporary.Append(out);
+    Append(packed, out);
     out.Clear();
   }
-  temporary.Append(out);
-  temporary.ReplaceTarget(source, path);
-}
-
-std::int32_t CreateTemporaryBeside(const std::string& path, std::string* name) {
-  static std::atomic<std::uint32_t> counter{0};
-  constexpr std::uint32_t kAttempts = 1000;
-  const std::size_t separator = path.find_last_of("/\\");
-  const std::string folder = separator == std::string::npos ? "" : path.substr(0, separator + 1);
-  const Platform::OpenOptions options{true, Platform::Creation::CreateNew,
-                                      Platform::Sharing::DenyAll};
-  for (std::uint32_t attempt = 0; attempt < kAttempts; attempt++) {
-    char file[32];
-    std::snprintf(file, sizeof file, "%08X.T%08X", Platform::CurrentProcessId(), counter++);
-    *name = folder + file;
-    Platform::OpenError error = Platform::OpenError::None;
-    const Platform::FileHandle handle = Platform::OpenFile(*name, options, &error);
-    if (handle != Platform::kNoFile) return handle;
-    if (error != Platform::OpenError::AlreadyExists) break;
-  }
-  return Platform::kNoFile;
+  Append(packed, out);
+  Platform::CopyPermissions(source, packed.Handle());
+  if (!packed.Flush() || !packed.Keep()) RaiseFileEx(kWriteFailed);
 }
 
 }  // namespace Zef

@@ -82,8 +82,4 @@ void AppendCompressedBlock(PairCoder& coder, const std::uint8_t* piece, std::uin
 /// was. The handle stays open.
 void CompressFile(std::int32_t source, const std::string& path);
 
-/// Creates a new file in the folder of `path` under a name that nothing else uses and opens it
-/// read-write. Handle -1 on failure.
-std::int32_t CreateTemporaryBeside(const std::string& path, std::string* name);
-
 }  // namespace Zef

@@ -10,7 +10,6 @@
 #include "kernel/standard/Options.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
-#include "tests/support/ChildProcess.h"
 #include "tests/support/TestFiles.h"
 #include "tests/support/Threads.h"
 
