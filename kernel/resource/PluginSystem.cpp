@@ -7,6 +7,7 @@
 #include "kernel/resource/Compress.h"
 #include "kernel/standard/FileFind.h"
 #include "kernel/standard/Options.h"
+#include "kernel/standard/Trace.h"
 
 namespace Zef {
 
@@ -24,6 +25,13 @@ constexpr const char* kStatusTexts[] = {
 
 bool IsGroup(const PluginType& type) { return dynamic_cast<const PluginGroup*>(&type) != nullptr; }
 
+void AddPluginList(PluginListFunction list, const std::string& path, Options& options) try {
+  const char* const* text = list();
+  for (; text != nullptr && *text != nullptr; ++text) options.Add(*text);
+} catch (...) {
+  Trace("The plug-in list of \"%s\" ends early, for it raised an exception", path.c_str());
+}
+
 }  // namespace
 
 const char* PluginStatusText(std::uint32_t status) {
@@ -35,7 +43,14 @@ PluginSystem& PluginSystemBase::AcquireSystem() {
     ++theSystem->uses_;
   } else {
     theSystem = new PluginSystem;
-    theSystem->Start();
+    try {
+      theSystem->Start();
+    } catch (...) {
+      // The next use starts another one.
+      theSystem->DropAllTypes();
+      ReleaseSystem();
+      throw;
+    }
   }
   return *theSystem;
 }
@@ -105,8 +120,7 @@ void PluginSystem::ReadPluginList(const std::string& path, Options& options) {
   void* symbol = nullptr;
   if (module.Load(path) != kLibraryOk) return;
   if (module.GetSymbol(symbol, kPluginListExport) == kLibraryOk) {
-    const char* const* text = reinterpret_cast<PluginListFunction>(symbol)();
-    for (; text != nullptr && *text != nullptr; ++text) options.Add(*text);
+    AddPluginList(reinterpret_cast<PluginListFunction>(symbol), path, options);
   }
   if (!Unload(module)) module.Keep();
 }
@@ -120,9 +134,14 @@ void PluginSystem::Register(PluginType& type) {
   JoinGroup(type);
 }
 
+// The group that the type names, or else that of its row.
 void PluginSystem::JoinGroup(PluginType& type) {
   if (type.group_ != nullptr) return;
-  type.group_ = AcquireGroup(type.groupId_);
+  Guid group = type.groupId_;
+  const PluginEntry* const row =
+      group.IsNull() ? catalogue_.FindRow(type.name_, type.id_) : nullptr;
+  if (row != nullptr && row->parent != nullptr) group = row->parent->id;
+  type.group_ = AcquireGroup(group);
   if (type.group_ != nullptr) type.group_->members_.PushBack(&type);
 }
 
@@ -137,6 +156,10 @@ void PluginSystem::Unregister(PluginType& type) {
     group->Release();
   }
   ReleaseSystem();
+}
+
+void PluginSystem::DropAllTypes() {
+  while (!types_.empty()) Unregister(*types_.back());
 }
 
 PluginGroup* PluginSystem::FindGroupType(const Guid& id) const {

@@ -82,6 +82,7 @@ class ZEF_API PluginSystem final : public PluginSystemBase, public KernelObject 
 
   void Register(PluginType& type);
   void Unregister(PluginType& type);
+  void DropAllTypes();
   void JoinGroup(PluginType& type);
   PluginGroup* FindGroupType(const Guid& id) const;
   PluginGroup* AcquireGroup(const Guid& id);
