@@ -39,18 +39,18 @@ const char* PluginStatusText(std::uint32_t status) {
 }
 
 PluginSystem& PluginSystemBase::AcquireSystem() {
-  if (theSystem != nullptr) {
-    ++theSystem->uses_;
-  } else {
-    theSystem = new PluginSystem;
-    try {
-      theSystem->Start();
-    } catch (...) {
-      // The next use starts another one.
-      theSystem->DropAllTypes();
-      ReleaseSystem();
-      throw;
-    }
+  if (theSystem == nullptr) theSystem = new PluginSystem;
+  ++theSystem->uses_;
+  if (theSystem->isStarted_) return *theSystem;
+  try {
+    theSystem->isStarted_ = true;  // for the types that come meanwhile
+    theSystem->Start();
+  } catch (...) {
+    // The next use tries again: types of scanned libraries may hold the system.
+    theSystem->builtIns_.clear();
+    theSystem->isStarted_ = false;
+    ReleaseSystem();
+    throw;
   }
   return *theSystem;
 }
@@ -88,8 +88,8 @@ void PluginSystem::Start() {
   // Those of scanned libraries that could not go again came before their groups were known.
   const std::vector<PluginType*> early = types_;
   for (PluginType* const type : early) JoinGroup(*type);
-  KernelExitTable::Register(ReleaseBuiltIns);
   builtIns_.push_back(MakeLZSSPlugin());
+  KernelExitTable::Register(ReleaseBuiltIns);
 }
 
 void PluginSystem::ReleaseBuiltIns() {
@@ -156,10 +156,6 @@ void PluginSystem::Unregister(PluginType& type) {
     group->Release();
   }
   ReleaseSystem();
-}
-
-void PluginSystem::DropAllTypes() {
-  while (!types_.empty()) Unregister(*types_.back());
 }
 
 PluginGroup* PluginSystem::FindGroupType(const Guid& id) const {
