@@ -1,7 +1,5 @@
 #include "apps/quarle/IndexFiles.h"
 
-#include <algorithm>
-
 #include "apps/quarle/Progress.h"
 #include "kernel/platform/FileSystem.h"
 
@@ -82,15 +80,4 @@ std::string DamageText(const std::string& path, const IndexLoadReport& report) {
   }
   if (report.offset != 0) text += " (at byte " + std::to_string(report.offset) + ")";
   return text;
-}
-
-std::vector<std::uint64_t> SortedIds(const MUKAssetIndex& index) {
-  std::vector<std::uint64_t> ids;
-  ids.reserve(index.Count());
-  for (const MUKAsset* record : index.AllRecords()) {
-    const auto content = static_cast<std::uint32_t>(record->id.content);
-    ids.push_back((std::uint64_t{content} << 32) | record->id.PackedWord());
-  }
-  std::sort(ids.begin(), ids.end());
-  return ids;
 }
