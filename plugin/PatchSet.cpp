@@ -202,12 +202,15 @@ bool ApplyPatchSet(const std::string& indexName, const std::string& indexRoot,
   } catch (const Zef::Exception&) {
     return false;
   }
-  // The answer says that the set was applied; a failed save is for the caller to notice. Folders
-  // go only when no index on disk names them any more.
-  if (!index.Save(indexPath)) return true;
-  for (const std::string& folder : replacedFolders) {
-    // A folder that cannot be deleted does not keep its asset.
-    static_cast<void>(Zef::Platform::DeleteTreeBelow(indexRoot, folder));
+  // From here on the answer is that the set was applied; whatever fails, memory included, is for
+  // the caller to notice. Folders go only when no index on disk names them any more.
+  try {
+    if (!index.Save(indexPath)) return true;
+    for (const std::string& folder : replacedFolders) {
+      // A folder that cannot be deleted does not keep its asset.
+      static_cast<void>(Zef::Platform::DeleteTreeBelow(indexRoot, folder));
+    }
+  } catch (...) {  // NOLINT(bugprone-empty-catch): see above
   }
   return true;
 }
