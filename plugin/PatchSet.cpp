@@ -59,13 +59,14 @@ class OlderRecords {
   bool Read(const std::string& path) {
     IndexScan scan;
     if (!scan.Open(path)) return false;
-    entries_.reserve(scan.Count());
-    byId_.Reserve(scan.Count());
-    found_.resize(scan.Count() + 1);
-    return scan.Run([this](std::span<const IndexScan::Seen> records) {
+    entries_.reserve(scan.CountToReserve());
+    byId_.Reserve(scan.CountToReserve());
+    const bool whole = scan.Run([this](std::span<const IndexScan::Seen> records) {
       for (const IndexScan::Seen& seen : records) byId_.Prefetch(seen.glance.id);
       for (const IndexScan::Seen& seen : records) Add(seen.glance);
     });
+    found_.resize(entries_.size() + 1);
+    return whole;
   }
   void Prefetch(const PLID& id) const { byId_.Prefetch(id); }
   /// True when there is a record with this identifier; it stays then.
