@@ -44,8 +44,8 @@ bool ReadImage(Zef::File& file, std::size_t size, LargeBlock& image) {
   }
 }
 
-/// Gives a finished file the name without its suffix, and the permissions of what stands there,
-/// unless that is read-only.
+/// Gives a finished file the name without its suffix, and the owner and the permissions of what
+/// stands there, unless that is read-only.
 bool ReplaceOld(const Zef::File& file) {
   namespace Platform = Zef::Platform;
   const std::string target(file.Name(), 0, file.Name().size() - kSavingSuffix.size());
@@ -181,16 +181,16 @@ void MUKAssetIndex::ReadStation(Zef::ByteReader& in) {
 
 bool MUKAssetIndex::Save(const std::string& path, IndexSaveOptions options) {
   if (host_ != nullptr) host_->BeforeSave();
-  // A link stays a link: what it leads to is replaced.
-  const std::string real = Zef::Platform::CanonicalPath(path);
-  const std::string name = (real.empty() ? path : real) + std::string(kSavingSuffix);
-  Zef::Platform::FileInfo stale;
-  if (Zef::Platform::GetInfoNoFollow(name, &stale) && stale.link &&
-      !Zef::Platform::DeleteFile(name)) {
-    return false;
-  }
   std::string temporary;
   try {
+    // A link stays a link: what it leads to is replaced.
+    const std::string real = Zef::Platform::CanonicalPath(path);
+    const std::string name = (real.empty() ? path : real) + std::string(kSavingSuffix);
+    Zef::Platform::FileInfo stale;
+    if (Zef::Platform::GetInfoNoFollow(name, &stale) && stale.link &&
+        !Zef::Platform::DeleteFile(name)) {
+      return false;
+    }
     Zef::File file;
     if (file.Open(name.c_str(), Zef::FileMode::kCreateWrite) != Zef::RES_OK) return false;
     temporary = file.Name();
