@@ -11,6 +11,7 @@
 #include "database/NameRule.h"
 #include "database/RegionRule.h"
 #include "kernel/standard/CodePage.h"
+#include "kernel/standard/TStream.h"
 #include "tagdata/TagContainer.h"
 
 namespace {
@@ -87,8 +88,22 @@ const Keys& GetKeys() {
   return keys;
 }
 
+/// As much of a text as index files hold: of a list whole words, of any other whole characters.
+std::string_view Storable(std::string_view text) {
+  constexpr std::size_t kMost = Zef::TStream::kMaxTextLength - 1;
+  if (text.size() <= kMost) return text;
+  std::size_t end = text.rfind(';', kMost);
+  if (end == std::string_view::npos) {
+    constexpr std::size_t kMostBack = 3;  // bytes of one character behind its first
+    end = kMost;
+    while (kMost - end < kMostBack && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  }
+  return text.substr(0, end);
+}
+
 /// A field without characters is stored without storage, as in a new record.
 void SetText(AssetText& field, std::string_view text) {
+  text = Storable(text);
   if (text.empty()) {
     field.Clear();
   } else {

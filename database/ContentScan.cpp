@@ -170,7 +170,7 @@ EntryKind ContentScan::KindBehindLinks(const OpenedFolder& parent, std::size_t a
 }
 
 /// True for a folder that can be looked into; tells of what looks like one and cannot.
-bool ContentScan::IsUsable(const OpenedFolder& parent, std::size_t at) {
+bool ContentScan::AcceptFolder(const OpenedFolder& parent, std::size_t at) {
   const EntryKind kind = KindBehindLinks(parent, at);
   const std::string_view name = parent.entries.NameView(at);
   const std::string folder = JoinPath(parent.folder, name);
@@ -195,7 +195,7 @@ void ContentScan::PostRoots(std::string_view folder) {
   OpenedFolder parent{std::string(folder), {}, {}, {}, {}};
   if (!Open(parent)) return;
   for (std::size_t at = 0; at < parent.entries.Count() && !IsStopped(); ++at) {
-    if (!IsUsable(parent, at)) continue;
+    if (!AcceptFolder(parent, at)) continue;
     OpenedFolder group;
     group.base = JoinPath(folder, parent.entries.NameView(at));
     group.disk = JoinPath(parent.disk, parent.entries.NameView(at));
@@ -209,7 +209,7 @@ void ContentScan::PostChildren(const OpenedFolder& parent, ScanMode mode) {
   std::size_t done = 0;
   const std::size_t total = parent.entries.CountOf(EntryKind::Folder);
   for (std::size_t at = 0; at < parent.entries.Count() && !IsStopped(); ++at) {
-    if (!IsUsable(parent, at)) continue;
+    if (!AcceptFolder(parent, at)) continue;
     ScanItem item = ItemOf(parent, at, mode);
     item.done = done++;
     item.total = total;
@@ -253,6 +253,16 @@ void ContentScan::Enter(ScanItem& item) {
 /// Settles what would contradict, of a known asset that was found. Whether the folder is news.
 bool ContentScan::FitToHeld(ScanItem& item, MUKAsset& held) const {
   MUKAsset& found = item.record;
+  // The folder that the record names may be spelt otherwise by now.
+  const auto takeSpelling = [&](AssetText MUKAsset::*path, auto placeOf) {
+    const bool differs = !((found.*path).IsEmpty() || found.*path == held.*path);
+    if (differs && IsSameFolder(placeOf(configs_.Root(), held), {{}, item.disk})) {
+      found.*path = held.*path;
+    }
+  };
+  takeSpelling(&MUKAsset::legacyPath, LegacyPlace);
+  takeSpelling(&MUKAsset::installPath, InstallPlace);
+  takeSpelling(&MUKAsset::editPath, EditPlace);
   if (!found.installPath.IsEmpty() &&
       IsSameFolder(LegacyPlace(configs_.Root(), held), {{}, item.disk})) {
     found.installPath.Clear();  // one folder needs no second name

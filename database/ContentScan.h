@@ -80,7 +80,7 @@ class ContentScan {
   bool Open(OpenedFolder& folder);
   bool List(OpenedFolder& folder);
   static Zef::Platform::EntryKind KindBehindLinks(const OpenedFolder& parent, std::size_t at);
-  bool IsUsable(const OpenedFolder& parent, std::size_t at);
+  bool AcceptFolder(const OpenedFolder& parent, std::size_t at);
   static ScanItem ItemOf(const OpenedFolder& parent, std::size_t at, ScanMode mode);
   void PostRoots(std::string_view folder);
   void PostChildren(const OpenedFolder& parent, ScanMode mode);

@@ -58,14 +58,14 @@ void CheckGetters(const ConfigNode& node) {
 void CheckConfig(std::string_view text) {
   ConfigNode root;
   Zef::ConfigParser parser(text, "fuzz");
-  const bool isGood = parser.Parse(root) == Zef::ConfigStatus::Ok;
+  const bool isGood = parser.Parse(root) == Zef::ConfigParseStatus::Ok;
   Require(isGood == (root.CountChildren() > 0));
   CheckGetters(root);
   const ConfigNode copy(root);
   Require(IsSame(root, copy));
   ConfigNode twice;
   twice.AddChildren(root);
-  Require((parser.Parse(root) == Zef::ConfigStatus::Ok) == isGood);
+  Require((parser.Parse(root) == Zef::ConfigParseStatus::Ok) == isGood);
   Require(IsSame(root, twice));
 }
 

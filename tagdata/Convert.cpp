@@ -123,7 +123,7 @@ CoreRef HCSConverter_TextFloat::Convert(const HCSRawDataCore* source) const {
   if (!IsNumberText(text)) return nullptr;
   float value = 0;
   const char* at = text.data();
-  ScanFloat(at, at + text.size(), value);
+  Zef::ScanFloat(at, at + text.size(), value);
   return CoreOfValue(value);
 }
 

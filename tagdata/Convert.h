@@ -91,5 +91,3 @@ void ConvertTag(HCSChunk& chunk, std::int32_t toType);
 /// An optional "-", digits, at most one ".", behind it at most one "e" with a sign and something
 /// more; blanks at the end are ignored. Blanks alone count as a number, "-" and "" do not.
 bool IsNumberText(std::string_view text);
-
-using Zef::ScanFloat;

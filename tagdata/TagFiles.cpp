@@ -129,13 +129,13 @@ bool Load(TagContainer& handle, const Place& place, TagForm form, Zef::File& fil
 /// What a file of a tree will hold, made before any file is touched.
 class FileImage {
  public:
-  TagSaveFailure Make(const TagContainer& handle, TagForm form) try {
-    if (form == TagForm::None) return TagSaveFailure::Extension;
+  /// False for no form and for a tree that the writer refuses.
+  bool Make(const TagContainer& handle, TagForm form) try {
+    if (form == TagForm::None) return false;
     isText_ = form == TagForm::Text;
-    const bool made = isText_ ? AppendTagText(text_, handle) : AppendBinaryTags(records_, handle);
-    return made ? TagSaveFailure::None : TagSaveFailure::Tree;
+    return isText_ ? AppendTagText(text_, handle) : AppendBinaryTags(records_, handle);
   } catch (const std::bad_alloc&) {
-    return TagSaveFailure::Tree;
+    return false;
   }
 
   std::span<const std::byte> View() const {
@@ -197,16 +197,16 @@ bool TakeLeftover(TagContainer& handle, const Place& temporary, const Place& pla
   return true;
 }
 
-TagSaveFailure SaveImage(const FileImage& image, const Place& place) try {
+bool SaveImage(const FileImage& image, const Place& place) try {
   Zef::File file;
-  if (!place.Open(file, Zef::FileMode::kCreateWrite)) return TagSaveFailure::File;
+  if (!place.Open(file, Zef::FileMode::kCreateWrite)) return false;
   const bool written = WriteWhole(file, image);
   file.Close();
-  return written ? TagSaveFailure::None : TagSaveFailure::File;
+  return written;
 } catch (const Zef::FileEx&) {
-  return TagSaveFailure::File;
+  return false;
 } catch (const std::bad_alloc&) {
-  return TagSaveFailure::File;
+  return false;
 }
 
 /// Makes way for a new temporary. False when what stands there may be the only copy.
@@ -246,12 +246,9 @@ bool LoadTagFile(TagContainer& handle, const Zef::PString& root, std::string_vie
 }
 
 bool SaveTagFile(const TagContainer& handle, const Zef::PString& root, std::string_view path,
-                 std::string_view extension, TagSaveFailure* failure) {
+                 std::string_view extension) {
   FileImage image;
-  TagSaveFailure why = image.Make(handle, TagFormOf(path, extension));
-  if (why == TagSaveFailure::None) why = SaveImage(image, Place(root, path));
-  if (failure != nullptr) *failure = why;
-  return why == TagSaveFailure::None;
+  return image.Make(handle, TagFormOf(path, extension)) && SaveImage(image, Place(root, path));
 }
 
 bool SaveTagFileSafe(const TagContainer& handle, const Zef::PString& root, std::string_view path,
@@ -260,7 +257,7 @@ bool SaveTagFileSafe(const TagContainer& handle, const Zef::PString& root, std::
   const Place temporary = place.Temporary();
   const TagForm form = TagFormOf(path, extension);
   FileImage image;
-  if (image.Make(handle, form) != TagSaveFailure::None) return false;
+  if (!image.Make(handle, form)) return false;
   if (!ClearTemporary(temporary, place, form)) return false;
   Zef::File file;
   constexpr std::uint32_t kMode = Zef::FileMode::kCreateNew | Zef::FileMode::kWrite;

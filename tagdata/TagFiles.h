@@ -23,13 +23,6 @@ struct TagTextLosses;
 
 enum class TagForm { None, Text, Binary };
 
-enum class TagSaveFailure {
-  None,
-  Extension,  ///< no tag file's
-  Tree,       ///< the writer refuses it
-  File,       ///< not to be opened or written
-};
-
 /// The form that the extension stands for; None for one that is no tag file's, and for a path with
 /// a zero byte.
 [[nodiscard]] TagForm TagFormOf(std::string_view path, std::string_view extension = {});
@@ -44,8 +37,7 @@ enum class TagSaveFailure {
 /// Replaces the file. False when it could not be written whole, for another extension, and for a
 /// tree that the writer refuses; in the last two cases the file is not touched.
 [[nodiscard]] bool SaveTagFile(const TagContainer& handle, const Zef::PString& root,
-                               std::string_view path, std::string_view extension = {},
-                               TagSaveFailure* failure = nullptr);
+                               std::string_view path, std::string_view extension = {});
 
 /// The same, with LoadTagFileSafe as its counterpart: whatever instant a crash or a power cut
 /// hits, one whole tree is found, the old or the new one (of a file that was never saved before

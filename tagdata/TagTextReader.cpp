@@ -319,7 +319,7 @@ void Reader::StoreNumber(const Zef::PString& key, std::string_view token) {
   const char* at = token.data();
   if (isFloat) {
     float value = 0;
-    ScanFloat(at, at + token.size(), value);
+    Zef::ScanFloat(at, at + token.size(), value);
     NoteCut(at != end);
     Put(key, TagFloat, HCSRawDataCore::Copy(&value, sizeof value));
   } else {
@@ -341,7 +341,7 @@ void Reader::StoreList(const Zef::PString& key, std::string_view token) {
     const std::size_t size = std::min(token.find_first_of(" ,"), token.size());
     const char* at = token.data();
     float value = 0;
-    ScanFloat(at, at + size, value);
+    Zef::ScanFloat(at, at + size, value);
     isCut = isCut || std::any_of(at, token.data() + size, [](char c) { return c != '\t'; });
     numbers_.push_back(value);
     token.remove_prefix(size);

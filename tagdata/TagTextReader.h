@@ -29,7 +29,7 @@ using TagFilter = TagUse (*)(std::string_view block, std::string_view key);
 
 /// What a text says and its tree does not.
 struct TagTextLosses {
-  std::uint64_t bytesLeft = 0;  ///< behind a "}" at the top level, which ends the text
+  std::uint64_t bytesLeft = 0;  ///< behind a top-level "}" or a zero byte, which ends the text
   std::uint64_t replaced = 0;   ///< tags that gave way to a later one of their key
   std::uint64_t cut = 0;        ///< keys and values of which a part is not read
   std::uint64_t tooDeep = 0;    ///< outermost blocks of those below kMaxTagDepth, with all in them

@@ -4,9 +4,8 @@
 
 bool CopyFileWhole(const std::string& from, const std::string& to) {
   InputFile in(from);
-  OutputFile out(to);
+  OutputFile out(to, in.Handle());
   if (!in.IsOpen() || !out.IsOpen()) return false;
-  out.TakePermissions(in);
   for (auto piece = in.Next(); !piece.empty(); piece = in.Next()) {
     if (!out.Write(piece.data(), piece.size())) return false;
   }

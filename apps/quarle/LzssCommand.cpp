@@ -62,7 +62,7 @@ int Finish(OutputFile& out, const CoderOptions& options, const InputFile& in, bo
 int RunLzssPack(const CoderOptions& options, const CommonOptions& common) {
   InputFile in(options.input);
   if (!in.IsOpen()) return in.Fail();
-  OutputFile out(options.output);
+  OutputFile out(options.output, in.Handle());
   if (!out.IsOpen()) return out.Fail();
   const Zef::Ref<FileSink> sink(new FileSink(out));
   LZSSCompress coder;
@@ -79,7 +79,7 @@ int RunLzssPack(const CoderOptions& options, const CommonOptions& common) {
 int RunLzssUnpack(const CoderOptions& options, const CommonOptions& common) {
   InputFile in(options.input);
   if (!in.IsOpen()) return in.Fail();
-  OutputFile out(options.output);
+  OutputFile out(options.output, in.Handle());
   if (!out.IsOpen()) return out.Fail();
   const Zef::Ref<FileSink> sink(new FileSink(out));
   LZSSCompress coder;

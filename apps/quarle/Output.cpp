@@ -6,6 +6,7 @@
 #include "apps/quarle/Utf8.h"
 #include "kernel/platform/System.h"
 #include "kernel/platform/Terminal.h"
+#include "kernel/standard/PopWord.h"
 #include "kernel/standard/Trace.h"
 
 namespace {
@@ -31,7 +32,10 @@ int PrintFailure(std::string_view message, int status) {
   line += message;
   line += '\n';
   static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
-  Zef::Trace("%.*s", static_cast<int>(message.size()), message.data());
+  while (!message.empty()) {
+    const std::string_view one = Zef::PopWord(message, '\n');
+    Zef::Trace("%.*s", static_cast<int>(one.size()), one.data());
+  }
   return status;
 }
 

@@ -35,22 +35,31 @@ int InputFile::Fail() const {
   return ::Fail(what + "check that it may be read and that nothing writes to it");
 }
 
-OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
-  if (FileInfo info; GetInfo(path_, &info) && !info.regular) return;
-  file_.emplace(path_);
+OutputFile::OutputFile(const std::string& path, FileHandle model)
+    : path_(path),
+      reason_("check that it is a file in a folder which may be written and has room") {
+  FileInfo info;
+  replaces_ = GetInfo(path, &info);
+  if (replaces_ && info.folder) {
+    reason_ = "it is a folder; name a file";
+  } else if (replaces_ && info.readOnly) {
+    reason_ = "it is read-only; make it writable or name another file";
+  } else if (!replaces_ && GetInfoNoFollow(path, &info)) {
+    reason_ = "it is a link to nothing; delete it or name another file";
+  } else if (!replaces_ || info.regular) {
+    file_.emplace(replaces_ ? CanonicalPath(path) : path);
+  }
+  if (!IsOpen()) return;
+  const OwnedFile old(replaces_ ? OpenFile(path, {}) : kNoFile);
+  if (old) model = old.Get();
+  if (model != kNoFile) CopyPermissions(model, file_->Handle());
 }
 
 bool OutputFile::Commit(bool flush) {
-  // What another writer made under the temporary name, it has flushed.
-  const bool isWriting = file_->Handle() != kNoFile;
-  if (isWriting && (flush || Exists(path_)) && !file_->Flush()) return false;
-  return file_->Keep();
+  return (!(flush || replaces_) || file_->Flush()) && file_->Keep();
 }
 
-int OutputFile::Fail() const {
-  return ::Fail("cannot write " + Quoted(path_) +
-                ": check that it is a file in a folder which may be written and has room");
-}
+int OutputFile::Fail() const { return ::Fail("cannot write " + Quoted(path_) + ": " + reason_); }
 
 void PrintReport(const PackReport& report, const CommonOptions& common) {
   if (common.json) {

@@ -2,6 +2,7 @@
 //
 // Paths are of the operating system and taken exactly. What is made stands under a temporary name
 // beside its own until it is whole; so a command that fails or is stopped leaves what was there.
+// It has the permissions of the file that it replaces.
 
 #pragma once
 
@@ -42,21 +43,17 @@ class InputFile {
 
 class OutputFile {
  public:
-  /// Nothing but a file is replaced.
-  explicit OutputFile(std::string path);
+  /// `model` gives the permissions of a file where none stands. A link is followed; what is
+  /// read-only or no file is not replaced.
+  explicit OutputFile(const std::string& path,
+                      Zef::Platform::FileHandle model = Zef::Platform::kNoFile);
 
   bool IsOpen() const { return file_ && file_->IsOpen(); }
-  /// Where it stands until it is whole.
-  const std::string& Temporary() const { return file_->Name(); }
+  Zef::NewFile& File() { return *file_; }
   std::uint64_t Written() const { return file_->Size(); }
-  void TakePermissions(const InputFile& from) {
-    Zef::Platform::CopyPermissions(from.Handle(), file_->Handle());
-  }
   [[nodiscard]] bool Write(const void* bytes, std::size_t size) {
     return file_->Append(bytes, size);
   }
-  /// Ends the writing here; another writer may then make the file under its temporary name.
-  [[nodiscard]] bool Close() { return file_->Close(); }
   /// Puts the file in its place. What it takes the place of is gone only when the new one is on
   /// the device; with `flush` the new one is there in any case.
   [[nodiscard]] bool Commit(bool flush = false);
@@ -65,6 +62,8 @@ class OutputFile {
 
  private:
   const std::string path_;
+  const char* reason_;  // why it cannot be made, as far as that is known
+  bool replaces_ = false;
   std::optional<Zef::NewFile> file_;
 };
 

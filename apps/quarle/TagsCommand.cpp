@@ -9,15 +9,18 @@
 #include "apps/quarle/IndexFiles.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/Progress.h"
+#include "apps/quarle/StreamFiles.h"
 #include "apps/quarle/TagChanges.h"
 #include "apps/quarle/TagJson.h"
 #include "apps/quarle/TagShown.h"
 #include "apps/quarle/Utf8.h"
+#include "kernel/ByteWriter.h"
 #include "kernel/platform/FileSystem.h"
-#include "kernel/standard/RootFiles.h"
+#include "tagdata/BinaryTagWriter.h"
 #include "tagdata/NOLBinaryFile.h"
 #include "tagdata/TagFiles.h"
 #include "tagdata/TagTextReader.h"
+#include "tagdata/TagTextWriter.h"
 
 namespace {
 
@@ -118,38 +121,18 @@ void Draw(const TagContainer& root) {
 
 constexpr const char* kTreeRefused =
     "the tree repeats its keys too often or is too large; remove the repeats";
-constexpr const char* kNotWritten =
-    "see whether its folder is there, who may write there, and whether there is room";
-
-void CopyPermissions(const std::string& from, const std::string& to) {
-  const OwnedFile source(Zef::Platform::OpenFile(from, {}));
-  const OwnedFile target(Zef::Platform::OpenFile(to, {}));
-  if (source && target) Zef::Platform::CopyPermissions(source.Get(), target.Get());
-}
-
-/// Writes the tree to a file of its own beside `path` and puts that in its place: a failure leaves
-/// what was there. Null, or why it failed.
-const char* SaveTags(const std::string& path, const TagContainer& tags) {
-  namespace Platform = Zef::Platform;
-  Platform::FileInfo old;
-  const bool isThere = Platform::GetInfo(path, &old);
-  if (isThere && old.folder) return "it is a folder; name a file";
-  if (isThere && old.readOnly) return "it is read-only; make it writable or name another file";
-  const std::string target = isThere ? Platform::CanonicalPath(path) : path;
-  const std::size_t name = target.find_last_of("/\\") + 1;
-  const std::string folder = Platform::CanonicalPath(name == 0 ? "." : target.substr(0, name));
-  std::string temporary;
-  if (folder.empty() || !Zef::CreateTemporaryFilePath({}, folder, "tags-", "tmp", temporary)) {
-    return kNotWritten;
+/// Puts the tree in the place of the file. Prints why it cannot.
+int SaveTags(const std::string& path, const TagContainer& tags) {
+  std::string text;
+  Zef::ByteWriter records;
+  const bool isText = TagFormOf(path) == TagForm::Text;
+  if (!(isText ? AppendTagText(text, tags) : AppendBinaryTags(records, tags))) {
+    return Fail("cannot write the tag file " + Quoted(path) + ": " + kTreeRefused);
   }
-  TagSaveFailure failure = TagSaveFailure::None;
-  const std::string_view extension = std::string_view(path).substr(path.rfind('.') + 1);
-  if (SaveTagFile(tags, {}, temporary, extension, &failure)) {
-    if (isThere) CopyPermissions(target, temporary);
-    if (Platform::Replace(temporary, target)) return nullptr;
-  }
-  static_cast<void>(Platform::DeleteFile(temporary));
-  return failure == TagSaveFailure::Tree ? kTreeRefused : kNotWritten;
+  const auto bytes = isText ? std::as_bytes(std::span(text)) : records.View();
+  OutputFile out(path);
+  const bool done = out.IsOpen() && out.Write(bytes.data(), bytes.size()) && out.Commit();
+  return done ? kDone : out.Fail();
 }
 
 /// Each kind of loss in the words of a reader, and by its name in JSON.
@@ -160,7 +143,8 @@ struct Loss {
   const char* name;
 };
 constexpr Loss kLosses[] = {
-    {&TagTextLosses::bytesLeft, "byte", "behind a closing brace that closes no block", "bytesLeft"},
+    {&TagTextLosses::bytesLeft, "byte",
+     "behind a closing brace or a zero byte that ends the text too early", "bytesLeft"},
     {&TagTextLosses::replaced, "tag", "replaced by a later tag of the same key", "replaced"},
     {&TagTextLosses::cut, "token", "not read to the end", "cut"},
     {&TagTextLosses::tooDeep, "block", "nested too deep", "tooDeep"},
@@ -215,7 +199,9 @@ void WriteChanges(const TagsOptions& options, const TagTextLosses& losses,
 
 int RunTagsShow(const TagsOptions& options, const CommonOptions& common) {
   TagContainer tags;
-  if (!LoadTags(options.file, common, tags)) return kFailed;
+  TagTextLosses losses;
+  if (!LoadTags(options.file, common, tags, &losses)) return kFailed;
+  TellLosses(options.file, losses);
   if (common.json) {
     JsonWriter json;
     WriteTags(json, {}, tags);
@@ -232,9 +218,7 @@ int RunTagsConvert(const TagsOptions& options, const CommonOptions& common) {
   TagTextLosses losses;
   if (TagFormOf(options.output) == TagForm::None) return FailForm(options.output);
   if (!LoadTags(options.file, common, before, &losses)) return kFailed;
-  if (const char* const why = SaveTags(options.output, before)) {
-    return Fail("cannot write the tag file " + Quoted(options.output) + ": " + why);
-  }
+  if (const int failed = SaveTags(options.output, before); failed != kDone) return failed;
   TagContainer after;
   if (!LoadTags(options.output, common, after)) return kFailed;
   if (common.json) {

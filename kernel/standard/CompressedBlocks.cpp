@@ -164,12 +164,9 @@ void AppendCompressedBlock(PairCoder& coder, const std::uint8_t* piece, std::uin
   out.Bytes({reinterpret_cast<const std::byte*>(coded), used});
 }
 
-void CompressFile(std::int32_t source, const std::string& path) {
+bool CompressInto(NewFile& packed, Platform::FileHandle source) {
   const std::int64_t size = Platform::FileSize(source);
-  if (size < 0 || size > kLargestFile) RaiseFileEx(kWriteFailed);
-
-  NewFile packed(path);
-  if (!packed.IsOpen()) RaiseFileEx(kWriteFailed);
+  if (size < 0 || size > kLargestFile) return false;
   ByteWriter out;
   out.U32(kMagic);
   out.U32(kVersion);
@@ -179,7 +176,7 @@ void CompressFile(std::int32_t source, const std::string& path) {
   for (std::int64_t done = 0; done < size;) {
     const auto wanted = static_cast<std::uint32_t>(std::min<std::int64_t>(size - done, kBlockSize));
     if (Platform::ReadAt(source, piece.get(), wanted, static_cast<std::uint64_t>(done)) != wanted) {
-      RaiseFileEx("ReadNext() Read failed");
+      return false;
     }
     AppendCompressedBlock(coder, piece.get(), wanted, out);
     done += wanted;
@@ -188,6 +185,13 @@ void CompressFile(std::int32_t source, const std::string& path) {
     out.Clear();
   }
   Append(packed, out);
+  return true;
+}
+
+void CompressFile(Platform::FileHandle source, const std::string& path) {
+  NewFile packed(path);
+  if (!packed.IsOpen()) RaiseFileEx(kWriteFailed);
+  if (!CompressInto(packed, source)) RaiseFileEx("ReadNext() Read failed");
   Platform::CopyPermissions(source, packed.Handle());
   if (!packed.Flush() || !packed.Keep()) RaiseFileEx(kWriteFailed);
 }

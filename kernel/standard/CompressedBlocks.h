@@ -19,6 +19,7 @@
 namespace Zef {
 
 class ByteWriter;
+class NewFile;
 class PairCoder;
 
 /// Numbers of the CFIL form.
@@ -76,6 +77,10 @@ class CompressedBlocks : public KernelObject {
 /// Codes a piece of at most kBlockSize bytes and appends it as a block.
 void AppendCompressedBlock(PairCoder& coder, const std::uint8_t* piece, std::uint32_t size,
                            ByteWriter& out);
+
+/// Appends the CFIL form of the open file `source`. False when that cannot be read or is larger
+/// than the form can tell; raises FileEx when it cannot be written.
+[[nodiscard]] bool CompressInto(NewFile& packed, std::int32_t source);
 
 /// Replaces the open file `source`, which lies at `path`, by its CFIL form: written beside it
 /// under a temporary name, then renamed over it. Raises FileEx; the file at `path` is then as it

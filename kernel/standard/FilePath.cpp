@@ -204,7 +204,7 @@ void FilePath::Normalise() {
   for (std::string_view part = NextComponent(rest); !part.empty(); part = NextComponent(rest)) {
     if (part == ".") continue;
     // A ".." that was kept at the root counts as a folder for the next one.
-    if (part == ".." && Length() > root) {
+    if (part == ".." && Length() > std::max(root, PrefixLength(View()))) {
       RemoveLastComponent(root);
       continue;
     }

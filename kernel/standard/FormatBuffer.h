@@ -8,6 +8,7 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace Zef {
@@ -27,6 +28,8 @@ class FormatBuffer {
   const char* Text() const { return text_; }
   std::uint32_t Length() const { return length_; }
   std::string_view View() const { return {text_, length_}; }
+  /// To be changed in place.
+  std::span<char> Characters() { return {text_, length_}; }
   /// Length of the formatted text, or -1 when the text is empty because formatting failed.
   int Result() const { return result_; }
 

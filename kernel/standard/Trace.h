@@ -2,17 +2,20 @@
 //
 // The lines are dropped until a sink is installed; the log installs one when it comes up. May be
 // called from any thread, and costs one atomic load without a sink.
+//
+// Names and texts from outside may stand in a line: none forges a second one or steers a terminal.
 
 #pragma once
 
 namespace Zef {
 
-/// Receives one formatted line without a line end.
+/// Receives one formatted line, with the line ends that stand behind the text.
 using TraceSink = void (*)(const char* line);
 
 /// Null drops the lines again.
 void SetTraceSink(TraceSink sink);
 
+/// Each control character within the text becomes '?'.
 void Trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace Zef

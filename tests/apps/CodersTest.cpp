@@ -25,6 +25,8 @@ std::string Content() {
 TEST_F(Coders, PackAndUnpackGiveTheFileBack) {
   const std::string content = Content();
   Write("d/in", content);
+  const auto kPrivate = std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
+  std::filesystem::permissions(temp_ / "d/in", kPrivate);
   for (const char* pack : {"lzss pack -1", "lzss pack", "lzss pack -9", "file pack"}) {
     const std::string unpack = std::string(pack).substr(0, 4) + " unpack ";
     const Outcome packed = Run(std::string(pack) + " d/in d/packed --json");
@@ -32,10 +34,11 @@ TEST_F(Coders, PackAndUnpackGiveTheFileBack) {
     EXPECT_EQ(packed.Json()["inputBytes"], content.size());
     EXPECT_EQ(packed.Json()["outputBytes"], Read("d/packed").size());
     EXPECT_LT(Read("d/packed").size(), content.size() / 2) << pack;
-    const Outcome unpacked = Run(unpack + "d/packed d/packed");  // over itself
+    const Outcome unpacked = Run(unpack + "d/packed d/packed --json");  // over itself
     ASSERT_EQ(unpacked.status, 0) << unpacked.err;
-    EXPECT_NE(unpacked.out.find("is unpacked as 'd/packed'"), std::string::npos);
+    EXPECT_EQ(unpacked.Json()["inputBytes"], packed.Json()["outputBytes"]) << pack;
     EXPECT_TRUE(Read("d/packed") == content) << pack;
+    EXPECT_EQ(std::filesystem::status(temp_ / "d/packed").permissions(), kPrivate) << pack;
     EXPECT_EQ(FileCount(), 2u) << pack;
     EXPECT_EQ(Run(std::string(pack) + " d/in d/packed --quiet").out, "");
   }
@@ -66,6 +69,10 @@ TEST_F(Coders, DamageIsToldAndWritesNothing) {
   Write("back.lzss", std::string("\x11\1\0\0\0\1\0", 7));
   Write("cut.cfil", cfil.substr(0, cfil.size() - 1));
   Write("wrong.cfil", cfil.substr(0, 12) + "\x05" + cfil.substr(13));
+  Write("less.cfil", cfil.substr(0, 8) + std::string("\x10\0\0\0", 4) + cfil.substr(12));
+  Write("fixed", "before");
+  std::filesystem::permissions(temp_ / "fixed", std::filesystem::perms::owner_read);
+  std::filesystem::create_symlink("nothing", temp_ / "link");
   Write("huge.cfil", cfil.substr(0, 8) + "\xFF\xFF\xFF\xFF" + cfil.substr(12));
   Write("short", "CFIL");
   Write("d/out", "before");
@@ -81,6 +88,7 @@ TEST_F(Coders, DamageIsToldAndWritesNothing) {
       {"file unpack cut.cfil", "'cut.cfil': it is damaged or cut short"},
       {"file unpack wrong.cfil", "it is damaged"},
       {"file unpack huge.cfil", "it is damaged"},
+      {"file unpack less.cfil", "it is damaged"},
       {"file unpack none", "'none': there is no such file"},
       {"file pack cfil", "'cfil': it is packed already"},
       {"file pack d", "'d': it is a folder"},
@@ -92,7 +100,7 @@ TEST_F(Coders, DamageIsToldAndWritesNothing) {
   }
   for (const char* command :
        {"lzss pack in", "lzss unpack stream", "file pack in", "file unpack cfil"}) {
-    for (const char* output : {" d", " none/out", " /dev/full"}) {
+    for (const char* output : {" d", " none/out", " /dev/full", " fixed", " link"}) {
       Fail(command + std::string(output), "cannot write");
     }
   }

@@ -116,6 +116,11 @@ TEST_F(ScanTest, JoinsTheFoldersOfOneAsset) {
   EXPECT_EQ(Scan().Count(ScanOutcome::Merged), 1u);
   EXPECT_EQ(Places(), "1:1 |x@local|editing/x;");
   EXPECT_EQ(index_.Find({1, 1, 0})->name, "installed") << "open for edit: fields stand";
+  for (const char* area : {"local", "editing"}) {
+    fs::rename(folder_ / area + "/x", folder_ / area + "/X");
+  }
+  EXPECT_EQ(Scan().Count(ScanOutcome::Conflict), 0u) << "another spelling is no other folder";
+  fs::rename(folder_ / "local/X", folder_ / "local/x");
   fs::remove_all(folder_ / "editing");
   Put("local/x", "plid <plid:1:1>\nname \"renamed\"");
   const ScanReport again = Scan();

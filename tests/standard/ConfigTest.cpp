@@ -58,7 +58,7 @@ std::string Parsed(const std::string& text) {
   ConfigNode root("root");
   traced.clear();
   const std::string whole = text.starts_with("!") ? text.substr(1) : "version 1.0 " + text;
-  if (ConfigParser(whole, "src").Parse(root) == ConfigStatus::Ok) return Show(root).substr(9);
+  if (ConfigParser(whole, "src").Parse(root) == ConfigParseStatus::Ok) return Show(root).substr(9);
   EXPECT_EQ(root.CountChildren(), 0U) << "a failed parse must add nothing";
   return traced;
 }
@@ -182,7 +182,7 @@ TEST_F(ConfigParse, ReadsFilesOfBothEncodings) {
       const auto parser = fromFile ? std::make_unique<ConfigParser>(file)
                                    : std::make_unique<ConfigParser>(bytes, "memory");
       ConfigNode root;
-      EXPECT_EQ(parser->Parse(root), ConfigStatus::Ok);
+      EXPECT_EQ(parser->Parse(root), ConfigParseStatus::Ok);
       EXPECT_EQ(Show(root), "=none{a='\xE9'}");
       EXPECT_EQ(parser->Version(), 2.5F);
     }
@@ -190,10 +190,10 @@ TEST_F(ConfigParse, ReadsFilesOfBothEncodings) {
   File endless;
   ASSERT_EQ(endless.Open("/dev/zero", FileMode::kReadRaw), RES_OK);
   ConfigNode root;
-  EXPECT_EQ(ConfigParser(endless).Parse(root), ConfigStatus::Failed);
+  EXPECT_EQ(ConfigParser(endless).Parse(root), ConfigParseStatus::Failed);
   EXPECT_EQ(traced, "/dev/zero: The file is too long.");
   traced.clear();
-  EXPECT_EQ(ConfigParser("", "a\nb").Parse(root), ConfigStatus::Failed);
+  EXPECT_EQ(ConfigParser("", "a\nb").Parse(root), ConfigParseStatus::Failed);
   EXPECT_EQ(traced, "a?b(1): Syntax error at end of file.");
   File closed;
   EXPECT_THROW(ConfigParser{closed}, FileEx) << "failing to read is the caller's to know";
@@ -284,7 +284,7 @@ TEST(ConfigNode, TreesGrowOnManyThreads) {
     for (int round = 0; round < 50; ++round) {
       ConfigNode root;
       const std::string text = "ver 1.0 " + Repeat("a { b = \"x\"; c = 1, 2; }", 100);
-      if (ConfigParser(text, "").Parse(root) != ConfigStatus::Ok) std::abort();
+      if (ConfigParser(text, "").Parse(root) != ConfigParseStatus::Ok) std::abort();
       if (ConfigNode(root).CountChildren("a") != 100) std::abort();
     }
   });

@@ -154,11 +154,11 @@ TEST_F(LogFixture, LinesOfAnyLengthArriveAndUnflushedOnesWait) {
   EXPECT_EQ(Lines(), expected);
 }
 
-TEST_F(LogFixture, TakesTheTraceWithoutItsLineEnds) {
+TEST_F(LogFixture, TakesEachTraceAsOneLine) {
   BeginFile("-LogDisplayModuleName=off -Log=Trace:displaymodulename=off");
-  Trace("renamed %s\n", "it");
+  Trace("renamed %s\r\n", "a\r\n! 1 Err\x1b[2J\x7F\xE9");
   LogShutdown(true);
-  EXPECT_EQ(Lines(), "Begin:\r\nrenamed it\r\n");
+  EXPECT_EQ(Lines(), "Begin:\r\nrenamed a?\?! 1 Err?[2J?\xE9\r\n");
 }
 
 TEST_F(LogFixture, LinesOfThreadsStayWhole) {

@@ -149,7 +149,7 @@ bool DeleteTreeBelow(const std::string& root, const std::string& relative) {
     begin = end + 1;
   }
   Descriptor folder = OpenFolderAt(AT_FDCWD, NativePath(root).c_str(), O_PATH);
-  if (!folder) return false;
+  if (!folder) return errno == ENOENT;
   const std::string last = std::move(names.back());
   names.pop_back();
   for (const std::string& name : names) {
