@@ -241,6 +241,11 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   LeaveOutMissing(root, plan.folders);
   if (options.dryRun) return Report(indexPath, plan, true, {}, common);
 
+  Zef::Platform::FileInfo info;
+  if (Zef::Platform::GetInfo(indexPath, &info) && info.readOnly) {
+    return Fail("the index " + Quoted(indexPath) + " is read-only and cannot be saved; make it " +
+                "writable first");
+  }
   PluginHost plugin;
   if (!plugin.Load(options.plugin)) return kFailed;
   const std::string backup = options.noBackup ? std::string() : indexPath + kBackupSuffix;

@@ -91,6 +91,9 @@ TEST_F(Patching, KeepsACopyOnlyIfToldTo) {
   EXPECT_FALSE(fs::exists(temp_ / "old/assets.mkx.bak"));
   // A folder in the place of the copy: nothing may be patched without one.
   const std::string before = Read("there/assets.mkx");
+  fs::permissions(temp_ / "there/assets.mkx", fs::perms::owner_read);
+  Fail("patch there set", "is read-only");
+  fs::permissions(temp_ / "there/assets.mkx", fs::perms::owner_all);
   fs::create_directories(temp_ / "there/assets.mkx.bak/x");
   Fail("patch there set", "");
   EXPECT_EQ(Read("there/assets.mkx"), before);
