@@ -19,6 +19,7 @@
 namespace {
 
 constexpr int kFewestParts = 2;  // below the product root
+constexpr const char* kTop = "/";
 
 /// The parts of a path that is written in two pieces.
 class PathParts {
@@ -47,14 +48,35 @@ class PathParts {
   std::string_view tail_;
 };
 
-/// What a path of at least so many parts claims of a folder.
-FolderClaims ClaimOf(PathParts claim, PathParts folder, int fewest) {
+/// Whether two paths that differ in letter case alone lead to two folders, so many parts behind
+/// `base`. Without a base nobody looks.
+bool AreTwins(const std::string& base, PathParts first, PathParts second, int parts) {
+  if (base.empty()) return false;
+  std::string a;
+  std::string b;
+  for (; parts > 0; --parts) {
+    a.append("/").append(first.Next());
+    b.append("/").append(second.Next());
+  }
+  a = Zef::Platform::ResolveCase(base, a);
+  b = Zef::Platform::ResolveCase(base, b);
+  return Zef::Platform::Exists(a) && Zef::Platform::Exists(b) && !IsSameFolder({{}, a}, {{}, b});
+}
+
+/// What a path of at least so many parts claims of a folder; both begin at `base`.
+FolderClaims ClaimOf(const std::string& base, PathParts claim, PathParts folder, int fewest) {
+  const PathParts wholeClaim = claim;
+  const PathParts wholeFolder = folder;
+  bool isExact = true;
   for (int parts = 0;; ++parts) {
     const std::string_view a = claim.Next();
     const std::string_view b = folder.Next();
-    if (a.empty()) return {parts >= fewest, false};
-    if (b.empty()) return {false, true};
+    if (a.empty() || b.empty()) {
+      if (!isExact && AreTwins(base, wholeClaim, wholeFolder, parts)) return {};
+      return a.empty() ? FolderClaims{parts >= fewest, false} : FolderClaims{false, true};
+    }
     if (!Zef::EqualFolded(a, b)) return {};
+    isExact = isExact && a == b;
   }
 }
 
@@ -82,7 +104,7 @@ std::vector<std::string> FoldersOf(std::string_view archive) {
 /// A folder on disk, to hold the paths of records against.
 class AskedFolder {
  public:
-  AskedFolder(const std::string& root, const AssetPlace& folder) {
+  AskedFolder(const std::string& root, const AssetPlace& folder) : root_(root) {
     const AssetPlace place = OnDisk(root, folder, false);
     if (!place.subst.IsNull() || place.path.empty()) return;
     const std::string top = Canonical(root);
@@ -102,7 +124,8 @@ class AskedFolder {
     std::string_view rest;
     if (Zef::FindSubst(path, &name, &rest)) return ClaimBySubst(name.View(), rest);
     if (!Zef::Platform::IsRooted(path)) return ClaimBelow({}, path);
-    return ClaimOf({Canonical(std::string(path)), {}}, {canonical_, {}}, fewest_);
+    const std::string canonical = Canonical(std::string(path));
+    return ClaimOf(kTop, {canonical, {}}, {canonical_, {}}, fewest_);
   }
   FolderClaims ClaimToCommitted(const MUKAsset& record) const {
     FolderClaims claims;
@@ -120,20 +143,21 @@ class AskedFolder {
  private:
   FolderClaims ClaimBelow(std::string_view head, std::string_view path) const {
     if (path.empty() || below_.empty()) return {};
-    return ClaimOf({head, path}, {below_, {}}, kFewestParts);
+    return ClaimOf(root_, {head, path}, {below_, {}}, kFewestParts);
   }
   FolderClaims ClaimBySubst(std::string_view archive, std::string_view path) const {
     const auto [at, isNew] = folders_.try_emplace(std::string(archive));
     if (isNew) at->second = FoldersOf(archive);
     FolderClaims claims;
     for (const std::string& folder : at->second) {
-      const FolderClaims one = ClaimOf({folder, path}, {canonical_, {}}, fewest_);
+      const FolderClaims one = ClaimOf(kTop, {folder, path}, {canonical_, {}}, fewest_);
       claims.around |= one.around;
       claims.within |= one.within;
     }
     return claims;
   }
 
+  const std::string& root_;
   std::string below_;      // the product root, in the spelling of the place; empty outside
   std::string canonical_;  // empty: nowhere on disk
   int fewest_ = 0;
@@ -164,7 +188,7 @@ AssetPlace OnDisk(const std::string& root, const AssetPlace& place, bool mayChan
 
 bool Overlap(const AssetPlace& a, const AssetPlace& b) {
   if (a.IsNowhere() || b.IsNowhere() || !(a.subst == b.subst)) return false;
-  return ClaimOf({a.path, {}}, {b.path, {}}, 0).Any();
+  return ClaimOf(a.subst.IsNull() ? kTop : "", {a.path, {}}, {b.path, {}}, 0).Any();
 }
 
 bool IsSameFolder(const AssetPlace& a, const AssetPlace& b) {

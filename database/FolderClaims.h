@@ -5,12 +5,14 @@
 // Whoever fills, replaces, moves or deletes a folder asks here first, so that no asset gets the
 // files of another, or loses its own to it.
 //
-// A record claims the folders of all its paths. No asset lies less than two parts below the product
-// root: a path that ends there claims nothing, or it would claim all assets below.
+// A record claims the folders of all its paths. Of paths that differ in letter case alone the disk
+// tells whether they lead to one folder; while either leads nowhere they pass for one. No asset
+// lies less than two parts below the product root: a path that ends there claims nothing, or it
+// would claim all assets below.
 //
 // Cost: one walk over the records that allocates nothing, with a look at the disk only for working
-// folders outside the product root; one config where there is a claim. Under whatever guards the
-// index. Nothing throws but std::bad_alloc.
+// folders outside the product root and for other letter cases; one config where there is a claim.
+// Under whatever guards the index. Nothing throws but std::bad_alloc.
 
 #pragma once
 

@@ -116,6 +116,10 @@ TEST_F(LifeTest, ACommitPutsNothingInThePlaceOfAnotherAsset) {
     MUKSetInstallPath(kId, "");
     MUKSetLegacyPath(kId, area + "Foo");
     EXPECT_FALSE(Do('o')) << "these are not its files";
+    Write(area + "Foo", '3');
+    EXPECT_TRUE(Live("o4c")) << Told();
+    MUKDeleteAsset({1, 8, 0}, false);
+    EXPECT_TRUE(!fs::exists(theirs) && State() == "L4") << "twins are two folders";
   }
 }
 
