@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <limits>
+#include <mutex>
+#include <vector>
 
 #include "database/MUKAsset.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/FileFind.h"
+#include "kernel/standard/FileSub.h"
 #include "kernel/standard/PopWord.h"
 #include "kernel/standard/Subst.h"
 
@@ -114,9 +117,27 @@ AssetPlace AssetPlaceOf(const std::string& root, const MUKAsset& record) {
   return EditPlace(root, record);
 }
 
+bool HasFolder(Zef::FileSub& source, const std::string& path) {
+  const bool isRooted = !path.empty() && Zef::IsSeparator(path.front());
+  const Zef::FilePath inside(std::string_view(path).substr(isRooted ? 1 : 0));
+  Zef::FilePath onDisk = inside;
+  const std::lock_guard guard(Zef::SubstList::Lock());
+  if (inside.IsFull() || !source.IsAvailable()) return false;
+  if (source.Qualify(onDisk)) return Zef::Platform::IsFolder(std::string(onDisk.View()));
+  // Archives know files alone; their folders are what a search finds something in.
+  return source.OpenSearch(inside, "*") != nullptr;
+}
+
 bool FolderExists(const AssetPlace& place) {
   if (place.subst.IsNull()) return !place.path.empty() && Zef::Platform::IsFolder(place.path);
-  return Zef::File::Exists(place.subst, place.path.c_str()) == Zef::RES_OK;
+  std::vector<Zef::FileSub*> sources;
+  if (!Zef::SubstList::Get().Hold(place.subst, &sources)) return false;
+  bool isFound = false;
+  for (Zef::FileSub* const source : sources) {
+    isFound = isFound || HasFolder(*source, place.path);
+    source->ReleaseFile();
+  }
+  return isFound;
 }
 
 bool FileExists(const AssetPlace& place) {

@@ -173,11 +173,11 @@ AssetPlace OnDisk(const std::string& root, const AssetPlace& place, bool mayChan
   std::string full;
   bool isFound = false;
   for (Zef::FileSub* const source : sources) {
-    const std::lock_guard guard(Zef::SubstList::Lock());
-    Zef::FilePath path(place.path);
     // The first one that has it is the one that is read.
-    if (!isFound && source->Exists(path)) {
+    if (!isFound && HasFolder(*source, place.path)) {
       isFound = true;
+      Zef::FilePath path(place.path);
+      const std::lock_guard guard(Zef::SubstList::Lock());
       if ((!mayChange || !source->IsReadOnly()) && source->Qualify(path)) full = path.View();
     }
     source->ReleaseFile();

@@ -265,6 +265,8 @@ TEST_F(LifeTest, AnAssetBelowASubstitutionIsCommittedWhereItCanBe) {
   MUKCreateNew(kId);
   MUKSetInstallPath(kId, "a");
   MUKSetArchiveName(kId, "lifearchive");
+  EXPECT_TRUE(Live("f") && MUKGetInstallPath(kId) == "a") << "nothing is deleted in an archive";
+  EXPECT_EQ(MUKGetSizeBytes(kId), 27u);
   const std::string index = Index();
   ASSERT_TRUE(Live("o")) << Told();
   EXPECT_EQ(Generation(EditFolder()), "1");
