@@ -212,7 +212,7 @@ FolderClaims ClaimsOfOthers(const std::string& root, const MUKAssetIndex& index,
   const AskedFolder asked(root, folder);
   if (asked.IsNowhere()) return claims;
   for (const MUKAsset* const other : index.AllRecords()) {
-    if (other == &record || !other->IsPresent()) continue;
+    if (other->id == record.id || !other->IsPresent()) continue;
     const FolderClaims edited = asked.ClaimToEdit(*other);
     const FolderClaims committed = asked.ClaimToCommitted(*other);
     claims.around |= edited.around || committed.around;
@@ -232,7 +232,7 @@ FolderOwner OwnerOf(const std::string& root, const MUKAssetIndex& index, const M
 void ForgetStaleClaims(const std::string& root, MUKAssetIndex& index, const MUKAsset& record) {
   const AskedFolder asked(root, EditPlace(root, record));
   for (MUKAsset* const other : index.AllRecords()) {
-    if (other == &record || !asked.ClaimToEdit(*other).Any()) continue;
+    if (other->id == record.id || !asked.ClaimToEdit(*other).Any()) continue;
     other->editPath.Clear();
     UpdateAsset(index, *other);
   }

@@ -42,7 +42,8 @@ struct FolderClaims {
 
   bool Any() const { return around || within; }
 };
-/// All false for a place that is no folder on disk.
+/// All false for a place that is no folder on disk. Another record of the same identifier, as an
+/// index that others wrote may hold, is no other asset's.
 [[nodiscard]] FolderClaims ClaimsOfOthers(const std::string& root, const MUKAssetIndex& index,
                                           const MUKAsset& record, const AssetPlace& folder);
 
