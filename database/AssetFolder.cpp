@@ -19,14 +19,6 @@ using Zef::Platform::EntryKind;
 using Zef::Platform::FolderListing;
 using Zef::Platform::FolderReader;
 
-bool IsSafe(std::string_view path) {
-  if (path.empty() || path.find('\0') != std::string_view::npos) return false;
-  while (!path.empty()) {
-    if (Zef::PopWord(path, Zef::FilePath::kSeparators) == "..") return false;
-  }
-  return true;
-}
-
 AssetPlace Below(const std::string& root, std::string_view relative) {
   if (root.empty()) return {};
   return {{}, Zef::Platform::ResolveCase(root, relative)};
@@ -78,6 +70,14 @@ void Measure(const Zef::PString& subst, const std::string& folder, std::size_t d
 
 }  // namespace
 
+bool IsSafePath(std::string_view path) {
+  if (path.empty() || path.find('\0') != std::string_view::npos) return false;
+  while (!path.empty()) {
+    if (Zef::PopWord(path, Zef::FilePath::kSeparators) == "..") return false;
+  }
+  return true;
+}
+
 std::string PlaceText(const AssetPlace& place) {
   if (place.subst.IsNull()) return place.path;
   return std::string(place.subst.View()) + ":" + place.path;
@@ -85,25 +85,25 @@ std::string PlaceText(const AssetPlace& place) {
 
 AssetPlace LegacyPlace(const std::string& root, const MUKAsset& record) {
   const std::string_view path = record.legacyPath.View();
-  if (!IsSafe(path) || Zef::IsRootedPath(path)) return {};
+  if (!IsSafePath(path) || Zef::IsRootedPath(path)) return {};
   return Below(root, path);
 }
 
 AssetPlace InstallPlace(const std::string& root, const MUKAsset& record) {
   const std::string_view path = record.installPath.View();
   const std::string archive = record.archiveName.String();
-  if (!IsSafe(path) || Zef::IsRootedPath(path)) return {};
+  if (!IsSafePath(path) || Zef::IsRootedPath(path)) return {};
   if (archive == kLocalArchive) return Below(root, archive + "/" + std::string(path));
   Zef::PString name;
   std::string_view rest;
-  const bool isName = IsSafe(archive) && archive.find_first_of("/\\:") == std::string::npos;
+  const bool isName = IsSafePath(archive) && archive.find_first_of("/\\:") == std::string::npos;
   if (!isName || !Zef::FindSubst(archive + ":", &name, &rest)) return {};
   return {name, std::string(path)};
 }
 
 AssetPlace EditPlace(const std::string& root, const MUKAsset& record) {
   const std::string_view path = record.editPath.View();
-  if (!IsSafe(path)) return {};
+  if (!IsSafePath(path)) return {};
   Zef::PString name;
   std::string_view rest;
   if (Zef::FindSubst(path, &name, &rest)) return {name, std::string(rest)};

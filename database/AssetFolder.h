@@ -37,6 +37,9 @@ struct AssetPlace {
   bool IsNowhere() const { return subst.IsNull() && path.empty(); }
 };
 
+/// Whether a path may lead somewhere: not if it is empty, or holds a ".." component or a null.
+[[nodiscard]] bool IsSafePath(std::string_view path);
+
 /// A place as messages spell it, with the substitution's name in front.
 std::string PlaceText(const AssetPlace& place);
 

@@ -89,7 +89,8 @@ std::string Canonical(const std::string& path) {
 std::vector<std::string> FoldersOf(std::string_view archive) {
   std::vector<std::string> folders;
   Zef::PString name;
-  if (!Zef::FindSubst(std::string(archive) + ":", &name, nullptr)) return folders;
+  std::string_view rest;
+  if (!Zef::FindSubst(std::string(archive) + ":", &name, &rest) || !rest.empty()) return folders;
   std::vector<Zef::FileSub*> sources;
   if (!Zef::SubstList::Get().Hold(name, &sources)) return folders;
   for (Zef::FileSub* const source : sources) {
@@ -119,7 +120,7 @@ class AskedFolder {
 
   FolderClaims ClaimToEdit(const MUKAsset& record) const {
     const std::string_view path = record.editPath.View();
-    if (path.empty()) return {};
+    if (!IsSafePath(path)) return {};
     Zef::PString name;
     std::string_view rest;
     if (Zef::FindSubst(path, &name, &rest)) return ClaimBySubst(name.View(), rest);
@@ -129,11 +130,9 @@ class AskedFolder {
   }
   FolderClaims ClaimToCommitted(const MUKAsset& record) const {
     FolderClaims claims;
-    if (!Zef::IsRootedPath(record.legacyPath.View())) {
-      claims = ClaimBelow({}, record.legacyPath.View());
-    }
+    if (IsBelow(record.legacyPath.View())) claims = ClaimBelow({}, record.legacyPath.View());
     const std::string_view path = record.installPath.View();
-    if (path.empty() || Zef::IsRootedPath(path)) return claims;
+    if (!IsBelow(path)) return claims;
     const bool isLocal = record.archiveName == kLocalArchive;
     const FolderClaims installed =
         isLocal ? ClaimBelow(kLocalArchive, path) : ClaimBySubst(record.archiveName.View(), path);
@@ -141,8 +140,12 @@ class AskedFolder {
   }
 
  private:
+  /// Other paths of committed files lead nowhere.
+  static bool IsBelow(std::string_view path) {
+    return IsSafePath(path) && !Zef::IsRootedPath(path);
+  }
   FolderClaims ClaimBelow(std::string_view head, std::string_view path) const {
-    if (path.empty() || below_.empty()) return {};
+    if (below_.empty()) return {};
     return ClaimOf(root_, {head, path}, {below_, {}}, kFewestParts);
   }
   FolderClaims ClaimBySubst(std::string_view archive, std::string_view path) const {

@@ -8,7 +8,7 @@
 // A record claims the folders of all its paths. Of paths that differ in letter case alone the disk
 // tells whether they lead to one folder; while either leads nowhere they pass for one. No asset
 // lies less than two parts below the product root: a path that ends there claims nothing, or it
-// would claim all assets below.
+// would claim all assets below. Nor does one claim anything that leads nowhere by its text.
 //
 // Cost: one walk over the records that allocates nothing, with a look at the disk only for working
 // folders outside the product root and for other letter cases; one config where there is a claim.

@@ -86,7 +86,9 @@ TEST_F(LifeTest, NoAssetTakesTheFolderOfAnother) {
   EXPECT_FALSE(MUKCommitAssetEdits(kOther, &log_) || !MUKGetEditPath(kOther).empty());
   EXPECT_EQ(Told() + State(), "$muk_commit_open_for_edit;E1")
       << "the config there says whose it is";
-  fs::remove_all(folder_ / EditFolder());
+  MUKSetEditPath(kOther, "editing/Oak/parts/..");
+  EXPECT_TRUE(Live("d") && !fs::exists(folder_ / "editing/Oak")) << "that leads nowhere";
+  MUKSetEditPath(kId, "editing/Oak");
   ASSERT_TRUE(open({1, 9, 0}, "oak"));
   EXPECT_EQ(EditFolder(), "") << "the new folder is not what it lost";
 }
