@@ -8,6 +8,7 @@
 #include "database/AssetMessages.h"
 #include "database/AssetOperation.h"
 #include "database/AssetWalk.h"
+#include "database/ConfigReader.h"
 #include "database/ContentServices.h"
 #include "database/FileRules.h"
 #include "database/FolderClaims.h"
@@ -19,7 +20,6 @@
 #include "kernel/platform/FolderReader.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/File.h"
-#include "kernel/standard/FileFind.h"
 #include "kernel/standard/FilePath.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
@@ -29,8 +29,6 @@ namespace {
 using Zef::Platform::EntryKind;
 using Zef::Platform::FolderListing;
 using Zef::Platform::FolderReader;
-
-constexpr std::string_view kConfigs[] = {"config.txt", "config.grole"};
 
 /// Names, sizes and times, to notice that a file was saved.
 std::string StampOf(const AssetPlace& folder) {
@@ -232,28 +230,6 @@ void Commit::UpdateRecord() {
 }
 
 }  // namespace
-
-int CountConfigs(const AssetPlace& place) {
-  int configs = 0;
-  const auto count = [&](std::string_view name) {
-    for (const std::string_view config : kConfigs) configs += Zef::EqualFolded(name, config);
-  };
-  if (!place.subst.IsNull()) {
-    Zef::File::Find find;
-    if (!find.Open(place.subst, (place.path + "/*").c_str())) return 0;
-    while (find.Next()) {
-      if (!find.Entry().IsFolder()) count(find.Entry().name);
-    }
-    return configs;
-  }
-  const FolderReader folder(place.path);
-  FolderListing listing;
-  if (!folder.IsOpen() || !folder.List(&listing)) return 0;
-  for (std::size_t at = 0; at < listing.Count(); ++at) {
-    if (listing.Kind(at) == EntryKind::File) count(listing.NameView(at));
-  }
-  return configs;
-}
 
 bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags) {
   const MUKLock guard(true);

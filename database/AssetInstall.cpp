@@ -201,11 +201,7 @@ bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t f
   static const Zef::PString filesKey(kFilesTag);
   TagContainer asset;
   std::uint64_t lost = 0;
-  // With two the other one might be taken.
-  if (CountConfigs(folder) > 1 || LoadFolderConfig(folder, asset, &lost) != ConfigStatus::Loaded) {
-    TellOfFile(log, ResultLevel::kWarning, "$muk_unable_read_config_at", PlaceText(folder));
-    return false;
-  }
+  if (!LoadFolderConfig(folder, asset, log, &lost)) return false;
   NameFiles(asset, folder);
   MUKPackage package;
   package.Tags().SetString("compression", "");  // nobody keeps it

@@ -43,9 +43,6 @@ AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record);
 /// there.
 [[nodiscard]] MUKAssetHandle OpenEmptyForEdit(const PLID& id, ResultsLog* log);
 
-/// How many configs lie in a folder, in any letter case.
-int CountConfigs(const AssetPlace& place);
-
 /// Whether the working folder is the record's own to move or to delete: it lies below "editing",
 /// and neither the committed files nor another record have the same folder, one around it, or one
 /// in it.
