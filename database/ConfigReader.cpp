@@ -66,7 +66,7 @@ bool IsConfigName(std::string_view name) {
   return Zef::EqualFolded(name, kTextConfig) || Zef::EqualFolded(name, kBinaryConfig);
 }
 
-int CountConfigs(const AssetPlace& place) {
+int CountConfigs(const AssetPlace& place) try {
   int configs = 0;
   if (!place.subst.IsNull()) {
     Zef::File::Find find;
@@ -81,6 +81,8 @@ int CountConfigs(const AssetPlace& place) {
     configs += listing.Kind(at) == EntryKind::File && IsConfigName(listing.NameView(at));
   }
   return configs;
+} catch (const Zef::Exception&) {  // the substitution went meanwhile
+  return 0;
 }
 
 ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {
