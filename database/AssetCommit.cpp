@@ -77,8 +77,9 @@ class Commit {
   std::uint32_t flags_;
   AssetPlace working_;
   AssetPlace target_;
-  std::string madeFolder_;  // below "local", of an asset that had no place on disk
-  bool isShared_ = false;   // the target holds the folder of another asset
+  std::string madeFolder_;     // below "local", of an asset that had no place on disk
+  bool leavesLegacy_ = false;  // for its installed one, as the folder there is another's
+  bool isShared_ = false;      // the target holds the folder of another asset
   bool hasMoved_ = false;
   bool isSaved_ = false;  // while it was copied
 };
@@ -98,8 +99,8 @@ const char* Commit::Run() {
   if (!madeFolder_.empty()) {
     record_.installPath = std::string_view(madeFolder_).substr(kLocalArchive.size() + 1);
     record_.archiveName = kLocalArchive;
-    record_.legacyPath.Clear();
   }
+  if (leavesLegacy_ || !madeFolder_.empty()) record_.legacyPath.Clear();
   if (hasMoved_) {
     record_.editPath.Clear();
   } else if (!Keeps() && !isSaved_) {
@@ -112,14 +113,19 @@ const char* Commit::Run() {
 }
 
 bool Commit::FindTarget() {
-  const bool isInstalled = !record_.legacyPath.IsEmpty() || !record_.installPath.IsEmpty();
-  target_ = OnDisk(work_.root, CommittedPlace(work_, record_), true);
-  // One in a mounted archive comes to lie beside it: nothing can be put in its place there. So does
-  // one whose folder is that of another asset.
-  if (isInstalled && target_.subst.IsNull()) {
+  for (const bool isLegacy : {true, false}) {
+    if ((isLegacy ? record_.legacyPath : record_.installPath).IsEmpty()) continue;
+    const AssetPlace named =
+        isLegacy ? LegacyPlace(work_.root, record_) : InstallPlace(work_.root, record_);
+    target_ = OnDisk(work_.root, named, true);
+    // One in a mounted archive comes to lie beside it: nothing can be put in its place there. So
+    // does one whose folders are those of other assets.
+    if (!target_.subst.IsNull()) continue;
     const FolderOwner owner = OwnerOf(work_.root, work_.index, record_, target_);
+    if (owner == FolderOwner::Other) continue;
     isShared_ = owner == FolderOwner::Shared;
-    if (owner != FolderOwner::Other) return true;
+    leavesLegacy_ = !isLegacy;
+    return true;
   }
   work_.MarkChanged();
   madeFolder_ = MakeAssetFolder(work_.root, kLocalArchive, "content ");

@@ -114,10 +114,14 @@ TEST_F(LifeTest, ACommitPutsNothingInThePlaceOfAnotherAsset) {
       EXPECT_EQ(State(), "I2") << area << crashed;
       EXPECT_EQ(ReadWholeFile(theirs), "plid <plid:1:8>") << area << crashed;
     }
-    fs::remove_all(folder_ / InstallFolder());
-    MUKSetInstallPath(kId, "");
+    const std::string own = InstallFolder();
     MUKSetLegacyPath(kId, area + "Foo");
     EXPECT_FALSE(Do('o')) << "these are not its files";
+    MUKSetEditPath(kId, "editing/mine");
+    EXPECT_TRUE(Live("3c") && State() == "I3" && InstallFolder() == own) << Told();
+    fs::remove_all(folder_ / own);
+    MUKSetInstallPath(kId, "");
+    MUKSetLegacyPath(kId, area + "Foo");
     Write(area + "Foo", '3');
     EXPECT_TRUE(Live("o4c")) << Told();
     MUKDeleteAsset({1, 8, 0}, false);
