@@ -56,8 +56,8 @@ std::string Fill(const StagedFolder& staged, const MUKAsset& source, const PLID&
   Database& database = Database::Get();
   const std::string& root = database.Settings().productRoot;
   const AssetPlace from = AssetPlaceOf(root, source);
-  if (OwnerOf(root, database.Index(), source, from) == FolderOwner::Other) {
-    return "its folder is that of another asset";
+  if (std::string refusal = CopyRefusal(root, database.Index(), source, from); !refusal.empty()) {
+    return refusal;
   }
   AssetWalkFault fault;
   if (!CopyAssetFolder(from, staged.Path(), &fault)) return CopyFaultText(fault);

@@ -21,12 +21,19 @@ bool HasCommitted(const MUKAsset& record) {
   return !record.legacyPath.IsEmpty() || !record.installPath.IsEmpty();
 }
 
-/// The copy stands in its place whole or not at all.
-bool FillWorkingFolder(const AssetOperation& work, const AssetPlace& source,
-                       const AssetPlace& target, AssetWalkFault* fault) {
-  StagedFolder staged(work.root, work.settings.stepObserver);
-  return staged.IsMade() && CopyAssetFolder(source, staged.Path(), fault) &&
-         staged.Put(target.path);
+/// Copies the committed files, whole or not at all. Empty, or why not.
+std::string FillWorkingFolder(const AssetOperation& work, const MUKAsset& record,
+                              const AssetPlace& target) {
+  const AssetPlace source = CommittedPlace(work, record);
+  std::string reason = CopyRefusal(work.root, work.index, record, source);
+  if (!reason.empty()) return reason;
+  AssetWalkFault fault;
+  const bool isDone = WithRoom([&] {
+    StagedFolder staged(work.root, work.settings.stepObserver);
+    return staged.IsMade() && CopyAssetFolder(source, staged.Path(), &fault) &&
+           staged.Put(target.path);
+  });
+  return isDone ? "" : CopyFaultText(fault);
 }
 
 /// The key of what went wrong, or null. Some have a reason.
@@ -40,24 +47,20 @@ const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wants
       MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
   if (folder.empty()) return "$muk_open_file_error";
   work.Step("open: folder made");
-  AssetPlace source = CommittedPlace(work, record);
-  if (OwnerOf(work.root, work.index, record, source) == FolderOwner::Other) source = {};
   record.editPath = folder;
   ForgetStaleClaims(work.root, work.index, record);
   const auto now = static_cast<std::uint64_t>(work.database.UnixTime());
   if (record.modifyTime == 0) record.modifyTime = now;
   if (record.uploadTime == 0) record.uploadTime = now;
   const AssetPlace target = EditPlace(work.root, record);
-  AssetWalkFault fault;
-  if (!wantsCopy || !HasCommitted(record) ||
-      WithRoom([&] { return FillWorkingFolder(work, source, target, &fault); })) {
+  if (wantsCopy && HasCommitted(record)) reason = FillWorkingFolder(work, record, target);
+  if (reason.empty()) {
     UpdateAsset(work.index, record);
     return nullptr;
   }
   static_cast<void>(Zef::Platform::RemoveEmptyFolder(target.path));
   record.editPath.Clear();
   work.Verify(record);
-  reason = CopyFaultText(fault);
   return "$muk_copy_file_error";
 }
 

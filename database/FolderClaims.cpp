@@ -232,6 +232,14 @@ FolderOwner OwnerOf(const std::string& root, const MUKAssetIndex& index, const M
   return claims.within ? FolderOwner::Shared : FolderOwner::Record;
 }
 
+std::string CopyRefusal(const std::string& root, const MUKAssetIndex& index, const MUKAsset& record,
+                        const AssetPlace& place) {
+  if (!record.IsPresent()) return "there are none";
+  if (place.IsNowhere()) return "the path of their folder leads nowhere";
+  const bool isAnothers = OwnerOf(root, index, record, place) == FolderOwner::Other;
+  return isAnothers ? "their folder is that of another asset" : "";
+}
+
 void ForgetStaleClaims(const std::string& root, MUKAssetIndex& index, const MUKAsset& record) {
   const AskedFolder asked(root, EditPlace(root, record));
   for (MUKAsset* const other : index.AllRecords()) {

@@ -55,6 +55,10 @@ enum class FolderOwner {
 [[nodiscard]] FolderOwner OwnerOf(const std::string& root, const MUKAssetIndex& index,
                                   const MUKAsset& record, const AssetPlace& folder);
 
+/// Why what lies in a place of a record is not to be copied, for messages; empty when it may be.
+[[nodiscard]] std::string CopyRefusal(const std::string& root, const MUKAssetIndex& index,
+                                      const MUKAsset& record, const AssetPlace& place);
+
 /// Clears the `editPath` of other records that claim the record's working folder: it was just made,
 /// so they lost theirs.
 void ForgetStaleClaims(const std::string& root, MUKAssetIndex& index, const MUKAsset& record);
