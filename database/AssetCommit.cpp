@@ -56,15 +56,16 @@ class Commit {
   Commit(MUKAsset& record, ResultsLog* log, std::uint32_t flags)
       : record_(record), log_(log), flags_(flags) {}
 
-  /// The key of what went wrong, or null.
-  const char* Run();
+  /// The key of what went wrong, or null. Some have a reason.
+  const char* Run(std::string& reason);
 
  private:
   bool FindTarget();
   const char* FaultOfFiles() const;
-  bool PutInPlace();
+  /// Empty, or why not.
+  std::string PutInPlace();
   bool MoveInPlace();
-  bool CopyInPlace();
+  bool CopyInPlace(AssetWalkFault& fault);
   bool DropIgnored(const std::string& folder, std::size_t depth);
   void UpgradeLocation();
   void UpdateRecord();
@@ -84,13 +85,14 @@ class Commit {
   bool isSaved_ = false;  // while it was copied
 };
 
-const char* Commit::Run() {
+const char* Commit::Run(std::string& reason) {
   if (!record_.Has(AssetFlag::PermitCommit)) return "$muk_commit_perm";
   if (!KeepsWorkingFolder(work_, record_, false)) return "$muk_commit_open_for_edit";
   working_ = EditPlace(work_.root, record_);
   if (!FindTarget()) return "$muk_commit_database_error";
   const char* failure = FaultOfFiles();
-  if (failure == nullptr && !PutInPlace()) failure = "$muk_commit_file_error";
+  if (failure == nullptr) reason = PutInPlace();
+  if (!reason.empty()) failure = "$muk_commit_file_error";
   if (failure != nullptr) {
     // An asset that was nowhere is nowhere again.
     if (!madeFolder_.empty()) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.path));
@@ -141,14 +143,17 @@ const char* Commit::FaultOfFiles() const {
   return CheckFolder(working_, log_) ? nullptr : "$muk_commit_invalid_files";
 }
 
-bool Commit::PutInPlace() {
-  if (target_.path.empty() || isShared_ || Overlap(working_, target_)) return false;
+std::string Commit::PutInPlace() {
+  if (target_.path.empty()) return "the path of their folder leads nowhere";
+  if (isShared_) return "the folder they go to holds that of another asset";
+  if (Overlap(working_, target_)) return "their folder and the one they go to overlap";
   work_.MarkChanged();
   work_.Step("commit: files checked");
   hasMoved_ = MoveInPlace();
-  if (!hasMoved_ && !WithRoom([this] { return CopyInPlace(); })) return false;
+  AssetWalkFault fault;
+  if (!hasMoved_ && !WithRoom([&] { return CopyInPlace(fault); })) return CopyFaultText(fault);
   Zef::Platform::FlushFolder(target_.path + "/..");
-  return true;
+  return {};
 }
 
 /// The folder itself goes, as it costs nothing, and an editor that has a file open writes on where
@@ -174,10 +179,10 @@ bool Commit::DropIgnored(const std::string& folder, std::size_t depth) {
   return true;
 }
 
-bool Commit::CopyInPlace() {
+bool Commit::CopyInPlace(AssetWalkFault& fault) {
   StagedFolder staged(work_.root, work_.settings.stepObserver);
   const std::string stamp = Keeps() ? "" : StampOf(working_);
-  if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path())) return false;
+  if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path(), &fault)) return false;
   if (!Zef::Platform::FlushTree(staged.Path())) return false;
   const bool isDone =
       FolderExists(target_) ? staged.Exchange(target_.path) : staged.Put(target_.path);
@@ -241,8 +246,9 @@ bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags) {
   const MUKLock guard(true);
   MUKAsset* const record = guard.IsHeld() ? Database::Get().Index().Find(id) : nullptr;
   if (record == nullptr) return false;
-  const char* const failure = Commit(*record, log, flags).Run();
-  if (failure != nullptr) TellOfAsset(log, ResultLevel::kError, failure, *record);
+  std::string reason;
+  const char* const failure = Commit(*record, log, flags).Run(reason);
+  if (failure != nullptr) TellOfAsset(log, ResultLevel::kError, failure, *record, reason);
   return failure == nullptr;
 }
 

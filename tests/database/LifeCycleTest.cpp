@@ -188,10 +188,10 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
                {"nco", "+E/config.txt", 'c', "commit_missing_config;"},
                {"n", "E/CONFIG.GROLE", 'c', "commit_duplicate_config;"},
                {"n", "@E/parts/e", 'c', "package_file_bad_name;commit_invalid_files;"},
-               {"nco", "temp", 'c', "commit_file_error;"},
+               {"nco", "temp", 'c', "commit_file_error disk;"},
                {"nco", "P", 'c', "commit_perm;"},
-               {"nco", "U", 'c', "commit_file_error;"},
-               {"nco", "S", 'c', "commit_file_error;"}};
+               {"nco", "U", 'c', "commit_file_error nowhere;"},
+               {"nco", "S", 'c', "commit_file_error overlap;"}};
   for (const auto& each : cases) {
     Renew();
     ASSERT_TRUE(Live(each.before));
