@@ -1,5 +1,8 @@
 // quarle asset edit, commit, revert, delete and clone.
 
+#include <set>
+#include <vector>
+
 #include "apps/quarle/AssetState.h"
 #include "apps/quarle/AssetWork.h"
 #include "database/AssetClone.h"
@@ -16,6 +19,19 @@ std::string Named(const MUKAsset& record) {
 
 std::string WorkingFolder(const AssetWork& work) {
   return PlaceText(EditPlace(work.session.Root(), *work.Record()));
+}
+
+/// What a summary says of places whose folders are not gone: those outside the product are their
+/// user's own, and others may be another asset's too.
+std::string StillThere(const std::vector<AssetPlace>& places) {
+  std::set<std::string> told;
+  std::string text;
+  for (const AssetPlace& place : places) {
+    const std::string path = PlaceText(place);
+    if (FolderExists(place) && told.insert(path).second)
+      text += "; " + Quoted(path) + " stays on disk";
+  }
+  return text;
 }
 
 bool Edit(AssetWork& work) {
@@ -45,15 +61,16 @@ bool Revert(AssetWork& work) {
     work.failure = asset + " is not open for edit, so there is nothing to revert";
     return false;
   }
-  const std::string folder = WorkingFolder(work);
+  const AssetPlace working = EditPlace(work.session.Root(), *work.Record());
   if (!MUKRevertAssetEdits({work.id, true})) {
-    work.failure = asset + " was not reverted: its working folder " + Quoted(folder) +
+    work.failure = asset + " was not reverted: its working folder " + Quoted(PlaceText(working)) +
                    " could not be deleted; see that you may write there";
     return false;
   }
   const bool wasNew = work.Record() == nullptr || !work.Record()->IsPresent();
-  work.summary =
-      asset + (wasNew ? " was never committed and is deleted" : " is as it was committed");
+  work.summary = asset +
+                 (wasNew ? " was never committed and is deleted" : " is as it was committed") +
+                 StillThere({working});
   return true;
 }
 
@@ -66,12 +83,14 @@ AssetPlace LeftPlace(const std::string& root, const MUKAsset& record) {
 
 bool Delete(AssetWork& work) {
   const std::string asset = Named(*work.Record());
-  const AssetPlace working = EditPlace(work.session.Root(), *work.Record());
+  const std::string& root = work.session.Root();
+  std::vector<AssetPlace> places{EditPlace(root, *work.Record()),
+                                 LegacyPlace(root, *work.Record())};
+  if (!work.Record()->Has(AssetFlag::BuiltIn)) places.push_back(InstallPlace(root, *work.Record()));
   const bool wasPresent = work.Record()->IsPresent();
   MUKDeleteAsset(work.id, work.options.forget);
   const MUKAsset* const record = work.Record();
-  const AssetPlace left =
-      record == nullptr ? AssetPlace() : LeftPlace(work.session.Root(), *record);
+  const AssetPlace left = record == nullptr ? AssetPlace() : LeftPlace(root, *record);
   if (!left.IsNowhere()) {
     work.failure = asset + " was not deleted whole: " + Quoted(PlaceText(left)) +
                    " is still there; see that you may write there";
@@ -84,8 +103,7 @@ bool Delete(AssetWork& work) {
   } else {
     work.summary = asset + " is part of the product and stays";
   }
-  // One outside the product is its user's own.
-  if (FolderExists(working)) work.summary += "; " + Quoted(PlaceText(working)) + " stays too";
+  work.summary += StillThere(places);
   return true;
 }
 

@@ -288,6 +288,10 @@ TEST_F(LifeTest, AnAssetBelowASubstitutionIsCommittedWhereItCanBe) {
   EXPECT_EQ(State(), "I2") << "beside the archive";
   Crash(index);
   EXPECT_EQ(State() + MUKGetName(kId) + MUKGetArchiveName(kId), "I22local");
+  fs::resize_file(archive, 100);
+  EXPECT_TRUE(MUKSetArchiveName(kId, "lifearchive") && MUKSetInstallPath(kId, "a") && !Do('o'));
+  const auto& told = dynamic_cast<const AssetMessage&>(*log_.Entries().back().reference);
+  EXPECT_EQ(told.parameters.at(2).substr(0, 27), "'lifearchive:a/config.txt' ");
 
   Write("packs/b", '3');
   Zef::Subst("lifefolder", (folder_ / "packs/").c_str(), true);
