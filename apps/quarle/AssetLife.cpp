@@ -28,8 +28,8 @@ std::string StillThere(const std::vector<AssetPlace>& places) {
   std::string text;
   for (const AssetPlace& place : places) {
     const std::string path = PlaceText(place);
-    if (FolderExists(place) && told.insert(path).second)
-      text += "; " + Quoted(path) + " stays on disk";
+    if (!FolderExists(place) || !told.insert(path).second) continue;
+    text += "; " + Quoted(path) + " stays on disk";
   }
   return text;
 }
@@ -74,34 +74,34 @@ bool Revert(AssetWork& work) {
   return true;
 }
 
-/// What a deletion should have taken away and could not; nowhere when it took all.
-AssetPlace LeftPlace(const std::string& root, const MUKAsset& record) {
-  if (!record.editPath.IsEmpty()) return EditPlace(root, record);
-  if (!record.legacyPath.IsEmpty()) return LegacyPlace(root, record);
-  return record.Has(AssetFlag::BuiltIn) ? AssetPlace() : InstallPlace(root, record);
+/// Where the folders lie that a deletion is to take away; nowhere for a path that is not set.
+std::vector<AssetPlace> PlacesToDelete(const std::string& root, const MUKAsset& record) {
+  const bool isBuiltIn = record.Has(AssetFlag::BuiltIn);
+  return {EditPlace(root, record), LegacyPlace(root, record),
+          isBuiltIn ? AssetPlace() : InstallPlace(root, record)};
 }
 
 bool Delete(AssetWork& work) {
   const std::string asset = Named(*work.Record());
   const std::string& root = work.session.Root();
-  std::vector<AssetPlace> places{EditPlace(root, *work.Record()),
-                                 LegacyPlace(root, *work.Record())};
-  if (!work.Record()->Has(AssetFlag::BuiltIn)) places.push_back(InstallPlace(root, *work.Record()));
+  const std::vector<AssetPlace> places = PlacesToDelete(root, *work.Record());
   const bool wasPresent = work.Record()->IsPresent();
   MUKDeleteAsset(work.id, work.options.forget);
   const MUKAsset* const record = work.Record();
-  const AssetPlace left = record == nullptr ? AssetPlace() : LeftPlace(root, *record);
-  if (!left.IsNowhere()) {
+  if (record == nullptr) {
+    work.summary = asset + " is deleted and forgotten" + StillThere(places);
+    return true;
+  }
+  for (const AssetPlace& left : PlacesToDelete(root, *record)) {
+    if (left.IsNowhere()) continue;
     work.failure = asset + " was not deleted whole: " + Quoted(PlaceText(left)) +
                    " is still there; see that you may write there";
     return false;
   }
-  if (record == nullptr) {
-    work.summary = asset + " is deleted and forgotten";
-  } else if (!record->IsPresent()) {
-    work.summary = asset + (wasPresent ? " is deleted" : " was not there") + "; its record stays";
-  } else {
+  if (record->IsPresent()) {
     work.summary = asset + " is part of the product and stays";
+  } else {
+    work.summary = asset + (wasPresent ? " is deleted" : " was not there") + "; its record stays";
   }
   work.summary += StillThere(places);
   return true;
