@@ -77,17 +77,16 @@ class Commit {
   ResultsLog* log_;
   std::uint32_t flags_;
   AssetPlace working_;
-  AssetPlace target_;
-  std::string madeFolder_;     // below "local", of an asset that had no place on disk
-  bool leavesLegacy_ = false;  // for its installed one, as the folder there is another's
-  bool isShared_ = false;      // the target holds the folder of another asset
+  CommitTarget target_;
+  std::string madeFolder_;  // below "local", of an asset that had no place on disk
   bool hasMoved_ = false;
   bool isSaved_ = false;  // while it was copied
 };
 
 const char* Commit::Run(std::string& reason) {
   if (!record_.Has(AssetFlag::PermitCommit)) return "$muk_commit_perm";
-  if (!KeepsWorkingFolder(work_, record_, false)) return "$muk_commit_open_for_edit";
+  ClearLostEditPath(work_, record_, false);
+  if (record_.editPath.IsEmpty()) return "$muk_commit_open_for_edit";
   working_ = EditPlace(work_.root, record_);
   if (!FindTarget()) return "$muk_commit_database_error";
   const char* failure = FaultOfFiles();
@@ -95,14 +94,14 @@ const char* Commit::Run(std::string& reason) {
   if (!reason.empty()) failure = "$muk_commit_file_error";
   if (failure != nullptr) {
     // An asset that was nowhere is nowhere again.
-    if (!madeFolder_.empty()) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.path));
+    if (target_.isNew) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.place.path));
     return failure;
   }
-  if (!madeFolder_.empty()) {
+  if (target_.isNew) {
     record_.installPath = std::string_view(madeFolder_).substr(kLocalArchive.size() + 1);
     record_.archiveName = kLocalArchive;
   }
-  if (leavesLegacy_ || !madeFolder_.empty()) record_.legacyPath.Clear();
+  if (!target_.isLegacy) record_.legacyPath.Clear();
   if (hasMoved_) {
     record_.editPath.Clear();
   } else if (!Keeps() && !isSaved_) {
@@ -115,23 +114,11 @@ const char* Commit::Run(std::string& reason) {
 }
 
 bool Commit::FindTarget() {
-  for (const bool isLegacy : {true, false}) {
-    if ((isLegacy ? record_.legacyPath : record_.installPath).IsEmpty()) continue;
-    const AssetPlace named =
-        isLegacy ? LegacyPlace(work_.root, record_) : InstallPlace(work_.root, record_);
-    target_ = OnDisk(work_.root, named, true);
-    // One in a mounted archive comes to lie beside it: nothing can be put in its place there. So
-    // does one whose folders are those of other assets.
-    if (!target_.subst.IsNull()) continue;
-    const FolderOwner owner = OwnerOf(work_.root, work_.index, record_, target_);
-    if (owner == FolderOwner::Other) continue;
-    isShared_ = owner == FolderOwner::Shared;
-    leavesLegacy_ = !isLegacy;
-    return true;
-  }
+  target_ = FindCommitTarget(work_, record_);
+  if (!target_.isNew) return true;
   work_.MarkChanged();
   madeFolder_ = MakeAssetFolder(work_.root, kLocalArchive, "content ");
-  target_ = {{}, work_.root + "/" + madeFolder_};
+  target_.place.path = work_.root + "/" + madeFolder_;
   work_.Step("commit: folder made");
   return !madeFolder_.empty();
 }
@@ -144,15 +131,15 @@ const char* Commit::FaultOfFiles() const {
 }
 
 std::string Commit::PutInPlace() {
-  if (target_.path.empty()) return "the path of their folder leads nowhere";
-  if (isShared_) return "the folder they go to holds that of another asset";
-  if (Overlap(working_, target_)) return "their folder and the one they go to overlap";
+  if (target_.place.path.empty()) return "the path of their folder leads nowhere";
+  if (target_.isShared) return "the folder they go to holds that of another asset";
+  if (Overlap(working_, target_.place)) return "their folder and the one they go to overlap";
   work_.MarkChanged();
   work_.Step("commit: files checked");
   hasMoved_ = MoveInPlace();
   AssetWalkFault fault;
   if (!hasMoved_ && !WithRoom([&] { return CopyInPlace(fault); })) return CopyFaultText(fault);
-  Zef::Platform::FlushFolder(target_.path + "/..");
+  Zef::Platform::FlushFolder(target_.place.path + "/..");
   return {};
 }
 
@@ -161,7 +148,8 @@ std::string Commit::PutInPlace() {
 bool Commit::MoveInPlace() {
   return !Keeps() && OwnsWorkingFolder(work_, record_) && DropIgnored(working_.path, 0) &&
          Zef::Platform::FlushTree(working_.path) &&
-         MoveAssetFolder(work_.root, working_.path, target_.path, work_.settings.stepObserver);
+         MoveAssetFolder(work_.root, working_.path, target_.place.path,
+                         work_.settings.stepObserver);
 }
 
 /// What a commit leaves out. False when that cannot be.
@@ -184,8 +172,8 @@ bool Commit::CopyInPlace(AssetWalkFault& fault) {
   const std::string stamp = Keeps() ? "" : StampOf(working_);
   if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path(), &fault)) return false;
   if (!Zef::Platform::FlushTree(staged.Path())) return false;
-  const bool isDone =
-      FolderExists(target_) ? staged.Exchange(target_.path) : staged.Put(target_.path);
+  const bool isDone = FolderExists(target_.place) ? staged.Exchange(target_.place.path)
+                                                  : staged.Put(target_.place.path);
   isSaved_ = !Keeps() && isDone && StampOf(working_) != stamp;
   return isDone;
 }
@@ -241,6 +229,22 @@ void Commit::UpdateRecord() {
 }
 
 }  // namespace
+
+CommitTarget FindCommitTarget(const AssetOperation& work, const MUKAsset& record) {
+  for (const bool isLegacy : {true, false}) {
+    if ((isLegacy ? record.legacyPath : record.installPath).IsEmpty()) continue;
+    const AssetPlace named =
+        isLegacy ? LegacyPlace(work.root, record) : InstallPlace(work.root, record);
+    const AssetPlace place = OnDisk(work.root, named, true);
+    // One in a mounted archive comes to lie beside it: nothing can be put in its place there. So
+    // does one whose folders are those of other assets.
+    if (!place.subst.IsNull()) continue;
+    const FolderOwner owner = OwnerOf(work.root, work.index, record, place);
+    if (owner == FolderOwner::Other) continue;
+    return {place, false, isLegacy, owner == FolderOwner::Shared};
+  }
+  return {.isNew = true};
+}
 
 bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags) {
   const MUKLock guard(true);

@@ -41,7 +41,8 @@ const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wants
                         std::string& reason) {
   if (!record.Has(AssetFlag::PermitEdit)) return "$muk_edit_perm";
   // Its user may have deleted it, or never put anything in.
-  if (KeepsWorkingFolder(work, record, true)) return nullptr;
+  ClearLostEditPath(work, record, true);
+  if (!record.editPath.IsEmpty()) return nullptr;
   work.MarkChanged();
   const std::string folder =
       MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
@@ -87,17 +88,15 @@ AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record) {
                                      : LegacyPlace(work.root, record);
 }
 
-bool KeepsWorkingFolder(const AssetOperation& work, MUKAsset& record, bool dropsGone) {
-  if (record.editPath.IsEmpty()) return false;
+void ClearLostEditPath(const AssetOperation& work, MUKAsset& record, bool clearsGone) {
+  if (record.editPath.IsEmpty()) return;
   const AssetPlace place = EditPlace(work.root, record);
-  if (!(dropsGone && IsFolderGone(place)) &&
-      OwnerOf(work.root, work.index, record, place) != FolderOwner::Other) {
-    return true;
-  }
+  const bool isLost = (clearsGone && IsFolderGone(place)) ||
+                      OwnerOf(work.root, work.index, record, place) == FolderOwner::Other;
+  if (!isLost) return;
   record.editPath.Clear();
   work.MarkChanged();
   UpdateAsset(work.index, record);
-  return false;
 }
 
 MUKAssetHandle MUKOpenAsset(const PLID& id, bool forEdit, ResultsLog* log) {
