@@ -240,7 +240,7 @@ Database::Source Database::LoadFiles() {
   }
   mainStands_ = main == Outcome::Loaded;
   if (dirty_) BackUpLocked();
-  if (mainStands_) return Source::Main;
+  if (main == Outcome::Loaded) return Source::Main;
   return left == Outcome::Loaded ? Source::Leftover : Source::None;
 }
 

@@ -11,7 +11,7 @@ namespace {
 constinit std::atomic<bool> booted{false};
 constinit std::atomic<std::uint32_t> mainThread{0};
 
-// Recursion-free: a callback runs outside the lock, so it may register further ones.
+// Never held while a callback runs, so that this may register further ones.
 constinit std::mutex tableLock;
 constinit KernelExitTable::Function table[KernelExitTable::kCapacity] = {};
 constinit std::uint32_t tableCount = 0;

@@ -94,16 +94,19 @@ void ListJson(const MountedArchive& archive) {
   json.EndObject();
 }
 
-/// What every command that reads says at its end.
-int EndReading(const MountedArchive& archive) {
-  if (!archive.Source().IsReadWhole()) {
-    return Fail(Quoted(archive.Path()) + ": the disk cannot read all of it; try again");
-  }
+/// What keeps an archive from being read to its end; empty for nothing.
+std::string WhyUnread(const MountedArchive& archive) {
+  if (!archive.Source().IsReadWhole()) return "the disk cannot read all of it; try again";
   const auto damage = archive.Source().DamagedAt();
-  if (!damage) return kDone;
-  return Fail(Quoted(archive.Path()) + " is damaged at byte " + std::to_string(*damage) + "; the " +
-              Counted(archive.Source().FileCount(), "file") +
-              " before that can be read, restore a copy for the rest");
+  if (!damage) return {};
+  return "it is damaged at byte " + std::to_string(*damage) + "; the " +
+         Counted(archive.Source().FileCount(), "file") +
+         " before that can be read, restore a copy for the rest";
+}
+
+int EndReading(const MountedArchive& archive) {
+  const std::string why = WhyUnread(archive);
+  return why.empty() ? kDone : Fail(Quoted(archive.Path()) + ": " + why);
 }
 
 struct Skipped {
@@ -111,18 +114,22 @@ struct Skipped {
   std::string why;
 };
 
-/// Whether a file is what one of the names stands for, itself or as a folder above it.
+/// Whether a file is what one of the names stands for, itself or as a folder above it; "." is above
+/// all files, if there are any or not.
 class Selection {
  public:
-  explicit Selection(const std::vector<std::string>& names) : used_(names.size()) {
-    for (const std::string& name : names) keys_.push_back(Zef::ArchiveTable::KeyOf(name));
+  explicit Selection(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+      keys_.push_back(Zef::ArchiveTable::KeyOf(name));
+      used_.push_back(keys_.back().empty());
+    }
   }
   bool Takes(const Zef::ArchiveRow& row) {
     if (keys_.empty()) return true;
     const std::string key = Zef::ArchiveTable::KeyOf(row.entry.name);
     bool taken = false;
     for (std::size_t i = 0; i < keys_.size(); ++i) {
-      const bool matches = key == keys_[i] || key.starts_with(keys_[i] + "/");
+      const bool matches = keys_[i].empty() || key == keys_[i] || key.starts_with(keys_[i] + "/");
       used_[i] = used_[i] || matches;
       taken = taken || matches;
     }
@@ -232,6 +239,18 @@ void CopyInto(Zef::File& from, Zef::File& to, const std::function<void(std::size
   to.Close();
 }
 
+/// False, with the failure's line printed.
+bool CheckNames(const MountedArchive& archive, const ArchiveInputs& inputs) {
+  for (const ArchiveInput& input : inputs.files) {
+    const std::string obstacle = archive.Obstacle(input.name);
+    if (obstacle.empty()) continue;
+    static_cast<void>(Fail(Quoted(input.path) + " cannot be added to " + Quoted(archive.Path()) +
+                           ": " + obstacle + "; rename one of them"));
+    return false;
+  }
+  return true;
+}
+
 /// Fills an archive with the files; false, with the failure's line printed.
 bool AddAll(const MountedArchive& archive, const ArchiveInputs& inputs, bool compress,
             const CommonOptions& common, std::uint64_t* replaced) {
@@ -242,6 +261,14 @@ bool AddAll(const MountedArchive& archive, const ArchiveInputs& inputs, bool com
   for (const ArchiveInput& input : inputs.files) {
     Zef::File from;
     Zef::File to;
+    // How small one becomes shows only when it is compressed.
+    if (!compress && !archive.Source().HasRoomFor(input.size)) {
+      static_cast<void>(Fail(Quoted(input.path) + " cannot be added to " + Quoted(archive.Path()) +
+                             ": its " + ByteSize(input.size) +
+                             " do not fit, for an archive has less than 4 GiB; leave it out, or "
+                             "start another one"));
+      return false;
+    }
     if (from.Open(Zef::PString(), input.path.c_str(), Zef::FileMode::kReadRaw) != Zef::RES_OK) {
       static_cast<void>(Fail(Quoted(input.path) + ": it cannot be read; check its permissions"));
       return false;
@@ -268,7 +295,8 @@ int RunAdding(const ArchiveOptions& options, const CommonOptions& common, Access
   MountedArchive archive;
   if (!CollectInputs(options.folder, options.names, options.archive, &inputs)) return kFailed;
   if (!archive.Open(options.archive, access)) return kFailed;
-  if (!AddAll(archive, inputs, options.compress, common, &replaced) || !archive.Finish()) {
+  if (!CheckNames(archive, inputs) ||
+      !AddAll(archive, inputs, options.compress, common, &replaced) || !archive.Finish()) {
     if (access == Access::Create) archive.Discard();
     return kFailed;
   }
@@ -331,8 +359,10 @@ int RunArchiveExtract(const ArchiveOptions& options, const CommonOptions& common
   PrintExtraction(archive, options, common, work);
   if (work.skipped.empty()) return EndReading(archive);
   const Skipped& first = work.skipped.front();
+  const std::string unread = WhyUnread(archive);
   return Fail(Quoted(options.archive) + ": " + Counted(work.skipped.size(), "file") +
-              " not extracted or not as stored, first " + Quoted(first.name) + ": " + first.why);
+              " not extracted or not as stored, first " + Quoted(first.name) + ": " + first.why +
+              (unread.empty() ? "" : "; besides, " + unread));
 }
 
 int RunArchiveCreate(const ArchiveOptions& options, const CommonOptions& common) {
@@ -375,10 +405,8 @@ int RunArchiveRename(const ArchiveOptions& options, const CommonOptions& common)
     return Fail(Quoted(options.archive) + " has no file " + Quoted(options.from) +
                 "; see quarle archive list");
   }
-  // A file in the place of a folder would keep what lies in that from being extracted.
-  if (archive.HasFolder(options.to)) {
-    return Fail(Quoted(options.to) + " is a folder in " + Quoted(options.archive) +
-                "; take another name");
+  if (const std::string obstacle = archive.Obstacle(options.to); !obstacle.empty()) {
+    return Fail(Quoted(options.archive) + ": " + obstacle + "; take another name");
   }
   if (Zef::File::Rename(archive.Name(), options.from.c_str(), options.to.c_str())) {
     return EndChange(archive, common, Quoted(options.from) + " is now " + Quoted(options.to));

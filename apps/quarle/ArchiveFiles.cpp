@@ -86,15 +86,32 @@ class Collector {
       return Refuse(name, "its name is too long for an archive, which takes 258 bytes");
     }
     if (StartsAtRoot(name)) return Refuse(name, "no archive takes a name like that of a drive");
-    const auto [taken, isNew] = names_.try_emplace(ArchiveTable::KeyOf(name), name);
-    if (!isNew) {
-      return taken->second == name ||
-             Refuse(PathOf(name), "in an archive it has the name of " + Quoted(taken->second) +
+    const std::string key = ArchiveTable::KeyOf(name);
+    const auto [taken, isNew] = names_.try_emplace(key, name);
+    if (!isNew && taken->second == name) return true;
+    const std::string clash =
+        isNew ? FindClash(key, name) : "it has the name of " + Quoted(taken->second);
+    if (!clash.empty()) {
+      return Refuse(PathOf(name), "in an archive " + clash +
                                       ", for letter case does not count; rename one of them");
     }
     inputs_.files.push_back({PathOf(name), name, info.size});
     inputs_.bytes += info.size;
     return true;
+  }
+
+  /// How a new file and another one would need one name for a file and a folder; empty if not.
+  std::string FindClash(const std::string& key, const std::string& name) {
+    const auto folder = above_.find(key);
+    if (folder != above_.end()) return "it has the name of the folder " + Quoted(folder->second);
+    for (std::size_t at = key.rfind('/'); at != key.npos && at > 0; at = key.rfind('/', at - 1)) {
+      const std::string above = key.substr(0, at);
+      const auto file = names_.find(above);
+      if (file != names_.end()) return "its folder has the name of " + Quoted(file->second);
+      // Those further up are known with it.
+      if (!above_.try_emplace(above, name.substr(0, at)).second) break;
+    }
+    return {};
   }
 
   /// What a folder holds.
@@ -131,6 +148,7 @@ class Collector {
   ArchiveInputs& inputs_;
   std::vector<std::string> folders_;
   std::unordered_map<std::string, std::string> names_;  // of the files, by their keys
+  std::unordered_map<std::string, std::string> above_;  // of the folders that they lie in
   Platform::FileInfo archive_;
   bool hasArchive_ = false;
 };
@@ -180,6 +198,22 @@ bool MountedArchive::HasFolder(const std::string& name) const {
 
 bool MountedArchive::Has(const std::string& name) const {
   return File::Exists(name_, name.c_str()) == RES_OK || HasFolder(name);
+}
+
+std::string MountedArchive::Obstacle(const std::string& name) const {
+  const auto isFile = [&](const std::string& text) {
+    return File::Exists(name_, text.c_str()) == RES_OK;
+  };
+  if (isFile(name)) return {};
+  if (HasFolder(name)) return Quoted(name) + " is a folder there";
+  FilePath path(name);
+  path.Normalise();
+  const std::string_view text = path.View();
+  for (std::size_t at = text.find('/'); at != text.npos; at = text.find('/', at + 1)) {
+    const std::string folder(text.substr(0, at));
+    if (isFile(folder)) return Quoted(folder) + " is a file there";
+  }
+  return {};
 }
 
 bool CollectInputs(const std::string& folder, const std::vector<std::string>& names,

@@ -36,6 +36,9 @@ class MountedArchive {
   /// True for a file, or for a folder that some file lies in.
   bool Has(const std::string& name) const;
   bool HasFolder(const std::string& name) const;
+  /// What stands in the place of a new file, which could not be extracted beside it: a folder of
+  /// its name, or a file where it needs a folder. Empty for nothing, and for the name of a file.
+  std::string Obstacle(const std::string& name) const;
 
  private:
   Zef::PString name_{"quarle-archive"};

@@ -35,9 +35,6 @@ void SleepMilliseconds(std::uint32_t milliseconds);
 [[nodiscard]] bool GetEnvironment(const char* name, std::string* value);
 /// Path of the loaded module (program or library) that holds this code.
 [[nodiscard]] std::string ModulePath();
-/// Path of the running program; empty when the system does not tell.
-[[nodiscard]] std::string ProgramPath();
-
 /// Path of the running program, whichever module asks; empty when the system does not tell.
 [[nodiscard]] std::string ProgramPath();
 

@@ -59,7 +59,8 @@ class ZEF_API PluginSystemBase {
 
 class ZEF_API PluginType : public PluginSystemBase, public KernelObject {
  public:
-  /// A null group, and one that no catalogue knows, means none.
+  /// A null group means that of the catalogue's row with this name and id; a group that no
+  /// catalogue knows means none.
   PluginType(const PString& name, const Guid& id, const Guid& group);
   PluginType(const PluginType&) = delete;
   PluginType& operator=(const PluginType&) = delete;

@@ -123,9 +123,9 @@ void PluginCatalogue::Add(std::string_view name, std::string_view id, std::strin
   if (!parentId.empty() && parent == nullptr) return;
   PluginEntry entry{PString(name), Guid::Parse(id), parent, library};
   entry.depth = parent != nullptr ? parent->depth + 1 : 0;
-  if (name.empty() || entry.id.IsNull() || entry.depth > kMostNesting) return;
+  if (name.empty() || id.empty() || entry.depth > kMostNesting) return;
   PluginEntry& kept = entries_.emplace_back(std::move(entry));
-  byId_.Add(kept.id.Hash(), kept);
+  if (!kept.id.IsNull()) byId_.Add(kept.id.Hash(), kept);
   byName_.Add(kept.name.Key(), kept);
 }
 
@@ -161,6 +161,11 @@ PluginEntry* PluginCatalogue::Find(const PluginQuery& query) const {
 PluginEntry* PluginCatalogue::FindGroup(const Guid& id) const {
   return byId_.First(id.Hash(),
                      [&](const PluginEntry& entry) { return entry.id == id && entry.IsGroup(); });
+}
+
+const PluginEntry* PluginCatalogue::FindRow(const PString& name, const Guid& id) const {
+  return byName_.First(
+      name.Key(), [&](const PluginEntry& entry) { return entry.name == name && entry.id == id; });
 }
 
 std::string_view BuiltInPluginText() { return kBuiltInText; }

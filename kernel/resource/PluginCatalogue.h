@@ -64,6 +64,8 @@ class PluginCatalogue {
   /// Null for a query with neither name nor id.
   PluginEntry* Find(const PluginQuery& query) const;
   PluginEntry* FindGroup(const Guid& id) const;
+  /// The first row with both; null without one.
+  const PluginEntry* FindRow(const PString& name, const Guid& id) const;
   const std::deque<PluginEntry>& Entries() const { return entries_; }
 
  private:

@@ -55,18 +55,25 @@ LibraryStatus PluginLibrary::Load() {
   if (state_ == State::Failed) return RES_LIBRARYNOTFOUND;
   state_ = State::Loading;
   std::string reason;
-  LibraryStatus status = IsProgram() ? module_.LoadProgram() : LoadFile(reason);
-  void* symbol = nullptr;
-  if (status == kLibraryOk) status = module_.GetSymbol(symbol, kPluginEntryPoint);
-  if (status == kLibraryOk) {
-    reinterpret_cast<PluginEntryFunction>(symbol)();
-    state_ = State::Loaded;
-    return status;
-  }
-  state_ = State::Failed;
+  const LibraryStatus status = Enter(reason);
+  state_ = status == kLibraryOk ? State::Loaded : State::Failed;
+  if (status == kLibraryOk) return status;
   if (reason.empty()) reason = LibraryStatusText(status);
   Trace("Plug-in library \"%s\" cannot be loaded: %s", name_.Text(), reason.c_str());
   return status;
+}
+
+/// What the entry point raises ends here, for the module that it belongs to is about to go.
+LibraryStatus PluginLibrary::Enter(std::string& reason) try {
+  const LibraryStatus loaded = IsProgram() ? module_.LoadProgram() : LoadFile(reason);
+  if (loaded != kLibraryOk) return loaded;
+  void* symbol = nullptr;
+  const LibraryStatus found = module_.GetSymbol(symbol, kPluginEntryPoint);
+  if (found == kLibraryOk) reinterpret_cast<PluginEntryFunction>(symbol)();
+  return found;
+} catch (...) {
+  reason = "it raised an exception";
+  return RES_ENTRYPOINTNOTFOUND;
 }
 
 LibraryStatus PluginLibrary::LoadFile(std::string& reason) {

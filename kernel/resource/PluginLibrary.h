@@ -75,7 +75,7 @@ class PluginLibrary : public KernelObject {
   DynamicLibrary& Module() { return module_; }
 
   /// Loads the module and has it register its types, unless that failed before. Without an entry
-  /// point it fails, with the module still there, for its constructors may have registered types.
+  /// point that ends well it fails, with the module still there, for types may be registered.
   [[nodiscard]] LibraryStatus Load();
   /// Notes that its module was unloaded without a failure, so that it may be loaded again.
   void SetUnloaded() { state_ = State::Unloaded; }
@@ -83,6 +83,7 @@ class PluginLibrary : public KernelObject {
  private:
   enum class State : std::uint8_t { Unloaded, Loading, Loaded, Failed };
 
+  LibraryStatus Enter(std::string& reason);
   LibraryStatus LoadFile(std::string& reason);
 
   PString name_;

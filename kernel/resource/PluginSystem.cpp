@@ -7,6 +7,7 @@
 #include "kernel/resource/Compress.h"
 #include "kernel/standard/FileFind.h"
 #include "kernel/standard/Options.h"
+#include "kernel/standard/Trace.h"
 
 namespace Zef {
 
@@ -24,6 +25,13 @@ constexpr const char* kStatusTexts[] = {
 
 bool IsGroup(const PluginType& type) { return dynamic_cast<const PluginGroup*>(&type) != nullptr; }
 
+void AddPluginList(PluginListFunction list, const std::string& path, Options& options) try {
+  const char* const* text = list();
+  for (; text != nullptr && *text != nullptr; ++text) options.Add(*text);
+} catch (...) {
+  Trace("The plug-in list of \"%s\" ends early, for it raised an exception", path.c_str());
+}
+
 }  // namespace
 
 const char* PluginStatusText(std::uint32_t status) {
@@ -31,11 +39,18 @@ const char* PluginStatusText(std::uint32_t status) {
 }
 
 PluginSystem& PluginSystemBase::AcquireSystem() {
-  if (theSystem != nullptr) {
-    ++theSystem->uses_;
-  } else {
-    theSystem = new PluginSystem;
+  if (theSystem == nullptr) theSystem = new PluginSystem;
+  ++theSystem->uses_;
+  if (theSystem->isStarted_) return *theSystem;
+  try {
+    theSystem->isStarted_ = true;  // for the types that come meanwhile
     theSystem->Start();
+  } catch (...) {
+    // The next use tries again: types of scanned libraries may hold the system.
+    theSystem->builtIns_.clear();
+    theSystem->isStarted_ = false;
+    ReleaseSystem();
+    throw;
   }
   return *theSystem;
 }
@@ -73,8 +88,8 @@ void PluginSystem::Start() {
   // Those of scanned libraries that could not go again came before their groups were known.
   const std::vector<PluginType*> early = types_;
   for (PluginType* const type : early) JoinGroup(*type);
-  KernelExitTable::Register(ReleaseBuiltIns);
   builtIns_.push_back(MakeLZSSPlugin());
+  KernelExitTable::Register(ReleaseBuiltIns);
 }
 
 void PluginSystem::ReleaseBuiltIns() {
@@ -105,8 +120,7 @@ void PluginSystem::ReadPluginList(const std::string& path, Options& options) {
   void* symbol = nullptr;
   if (module.Load(path) != kLibraryOk) return;
   if (module.GetSymbol(symbol, kPluginListExport) == kLibraryOk) {
-    const char* const* text = reinterpret_cast<PluginListFunction>(symbol)();
-    for (; text != nullptr && *text != nullptr; ++text) options.Add(*text);
+    AddPluginList(reinterpret_cast<PluginListFunction>(symbol), path, options);
   }
   if (!Unload(module)) module.Keep();
 }
@@ -120,9 +134,14 @@ void PluginSystem::Register(PluginType& type) {
   JoinGroup(type);
 }
 
+// The group that the type names, or else that of its row.
 void PluginSystem::JoinGroup(PluginType& type) {
   if (type.group_ != nullptr) return;
-  type.group_ = AcquireGroup(type.groupId_);
+  Guid group = type.groupId_;
+  const PluginEntry* const row =
+      group.IsNull() ? catalogue_.FindRow(type.name_, type.id_) : nullptr;
+  if (row != nullptr && row->parent != nullptr) group = row->parent->id;
+  type.group_ = AcquireGroup(group);
   if (type.group_ != nullptr) type.group_->members_.PushBack(&type);
 }
 

@@ -92,7 +92,8 @@ class ZEF_API PluginSystem final : public PluginSystemBase, public KernelObject 
   bool Unload(DynamicLibrary& module);
   bool DropTypes(const DynamicLibrary& module, std::vector<PluginType*>& dropped);
 
-  std::uint32_t uses_ = 1;
+  std::uint32_t uses_ = 0;
+  bool isStarted_ = false;
   PluginCatalogue catalogue_;
   PluginTable<PluginType> typesById_;
   PluginTable<PluginType> typesByName_;

@@ -2,9 +2,10 @@
 //
 // Each change is arranged so that a process killed between any two writes leaves an archive that
 // a walk can read: the file first disowns its index, a chunk gets its size when it is whole, and
-// what it replaces is marked as deleted after that. So that a power cut spares what was there
-// before, the index is disowned, and what replaces a file is whole, on the device before the next
-// write.
+// what it replaces, which a walk takes no more, is marked as deleted some time after that. So that
+// a power cut spares what was there before, the index is disowned on the device before the next
+// write, what replaces a file is whole there before it gets its size, and has its size there before
+// the mark.
 
 #include <algorithm>
 #include <array>
@@ -108,7 +109,8 @@ bool FileSubArchive::WriteWord(std::uint32_t word, std::uint64_t offset) const {
   return WriteExactly(std::as_bytes(std::span(&word, 1)), offset);
 }
 
-/// Rows of a damaged index may point anywhere: nothing but a live chunk is written to.
+/// Reads the head where a file's chunk should begin. There need be none, for rows of a damaged
+/// index point anywhere.
 FileSubArchive::ChunkState FileSubArchive::ReadChunkHead(std::uint32_t dataOffset,
                                                          ArchiveChunkHead* head) const {
   std::array<std::byte, kChunkHeadSize> bytes;
@@ -128,6 +130,8 @@ bool FileSubArchive::MarkDeleted(std::uint32_t dataOffset) const {
          (state == ChunkState::Live && WriteWord(kDeletedTag, dataOffset - kFileHeadSize));
 }
 
+/// What later chunks replace is hidden from walks without a mark, as long as those stand. To wait
+/// for the device once for many, it is marked before one of them may go or an index counts.
 bool FileSubArchive::MarkSuperseded() {
   if (!superseded_.empty() && !Platform::FlushFile(file_.Get())) return false;
   for (; !superseded_.empty(); superseded_.pop_back()) {
@@ -157,7 +161,7 @@ class FileSubArchive::Change {
 bool FileSubArchive::BeginChange() {
   Complete();
   if (!complete_ || indexUnread_ || !IsAsLeft()) return false;
-  return DisownIndex() && MarkSuperseded() && (!stoppedAt_ || SealEnd());
+  return DisownIndex() && (!stoppedAt_ || SealEnd());
 }
 
 /// False if somebody else has changed the archive, which may have other chunks by now where the
@@ -193,6 +197,19 @@ bool FileSubArchive::EndOfChunks(std::uint64_t* end) const {
   return true;
 }
 
+bool FileSubArchive::HasRoomBehind(std::uint64_t end, std::uint64_t stored) const {
+  const std::uint64_t rows = std::uint64_t{table_.Count()} + 1;
+  const std::uint64_t rest = end + kFileHeadSize + kChunkHeadSize + rows * kRowSize;
+  return stored <= kLargestArchive && rest + stored <= kLargestArchive;
+}
+
+bool FileSubArchive::HasRoomFor(std::uint64_t stored) {
+  const SyncGuard guard(lock_);
+  Complete();
+  std::uint64_t end = 0;
+  return IsOpen() && EndOfChunks(&end) && HasRoomBehind(end, stored);
+}
+
 bool FileSubArchive::OpenForWrite(File& file, const FilePath& path, std::uint32_t mode) {
   FilePath name;
   if (readOnly_ || !IsOpen() || !ToEntryName(path, &name)) return false;
@@ -201,6 +218,7 @@ bool FileSubArchive::OpenForWrite(File& file, const FilePath& path, std::uint32_
   const ArchiveFile* old = Find(name);
   if (old == nullptr && creation == 0) return false;
   if (old != nullptr && creation == FileMode::kCreateNew) return false;
+  if (!TakesName(name.View())) return false;
   const bool keeps = creation == 0 || creation == FileMode::kAppend;
   File::Opened opened;
   opened.name = name.Text();
@@ -209,6 +227,12 @@ bool FileSubArchive::OpenForWrite(File& file, const FilePath& path, std::uint32_
   opened.source = this;
   file.Adopt(std::move(opened));
   return true;
+}
+
+/// A name that is there is taken again, whatever another writer has put beside it.
+bool FileSubArchive::TakesName(std::string_view name) {
+  const std::string key = ArchiveTable::KeyOf(name);
+  return table_.Find(key) != nullptr || !table_.IsBlocked(key);
 }
 
 /// The file loses its name at once: nothing stays behind, however this ends.
@@ -222,7 +246,8 @@ Platform::OwnedFile FileSubArchive::OpenTemporary(const ArchiveFile* old) const 
   return {};
 }
 
-/// What a reader of the file would get. Raises FileEx for malformed CFIL data.
+/// The content as it was given: decoded if its entry says that the archive compressed it, and as it
+/// stands if the file itself is CFIL data. Raises FileEx for malformed blocks.
 bool FileSubArchive::CopyContent(const ArchiveRow& row, std::int32_t to) const {
   Output out(to, 0);
   const auto put = [&](const std::uint8_t* piece, std::uint32_t count) {
@@ -259,7 +284,7 @@ void FileSubArchive::CloseFile(File& file) {
 bool FileSubArchive::Append(const File& file) {
   const Change change(*this);
   std::uint64_t start = 0;
-  if (!change.Begun() || !EndOfChunks(&start)) return false;
+  if (!change.Begun() || !EndOfChunks(&start) || !TakesName(file.Name())) return false;
   dirty_ = true;
   if (!Platform::SetFileSize(file_.Get(), start)) return false;
   ArchiveRow row;
@@ -277,7 +302,6 @@ bool FileSubArchive::Append(const File& file) {
     undo.wanted = false;
   }
   info_.indexOffset = static_cast<std::uint32_t>(row.End());
-  static_cast<void>(MarkSuperseded());  // the next change tries again
   return true;
 }
 
@@ -288,12 +312,10 @@ bool FileSubArchive::WriteChunk(const File& file, std::uint64_t start, ArchiveRo
   const bool compresses = FileMode::IsCompressing(file.Mode());
   Platform::FileInfo info;
   if (!Platform::GetOpenInfo(from, &info)) return false;
-  const std::uint64_t data = start + kFileHeadSize;
-  const std::uint64_t most = LargestStored(info.size, compresses);
-  const std::uint64_t index = kChunkHeadSize + (std::uint64_t{table_.Count()} + 1) * kRowSize;
-  if (most > kLargestArchive || data + most + index > kLargestArchive) return false;
+  if (!HasRoomBehind(start, LargestStored(info.size, compresses))) return false;
   if (compresses && info.size > CompressedFormat::kLargestFile) return false;
 
+  const std::uint64_t data = start + kFileHeadSize;
   row->offset = static_cast<std::uint32_t>(data);
   FileEntry& entry = row->entry;
   file.Name().copy(entry.name, sizeof entry.name - 1);
@@ -321,7 +343,7 @@ bool FileSubArchive::WriteChunk(const File& file, std::uint64_t start, ArchiveRo
 
 bool FileSubArchive::Remove(ArchiveFile* file) {
   const Change change(*this);
-  if (!change.Begun() || !MarkDeleted(file->row.offset)) return false;
+  if (!change.Begun() || !MarkSuperseded() || !MarkDeleted(file->row.offset)) return false;
   table_.Remove(file);
   dirty_ = true;
   return true;
@@ -351,10 +373,13 @@ bool FileSubArchive::Rename(const FilePath& from, const FilePath& to) {
   const SyncGuard guard(lock_);
   ArchiveFile* file = Find(from);
   const ArchiveFile* other = Find(name);
-  if (file == nullptr || (other != nullptr && other != file)) return false;
+  if (file == nullptr || (other != nullptr && other != file) || !TakesName(name.View())) {
+    return false;
+  }
   const Change change(*this);
   ArchiveChunkHead head;
-  if (!change.Begun() || ReadChunkHead(file->row.offset, &head) != ChunkState::Live) return false;
+  if (!change.Begun() || !MarkSuperseded()) return false;
+  if (ReadChunkHead(file->row.offset, &head) != ChunkState::Live) return false;
   dirty_ = true;
   std::array<char, FilePath::kSize> field{};
   name.View().copy(field.data(), field.size() - 1);
@@ -370,7 +395,7 @@ bool FileSubArchive::WriteIndex(bool rebuild) {
   if (readOnly_) return false;
   const Change change(*this);
   std::uint64_t start = 0;
-  if (!change.Begun() || !EndOfChunks(&start)) return false;
+  if (!change.Begun() || !MarkSuperseded() || !EndOfChunks(&start)) return false;
   if (rebuild) start = std::max(start, static_cast<std::uint64_t>(Platform::FileSize(file_.Get())));
   const std::uint64_t size = kChunkHeadSize + std::uint64_t{table_.Count()} * kRowSize;
   if (start + size > kLargestArchive) return false;

@@ -31,6 +31,15 @@ ArchiveFile* ArchiveTable::Find(std::string_view key) const {
   return found == byKey_.end() ? nullptr : found->second;
 }
 
+bool ArchiveTable::IsBlocked(std::string_view key) {
+  for (std::size_t at = key.find('/'); at != key.npos; at = key.find('/', at + 1)) {
+    if (Find(key.substr(0, at)) != nullptr) return true;
+  }
+  const std::string inside = std::string(key) + '/';
+  const ArchiveFile* const first = FromKey(inside);
+  return first != nullptr && first->key.starts_with(inside);
+}
+
 std::uint32_t ArchiveTable::Add(const ArchiveRow& row) {
   auto file = std::make_unique<ArchiveFile>();
   file->row = row;

@@ -36,6 +36,9 @@ class ArchiveTable {
   void Clear();
   /// Null when there is none. Valid until that file is removed or replaced.
   ArchiveFile* Find(std::string_view key) const;
+  /// True if a file has the name of one of the key's folders, or that of the key is a folder: no
+  /// disk takes both.
+  bool IsBlocked(std::string_view key);
   /// Adds a file, unless one of its key lies behind it. Result: where the data lies of the one of
   /// them that does not count, 0 for none.
   std::uint32_t Add(const ArchiveRow& row);

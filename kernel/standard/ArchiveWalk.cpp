@@ -1,6 +1,7 @@
 #include "kernel/standard/ArchiveWalk.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "kernel/platform/FileSystem.h"
 
@@ -21,8 +22,22 @@ bool ArchiveWalk::NextOfAnyKind() {
     end_ = End::Unread;
   } else if (head.Failed() || next_ > length_) {
     end_ = End::Damage;
+  } else if (head_.tag == 0 && head_.size == 0) {
+    PassOverZeros();
   }
   return end_ == End::None;
+}
+
+/// A tail of zeros is a run of chunks without content, one for each head. Those in the window are
+/// passed over as one, the last of them.
+void ArchiveWalk::PassOverZeros() {
+  constexpr std::array<std::byte, kChunkHeadSize> kZeroHead{};
+  const std::uint64_t end = std::min(windowStart_ + windowBytes_, length_);
+  while (next_ + kChunkHeadSize <= end &&
+         std::memcmp(&window_[next_ - windowStart_], kZeroHead.data(), kChunkHeadSize) == 0) {
+    next_ += kChunkHeadSize;
+  }
+  start_ = next_ - kChunkHeadSize;
 }
 
 bool ArchiveWalk::Next() {

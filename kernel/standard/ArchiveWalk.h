@@ -24,7 +24,8 @@ class ArchiveWalk {
   ArchiveWalk(std::int32_t file, std::uint64_t start, std::uint64_t length)
       : file_(file), length_(length), next_(start) {}
 
-  /// Goes on to the next chunk, whatever it is; false at the end.
+  /// Goes on to the next chunk, whatever it is; false at the end. Many heads of zeros may be passed
+  /// over as one.
   bool NextOfAnyKind();
   /// The same, but that a live file without room for its entry ends the walk.
   bool Next();
@@ -39,6 +40,7 @@ class ArchiveWalk {
   std::span<const std::byte> Content(std::uint32_t count);
 
  private:
+  void PassOverZeros();
   std::span<const std::byte> Fetch(std::uint64_t offset, std::size_t count);
   bool IsUnfinished();
   bool IsRow() const;

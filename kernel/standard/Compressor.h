@@ -42,6 +42,9 @@ class Compressor : public virtual ReferenceCount {
   [[nodiscard]] virtual bool Decompress(const void* data, std::size_t length) = 0;
   [[nodiscard]] virtual bool EndDecompress() = 0;
 
+  /// Does nothing; keeps the place between its neighbours.
+  virtual void Unused() {}
+
   /// Gives back the memory of both directions and drops what was open.
   virtual void FreeBuffers() = 0;
 };

@@ -77,12 +77,9 @@ FileSubArchive::FileSubArchive(const char* path, bool readOnly)
   if (!readOnly_ && (!IsOpen() || IsEmptyFile())) {
     Create();
   } else if (IsOpen() && FindInfo()) {
-    complete_ = unwalked_ = LoadIndex();
-    if (!complete_) {
-      table_.Clear();
-      superseded_.clear();
-      info_.indexOffset = 0;
-    }
+    complete_ = LoadIndex();
+    unwalked_ = complete_;
+    if (!complete_) ForgetIndex();
   } else {
     file_.Close();
     info_ = ArchiveInfo();
@@ -156,6 +153,13 @@ bool FileSubArchive::LoadIndex() {
   if (head.tag != kIndexTag || head.size != size || end > length) return false;
   table_.Reserve(info_.entryCount);
   return AddRows(start + kChunkHeadSize, length);
+}
+
+void FileSubArchive::ForgetIndex() {
+  table_.Clear();
+  superseded_.clear();
+  info_.indexOffset = 0;
+  dataEnd_ = walkedTo_;
 }
 
 bool FileSubArchive::AddRows(std::uint64_t offset, std::uint64_t length) {

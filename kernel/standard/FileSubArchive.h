@@ -51,7 +51,7 @@ class FileSubArchive : public FileSub {
   std::uint32_t Version() const override { return info_.version; }
   bool IsKind(FileSubKind kind) const override { return kind == FileSubKind::Archive; }
   /// Every mode that writes or creates. What keeps the content that is there begins with a copy
-  /// of it, decoded where it is stored as CFIL data.
+  /// of it as it was given. False for a new name that is a folder's, or has a file for a folder.
   bool OpenForWrite(File& file, const FilePath& path, std::uint32_t mode) override;
   bool OpenForRead(File& file, const FilePath& path, std::uint32_t mode) override;
   /// Appends what was written. Raises FileEx with the archive as it was before.
@@ -59,7 +59,7 @@ class FileSubArchive : public FileSub {
   bool Exists(const FilePath& path) override;
   bool Delete(const FilePath& path) override;
   bool DeleteFolder(const FilePath& path) override;
-  /// False if another file has the new name.
+  /// False if another file or a folder has the new name, or a file that of one of its folders.
   bool Rename(const FilePath& from, const FilePath& to) override;
   bool GetTime(std::uint32_t* time, const FilePath& path) override;
   bool GetReadOnly(const FilePath& path, bool* readOnly) override;
@@ -72,6 +72,8 @@ class FileSubArchive : public FileSub {
   /// come and go meanwhile.
   bool NextFile(std::size_t* cursor, ArchiveRow* row);
   std::size_t FileCount();
+  /// Whether one more file of so many stored bytes, and the index behind it, would fit the archive.
+  bool HasRoomFor(std::uint64_t stored);
   /// Where a walk met what is no chunk. Nothing for a whole archive, for one with an index, which
   /// is not walked, and for what a killed writer left at the end.
   std::optional<std::uint64_t> DamagedAt();
@@ -95,6 +97,7 @@ class FileSubArchive : public FileSub {
   void Create();
   bool FindInfo();
   bool LoadIndex();
+  void ForgetIndex();
   bool AddRows(std::uint64_t offset, std::uint64_t length);
   void Complete();
   bool AddFrom(ArchiveWalk& walk);
@@ -118,6 +121,8 @@ class FileSubArchive : public FileSub {
   bool Bridge(std::uint64_t from, std::uint64_t to) const;
   bool SealEnd();
   bool EndOfChunks(std::uint64_t* end) const;
+  bool TakesName(std::string_view name);
+  bool HasRoomBehind(std::uint64_t end, std::uint64_t stored) const;
   bool Remove(ArchiveFile* file);
   Platform::OwnedFile OpenTemporary(const ArchiveFile* old) const;
   bool CopyContent(const ArchiveRow& row, std::int32_t to) const;

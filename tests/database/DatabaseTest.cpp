@@ -298,6 +298,10 @@ TEST_F(DatabaseTest, AsksTheContentServicesInOrder) {
   }
   MUKShutdown();
   EXPECT_EQ(recorder.Taken(), "refresh;");
+  EXPECT_EQ(Start(), "found New Asset ");
+  EXPECT_EQ(recorder.Taken(), "base " + settings_.productRoot + ";again;") << "no scan";
+  MUKShutdown();
+  EXPECT_EQ(recorder.Taken(), "refresh;");
 
   fs::create_directories(folder_ / "cache");
   fs::rename(folder_ / kMain, folder_ / kBackup);

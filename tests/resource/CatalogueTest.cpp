@@ -61,7 +61,7 @@ TEST(PluginCatalogue, RowsAreReadByTheirFields) {
       {"+PluginGroup=B:#2:#1|PluginGroup=A:#1", "A "},         // but in their own order
       {"+Plugin=lib:y:#1|Plugin=lib:x:#3:#1", "lib:y "},
       {"+Plugin=lib|Plugin=lib:x|Plugin=:x:#1|Plugin=lib::#1|Plugin|PluginGroup=A", ""},
-      {"+Plugin=lib:x:zz|PluginGroup=A:#1:zz", ""},  // garbled ids
+      {"+Plugin=lib:x:zz|PluginGroup=A:#1:zz", "lib:x "},  // garbled ids
       {"+Plugin=lib:x:#1::rest|PluginGroup=A:#2::rest", "A lib:x "},
       {"+Plugin=a:x:#1,b:x:#1|plugin=a:y:#2", "a:x b:x a:y "},
       {"-Plugin=a:x:#1 -Plugin=b:x:#1", "b:x "}  // without '+' the last text wins
@@ -77,14 +77,14 @@ TEST(PluginCatalogue, TheFirstRowThatAnswersWins) {
   PluginCatalogue catalogue;
   Read(catalogue,
        "+PluginGroup=A:#1|PluginGroup=B:#2|Plugin=p:x:#3:#1|Plugin=q:x:#3:#2|"
-       "Plugin=r:x:#4:#2|Plugin=s:y:#3");
+       "Plugin=r:x:#4:#2|Plugin=s:y:#3|Plugin=t:z:zz");
   const struct {
     PluginQuery query;
     const char* library;
   } cases[] = {{{{}, Id(3), {}}, "p"},     {{{}, Id(3), Id(2)}, "p"},  // by id no group counts
                {{"x", {}, {}}, "p"},       {{"x", {}, Id(2)}, "q"},     {{"x", Id(4), Id(2)}, "q"},
                {{"y", Id(4), {}}, "s"},    {{"y", {}, Id(1)}, nullptr}, {{"X", {}, {}}, nullptr},
-               {{{}, Id(9), {}}, nullptr}, {{{}, {}, {}}, nullptr}};
+               {{{}, Id(9), {}}, nullptr}, {{{}, {}, {}}, nullptr},     {{"z", {}, {}}, "t"}};
   for (const auto& c : cases) {
     const PluginEntry* const found = catalogue.Find(c.query);
     EXPECT_STREQ(found != nullptr ? found->library->Name().Text() : nullptr, c.library);

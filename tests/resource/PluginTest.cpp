@@ -21,7 +21,7 @@ using ::Test::TempFolder;
 namespace fs = std::filesystem;
 
 // The library "*" is this program.
-extern "C" ZEF_API void ZefGetPlugins() { static ThingFactory inner("inner", kInner, 5); }
+extern "C" ZEF_API void ZefGetPlugins() { static ThingFactory inner("inner", kInner, 5, {}); }
 
 namespace {
 
@@ -86,7 +86,7 @@ TEST(PluginSystem, LoadsALibraryWhenItsPluginIsWanted) {
 
 TEST(PluginSystem, WhatFailedIsNotTriedAgain) {
   const std::string rows = kGroupRow + Row("none", "gone", kOne) + Row("hollow", "ghost", kGhost) +
-                           Row("held", "two", kTwo);
+                           Row("held", "two", kTwo) + Row("faulty", "bad", kInner);
   WithCatalogue(rows, [] {
     SetTraceSink([](const char*) { ++tracedLines; });
     for (int i = 0; i < 2; ++i) {
@@ -95,7 +95,8 @@ TEST(PluginSystem, WhatFailedIsNotTriedAgain) {
       // Registers a type while it loads, and is then unloaded for want of an entry point.
       EXPECT_EQ(NumberOf("ghost", {}), -RES_PLUGINLIBRARYNOTFOUND);
       EXPECT_EQ(NumberOf("", kGhost), -RES_PLUGINIDNOTFOUND);
-      EXPECT_EQ(tracedLines, 2);
+      EXPECT_EQ(NumberOf("bad", {}), -RES_PLUGINLIBRARYNOTFOUND) << "its entry point throws";
+      EXPECT_EQ(tracedLines, 3);
     }
     for (int i = 0; i < 2; ++i) EXPECT_EQ(NumberOf("two", {}), -RES_PLUGINLIBRARYNOTFOUND);
     EXPECT_EQ(NumberOf("ghost", {}, kGroup), 3) << "in use";
@@ -131,7 +132,9 @@ TEST(PluginSystem, LibrariesAreFoundInTheCurrentFolderAndByScans) {
   ::Test::WriteWholeFile(scanned / "lists/damaged.so", "no library");
   ASSERT_EQ(mkfifo((scanned / "lists/pipe.so").c_str(), 0600), 0);
   fs::copy_file(SAMPLE_PATH, scanned / "lists/any.dll");
-  fs::copy_file(fs::path(SAMPLE_PATH).replace_filename("held_7s.dll"), scanned / "lists/held.so");
+  const fs::path beside = fs::path(SAMPLE_PATH).parent_path();
+  fs::copy_file(beside / "held_7s.dll", scanned / "lists/held.so");
+  fs::copy_file(beside / "faulty_7s.dll", scanned / "lists/faulty.so");
   const auto scan = [] {
     Options::Process().Add("-AutoPlugin -PluginDir=none,lists");
     EXPECT_EQ(NumberOf("one", {}, kGroup), 1);

@@ -144,9 +144,11 @@ TEST_F(Archive, ChangesLastAndKeepTheSpelling) {
 TEST_F(Archive, NamesThatNoFileCanHaveAreRefused) {
   Mount();
   const std::string longest(258, 'n');
-  EXPECT_TRUE(Write(longest, "long"));
-  for (const std::string& name : {longest + "n", std::string("a/"), std::string("a/.."),
-                                  std::string("../a"), std::string("."), std::string("//a")}) {
+  EXPECT_TRUE(Write(longest, "long") && Write("Some/deep/file", "1"));
+  for (const std::string& name :
+       {longest + "n", std::string("a/"), std::string("a/.."), std::string("../a"),
+        std::string("."), std::string("//a"), std::string("some"), std::string("some/DEEP"),
+        std::string("some/deep/FILE/x")}) {
     EXPECT_FALSE(Write(name, "x")) << name;
     EXPECT_FALSE(File::Rename(name_, longest.c_str(), name.c_str())) << name;
   }
@@ -180,6 +182,9 @@ TEST_F(Archive, EveryWayOfWriting) {
   file.Abandon();
   file.Close();
   EXPECT_EQ(Read("plain"), "ABcd") << "what failed halfway is not put in";
+  ASSERT_EQ(file.Open("arc:late/x", 0x101), RES_OK);
+  EXPECT_TRUE(Write("late", "a file by now"));
+  EXPECT_THROW(file.Close(), FileEx);
   // Of two sources over one file the one that comes second would write over the other's files.
   ASSERT_EQ(file.Open("arc:plain", 0x11), RES_OK);
   Remount();
@@ -236,16 +241,18 @@ TEST_F(Archive, SearchReportsFoldersOnceAndByName) {
   File::Find find;
   ASSERT_TRUE(find.Open("arc:sub/*") && find.Next());
   EXPECT_TRUE(File::Delete("arc:sub/a.txt") && File::DeleteFolder("arc:sub/deep"));
-  EXPECT_TRUE(Write("sub/m.txt", "1") && find.Next());
+  EXPECT_TRUE(File::Delete("arc:sub") && Write("sub/m.txt", "1") && find.Next());
   EXPECT_STREQ(find.Entry().name, "m.txt");
 }
 
 TEST_F(Archive, WalkYieldsAllUpToTheDamage) {
   const std::string whole = ArchiveHead(258, 9, 0) + "JUNK" + Words({3}) + "..." +
                             Chunk("a", "old") + "FIL!" + Words({4}) + "gone" + Chunk("b", "2") +
-                            Chunk("A", "new");
+                            std::string(5600, 0) + Chunk("A", "new");
   const Case cases[] = {
       {"whole", "", false},
+      {"zeros", std::string(8800, 0)},
+      {"zeros and no head", std::string(8801, 0), true},
       {"no head", "FIL ", true},
       {"no size", "FIL " + Words({0}) + PlainEntry("c", "").Bytes() + "3", true},
       {"no size yet", "FIL " + Words({0}) + PlainEntry("c", "333").Bytes() + "3"},

@@ -20,8 +20,8 @@ inline constexpr Zef::Guid kInner = Zef::Guid::Parse("00000001-0000-0000-0000-00
 /// Makes things of one number.
 class ThingFactory final : public Zef::PluginFactoryBase<Thing> {
  public:
-  ThingFactory(const char* name, const Zef::Guid& id, int number)
-      : PluginFactoryBase(name, id, kGroup), number_(number) {}
+  ThingFactory(const char* name, const Zef::Guid& id, int number, const Zef::Guid& group = kGroup)
+      : PluginFactoryBase(name, id, group), number_(number) {}
   Zef::Ref<Thing> Create() override { return Zef::Ref<Thing>(new Instance(*this, number_)); }
 
  private:
