@@ -23,7 +23,6 @@
 
 namespace {
 
-constexpr const char* kNoPlace = "$muk_open_file_error";
 constexpr const char* kNoCopy = "$muk_copy_file_error";
 
 const char* Refusal(const PLID& id, const MUKAssetInfo& info, bool asNewVersion) {
@@ -56,8 +55,8 @@ std::string Fill(const StagedFolder& staged, const MUKAsset& source, const PLID&
   Database& database = Database::Get();
   const std::string& root = database.Settings().productRoot;
   const AssetPlace from = AssetPlaceOf(root, source);
-  if (OwnerOf(root, database.Index(), source, from) == FolderOwner::Other) {
-    return "its folder is that of another asset";
+  if (std::string refusal = CopyRefusal(root, database.Index(), source, from); !refusal.empty()) {
+    return refusal;
   }
   AssetWalkFault fault;
   if (!CopyAssetFolder(from, staged.Path(), &fault)) return CopyFaultText(fault);
@@ -76,11 +75,15 @@ std::string Fill(const StagedFolder& staged, const MUKAsset& source, const PLID&
 
 /// Null when the clone stands, else the message about the source that tells why not; empty when the
 /// log has it.
-const char* PutInPlace(StagedFolder& staged, MUKAsset& clone, ResultsLog* log) {
+const char* PutInPlace(StagedFolder& staged, MUKAsset& clone, ResultsLog* log,
+                       std::string& reason) {
   Database& database = Database::Get();
   const MUKSettings& settings = database.Settings();
   if (MUKOpenAsset(clone.id, true, log).IsNull()) return "";
-  if (!staged.Put(EditPlace(settings.productRoot, clone).path)) return kNoPlace;
+  if (!staged.Put(EditPlace(settings.productRoot, clone).path)) {
+    reason = "they could not be moved to their folder";
+    return kNoCopy;
+  }
   database.MarkChanged(kChangeGeneral);
   settings.services->Verify(database.Index(), clone);
   return nullptr;
@@ -105,7 +108,7 @@ const char* MakeClone(const MUKAsset& source, const PLID& id, bool asNewVersion,
   MUKAsset& clone = *index.Find(id);
   clone.name = source.ShownName();  // the working folder is named by it
   if (!asNewVersion) clone.Set(AssetFlag::IsClone, true);
-  const char* const failure = PutInPlace(*staged, clone, log);
+  const char* const failure = PutInPlace(*staged, clone, log, reason);
   if (failure != nullptr) return failure;
   rollback.Done();
   if (lost != 0) {
@@ -127,10 +130,15 @@ PLID MUKCloneAsset(const PLID& source, const PLID& target, bool asNewVersion, Re
   if (const char* const refusal = Refusal(source, info, asNewVersion)) return refuse(refusal);
   PLID id = asNewVersion ? NextVersion(source) : target;
   if (MUKGetAssetInfo(id).isPresent) {
-    return refuse(asNewVersion ? "$muk_asset_out_of_date" : kNoPlace);
+    if (asNewVersion) return refuse("$muk_asset_out_of_date");
+    reason = "there is an asset " + id.TagText() + " already";
+    return refuse(kNoCopy);
   }
   if (id.IsNull()) id = Database::Get().NextLocalId();
-  if (id.IsNull()) return refuse(kNoPlace);
+  if (id.IsNull()) {
+    reason = "'Settings/plid.txt' gives no new identifier";
+    return refuse(kNoCopy);
+  }
   const MUKAsset& record = *Database::Get().Index().Find(source);
   if (const char* const failure = MakeClone(record, id, asNewVersion, log, reason)) {
     return *failure == 0 ? PLID() : refuse(failure);

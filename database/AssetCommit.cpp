@@ -8,6 +8,7 @@
 #include "database/AssetMessages.h"
 #include "database/AssetOperation.h"
 #include "database/AssetWalk.h"
+#include "database/ConfigReader.h"
 #include "database/ContentServices.h"
 #include "database/FileRules.h"
 #include "database/FolderClaims.h"
@@ -19,7 +20,6 @@
 #include "kernel/platform/FolderReader.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/File.h"
-#include "kernel/standard/FileFind.h"
 #include "kernel/standard/FilePath.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
@@ -29,8 +29,6 @@ namespace {
 using Zef::Platform::EntryKind;
 using Zef::Platform::FolderListing;
 using Zef::Platform::FolderReader;
-
-constexpr std::string_view kConfigs[] = {"config.txt", "config.grole"};
 
 /// Names, sizes and times, to notice that a file was saved.
 std::string StampOf(const AssetPlace& folder) {
@@ -58,15 +56,16 @@ class Commit {
   Commit(MUKAsset& record, ResultsLog* log, std::uint32_t flags)
       : record_(record), log_(log), flags_(flags) {}
 
-  /// The key of what went wrong, or null.
-  const char* Run();
+  /// The key of what went wrong, or null. Some have a reason.
+  const char* Run(std::string& reason);
 
  private:
   bool FindTarget();
   const char* FaultOfFiles() const;
-  bool PutInPlace();
+  /// Empty, or why not.
+  std::string PutInPlace();
   bool MoveInPlace();
-  bool CopyInPlace();
+  bool CopyInPlace(AssetWalkFault& fault);
   bool DropIgnored(const std::string& folder, std::size_t depth);
   void UpgradeLocation();
   void UpdateRecord();
@@ -78,30 +77,31 @@ class Commit {
   ResultsLog* log_;
   std::uint32_t flags_;
   AssetPlace working_;
-  AssetPlace target_;
+  CommitTarget target_;
   std::string madeFolder_;  // below "local", of an asset that had no place on disk
-  bool isShared_ = false;   // the target holds the folder of another asset
   bool hasMoved_ = false;
   bool isSaved_ = false;  // while it was copied
 };
 
-const char* Commit::Run() {
+const char* Commit::Run(std::string& reason) {
   if (!record_.Has(AssetFlag::PermitCommit)) return "$muk_commit_perm";
-  if (!KeepsWorkingFolder(work_, record_, false)) return "$muk_commit_open_for_edit";
+  ClearLostEditPath(work_, record_, false);
+  if (record_.editPath.IsEmpty()) return "$muk_commit_open_for_edit";
   working_ = EditPlace(work_.root, record_);
   if (!FindTarget()) return "$muk_commit_database_error";
   const char* failure = FaultOfFiles();
-  if (failure == nullptr && !PutInPlace()) failure = "$muk_commit_file_error";
+  if (failure == nullptr) reason = PutInPlace();
+  if (!reason.empty()) failure = "$muk_commit_file_error";
   if (failure != nullptr) {
     // An asset that was nowhere is nowhere again.
-    if (!madeFolder_.empty()) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.path));
+    if (target_.isNew) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.place.path));
     return failure;
   }
-  if (!madeFolder_.empty()) {
+  if (target_.isNew) {
     record_.installPath = std::string_view(madeFolder_).substr(kLocalArchive.size() + 1);
     record_.archiveName = kLocalArchive;
-    record_.legacyPath.Clear();
   }
+  if (!target_.isLegacy) record_.legacyPath.Clear();
   if (hasMoved_) {
     record_.editPath.Clear();
   } else if (!Keeps() && !isSaved_) {
@@ -114,18 +114,11 @@ const char* Commit::Run() {
 }
 
 bool Commit::FindTarget() {
-  const bool isInstalled = !record_.legacyPath.IsEmpty() || !record_.installPath.IsEmpty();
-  target_ = OnDisk(work_.root, CommittedPlace(work_, record_), true);
-  // One in a mounted archive comes to lie beside it: nothing can be put in its place there. So does
-  // one whose folder is that of another asset.
-  if (isInstalled && target_.subst.IsNull()) {
-    const FolderOwner owner = OwnerOf(work_.root, work_.index, record_, target_);
-    isShared_ = owner == FolderOwner::Shared;
-    if (owner != FolderOwner::Other) return true;
-  }
+  target_ = FindCommitTarget(work_, record_);
+  if (!target_.isNew) return true;
   work_.MarkChanged();
   madeFolder_ = MakeAssetFolder(work_.root, kLocalArchive, "content ");
-  target_ = {{}, work_.root + "/" + madeFolder_};
+  target_.place.path = work_.root + "/" + madeFolder_;
   work_.Step("commit: folder made");
   return !madeFolder_.empty();
 }
@@ -137,14 +130,17 @@ const char* Commit::FaultOfFiles() const {
   return CheckFolder(working_, log_) ? nullptr : "$muk_commit_invalid_files";
 }
 
-bool Commit::PutInPlace() {
-  if (target_.path.empty() || isShared_ || Overlap(working_, target_)) return false;
+std::string Commit::PutInPlace() {
+  if (target_.place.path.empty()) return "the path of their folder leads nowhere";
+  if (target_.isShared) return "the folder they go to holds that of another asset";
+  if (Overlap(working_, target_.place)) return "their folder and the one they go to overlap";
   work_.MarkChanged();
   work_.Step("commit: files checked");
   hasMoved_ = MoveInPlace();
-  if (!hasMoved_ && !WithRoom([this] { return CopyInPlace(); })) return false;
-  Zef::Platform::FlushFolder(target_.path + "/..");
-  return true;
+  AssetWalkFault fault;
+  if (!hasMoved_ && !WithRoom([&] { return CopyInPlace(fault); })) return CopyFaultText(fault);
+  Zef::Platform::FlushFolder(target_.place.path + "/..");
+  return {};
 }
 
 /// The folder itself goes, as it costs nothing, and an editor that has a file open writes on where
@@ -152,7 +148,8 @@ bool Commit::PutInPlace() {
 bool Commit::MoveInPlace() {
   return !Keeps() && OwnsWorkingFolder(work_, record_) && DropIgnored(working_.path, 0) &&
          Zef::Platform::FlushTree(working_.path) &&
-         MoveAssetFolder(work_.root, working_.path, target_.path, work_.settings.stepObserver);
+         MoveAssetFolder(work_.root, working_.path, target_.place.path,
+                         work_.settings.stepObserver);
 }
 
 /// What a commit leaves out. False when that cannot be.
@@ -170,13 +167,13 @@ bool Commit::DropIgnored(const std::string& folder, std::size_t depth) {
   return true;
 }
 
-bool Commit::CopyInPlace() {
+bool Commit::CopyInPlace(AssetWalkFault& fault) {
   StagedFolder staged(work_.root, work_.settings.stepObserver);
   const std::string stamp = Keeps() ? "" : StampOf(working_);
-  if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path())) return false;
+  if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path(), &fault)) return false;
   if (!Zef::Platform::FlushTree(staged.Path())) return false;
-  const bool isDone =
-      FolderExists(target_) ? staged.Exchange(target_.path) : staged.Put(target_.path);
+  const bool isDone = FolderExists(target_.place) ? staged.Exchange(target_.place.path)
+                                                  : staged.Put(target_.place.path);
   isSaved_ = !Keeps() && isDone && StampOf(working_) != stamp;
   return isDone;
 }
@@ -233,34 +230,29 @@ void Commit::UpdateRecord() {
 
 }  // namespace
 
-int CountConfigs(const AssetPlace& place) {
-  int configs = 0;
-  const auto count = [&](std::string_view name) {
-    for (const std::string_view config : kConfigs) configs += Zef::EqualFolded(name, config);
-  };
-  if (!place.subst.IsNull()) {
-    Zef::File::Find find;
-    if (!find.Open(place.subst, (place.path + "/*").c_str())) return 0;
-    while (find.Next()) {
-      if (!find.Entry().IsFolder()) count(find.Entry().name);
-    }
-    return configs;
+CommitTarget FindCommitTarget(const AssetOperation& work, const MUKAsset& record) {
+  for (const bool isLegacy : {true, false}) {
+    if ((isLegacy ? record.legacyPath : record.installPath).IsEmpty()) continue;
+    const AssetPlace named =
+        isLegacy ? LegacyPlace(work.root, record) : InstallPlace(work.root, record);
+    const AssetPlace place = OnDisk(work.root, named, true);
+    // One in a mounted archive comes to lie beside it: nothing can be put in its place there. So
+    // does one whose folders are those of other assets.
+    if (!place.subst.IsNull()) continue;
+    const FolderOwner owner = OwnerOf(work.root, work.index, record, place);
+    if (owner == FolderOwner::Other) continue;
+    return {place, false, isLegacy, owner == FolderOwner::Shared};
   }
-  const FolderReader folder(place.path);
-  FolderListing listing;
-  if (!folder.IsOpen() || !folder.List(&listing)) return 0;
-  for (std::size_t at = 0; at < listing.Count(); ++at) {
-    if (listing.Kind(at) == EntryKind::File) count(listing.NameView(at));
-  }
-  return configs;
+  return {.isNew = true};
 }
 
 bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags) {
   const MUKLock guard(true);
   MUKAsset* const record = guard.IsHeld() ? Database::Get().Index().Find(id) : nullptr;
   if (record == nullptr) return false;
-  const char* const failure = Commit(*record, log, flags).Run();
-  if (failure != nullptr) TellOfAsset(log, ResultLevel::kError, failure, *record);
+  std::string reason;
+  const char* const failure = Commit(*record, log, flags).Run(reason);
+  if (failure != nullptr) TellOfAsset(log, ResultLevel::kError, failure, *record, reason);
   return failure == nullptr;
 }
 

@@ -16,35 +16,52 @@ using Zef::Platform::FileHandle;
 using Zef::Platform::FolderWriter;
 using Zef::Platform::OwnedFile;
 
-/// `isReadable` becomes false for a file that does not open.
-bool CopyPlain(const WalkedFile& from, FileHandle to, bool* isReadable) {
-  const OwnedFile source(from.folder->OpenFile(from.name.c_str()));
-  *isReadable = static_cast<bool>(source);
-  if (!source || !Zef::Platform::CopyContents(source.Get(), to)) return false;
-  Zef::Platform::CopyWriteTime(source.Get(), to);
+constexpr std::size_t kBuffer = std::size_t{1} << 18;
+
+enum class Copied { Whole, Unreadable, Unwritten };
+
+/// Asked of a copy that failed: it does not tell which of the two files it was for.
+bool IsReadable(FileHandle file, std::vector<char>& buffer) {
+  buffer.resize(kBuffer);
+  std::int64_t got = 1;
+  for (std::uint64_t done = 0; got > 0; done += static_cast<std::uint64_t>(got)) {
+    got = Zef::Platform::ReadAt(file, buffer.data(), buffer.size(), done);
+    if (got < 0) return false;
+  }
   return true;
 }
 
-bool Unpack(const AssetPlace& from, FileHandle to, std::vector<char>& buffer) try {
-  constexpr std::size_t kBuffer = std::size_t{1} << 18;
+Copied CopyPlain(const WalkedFile& from, FileHandle to, std::vector<char>& buffer) {
+  const OwnedFile source(from.folder->OpenFile(from.name.c_str()));
+  if (!source) return Copied::Unreadable;
+  if (!Zef::Platform::CopyContents(source.Get(), to)) {
+    return IsReadable(source.Get(), buffer) ? Copied::Unwritten : Copied::Unreadable;
+  }
+  Zef::Platform::CopyWriteTime(source.Get(), to);
+  return Copied::Whole;
+}
+
+Copied Unpack(const AssetPlace& from, FileHandle to, std::vector<char>& buffer) try {
   Zef::File source;
-  if (source.Open(from.subst, from.path.c_str(), Zef::FileMode::kRead) != Zef::RES_OK) return false;
+  if (source.Open(from.subst, from.path.c_str(), Zef::FileMode::kRead) != Zef::RES_OK) {
+    return Copied::Unreadable;
+  }
   const std::int64_t size = source.Size();
   buffer.resize(kBuffer);
   std::uint64_t done = 0;
   while (const std::size_t got = source.Read(buffer.data(), 1, buffer.size())) {
     const std::int64_t written = Zef::Platform::WriteAt(to, buffer.data(), got, done);
-    if (written != static_cast<std::int64_t>(got)) return false;
+    if (written != static_cast<std::int64_t>(got)) return Copied::Unwritten;
     done += got;
   }
-  if (size < 0 || done != static_cast<std::uint64_t>(size)) return false;
+  if (size < 0 || done != static_cast<std::uint64_t>(size)) return Copied::Unreadable;
   std::uint32_t time = 0;
   if (Zef::File::GetTime(from.subst, from.path.c_str(), &time)) {
     Zef::Platform::SetWriteTime(to, time);
   }
-  return true;
+  return Copied::Whole;
 } catch (const Zef::Exception&) {
-  return false;
+  return Copied::Unreadable;
 }
 
 }  // namespace
@@ -62,13 +79,15 @@ bool CopyAssetFolder(const AssetPlace& source, const std::string& target, AssetW
   visitor.leaveFolder = [&] { writers.pop_back(); };
   AssetPlace unread;
   visitor.file = [&](const WalkedFile& file) {
-    bool isReadable = true;
-    OwnedFile to;
-    if (isWhole) to = OwnedFile(writers.back().CreateFile(file.name.c_str()));
-    isWhole = to && (file.folder != nullptr ? CopyPlain(file, to.Get(), &isReadable)
-                                            : Unpack(file.place, to.Get(), buffer));
-    isWhole = to.Close() && isWhole;
-    if (!isReadable) unread = file.place;
+    if (!isWhole) return false;
+    OwnedFile to(writers.back().CreateFile(file.name.c_str()));
+    Copied copied = Copied::Unwritten;
+    if (to) {
+      copied = file.folder != nullptr ? CopyPlain(file, to.Get(), buffer)
+                                      : Unpack(file.place, to.Get(), buffer);
+    }
+    if (copied == Copied::Unreadable) unread = file.place;
+    isWhole = to.Close() && copied == Copied::Whole;
     return isWhole;
   };
   if (!isWhole) return false;

@@ -21,12 +21,19 @@ bool HasCommitted(const MUKAsset& record) {
   return !record.legacyPath.IsEmpty() || !record.installPath.IsEmpty();
 }
 
-/// The copy stands in its place whole or not at all.
-bool FillWorkingFolder(const AssetOperation& work, const AssetPlace& source,
-                       const AssetPlace& target, AssetWalkFault* fault) {
-  StagedFolder staged(work.root, work.settings.stepObserver);
-  return staged.IsMade() && CopyAssetFolder(source, staged.Path(), fault) &&
-         staged.Put(target.path);
+/// Copies the committed files, whole or not at all. Empty, or why not.
+std::string FillWorkingFolder(const AssetOperation& work, const MUKAsset& record,
+                              const AssetPlace& target) {
+  const AssetPlace source = CommittedPlace(work, record);
+  std::string reason = CopyRefusal(work.root, work.index, record, source);
+  if (!reason.empty()) return reason;
+  AssetWalkFault fault;
+  const bool isDone = WithRoom([&] {
+    StagedFolder staged(work.root, work.settings.stepObserver);
+    return staged.IsMade() && CopyAssetFolder(source, staged.Path(), &fault) &&
+           staged.Put(target.path);
+  });
+  return isDone ? "" : CopyFaultText(fault);
 }
 
 /// The key of what went wrong, or null. Some have a reason.
@@ -34,30 +41,27 @@ const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wants
                         std::string& reason) {
   if (!record.Has(AssetFlag::PermitEdit)) return "$muk_edit_perm";
   // Its user may have deleted it, or never put anything in.
-  if (KeepsWorkingFolder(work, record, true)) return nullptr;
+  ClearLostEditPath(work, record, true);
+  if (!record.editPath.IsEmpty()) return nullptr;
   work.MarkChanged();
   const std::string folder =
       MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
   if (folder.empty()) return "$muk_open_file_error";
   work.Step("open: folder made");
-  AssetPlace source = CommittedPlace(work, record);
-  if (OwnerOf(work.root, work.index, record, source) == FolderOwner::Other) source = {};
   record.editPath = folder;
   ForgetStaleClaims(work.root, work.index, record);
   const auto now = static_cast<std::uint64_t>(work.database.UnixTime());
   if (record.modifyTime == 0) record.modifyTime = now;
   if (record.uploadTime == 0) record.uploadTime = now;
   const AssetPlace target = EditPlace(work.root, record);
-  AssetWalkFault fault;
-  if (!wantsCopy || !HasCommitted(record) ||
-      WithRoom([&] { return FillWorkingFolder(work, source, target, &fault); })) {
+  if (wantsCopy && HasCommitted(record)) reason = FillWorkingFolder(work, record, target);
+  if (reason.empty()) {
     UpdateAsset(work.index, record);
     return nullptr;
   }
   static_cast<void>(Zef::Platform::RemoveEmptyFolder(target.path));
   record.editPath.Clear();
   work.Verify(record);
-  reason = CopyFaultText(fault);
   return "$muk_copy_file_error";
 }
 
@@ -84,17 +88,15 @@ AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record) {
                                      : LegacyPlace(work.root, record);
 }
 
-bool KeepsWorkingFolder(const AssetOperation& work, MUKAsset& record, bool dropsGone) {
-  if (record.editPath.IsEmpty()) return false;
+void ClearLostEditPath(const AssetOperation& work, MUKAsset& record, bool clearsGone) {
+  if (record.editPath.IsEmpty()) return;
   const AssetPlace place = EditPlace(work.root, record);
-  if (!(dropsGone && IsFolderGone(place)) &&
-      OwnerOf(work.root, work.index, record, place) != FolderOwner::Other) {
-    return true;
-  }
+  const bool isLost = (clearsGone && IsFolderGone(place)) ||
+                      OwnerOf(work.root, work.index, record, place) == FolderOwner::Other;
+  if (!isLost) return;
   record.editPath.Clear();
   work.MarkChanged();
   UpdateAsset(work.index, record);
-  return false;
 }
 
 MUKAssetHandle MUKOpenAsset(const PLID& id, bool forEdit, ResultsLog* log) {

@@ -38,8 +38,9 @@ inline constexpr std::uint32_t kCommitKeepWorkingFolder = 1;
 /// An asset of the older layout below "local" becomes one of the present layout.
 inline constexpr std::uint32_t kCommitUpgradeLocation = 2;
 
-/// Makes the working folder the installed state. False, with nothing changed, when it may not be
-/// committed or its files break the rules.
+/// Makes the working folder the installed state. False, with all files as they were, when it may
+/// not be committed or its files break the rules; an asset whose working folder turns out to be
+/// another's is no longer open for edit then.
 [[nodiscard]] bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags = 0);
 
 /// Deletes the working folder; an asset without another place on disk is then deleted. False for a

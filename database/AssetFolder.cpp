@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <limits>
+#include <mutex>
+#include <vector>
 
 #include "database/MUKAsset.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/FileFind.h"
+#include "kernel/standard/FileSub.h"
 #include "kernel/standard/PopWord.h"
 #include "kernel/standard/Subst.h"
 
@@ -15,14 +18,6 @@ namespace {
 using Zef::Platform::EntryKind;
 using Zef::Platform::FolderListing;
 using Zef::Platform::FolderReader;
-
-bool IsSafe(std::string_view path) {
-  if (path.empty() || path.find('\0') != std::string_view::npos) return false;
-  while (!path.empty()) {
-    if (Zef::PopWord(path, Zef::FilePath::kSeparators) == "..") return false;
-  }
-  return true;
-}
 
 AssetPlace Below(const std::string& root, std::string_view relative) {
   if (root.empty()) return {};
@@ -75,6 +70,14 @@ void Measure(const Zef::PString& subst, const std::string& folder, std::size_t d
 
 }  // namespace
 
+bool IsSafePath(std::string_view path) {
+  if (path.empty() || path.find('\0') != std::string_view::npos) return false;
+  while (!path.empty()) {
+    if (Zef::PopWord(path, Zef::FilePath::kSeparators) == "..") return false;
+  }
+  return true;
+}
+
 std::string PlaceText(const AssetPlace& place) {
   if (place.subst.IsNull()) return place.path;
   return std::string(place.subst.View()) + ":" + place.path;
@@ -82,25 +85,25 @@ std::string PlaceText(const AssetPlace& place) {
 
 AssetPlace LegacyPlace(const std::string& root, const MUKAsset& record) {
   const std::string_view path = record.legacyPath.View();
-  if (!IsSafe(path) || Zef::IsRootedPath(path)) return {};
+  if (!IsSafePath(path) || Zef::IsRootedPath(path)) return {};
   return Below(root, path);
 }
 
 AssetPlace InstallPlace(const std::string& root, const MUKAsset& record) {
   const std::string_view path = record.installPath.View();
   const std::string archive = record.archiveName.String();
-  if (!IsSafe(path) || Zef::IsRootedPath(path)) return {};
+  if (!IsSafePath(path) || Zef::IsRootedPath(path)) return {};
   if (archive == kLocalArchive) return Below(root, archive + "/" + std::string(path));
   Zef::PString name;
   std::string_view rest;
-  const bool isName = IsSafe(archive) && archive.find_first_of("/\\:") == std::string::npos;
+  const bool isName = IsSafePath(archive) && archive.find_first_of("/\\:") == std::string::npos;
   if (!isName || !Zef::FindSubst(archive + ":", &name, &rest)) return {};
   return {name, std::string(path)};
 }
 
 AssetPlace EditPlace(const std::string& root, const MUKAsset& record) {
   const std::string_view path = record.editPath.View();
-  if (!IsSafe(path)) return {};
+  if (!IsSafePath(path)) return {};
   Zef::PString name;
   std::string_view rest;
   if (Zef::FindSubst(path, &name, &rest)) return {name, std::string(rest)};
@@ -114,9 +117,27 @@ AssetPlace AssetPlaceOf(const std::string& root, const MUKAsset& record) {
   return EditPlace(root, record);
 }
 
+bool HasFolder(Zef::FileSub& source, const std::string& path) {
+  const bool isRooted = !path.empty() && Zef::IsSeparator(path.front());
+  const Zef::FilePath inside(std::string_view(path).substr(isRooted ? 1 : 0));
+  Zef::FilePath onDisk = inside;
+  const std::lock_guard guard(Zef::SubstList::Lock());
+  if (inside.IsFull() || !source.IsAvailable()) return false;
+  if (source.Qualify(onDisk)) return Zef::Platform::IsFolder(std::string(onDisk.View()));
+  // Archives know files alone; their folders are what a search finds something in.
+  return source.OpenSearch(inside, "*") != nullptr;
+}
+
 bool FolderExists(const AssetPlace& place) {
   if (place.subst.IsNull()) return !place.path.empty() && Zef::Platform::IsFolder(place.path);
-  return Zef::File::Exists(place.subst, place.path.c_str()) == Zef::RES_OK;
+  std::vector<Zef::FileSub*> sources;
+  if (!Zef::SubstList::Get().Hold(place.subst, &sources)) return false;
+  bool isFound = false;
+  for (Zef::FileSub* const source : sources) {
+    isFound = isFound || HasFolder(*source, place.path);
+    source->ReleaseFile();
+  }
+  return isFound;
 }
 
 bool FileExists(const AssetPlace& place) {

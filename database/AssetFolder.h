@@ -20,6 +20,9 @@
 #include "kernel/standard/PString.h"
 
 class MUKAsset;
+namespace Zef {
+class FileSub;
+}
 
 /// The `archiveName` that means the folder of that name below the product root.
 inline constexpr std::string_view kLocalArchive = "local";
@@ -34,6 +37,9 @@ struct AssetPlace {
   bool IsNowhere() const { return subst.IsNull() && path.empty(); }
 };
 
+/// Whether a path may lead somewhere: not if it is empty, or holds a ".." component or a null.
+[[nodiscard]] bool IsSafePath(std::string_view path);
+
 /// A place as messages spell it, with the substitution's name in front.
 std::string PlaceText(const AssetPlace& place);
 
@@ -45,7 +51,10 @@ AssetPlace EditPlace(const std::string& root, const MUKAsset& record);
 /// That of the first path set, in this order.
 AssetPlace AssetPlaceOf(const std::string& root, const MUKAsset& record);
 
+/// True for a folder, be it on disk or in a mounted archive; not for a file of that name.
 bool FolderExists(const AssetPlace& place);
+/// Whether a source of a substitution, which is held, has a folder of this path.
+bool HasFolder(Zef::FileSub& source, const std::string& path);
 /// True for a file; not for a folder or a link of that name.
 bool FileExists(const AssetPlace& place);
 /// True for a place that is nowhere, and where no folder stands. False also when that cannot be

@@ -115,14 +115,12 @@ MUKAsset* Installation::Open() {
 
 /// Of the path at which the files will lie, which is not where they are filled in.
 std::size_t Installation::LengthOfPlace() const {
-  const std::string& root = Database::Get().Settings().productRoot;
-  const MUKAsset* const known = Database::Get().Index().Find(id_);
-  AssetPlace place;
-  if (known != nullptr) {
-    place = known->legacyPath.IsEmpty() ? InstallPlace(root, *known) : LegacyPlace(root, *known);
-  }
-  const bool isNew = place.path.empty() || !place.subst.IsNull();
-  return isNew ? root.size() + kNewPlace.size() : place.path.size();
+  const AssetOperation work;
+  const MUKAsset* const known = work.index.Find(id_);
+  CommitTarget target;
+  if (known != nullptr) target = FindCommitTarget(work, *known);
+  const std::size_t length = target.place.path.size();
+  return length == 0 ? work.root.size() + kNewPlace.size() : length;
 }
 
 std::string Installation::Fill(const StagedFolder& staged) {
@@ -201,11 +199,7 @@ bool MUKInstallFolder(const AssetPlace& folder, ResultsLog* log, std::uint32_t f
   static const Zef::PString filesKey(kFilesTag);
   TagContainer asset;
   std::uint64_t lost = 0;
-  // With two the other one might be taken.
-  if (CountConfigs(folder) > 1 || LoadFolderConfig(folder, asset, &lost) != ConfigStatus::Loaded) {
-    TellOfFile(log, ResultLevel::kWarning, "$muk_unable_read_config_at", PlaceText(folder));
-    return false;
-  }
+  if (!LoadFolderConfig(folder, asset, log, &lost)) return false;
   NameFiles(asset, folder);
   MUKPackage package;
   package.Tags().SetString("compression", "");  // nobody keeps it

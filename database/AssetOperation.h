@@ -39,20 +39,25 @@ struct AssetOperation {
 /// Another asset's folder may stand there by now: OwnerOf tells.
 AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record);
 
+/// Where a commit puts the files of a record: where they lie, if that is on disk and nobody else's.
+struct CommitTarget {
+  AssetPlace place{};     ///< nowhere for a new one, and where the record's path leads nowhere
+  bool isNew = false;     ///< a folder is to be made below "local"
+  bool isLegacy = false;  ///< else it is that of `installPath`
+  bool isShared = false;  ///< the folder of another asset lies in it
+};
+CommitTarget FindCommitTarget(const AssetOperation& work, const MUKAsset& record);
+
 /// MUKOpenAsset for edit, but a new working folder stays empty: for who has other files to put
 /// there.
 [[nodiscard]] MUKAssetHandle OpenEmptyForEdit(const PLID& id, ResultsLog* log);
-
-/// How many configs lie in a folder, in any letter case.
-int CountConfigs(const AssetPlace& place);
 
 /// Whether the working folder is the record's own to move or to delete: it lies below "editing",
 /// and neither the committed files nor another record have the same folder, one around it, or one
 /// in it.
 bool OwnsWorkingFolder(const AssetOperation& work, const MUKAsset& record);
-/// Drops an `editPath` that leads to the folder of another asset, or, if `dropsGone`, nowhere.
-/// False when none is left.
-[[nodiscard]] bool KeepsWorkingFolder(const AssetOperation& work, MUKAsset& record, bool dropsGone);
+/// Clears an `editPath` that leads to the folder of another asset, or, if `clearsGone`, to none.
+void ClearLostEditPath(const AssetOperation& work, MUKAsset& record, bool clearsGone);
 
 /// Deletes the working folder and clears `editPath`. One that the record does not own is only
 /// forgotten. False, with all as it was, when it cannot be deleted.

@@ -92,9 +92,8 @@ bool IsYounger(const AssetPlace& place, const MUKAsset& record) {
          info.written >= static_cast<std::int64_t>(record.modifyTime);
 }
 
-}  // namespace
-
-bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) {
+/// VerifyAsset; `config` is a null handle unless it was read.
+bool Verify(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record, TagContainer& config) {
   const std::string& root = configs.Root();
   if (root.empty()) return false;
   bool dropped = false;
@@ -110,7 +109,6 @@ bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) 
   if (dropped) UpdateAsset(index, record);
   if (!record.IsPresent()) return true;
   if (!record.editPath.IsEmpty() && IsInstalled(record)) return false;
-  TagContainer config;
   if (configs.ReadFields(record, config) != ConfigStatus::Loaded) return false;
   configs.Drop(record.id);
   if (!Fill(root, record, config, false)) return false;
@@ -118,16 +116,25 @@ bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) 
   return true;
 }
 
+}  // namespace
+
+bool VerifyAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) {
+  TagContainer config;
+  return Verify(index, configs, record, config);
+}
+
 void RecoverAsset(MUKAssetIndex& index, ConfigReader& configs, MUKAsset& record) {
   const std::string& root = configs.Root();
   if (root.empty()) return;
   const bool wasOpen = !record.editPath.IsEmpty();
   DropLostPlaces(index, configs, record);
-  const bool isVerified = VerifyAsset(index, configs, record);
-  configs.Drop(record.id);  // it was read in part
   TagContainer config;
+  const bool isVerified = Verify(index, configs, record, config);
+  configs.Drop(record.id);  // it was read in part
   if (!record.IsPresent() || (!isVerified && !wasOpen)) return;
-  if (configs.ReadFields(record, config) != ConfigStatus::Loaded) return;
+  const bool isRead =
+      !config.IsEmptyHandle() || configs.ReadFields(record, config) == ConfigStatus::Loaded;
+  if (!isRead) return;
   const bool isChanged = wasOpen || IsYounger(AssetPlaceOf(root, record), record);
   if (isChanged && Fill(root, record, config, true)) UpdateAsset(index, record);
   RecoverRelations(index, record, RelationsOf(record.id, config), isChanged);

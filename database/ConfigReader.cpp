@@ -12,6 +12,7 @@
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/FileFind.h"
 #include "tagdata/NOLBinaryFile.h"
 
 namespace {
@@ -25,8 +26,7 @@ struct ConfigName {
   const char* name;
   bool isText;
 };
-constexpr std::array<ConfigName, 2> kConfigNames = {
-    {{"config.txt", true}, {"config.grole", false}}};
+constexpr std::array<ConfigName, 2> kConfigNames = {{{kTextConfig, true}, {kBinaryConfig, false}}};
 
 constexpr std::string_view kPackedMagic = "CFIL";
 constexpr std::size_t kFirstBuffer = 16384;
@@ -64,6 +64,25 @@ bool Grow(std::string& buffer, std::size_t size) {
 
 bool IsConfigName(std::string_view name) {
   return Zef::EqualFolded(name, kTextConfig) || Zef::EqualFolded(name, kBinaryConfig);
+}
+
+int CountConfigs(const AssetPlace& place) try {
+  int configs = 0;
+  if (!place.subst.IsNull()) {
+    Zef::File::Find find;
+    if (!find.Open(place.subst, (place.path + "/*").c_str())) return 0;
+    while (find.Next()) configs += !find.Entry().IsFolder() && IsConfigName(find.Entry().name);
+    return configs;
+  }
+  const FolderReader folder(place.path);
+  FolderListing listing;
+  if (!folder.IsOpen() || !folder.List(&listing)) return 0;
+  for (std::size_t at = 0; at < listing.Count(); ++at) {
+    configs += listing.Kind(at) == EntryKind::File && IsConfigName(listing.NameView(at));
+  }
+  return configs;
+} catch (const Zef::Exception&) {  // the substitution went meanwhile
+  return 0;
 }
 
 ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {

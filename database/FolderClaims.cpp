@@ -19,6 +19,7 @@
 namespace {
 
 constexpr int kFewestParts = 2;  // below the product root
+constexpr const char* kTop = "/";
 
 /// The parts of a path that is written in two pieces.
 class PathParts {
@@ -47,14 +48,35 @@ class PathParts {
   std::string_view tail_;
 };
 
-/// What a path of at least so many parts claims of a folder.
-FolderClaims ClaimOf(PathParts claim, PathParts folder, int fewest) {
+/// Whether two paths that differ in letter case alone lead to two folders, so many parts behind
+/// `base`. Without a base nobody looks.
+bool AreTwins(const std::string& base, PathParts first, PathParts second, int parts) {
+  if (base.empty()) return false;
+  std::string a;
+  std::string b;
+  for (; parts > 0; --parts) {
+    a.append("/").append(first.Next());
+    b.append("/").append(second.Next());
+  }
+  a = Zef::Platform::ResolveCase(base, a);
+  b = Zef::Platform::ResolveCase(base, b);
+  return Zef::Platform::Exists(a) && Zef::Platform::Exists(b) && !IsSameFolder({{}, a}, {{}, b});
+}
+
+/// What a path of at least so many parts claims of a folder; both begin at `base`.
+FolderClaims ClaimOf(const std::string& base, PathParts claim, PathParts folder, int fewest) {
+  const PathParts wholeClaim = claim;
+  const PathParts wholeFolder = folder;
+  bool isExact = true;
   for (int parts = 0;; ++parts) {
     const std::string_view a = claim.Next();
     const std::string_view b = folder.Next();
-    if (a.empty()) return {parts >= fewest, false};
-    if (b.empty()) return {false, true};
+    if (a.empty() || b.empty()) {
+      if (!isExact && AreTwins(base, wholeClaim, wholeFolder, parts)) return {};
+      return a.empty() ? FolderClaims{parts >= fewest, false} : FolderClaims{false, true};
+    }
     if (!Zef::EqualFolded(a, b)) return {};
+    isExact = isExact && a == b;
   }
 }
 
@@ -67,7 +89,8 @@ std::string Canonical(const std::string& path) {
 std::vector<std::string> FoldersOf(std::string_view archive) {
   std::vector<std::string> folders;
   Zef::PString name;
-  if (!Zef::FindSubst(std::string(archive) + ":", &name, nullptr)) return folders;
+  std::string_view rest;
+  if (!Zef::FindSubst(std::string(archive) + ":", &name, &rest) || !rest.empty()) return folders;
   std::vector<Zef::FileSub*> sources;
   if (!Zef::SubstList::Get().Hold(name, &sources)) return folders;
   for (Zef::FileSub* const source : sources) {
@@ -82,7 +105,7 @@ std::vector<std::string> FoldersOf(std::string_view archive) {
 /// A folder on disk, to hold the paths of records against.
 class AskedFolder {
  public:
-  AskedFolder(const std::string& root, const AssetPlace& folder) {
+  AskedFolder(const std::string& root, const AssetPlace& folder) : root_(root) {
     const AssetPlace place = OnDisk(root, folder, false);
     if (!place.subst.IsNull() || place.path.empty()) return;
     const std::string top = Canonical(root);
@@ -97,20 +120,19 @@ class AskedFolder {
 
   FolderClaims ClaimToEdit(const MUKAsset& record) const {
     const std::string_view path = record.editPath.View();
-    if (path.empty()) return {};
+    if (!IsSafePath(path)) return {};
     Zef::PString name;
     std::string_view rest;
     if (Zef::FindSubst(path, &name, &rest)) return ClaimBySubst(name.View(), rest);
     if (!Zef::Platform::IsRooted(path)) return ClaimBelow({}, path);
-    return ClaimOf({Canonical(std::string(path)), {}}, {canonical_, {}}, fewest_);
+    const std::string canonical = Canonical(std::string(path));
+    return ClaimOf(kTop, {canonical, {}}, {canonical_, {}}, fewest_);
   }
   FolderClaims ClaimToCommitted(const MUKAsset& record) const {
     FolderClaims claims;
-    if (!Zef::IsRootedPath(record.legacyPath.View())) {
-      claims = ClaimBelow({}, record.legacyPath.View());
-    }
+    if (IsBelow(record.legacyPath.View())) claims = ClaimBelow({}, record.legacyPath.View());
     const std::string_view path = record.installPath.View();
-    if (path.empty() || Zef::IsRootedPath(path)) return claims;
+    if (!IsBelow(path)) return claims;
     const bool isLocal = record.archiveName == kLocalArchive;
     const FolderClaims installed =
         isLocal ? ClaimBelow(kLocalArchive, path) : ClaimBySubst(record.archiveName.View(), path);
@@ -118,22 +140,27 @@ class AskedFolder {
   }
 
  private:
+  /// Other paths of committed files lead nowhere.
+  static bool IsBelow(std::string_view path) {
+    return IsSafePath(path) && !Zef::IsRootedPath(path);
+  }
   FolderClaims ClaimBelow(std::string_view head, std::string_view path) const {
-    if (path.empty() || below_.empty()) return {};
-    return ClaimOf({head, path}, {below_, {}}, kFewestParts);
+    if (below_.empty()) return {};
+    return ClaimOf(root_, {head, path}, {below_, {}}, kFewestParts);
   }
   FolderClaims ClaimBySubst(std::string_view archive, std::string_view path) const {
     const auto [at, isNew] = folders_.try_emplace(std::string(archive));
     if (isNew) at->second = FoldersOf(archive);
     FolderClaims claims;
     for (const std::string& folder : at->second) {
-      const FolderClaims one = ClaimOf({folder, path}, {canonical_, {}}, fewest_);
+      const FolderClaims one = ClaimOf(kTop, {folder, path}, {canonical_, {}}, fewest_);
       claims.around |= one.around;
       claims.within |= one.within;
     }
     return claims;
   }
 
+  const std::string& root_;
   std::string below_;      // the product root, in the spelling of the place; empty outside
   std::string canonical_;  // empty: nowhere on disk
   int fewest_ = 0;
@@ -149,11 +176,11 @@ AssetPlace OnDisk(const std::string& root, const AssetPlace& place, bool mayChan
   std::string full;
   bool isFound = false;
   for (Zef::FileSub* const source : sources) {
-    const std::lock_guard guard(Zef::SubstList::Lock());
-    Zef::FilePath path(place.path);
     // The first one that has it is the one that is read.
-    if (!isFound && source->Exists(path)) {
+    if (!isFound && HasFolder(*source, place.path)) {
       isFound = true;
+      Zef::FilePath path(place.path);
+      const std::lock_guard guard(Zef::SubstList::Lock());
       if ((!mayChange || !source->IsReadOnly()) && source->Qualify(path)) full = path.View();
     }
     source->ReleaseFile();
@@ -164,7 +191,7 @@ AssetPlace OnDisk(const std::string& root, const AssetPlace& place, bool mayChan
 
 bool Overlap(const AssetPlace& a, const AssetPlace& b) {
   if (a.IsNowhere() || b.IsNowhere() || !(a.subst == b.subst)) return false;
-  return ClaimOf({a.path, {}}, {b.path, {}}, 0).Any();
+  return ClaimOf(a.subst.IsNull() ? kTop : "", {a.path, {}}, {b.path, {}}, 0).Any();
 }
 
 bool IsSameFolder(const AssetPlace& a, const AssetPlace& b) {
@@ -188,7 +215,7 @@ FolderClaims ClaimsOfOthers(const std::string& root, const MUKAssetIndex& index,
   const AskedFolder asked(root, folder);
   if (asked.IsNowhere()) return claims;
   for (const MUKAsset* const other : index.AllRecords()) {
-    if (other == &record || !other->IsPresent()) continue;
+    if (other->id == record.id || !other->IsPresent()) continue;
     const FolderClaims edited = asked.ClaimToEdit(*other);
     const FolderClaims committed = asked.ClaimToCommitted(*other);
     claims.around |= edited.around || committed.around;
@@ -205,10 +232,18 @@ FolderOwner OwnerOf(const std::string& root, const MUKAssetIndex& index, const M
   return claims.within ? FolderOwner::Shared : FolderOwner::Record;
 }
 
+std::string CopyRefusal(const std::string& root, const MUKAssetIndex& index, const MUKAsset& record,
+                        const AssetPlace& place) {
+  if (!record.IsPresent()) return "there are none";
+  if (place.IsNowhere()) return "the path of their folder leads nowhere";
+  const bool isAnothers = OwnerOf(root, index, record, place) == FolderOwner::Other;
+  return isAnothers ? "their folder is that of another asset" : "";
+}
+
 void ForgetStaleClaims(const std::string& root, MUKAssetIndex& index, const MUKAsset& record) {
   const AskedFolder asked(root, EditPlace(root, record));
   for (MUKAsset* const other : index.AllRecords()) {
-    if (other == &record || !asked.ClaimToEdit(*other).Any()) continue;
+    if (other->id == record.id || !asked.ClaimToEdit(*other).Any()) continue;
     other->editPath.Clear();
     UpdateAsset(index, *other);
   }

@@ -5,12 +5,14 @@
 // Whoever fills, replaces, moves or deletes a folder asks here first, so that no asset gets the
 // files of another, or loses its own to it.
 //
-// A record claims the folders of all its paths. No asset lies less than two parts below the product
-// root: a path that ends there claims nothing, or it would claim all assets below.
+// A record claims the folders of all its paths. Of paths that differ in letter case alone the disk
+// tells whether they lead to one folder; while either leads nowhere they pass for one. No asset
+// lies less than two parts below the product root: a path that ends there claims nothing, or it
+// would claim all assets below. Nor does one claim anything that leads nowhere by its text.
 //
 // Cost: one walk over the records that allocates nothing, with a look at the disk only for working
-// folders outside the product root; one config where there is a claim. Under whatever guards the
-// index. Nothing throws but std::bad_alloc.
+// folders outside the product root and for other letter cases; one config where there is a claim.
+// Under whatever guards the index. Nothing throws but std::bad_alloc.
 
 #pragma once
 
@@ -40,7 +42,8 @@ struct FolderClaims {
 
   bool Any() const { return around || within; }
 };
-/// All false for a place that is no folder on disk.
+/// All false for a place that is no folder on disk. Another record of the same identifier, as an
+/// index that others wrote may hold, is no other asset's.
 [[nodiscard]] FolderClaims ClaimsOfOthers(const std::string& root, const MUKAssetIndex& index,
                                           const MUKAsset& record, const AssetPlace& folder);
 
@@ -51,6 +54,10 @@ enum class FolderOwner {
 };
 [[nodiscard]] FolderOwner OwnerOf(const std::string& root, const MUKAssetIndex& index,
                                   const MUKAsset& record, const AssetPlace& folder);
+
+/// Why what lies in a place of a record is not to be copied, for messages; empty when it may be.
+[[nodiscard]] std::string CopyRefusal(const std::string& root, const MUKAssetIndex& index,
+                                      const MUKAsset& record, const AssetPlace& place);
 
 /// Clears the `editPath` of other records that claim the record's working folder: it was just made,
 /// so they lost theirs.

@@ -1,5 +1,8 @@
 // quarle asset edit, commit, revert, delete and clone.
 
+#include <set>
+#include <vector>
+
 #include "apps/quarle/AssetState.h"
 #include "apps/quarle/AssetWork.h"
 #include "database/AssetClone.h"
@@ -16,6 +19,19 @@ std::string Named(const MUKAsset& record) {
 
 std::string WorkingFolder(const AssetWork& work) {
   return PlaceText(EditPlace(work.session.Root(), *work.Record()));
+}
+
+/// What a summary says of places whose folders are not gone: those outside the product are their
+/// user's own, and others may be another asset's too.
+std::string StillThere(const std::vector<AssetPlace>& places) {
+  std::set<std::string> told;
+  std::string text;
+  for (const AssetPlace& place : places) {
+    const std::string path = PlaceText(place);
+    if (!FolderExists(place) || !told.insert(path).second) continue;
+    text += "; " + Quoted(path) + " stays on disk";
+  }
+  return text;
 }
 
 bool Edit(AssetWork& work) {
@@ -45,47 +61,49 @@ bool Revert(AssetWork& work) {
     work.failure = asset + " is not open for edit, so there is nothing to revert";
     return false;
   }
-  const std::string folder = WorkingFolder(work);
+  const AssetPlace working = EditPlace(work.session.Root(), *work.Record());
   if (!MUKRevertAssetEdits({work.id, true})) {
-    work.failure = asset + " was not reverted: its working folder " + Quoted(folder) +
+    work.failure = asset + " was not reverted: its working folder " + Quoted(PlaceText(working)) +
                    " could not be deleted; see that you may write there";
     return false;
   }
   const bool wasNew = work.Record() == nullptr || !work.Record()->IsPresent();
-  work.summary =
-      asset + (wasNew ? " was never committed and is deleted" : " is as it was committed");
+  work.summary = asset +
+                 (wasNew ? " was never committed and is deleted" : " is as it was committed") +
+                 StillThere({working});
   return true;
 }
 
-/// What a deletion should have taken away and could not; nowhere when it took all.
-AssetPlace LeftPlace(const std::string& root, const MUKAsset& record) {
-  if (!record.editPath.IsEmpty()) return EditPlace(root, record);
-  if (!record.legacyPath.IsEmpty()) return LegacyPlace(root, record);
-  return record.Has(AssetFlag::BuiltIn) ? AssetPlace() : InstallPlace(root, record);
+/// Where the folders lie that a deletion is to take away; nowhere for a path that is not set.
+std::vector<AssetPlace> PlacesToDelete(const std::string& root, const MUKAsset& record) {
+  const bool isBuiltIn = record.Has(AssetFlag::BuiltIn);
+  return {EditPlace(root, record), LegacyPlace(root, record),
+          isBuiltIn ? AssetPlace() : InstallPlace(root, record)};
 }
 
 bool Delete(AssetWork& work) {
   const std::string asset = Named(*work.Record());
-  const AssetPlace working = EditPlace(work.session.Root(), *work.Record());
+  const std::string& root = work.session.Root();
+  const std::vector<AssetPlace> places = PlacesToDelete(root, *work.Record());
   const bool wasPresent = work.Record()->IsPresent();
   MUKDeleteAsset(work.id, work.options.forget);
   const MUKAsset* const record = work.Record();
-  const AssetPlace left =
-      record == nullptr ? AssetPlace() : LeftPlace(work.session.Root(), *record);
-  if (!left.IsNowhere()) {
+  if (record == nullptr) {
+    work.summary = asset + " is deleted and forgotten" + StillThere(places);
+    return true;
+  }
+  for (const AssetPlace& left : PlacesToDelete(root, *record)) {
+    if (left.IsNowhere()) continue;
     work.failure = asset + " was not deleted whole: " + Quoted(PlaceText(left)) +
                    " is still there; see that you may write there";
     return false;
   }
-  if (record == nullptr) {
-    work.summary = asset + " is deleted and forgotten";
-  } else if (!record->IsPresent()) {
-    work.summary = asset + (wasPresent ? " is deleted" : " was not there") + "; its record stays";
-  } else {
+  if (record->IsPresent()) {
     work.summary = asset + " is part of the product and stays";
+  } else {
+    work.summary = asset + (wasPresent ? " is deleted" : " was not there") + "; its record stays";
   }
-  // One outside the product is its user's own.
-  if (FolderExists(working)) work.summary += "; " + Quoted(PlaceText(working)) + " stays too";
+  work.summary += StillThere(places);
   return true;
 }
 

@@ -242,17 +242,23 @@ TEST_F(AssetTool, TellsWhenTheDatabaseCannotBeWritten) {
   EXPECT_EQ(Show(kExpress)["state"], "openForEdit");
 }
 
-TEST_F(AssetTool, DeletesWhoseWorkingFolderIsElsewhere) {
+TEST_F(AssetTool, TellsWhatStaysOnDisk) {
   ASSERT_EQ(Asset("list").status, 0);
   fs::create_directories(temp_ / "elsewhere");
   MUKAssetIndex index;
   ASSERT_TRUE(index.Load(temp_ / "p/assets.mkx"));
-  index.Find(PLID(4110, 10101, 0))->editPath = temp_ / "elsewhere";
+  MUKAsset& express = *index.Find(PLID(4110, 10101, 0));
+  express.editPath = temp_ / "elsewhere";
+  index.Find(PLID(4110, 10050, 2))->legacyPath = express.legacyPath;
+  const std::string shared = express.legacyPath.String();
   Save("p/assets.mkx", index);
-  const Outcome done = Asset("delete " + kExpress);
-  EXPECT_EQ(done.status, 0) << done.err;
-  EXPECT_NE(done.out.find("/elsewhere' stays too"), std::string::npos) << done.out;
-  EXPECT_EQ(Show(kExpress)["state"], "absent");
+  for (const auto& [command, left] :
+       {std::pair("revert " + kExpress, std::string("elsewhere")), {"delete " + kQuarry, shared}}) {
+    const Outcome done = Asset(command);
+    EXPECT_EQ(done.status, 0) << done.err;
+    EXPECT_NE(done.out.find("/" + left + "' stays on disk\n"), std::string::npos) << done.out;
+  }
+  EXPECT_EQ(Show(kExpress)["state"], "installed");
 }
 
 // Who prints while the database is open would be killed with it unwritten.

@@ -63,7 +63,7 @@ TEST_F(CloneTest, MakesAnAssetOpenForEditOrLeavesEverythingAsItWas) {
       {{77, 4, 3}, kNone, true, "$muk_asset_out_of_date;"},
       {{77, 4, 3}, {77, 8, 0}, false, "$muk_copy_file_error;"},
       {{5, 1, 0}, {77, 8, 0}, false, "$muk_copy_file_error;"},
-      {{5, 2, 0}, kMine, false, "$muk_open_file_error;"},
+      {{5, 2, 0}, kMine, false, "$muk_copy_file_error;"},
       {{5, 2, 0}, kNone, false, "$muk_config_tags_lost;$muk_cloned;", {77, 500, 0}, "77:500 "},
       {kMine, {77, 600, 0}, false, "$muk_cloned;", {77, 600, 0}, "77:600 77:9,"},
       {kMine, kNone, true, "$muk_cloned;", {77, 1, 1}, "77:1:1 77:9,"},  // the version says it

@@ -86,7 +86,9 @@ TEST_F(LifeTest, NoAssetTakesTheFolderOfAnother) {
   EXPECT_FALSE(MUKCommitAssetEdits(kOther, &log_) || !MUKGetEditPath(kOther).empty());
   EXPECT_EQ(Told() + State(), "$muk_commit_open_for_edit;E1")
       << "the config there says whose it is";
-  fs::remove_all(folder_ / EditFolder());
+  MUKSetEditPath(kOther, "editing/Oak/parts/..");
+  EXPECT_TRUE(Live("d") && !fs::exists(folder_ / "editing/Oak")) << "that leads nowhere";
+  MUKSetEditPath(kId, "editing/Oak");
   ASSERT_TRUE(open({1, 9, 0}, "oak"));
   EXPECT_EQ(EditFolder(), "") << "the new folder is not what it lost";
 }
@@ -112,10 +114,18 @@ TEST_F(LifeTest, ACommitPutsNothingInThePlaceOfAnotherAsset) {
       EXPECT_EQ(State(), "I2") << area << crashed;
       EXPECT_EQ(ReadWholeFile(theirs), "plid <plid:1:8>") << area << crashed;
     }
-    fs::remove_all(folder_ / InstallFolder());
-    MUKSetInstallPath(kId, "");
+    const std::string own = InstallFolder();
     MUKSetLegacyPath(kId, area + "Foo");
     EXPECT_FALSE(Do('o')) << "these are not its files";
+    MUKSetEditPath(kId, "editing/mine");
+    EXPECT_TRUE(Live("3c") && State() == "I3" && InstallFolder() == own) << Told();
+    fs::remove_all(folder_ / own);
+    MUKSetInstallPath(kId, "");
+    MUKSetLegacyPath(kId, area + "Foo");
+    Write(area + "Foo", '3');
+    EXPECT_TRUE(Live("o4c")) << Told();
+    MUKDeleteAsset({1, 8, 0}, false);
+    EXPECT_TRUE(!fs::exists(theirs) && State() == "L4") << "twins are two folders";
   }
 }
 
@@ -168,19 +178,20 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
     const char* before;
     std::string way;  ///< a file that is put there, or '+' a folder, '@' a link
     char step;
-    const char* told;
+    const char* told;  ///< with the last word of a reason
   } cases[] = {{"nc", "editing", 'o', "open_file_error;"},
-               {"nc", "I/run.exe", 'o', "copy_file_error;"},
-               {"nc", "temp", 'o', "copy_file_error;"},
+               {"nc", "I/run.exe", 'o', "copy_file_error have;"},
+               {"nc", "temp", 'o', "copy_file_error disk;"},
+               {"nc", "U", 'o', "copy_file_error nowhere;"},
                {"nc", "other", 'c', "commit_open_for_edit;"},
                {"n", "local", 'c', "commit_database_error;"},
                {"nco", "+E/config.txt", 'c', "commit_missing_config;"},
                {"n", "E/CONFIG.GROLE", 'c', "commit_duplicate_config;"},
                {"n", "@E/parts/e", 'c', "package_file_bad_name;commit_invalid_files;"},
-               {"nco", "temp", 'c', "commit_file_error;"},
+               {"nco", "temp", 'c', "commit_file_error disk;"},
                {"nco", "P", 'c', "commit_perm;"},
-               {"nco", "U", 'c', "commit_file_error;"},
-               {"nco", "S", 'c', "commit_file_error;"}};
+               {"nco", "U", 'c', "commit_file_error nowhere;"},
+               {"nco", "S", 'c', "commit_file_error overlap;"}};
   for (const auto& each : cases) {
     Renew();
     ASSERT_TRUE(Live(each.before));
@@ -196,8 +207,14 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
     if (std::strchr("+@", each.way[0]) == nullptr) WriteWholeFile(folder_ / way, "x");
     const std::string before = State() + Tree();
     EXPECT_FALSE(Do(each.step)) << each.told;
-    std::string told = Told();
-    for (std::size_t at = 0; (at = told.find("$muk_")) != std::string::npos;) told.erase(at, 5);
+    std::string told;
+    for (const ResultEntry& entry : log_.Entries()) {
+      const auto& values = dynamic_cast<const AssetMessage&>(*entry.reference).parameters;
+      const bool hasReason = values.size() > 2;
+      told +=
+          entry.text.substr(5) + (hasReason ? values[2].substr(values[2].rfind(' ')) : "") + ';';
+    }
+    log_.Clear();
     EXPECT_EQ(told, each.told);
     EXPECT_EQ(State() + Tree(), before) << each.told;
   }
@@ -261,6 +278,8 @@ TEST_F(LifeTest, AnAssetBelowASubstitutionIsCommittedWhereItCanBe) {
   MUKCreateNew(kId);
   MUKSetInstallPath(kId, "a");
   MUKSetArchiveName(kId, "lifearchive");
+  EXPECT_TRUE(Live("f") && MUKGetInstallPath(kId) == "a") << "nothing is deleted in an archive";
+  EXPECT_EQ(MUKGetSizeBytes(kId), 27u);
   const std::string index = Index();
   ASSERT_TRUE(Live("o")) << Told();
   EXPECT_EQ(Generation(EditFolder()), "1");
@@ -269,6 +288,10 @@ TEST_F(LifeTest, AnAssetBelowASubstitutionIsCommittedWhereItCanBe) {
   EXPECT_EQ(State(), "I2") << "beside the archive";
   Crash(index);
   EXPECT_EQ(State() + MUKGetName(kId) + MUKGetArchiveName(kId), "I22local");
+  fs::resize_file(archive, 100);
+  EXPECT_TRUE(MUKSetArchiveName(kId, "lifearchive") && MUKSetInstallPath(kId, "a") && !Do('o'));
+  const auto& told = dynamic_cast<const AssetMessage&>(*log_.Entries().back().reference);
+  EXPECT_EQ(told.parameters.at(2).substr(0, 27), "'lifearchive:a/config.txt' ");
 
   Write("packs/b", '3');
   Zef::Subst("lifefolder", (folder_ / "packs/").c_str(), true);

@@ -104,7 +104,6 @@ std::string Noise(std::size_t size) {
 // Also: equal folders give equal bytes, whichever thread was first, and from a mounted archive.
 TEST_F(PackageTest, WhatGoesInComesOut) {
   Put("in/Config.TXT", "plid <plid2:1:2:3>\nusername \"One\"\nfiles 1");
-  Put("in/config.grole", "damaged");
   Put("in/Thumbs.db", "left out");
   Put("in/thumbs.db", "left out, and no twin");
   Put("in/sub/config.txt", "kept");
@@ -136,6 +135,9 @@ TEST_F(PackageTest, WhatGoesInComesOut) {
     each = Read("one.KPX");
   }
   EXPECT_TRUE(bytes[0] == bytes[1]);
+  Put("in/config.grole", "one too many");
+  TagContainer none;
+  EXPECT_FALSE(ReadAssetFolder(package_, Place("in"), none, nullptr));
   EXPECT_LT(bytes[0].size(), 1'230'000u) << "compressed";
 
   ASSERT_EQ(package_.Open(path, "kpx"), "");
