@@ -21,7 +21,10 @@ bool CheckPlace(const std::string& path, MountedArchive::Access access) {
   const bool creates = access == MountedArchive::Access::Create;
   Platform::FileInfo info;
   if (!Platform::GetInfo(path, &info)) {
-    return creates || Refuse(path, "there is no such archive; make one with quarle archive create");
+    if (!creates)
+      return Refuse(path, "there is no such archive; make one with quarle archive create");
+    return !Platform::GetInfoNoFollow(path, &info) ||
+           Refuse(path, "it is a link to nothing; delete it or take another name");
   }
   if (info.folder) return Refuse(path, "it is a folder; name an archive");
   const bool isEmpty = info.regular && info.size == 0;  // a create that was killed as it began
@@ -29,6 +32,29 @@ bool CheckPlace(const std::string& path, MountedArchive::Access access) {
     return creates || Refuse(path, "it is empty; quarle archive create makes it an archive");
   }
   return !creates || Refuse(path, "it exists already; take another name or quarle archive add");
+}
+
+bool RefuseUnwritable(const std::string& path) {
+  return Refuse(path,
+                "it cannot be written; check that it and its folder may be written and have room");
+}
+
+/// As long as it is held no other command changes the archive. No handle, with the failure's line
+/// printed, when one does.
+Platform::OwnedFile LockForChange(const std::string& path, MountedArchive::Access access) {
+  Platform::OpenOptions options{.write = true, .sharing = Platform::Sharing::DenyAll};
+  if (access == MountedArchive::Access::Create) {
+    options.creation = Platform::Creation::OpenOrCreate;
+  }
+  Platform::OwnedFile lock(Platform::OpenFile(path, options));
+  if (lock) return lock;
+  const Platform::OwnedFile unlocked(Platform::OpenFile(path, {.write = true}));
+  if (unlocked) {
+    static_cast<void>(Refuse(path, "another program changes it; try again when it is done"));
+  } else {
+    static_cast<void>(RefuseUnwritable(path));
+  }
+  return {};
 }
 
 /// What cannot be read now would be lost by a change.
@@ -162,11 +188,16 @@ MountedArchive::~MountedArchive() {
 bool MountedArchive::Open(const std::string& path, Access access) {
   if (!CheckPlace(path, access)) return false;
   path_ = path;
+  if (access != Access::Read) {
+    lock_ = LockForChange(path, access);
+    // Another command may have ended since the place was looked at.
+    if (!lock_ || !CheckPlace(path, access)) return false;
+  }
   std::unique_ptr<FileSubArchive> source;
   try {
     source = std::make_unique<FileSubArchive>(path.c_str(), access == Access::Read);
   } catch (const FileEx&) {
-    return Refuse(path, "it cannot be written; check that its folder may be written and has room");
+    return RefuseUnwritable(path);
   }
   if (!source->IsAvailable()) {
     return Refuse(path,

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kernel/platform/FileSystem.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/FileSubArchive.h"
 #include "kernel/standard/PString.h"
@@ -22,7 +23,7 @@ class MountedArchive {
   MountedArchive& operator=(const MountedArchive&) = delete;
 
   /// False, with the failure's line printed. Create takes no file that is there already, Change no
-  /// archive that is damaged.
+  /// archive that is damaged, and neither one that another of these commands changes meanwhile.
   [[nodiscard]] bool Open(const std::string& path, Access access);
   /// Writes the index. False, with the failure's line printed.
   [[nodiscard]] bool Finish();
@@ -42,6 +43,7 @@ class MountedArchive {
 
  private:
   Zef::PString name_{"quarle-archive"};
+  Zef::Platform::OwnedFile lock_;  // held until the source is gone
   std::string path_;
   Zef::FileSubArchive* source_ = nullptr;
 };
