@@ -17,6 +17,13 @@ bool Refuse(const std::string& path, const std::string& why) {
   return false;
 }
 
+/// What a create leaves that was killed before its first file was whole.
+bool HasNoFiles(const std::string& path) {
+  FileSubArchive archive(path.c_str(), /*readOnly=*/true);
+  return archive.IsAvailable() && archive.FileCount() == 0 && archive.IsReadWhole() &&
+         !archive.DamagedAt();
+}
+
 bool CheckPlace(const std::string& path, MountedArchive::Access access) {
   const bool creates = access == MountedArchive::Access::Create;
   Platform::FileInfo info;
@@ -28,10 +35,11 @@ bool CheckPlace(const std::string& path, MountedArchive::Access access) {
   }
   if (info.folder) return Refuse(path, "it is a folder; name an archive");
   const bool isEmpty = info.regular && info.size == 0;  // a create that was killed as it began
-  if (isEmpty) {
-    return creates || Refuse(path, "it is empty; quarle archive create makes it an archive");
+  if (creates) {
+    return isEmpty || (info.regular && HasNoFiles(path)) ||
+           Refuse(path, "it exists already; take another name or quarle archive add");
   }
-  return !creates || Refuse(path, "it exists already; take another name or quarle archive add");
+  return !isEmpty || Refuse(path, "it is empty; quarle archive create makes it an archive");
 }
 
 bool RefuseUnwritable(const std::string& path) {
@@ -192,6 +200,8 @@ bool MountedArchive::Open(const std::string& path, Access access) {
     lock_ = LockForChange(path, access);
     // Another command may have ended since the place was looked at.
     if (!lock_ || !CheckPlace(path, access)) return false;
+    const bool creates = access == Access::Create;
+    if (creates && !Platform::SetFileSize(lock_.Get(), 0)) return RefuseUnwritable(path);
   }
   std::unique_ptr<FileSubArchive> source;
   try {

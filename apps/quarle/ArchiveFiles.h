@@ -22,8 +22,9 @@ class MountedArchive {
   MountedArchive(const MountedArchive&) = delete;
   MountedArchive& operator=(const MountedArchive&) = delete;
 
-  /// False, with the failure's line printed. Create takes no file that is there already, Change no
-  /// archive that is damaged, and neither one that another of these commands changes meanwhile.
+  /// False, with the failure's line printed. Create takes no file that is there already but an
+  /// empty one and an archive without files, Change no archive that is damaged, and neither one
+  /// that another of these commands changes meanwhile.
   [[nodiscard]] bool Open(const std::string& path, Access access);
   /// Writes the index. False, with the failure's line printed.
   [[nodiscard]] bool Finish();

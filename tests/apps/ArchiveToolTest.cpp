@@ -38,8 +38,7 @@ TEST_F(ArchiveTool, WhatGoesInComesOut) {
   Shell("ln -s three in/link; mkfifo in/pipe");
   const nlohmann::json made = Run("archive create -z -C in in/a.ja . --json").Json();
   EXPECT_EQ(made["added"], 3);
-  EXPECT_EQ(made["linksLeftOut"], 1);
-  EXPECT_EQ(made["specialsLeftOut"], 1);
+  EXPECT_TRUE(made["linksLeftOut"] == 1 && made["specialsLeftOut"] == 1) << made;
   Shell("mv in/a.ja .");
   ASSERT_EQ(Run("archive extract a.ja out/folder .").status, 0);
   EXPECT_EQ(Shell("rm in/link in/pipe; diff -r in out/folder").status, 0);
@@ -83,11 +82,12 @@ TEST_F(ArchiveTool, ChangesAreThoseAskedFor) {
        "'in/maps/one.TXT' is a file there"},
       {"archive add a.ja ../x", "-C"},
       {"archive add a.ja none", "'none': there is no such file"},
-      {"archive create no/b.ja in/three", "cannot be written"},
-      {"archive rename a.ja x y", "has no file 'x'"}};
+      {"archive create no/b.ja in/three", "cannot be written"}};
   for (const auto& [arguments, said] : cases) Fail(arguments, said);
   const Outcome second = Shell("flock a.ja " QUARLE_PATH " archive delete a.ja in");
   EXPECT_EQ(second.err, "quarle: 'a.ja': another program changes it; try again when it is done\n");
+  Shell("ulimit -c 0; ulimit -f 20; " QUARLE_PATH " archive create b.ja in/Maps/deep");
+  EXPECT_TRUE(fs::exists(temp_ / "b.ja")) << "it was not killed at work";
   const Outcome full =
       Shell("trap '' XFSZ; ulimit -f 20; " QUARLE_PATH " archive create b.ja in/Maps/deep");
   EXPECT_TRUE(full.status == 1 && full.HasOneErrorLine()) << full.err;
