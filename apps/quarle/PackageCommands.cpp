@@ -208,12 +208,12 @@ std::string Extract(const MUKPackage& package, std::uint32_t place, const std::s
                                                                     : "Unable to write its config";
 }
 
-/// A name for a hidden folder that is not longer than `name`: what fits the one fits the other.
-std::string HiddenName(const std::string& name) {
+/// A name that nothing else has.
+std::string HiddenName() {
   std::array<char, 24> text{};
   std::snprintf(text.data(), text.size(), ".%016llx",
                 static_cast<unsigned long long>(Platform::RandomWord()));
-  return std::string(text.data()).substr(0, name.size());
+  return text.data();
 }
 
 /// Makes the folder of an asset with all that is in it, or nothing. An error text, or empty.
@@ -225,7 +225,8 @@ std::string ExtractAnew(const MUKPackage& package, const ShownAsset& asset,
   const std::string taken = " exists already; move it away, or name another folder";
   if (Platform::Exists(folder)) return Quoted(folder) + taken;
   // Filled out of sight: a command that is killed leaves no half asset under the asset's name.
-  const std::string hidden = parent + "/" + HiddenName(name);
+  // Its name is not longer: what fits the one fits the other.
+  const std::string hidden = parent + "/" + HiddenName().substr(0, name.size());
   if (!Platform::MakeFolder(hidden)) {
     return Quoted(folder) + " cannot be made; see that you may write there, or name another folder";
   }
@@ -238,6 +239,27 @@ std::string ExtractAnew(const MUKPackage& package, const ShownAsset& asset,
   }
   if (!error.empty()) static_cast<void>(Platform::DeleteTree(hidden));
   return error;
+}
+
+/// False, with the failure's line printed, for a name that anything has, if only a link to nothing.
+bool CheckFree(const std::string& package) {
+  Platform::FileInfo info;
+  if (!Platform::GetInfoNoFollow(package, &info)) return true;
+  static_cast<void>(Fail(Quoted(package) + " exists already; delete it first"));
+  return false;
+}
+
+/// Makes the file, and never in the place of another one, which may have come at any moment.
+int SaveAnew(MUKPackage& package, const std::string& path) {
+  const std::string folder = path.substr(0, path.find_last_of("/\\") + 1);
+  const std::string hidden = folder + HiddenName() + ".kpx";
+  std::string error = package.Save(hidden);
+  if (error.empty() && Platform::Rename(hidden, path)) return kDone;
+  static_cast<void>(Platform::DeleteFile(hidden));
+  if (!CheckFree(path)) return kFailed;
+  if (error.empty()) error = "Unable to rename " + Quoted(hidden);
+  return Fail(Quoted(path) + ": " + error +
+              "; see that its folder is there, has room and lets you write");
 }
 
 /// The first failure's text, empty when all were extracted.
@@ -308,9 +330,7 @@ int RunPackageList(const PackageOptions& options, const CommonOptions& common) {
 }
 
 int RunPackageCreate(const PackageOptions& options, const CommonOptions& common) {
-  if (Platform::Exists(options.package)) {
-    return Fail(Quoted(options.package) + " exists already; delete it first");
-  }
+  if (!CheckFree(options.package)) return kFailed;
   std::string error = MUKPackage::CheckName(options.package);
   if (!error.empty()) return Fail(Quoted(options.package) + ": " + error);
   for (const std::string& folder : options.folders) {
@@ -329,11 +349,7 @@ int RunPackageCreate(const PackageOptions& options, const CommonOptions& common)
     PrintMessages(log, /*done=*/false, common);
     return kFailed;
   }
-  error = package.Save(options.package);
-  if (!error.empty()) {
-    return Fail(Quoted(options.package) + ": " + error +
-                "; see that its folder is there, has room and lets you write");
-  }
+  if (const int failed = SaveAnew(package, options.package); failed != kDone) return failed;
   const std::vector<ShownAsset> assets = LookAtAll(package);
   if (common.json) {
     JsonWriter json;
