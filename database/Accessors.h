@@ -15,7 +15,6 @@
 #include <string_view>
 
 #include "database/MUKAsset.h"
-#include "database/MUKAssetIndex.h"
 
 /// Copies the record, which then owns its texts. `record` may be null. False without one.
 bool MUKFind(const PLID& id, MUKAsset* record = nullptr);

@@ -28,7 +28,7 @@ class AssetArchiveWriter {
   /// Of a file at `path`, which is replaced if it stands. What is not finished is dropped.
   AssetArchiveWriter(std::string path, std::uint32_t archiveId);
 
-  bool IsOpen() const { return file_.IsOpen(); }
+  bool IsOpen() const { return file_.IsPending(); }
   /// False for an identifier that cannot be stored, for a tree that cannot be written, when the
   /// file would grow to 4 GiB, and when it cannot be written; all that follows then fails.
   [[nodiscard]] bool Append(const PLID& id, const TagContainer& package);

@@ -10,7 +10,8 @@
 
 namespace {
 
-/// The one list of stored fields, in their stored order, which is not that of the class.
+/// The stored fields in their stored order, which is not that of the class. GlanceRecord alone does
+/// not go by this list: it steps over the fields by their sizes.
 template <class Visitor, class Record>
 void VisitFields(Visitor&& visit, Record& record) {
   visit.Id(record.id);
@@ -125,10 +126,7 @@ struct MemoryWriter {
     std::memcpy(out, &value, sizeof value);
     out += sizeof value;
   }
-  void Id(const PLID& id) {
-    Value(id.content);
-    Value(id.PackedWord());
-  }
+  void Id(const PLID& id) { Value(id.Stored()); }
   void Text(const AssetText& text) { out = PutStoredText(out, text); }
   void Flags(const AssetFlags& flags) {
     for (int at = 0; at < kAssetFlagCount; ++at) {
@@ -148,12 +146,15 @@ void ReadRecord(Zef::ByteReader& in, MUKAsset& record) { VisitFields(MemoryReade
 void GlanceRecord(Zef::ByteReader& in, RecordGlance& glance) {
   constexpr std::size_t kBuiltIn = static_cast<std::size_t>(AssetFlag::BuiltIn);
   constexpr std::size_t kFixedFields = 4 + 4 + 1 + 8 + 8;
+  constexpr std::size_t kMiddle = PLID::kStoredSize + kAssetFlagCount + kFixedFields;
+  constexpr int kTexts = 11;
+  static_assert(PLID::kStoredSize + kTexts * sizeof(std::uint32_t) + kMiddle == kSmallestRecord);
   Glancer glancer{in};
   glance.id = ReadStoredId(in);
   glancer.SkipTexts(1);
   glance.shownName = glancer.Text();
-  glancer.SkipTexts(7);
-  const auto fields = in.Bytes(PLID::kStoredSize + kAssetFlagCount + kFixedFields);
+  glancer.SkipTexts(kTexts - 4);
+  const auto fields = in.Bytes(kMiddle);
   glancer.SkipTexts(1);
   const std::string_view userName = glancer.Text();
   if (in.Failed()) return;

@@ -58,7 +58,8 @@ class AssetText {
     copy.Assign(text);
     return *this = copy;
   }
-  AssetText& operator=(const char* text) { return *this = std::string_view(text); }
+  /// A null text gives no storage.
+  AssetText& operator=(const char* text) { return *this = Zef::SharedText(text); }
 
   /// Refers to bytes that outlive this field. Gives storage also for no characters.
   void Borrow(std::string_view text) {

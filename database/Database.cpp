@@ -318,8 +318,7 @@ void Database::BackUpLocked() {
   // A file that was neither loaded nor written whole must not take the place of a backup. While
   // a load or write is at work none stands, and its end does what changes ask for.
   if (!mainStands_) return;
-  mainStands_ = false;
-  files_.BackUp();
+  mainStands_ = !files_.BackUp();  // the next change tries again
   stamp_ = files_.MainStamp();
 }
 
@@ -328,7 +327,8 @@ void Database::Touch() { lastChange_ = GetClock().Seconds(); }
 void Database::MarkChanged(std::uint32_t mask) {
   lastChange_ = GetClock().Seconds();
   const std::lock_guard state(stateLock_);
-  if (!dirty_.exchange(true)) BackUpLocked();
+  dirty_ = true;
+  BackUpLocked();
   changeMask_ |= mask;
 }
 

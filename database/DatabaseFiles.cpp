@@ -111,17 +111,19 @@ DatabaseFiles::Outcome DatabaseFiles::LoadLeftover(MUKAssetIndex& index) const {
   return Outcome::Loaded;
 }
 
-void DatabaseFiles::BackUp() const {
-  if (!enabled_ || !Exists(Main())) return;
+bool DatabaseFiles::BackUp() const {
+  if (!enabled_ || !Exists(Main())) return true;
   Zef::File::MakeFolder(Path("cache").c_str());
   Step("backup: folder made");
   Delete(Temporary());
   Step("backup: unfinished write deleted");
   Delete(Backup());
   Step("backup: old backup deleted");
-  Rename(Main(), Backup());
+  const bool isMoved = Rename(Main(), Backup());
+  if (!isMoved) Zef::Trace("BackUp> cannot move \"%s\" away\n", Main().c_str());
   Step("backup: renamed");
   FlushFolders();
+  return isMoved;
 }
 
 bool DatabaseFiles::Write(MUKAssetIndex& index) const {

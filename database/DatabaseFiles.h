@@ -53,8 +53,8 @@ class DatabaseFiles {
   /// Loads what a crash left: the file that was being written if it is whole, which then
   /// becomes the backup, else the backup.
   [[nodiscard]] Outcome LoadLeftover(MUKAssetIndex& index) const;
-  /// Moves "assets.mkx" to the backup's place, if it exists.
-  void BackUp() const;
+  /// Moves "assets.mkx" to the backup's place, if it exists. False when it still stands.
+  [[nodiscard]] bool BackUp() const;
   /// Writes the index and makes it "assets.mkx". False with a backup or the written file in
   /// place, to be tried again.
   [[nodiscard]] bool Write(MUKAssetIndex& index) const;

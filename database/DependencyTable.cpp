@@ -1,6 +1,7 @@
 #include "database/DependencyTable.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <span>
 
@@ -8,7 +9,7 @@
 #include "kernel/ByteWriter.h"
 
 namespace {
-constexpr std::uint64_t kNullStored = ~std::uint64_t{0};  // the null identifier's eight bytes
+constexpr auto kNullStored = std::bit_cast<std::uint64_t>(PLID().Stored());
 }
 
 void DependencyTable::Clear() { *this = DependencyTable(); }
@@ -25,7 +26,7 @@ void DependencyTable::Replace(const PLID& asset, const std::vector<PLID>& depend
   Chain own;
   for (const PLID& dependency : dependencies) {
     if (!dependency.IsStorable()) continue;
-    pairs_.push_back({Pack(asset), Pack(dependency)});
+    pairs_.push_back({{asset.Stored()}, {dependency.Stored()}});
     links_.emplace_back();
     const auto link = static_cast<std::uint32_t>(pairs_.size());
     Append(own, &Links::nextOfAsset, link);
@@ -104,10 +105,6 @@ void DependencyTable::Write(Zef::ByteWriter& out) const {
   for (const StoredPair& pair : pairs_) {
     if (!pair.asset.IsNull()) out.Bytes(std::as_bytes(std::span(&pair, 1)));
   }
-}
-
-DependencyTable::StoredId DependencyTable::Pack(const PLID& id) {
-  return {static_cast<std::uint32_t>(id.content), id.PackedWord()};
 }
 
 void DependencyTable::Append(Chain& chain, std::uint32_t Links::*next, std::uint32_t link) {

@@ -1,11 +1,13 @@
 // DependencyTable: which asset depends on which, as pairs in the order of the index file.
 //
 // Looking up either direction builds an index of the pairs once; changing an asset's
-// dependencies keeps it up to date. Not thread-safe for changes; the first lookup must not run
-// beside another one, so callers hold the index's derived-data lock.
+// dependencies keeps it up to date. Not thread-safe: the first lookup builds, so even lookups must
+// not run beside each other. Those of the running database hold its cache lock or exclusive guard.
 
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -56,11 +58,11 @@ class DependencyTable {
 
   /// A pair as it lies in the file, so that a table is read and written in one piece.
   struct StoredId {
-    std::uint32_t content = 0xFFFFFFFF;
-    std::uint32_t packed = 0xFFFFFFFF;
+    std::array<std::uint32_t, 2> words = PLID().Stored();
 
-    bool IsNull() const { return content == 0xFFFFFFFF && packed == 0xFFFFFFFF; }
-    PLID Id() const { return PLID::Unpack(packed, content); }
+    bool IsNull() const { return *this == StoredId(); }
+    PLID Id() const { return PLID::FromStored(words.data()); }
+    friend bool operator==(const StoredId&, const StoredId&) = default;
   };
   struct StoredPair {
     StoredId asset;
@@ -68,7 +70,6 @@ class DependencyTable {
   };
   static_assert(sizeof(StoredPair) == 2 * PLID::kStoredSize);
 
-  static StoredId Pack(const PLID& id);
   void Append(Chain& chain, std::uint32_t Links::*next, std::uint32_t link);
   void BuildIndex();
   void Squeeze();

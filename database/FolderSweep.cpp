@@ -74,9 +74,9 @@ class Sweeper {
     const Zef::Platform::FaultStack faults;
     std::unique_lock lock(mutex_);
     while (!paths_.empty()) {
-      const std::string path = *paths_.begin();
+      const auto path = paths_.begin();  // stays where it is while others come
       lock.unlock();
-      Delete(path);
+      Delete(*path);
       lock.lock();
       paths_.erase(path);
     }

@@ -29,12 +29,9 @@ constexpr std::size_t kWriteSpan = 1u << 18;
 /// Records read ahead of their entering the table, whose places are fetched meanwhile.
 constexpr std::uint32_t kEnterBatch = 32;
 
-/// Reads exactly `size` bytes. A compressed file may promise more than it holds, so its image
-/// grows with what arrives.
+/// Reads exactly `size` bytes.
 bool ReadImage(Zef::File& file, std::size_t size, LargeBlock& image) {
-  const bool compressed =
-      (file.Mode() & Zef::FileMode::kReadMask) == Zef::FileMode::kReadCompressed;
-  std::size_t capacity = compressed ? std::min(size, kFirstRead) : size;
+  std::size_t capacity = MayPromiseMore(file) ? std::min(size, kFirstRead) : size;
   std::size_t have = 0;
   while (true) {
     auto bytes = MakeLargeBlock(capacity);
@@ -47,8 +44,8 @@ bool ReadImage(Zef::File& file, std::size_t size, LargeBlock& image) {
   }
 }
 
-/// Gives a finished file the name without its suffix, and the permissions of what stands there,
-/// unless that is read-only.
+/// Gives a finished file the name without its suffix, and the owner and the permissions of what
+/// stands there, unless that is read-only.
 bool ReplaceOld(const Zef::File& file) {
   namespace Platform = Zef::Platform;
   const std::string target(file.Name(), 0, file.Name().size() - kSavingSuffix.size());
@@ -84,52 +81,6 @@ class IndexFileWriter {
 };
 
 }  // namespace
-
-IndexDamage ReadIndexHeader(Zef::File& file, IndexLoadReport& report) {
-  report.fileSize = static_cast<std::uint64_t>(file.Size());
-  std::array<std::byte, kIndexHeaderSize> header{};
-  if (file.Read(header.data(), 1, header.size()) != header.size()) return IndexDamage::BadMagic;
-  Zef::ByteReader in(header);
-  const std::uint32_t magic = in.U32();
-  report.version = in.U32();
-  report.storedLength = in.U32();
-  if (magic != MUKAssetIndex::kMagic) return IndexDamage::BadMagic;
-  if (report.storedLength != report.fileSize || report.storedLength < kIndexHeaderSize) {
-    return IndexDamage::BadLength;
-  }
-  if (report.version != MUKAssetIndex::kVersion) return IndexDamage::BadVersion;
-  return IndexDamage::None;
-}
-
-const char* IndexDamageText(IndexDamage damage) {
-  switch (damage) {
-    case IndexDamage::None:
-      return "the index is whole";
-    case IndexDamage::CannotOpen:
-      return "the file cannot be opened";
-    case IndexDamage::ReadError:
-      return "the file cannot be read to its end";
-    case IndexDamage::BadMagic:
-      return "the file is no asset index";
-    case IndexDamage::BadLength:
-      return "the stored length is not that of the file: it was cut, or its writing was cut short";
-    case IndexDamage::BadVersion:
-      return "the index has another format version";
-    case IndexDamage::Records:
-      return "the asset records are damaged";
-    case IndexDamage::Obsolete:
-      return "the obsolete table is damaged";
-    case IndexDamage::Dependencies:
-      return "the dependency table is damaged";
-    case IndexDamage::UserNames:
-      return "the user name table is damaged";
-    case IndexDamage::ConfigCache:
-      return "the config cache is cut short";
-    case IndexDamage::Archives:
-      return "the archive list is damaged";
-  }
-  return "";
-}
 
 bool MUKAssetIndex::Load(const std::string& path, IndexLoadReport* report,
                          IndexLoadOptions options) {
@@ -230,16 +181,16 @@ void MUKAssetIndex::ReadStation(Zef::ByteReader& in) {
 
 bool MUKAssetIndex::Save(const std::string& path, IndexSaveOptions options) {
   if (host_ != nullptr) host_->BeforeSave();
-  // A link stays a link: what it leads to is replaced.
-  const std::string real = Zef::Platform::CanonicalPath(path);
-  const std::string name = (real.empty() ? path : real) + std::string(kSavingSuffix);
-  Zef::Platform::FileInfo stale;
-  if (Zef::Platform::GetInfoNoFollow(name, &stale) && stale.link &&
-      !Zef::Platform::DeleteFile(name)) {
-    return false;
-  }
   std::string temporary;
   try {
+    // A link stays a link: what it leads to is replaced.
+    const std::string real = Zef::Platform::CanonicalPath(path);
+    const std::string name = (real.empty() ? path : real) + std::string(kSavingSuffix);
+    Zef::Platform::FileInfo stale;
+    if (Zef::Platform::GetInfoNoFollow(name, &stale) && stale.link &&
+        !Zef::Platform::DeleteFile(name)) {
+      return false;
+    }
     Zef::File file;
     if (file.Open(name.c_str(), Zef::FileMode::kCreateWrite) != Zef::RES_OK) return false;
     temporary = file.Name();
@@ -254,8 +205,8 @@ bool MUKAssetIndex::Save(const std::string& path, IndexSaveOptions options) {
 bool MUKAssetIndex::WriteTables(Zef::File& file, bool toDevice) const {
   IndexFileWriter writer(file);
   Zef::ByteWriter& out = writer.Out();
-  out.U32(kMagic);
-  out.U32(kVersion);
+  out.U32(kIndexMagic);
+  out.U32(kIndexVersion);
   out.U32(Zef::TStream::kLengthPlaceholder);
   const auto records = AllRecords();
   out.U32(static_cast<std::uint32_t>(records.size()));

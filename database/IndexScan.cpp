@@ -18,32 +18,32 @@ constexpr std::size_t kBatch = 32;
 /// A part of the file, moving forward.
 class IndexScan::Window {
  public:
-  /// `left` bytes are still to be read from the file.
+  /// `left` bytes are still to be read from the file, if it holds what it promises.
   Window(Zef::File& file, std::size_t left) : file_(file), left_(left) {}
 
-  Zef::ByteReader Reader() const { return {buffer_.get() + start_, end_ - start_}; }
+  Zef::ByteReader Reader() const { return {buffer_.get() + start_, Held()}; }
   std::span<const std::byte> Bytes(std::size_t from, std::size_t to) const {
     return {buffer_.get() + start_ + from, to - from};
   }
-  std::size_t Remaining() const { return end_ - start_ + left_; }
+  std::size_t Held() const { return end_ - start_; }
+  std::size_t Remaining() const { return Held() + left_; }
   void Drop(std::size_t size) { start_ += size; }
 
   /// Brings in more bytes behind those at hand. False when there are none.
-  bool More() {
-    const std::size_t held = end_ - start_;
-    return Fetch(std::max(kWindow, held * 2));
-  }
+  bool More() { return Fetch(Grown()); }
   /// Brings in all that is left.
   void All() {
-    while (left_ != 0) Fetch(Remaining());
+    const bool byPieces = MayPromiseMore(file_);
+    while (left_ != 0) Fetch(byPieces ? std::min(Grown(), Remaining()) : Remaining());
   }
 
  private:
   static constexpr std::size_t kWindow = 1u << 20;
 
+  std::size_t Grown() const { return std::max(kWindow, Held() * 2); }
   bool Fetch(std::size_t capacity) {
     if (left_ == 0) return false;
-    const std::size_t held = end_ - start_;
+    const std::size_t held = Held();
     if (capacity > capacity_) {
       LargeBlock larger = MakeLargeBlock(capacity);
       if (held != 0) std::memcpy(larger.get(), buffer_.get() + start_, held);
@@ -84,6 +84,11 @@ bool IndexScan::Open(const std::string& path) {
   if (in.Failed()) return false;
   window_->Drop(in.Position());
   return count_ <= window_->Remaining() / kSmallestRecord;
+}
+
+std::uint32_t IndexScan::CountToReserve() const {
+  if (!MayPromiseMore(file_)) return count_;
+  return std::min(count_, static_cast<std::uint32_t>(window_->Held() / kSmallestRecord));
 }
 
 bool IndexScan::Run(const Visitor& visit) {

@@ -28,8 +28,10 @@ class IndexScan {
   /// False when the file cannot be opened or its header or record count is bad. May raise
   /// Zef::Exception, as may Run.
   [[nodiscard]] bool Open(const std::string& path);
-  /// Records as the file counts them; never more than it has room for.
-  std::uint32_t Count() const { return count_; }
+  /// Records worth making room for: as many as the file counts, which is never more than it has
+  /// room for. A compressed file may promise more than it holds, so of one no more than what
+  /// arrived by now has room for.
+  std::uint32_t CountToReserve() const;
 
   struct Seen {
     RecordGlance glance;

@@ -12,7 +12,6 @@
 
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -24,6 +23,7 @@
 
 #include "database/IdMap.h"
 #include "database/IndexCompanions.h"
+#include "database/IndexHeader.h"
 #include "database/LargeBlock.h"
 #include "database/MUKAsset.h"
 #include "database/ObsoleteTable.h"
@@ -39,37 +39,6 @@ class File;
 inline constexpr std::uint32_t kChangeGeneral = 1;
 inline constexpr std::uint32_t kChangeSize = 2;
 
-/// Why an index file did not load, for reports.
-enum class IndexDamage {
-  None,
-  CannotOpen,
-  ReadError,
-  BadMagic,
-  BadLength,
-  BadVersion,
-  Records,
-  Obsolete,
-  Dependencies,
-  UserNames,
-  ConfigCache,
-  Archives,
-};
-
-/// One plain sentence for a report, such as "the user name table is damaged".
-const char* IndexDamageText(IndexDamage damage);
-
-struct IndexLoadReport {
-  IndexDamage damage = IndexDamage::None;
-  std::uint64_t offset = 0;    ///< where reading stopped
-  std::uint64_t fileSize = 0;  ///< as read, compressed files unpacked
-  std::uint32_t version = 0;   ///< as stored
-  std::uint64_t storedLength = 0;
-  std::uint32_t recordCount = 0;  ///< as stored
-  /// Where records, obsolete table, dependencies, user names, config cache, archives and station
-  /// state begin, as far as reading got; 0 behind that.
-  std::array<std::uint64_t, 7> sectionStarts{};
-};
-
 struct IndexLoadOptions {
   bool keepConfigCache = true;  ///< false skips the largest side table, for read-only use
 };
@@ -80,9 +49,6 @@ struct IndexSaveOptions {
 
 class MUKAssetIndex {
  public:
-  static constexpr std::uint32_t kMagic = 0xCEEBA2DB;
-  static constexpr std::uint32_t kVersion = 19;
-
   /// The host is borrowed and may be null (a private index).
   explicit MUKAssetIndex(IndexHost* host = nullptr) : host_(host) {}
   MUKAssetIndex(const MUKAssetIndex&) = delete;

@@ -80,7 +80,8 @@ bool Write(const TagContainer& tags, const std::string& path) {
   Zef::ByteWriter out;
   if (!AppendBinaryTags(out, tags)) return false;
   Zef::NewFile file(path);
-  return file.IsOpen() && file.Append(out.View().data(), out.Size()) && file.Flush() && file.Keep();
+  return file.IsPending() && file.Append(out.View().data(), out.Size()) && file.Flush() &&
+         file.Keep();
 }
 
 }  // namespace

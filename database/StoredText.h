@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -24,8 +25,7 @@ inline PLID ReadStoredId(Zef::ByteReader& in) {
 }
 
 inline void PutStoredId(Zef::ByteWriter& out, const PLID& id) {
-  out.I32(id.content);
-  out.U32(id.PackedWord());
+  out.U64(std::bit_cast<std::uint64_t>(id.Stored()));
 }
 
 /// Borrows the text from the reader's memory. Leaves it without storage when the reader fails.

@@ -1,14 +1,12 @@
 #include "environment/Registry.h"
 
 #include <algorithm>
-#include <array>
-#include <cinttypes>
-#include <cstdio>
 #include <utility>
 
 #include "kernel/LockedValue.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/platform/System.h"
+#include "kernel/standard/NewFile.h"
 #include "kernel/standard/NumberText.h"
 
 namespace Platform = Zef::Platform;
@@ -38,24 +36,6 @@ std::string UserRoot() {
     return data + kUserData + kUserRoot;
   }
   return {};
-}
-
-// What changed files are called until they have their names; never the name of a value.
-std::string TemporaryPath(const std::string& path) {
-  std::array<char, 32> ending{};
-  std::snprintf(ending.data(), ending.size(), ".%016" PRIx64, Platform::RandomWord());
-  const std::size_t name = path.rfind('/') + 1;
-  return path.substr(0, name) + "." + path.substr(name) + ending.data();
-}
-
-bool WriteNewFile(const std::string& path, std::string_view bytes) {
-  Platform::OwnedFile file(
-      Platform::OpenFile(path, {.write = true, .creation = Platform::Creation::CreateNew}));
-  if (!file) return false;
-  const bool written = Platform::WriteAt(file.Get(), bytes.data(), bytes.size(), 0) ==
-                           static_cast<std::int64_t>(bytes.size()) &&
-                       Platform::FlushFile(file.Get());
-  return file.Close() && written;
 }
 
 /// True for a folder that is no link to one.
@@ -165,12 +145,9 @@ bool RegistryKey::ReadText(std::string_view name, std::string& text, std::size_t
 
 bool RegistryKey::WriteText(std::string_view name, std::string_view text) const {
   if (!IsWritable()) return false;
-  const std::string path = PathOf(name);
-  const std::string temporary = TemporaryPath(path);
   const std::string line = std::string(CutValue(text)).append("\n");
-  if (WriteNewFile(temporary, line) && Platform::Replace(temporary, path)) return true;
-  static_cast<void>(Platform::DeleteFile(temporary));
-  return false;
+  Zef::NewFile file(PathOf(name));
+  return file.IsPending() && file.Append(line.data(), line.size()) && file.Flush() && file.Keep();
 }
 
 RegistryLock::RegistryLock(const RegistryKey& key) {

@@ -14,8 +14,8 @@ namespace {
 std::vector<std::uint8_t> WithItsLength(const std::uint8_t* data, std::size_t size) {
   std::vector<std::uint8_t> bytes(data, data + size);
   const auto length = static_cast<std::uint32_t>(size);
-  const std::uint32_t magic = MUKAssetIndex::kMagic;
-  const bool isPlain = size >= kIndexHeaderSize && std::memcmp(data, &magic, sizeof magic) == 0;
+  const bool isPlain =
+      size >= kIndexHeaderSize && std::memcmp(data, &kIndexMagic, sizeof kIndexMagic) == 0;
   if (isPlain) std::memcpy(&bytes[8], &length, sizeof length);
   return bytes;
 }

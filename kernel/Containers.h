@@ -214,7 +214,7 @@ class ChunkList {
   };
 
   ChunkList() = default;
-  ChunkList(const ChunkList& other) {
+  ChunkList(const ChunkList& other) : ChunkList() {  // so that a failed copy frees its chunks
     for (T entry : other) PushBack(entry);
   }
   ChunkList(ChunkList&& other) noexcept : head_(std::exchange(other.head_, nullptr)) {}

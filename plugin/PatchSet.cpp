@@ -59,13 +59,14 @@ class OlderRecords {
   bool Read(const std::string& path) {
     IndexScan scan;
     if (!scan.Open(path)) return false;
-    entries_.reserve(scan.Count());
-    byId_.Reserve(scan.Count());
-    found_.resize(scan.Count() + 1);
-    return scan.Run([this](std::span<const IndexScan::Seen> records) {
+    entries_.reserve(scan.CountToReserve());
+    byId_.Reserve(scan.CountToReserve());
+    const bool whole = scan.Run([this](std::span<const IndexScan::Seen> records) {
       for (const IndexScan::Seen& seen : records) byId_.Prefetch(seen.glance.id);
       for (const IndexScan::Seen& seen : records) Add(seen.glance);
     });
+    found_.resize(entries_.size() + 1);
+    return whole;
   }
   void Prefetch(const PLID& id) const { byId_.Prefetch(id); }
   /// True when there is a record with this identifier; it stays then.
@@ -202,12 +203,15 @@ bool ApplyPatchSet(const std::string& indexName, const std::string& indexRoot,
   } catch (const Zef::Exception&) {
     return false;
   }
-  // The answer says that the set was applied; a failed save is for the caller to notice. Folders
-  // go only when no index on disk names them any more.
-  if (!index.Save(indexPath)) return true;
-  for (const std::string& folder : replacedFolders) {
-    // A folder that cannot be deleted does not keep its asset.
-    static_cast<void>(Zef::Platform::DeleteTreeBelow(indexRoot, folder));
+  // From here on the answer is that the set was applied; whatever fails, memory included, is for
+  // the caller to notice. Folders go only when no index on disk names them any more.
+  try {
+    if (!index.Save(indexPath)) return true;
+    for (const std::string& folder : replacedFolders) {
+      // A folder that cannot be deleted does not keep its asset.
+      static_cast<void>(Zef::Platform::DeleteTreeBelow(indexRoot, folder));
+    }
+  } catch (...) {  // NOLINT(bugprone-empty-catch): see above
   }
   return true;
 }

@@ -5,7 +5,7 @@
 // concatenation, so a root carries its closing slash where the interface wants one. Both
 // functions work on private indexes: any number may run at once, on any threads.
 //
-// Neither throws for a bad file; memory exhaustion does.
+// Neither throws for a bad file; memory exhaustion does, but not once a patch is being saved.
 
 #pragma once
 

@@ -37,7 +37,8 @@ GNE_D_EXPORT bool Diff(const char* indexName, const char* oldRoot, const char* n
  * indexRoot + "/" + indexName and saves it there. Folders of assets that the set replaces are
  * deleted below indexRoot. False, with nothing changed, when the index or the set cannot be
  * read; true once the set was applied, even if the index could then not be saved (the old file
- * is kept), so reload it to be sure.
+ * is kept), so reload it to be sure. Saving takes the right to write in the index's folder: a new
+ * file, with owner and permissions of the old one as far as the system allows, takes its place.
  */
 GNE_D_EXPORT bool Patch(const char* indexName, const char* indexRoot, const char* patchRoot);
 

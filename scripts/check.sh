@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
-install_packages clang libclang-rt-14-dev clang-format clang-tidy help2man pkg-config
+install_packages "${BUILD_PACKAGES[@]}" clang libclang-rt-14-dev clang-format clang-tidy help2man pkg-config
 
 step "Format and includes"
 scripts/includes.sh

@@ -5,7 +5,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/common.sh
 install_packages "${BUILD_PACKAGES[@]}" clang llvm-14 libclang-rt-14-dev
-if command -v ccache >/dev/null; then export CMAKE_CXX_COMPILER_LAUNCHER=ccache; fi
 
 step "Build"
 build=build/coverage

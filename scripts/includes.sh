@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # Folders from the bottom up; files of each may include it and those before it.
-layers=(kernel/platform kernel kernel/standard tagdata kernel/resource environment database plugin apps)
+layers=(kernel/platform kernel kernel/standard kernel/resource tagdata environment database plugin apps)
 
 # bench, fuzz and tests are on top of everything.
 git ls-files '*.h' '*.cpp' ':!bench' ':!fuzz' ':!tests' ':!examples' |

@@ -205,8 +205,6 @@ bool SaveImage(const FileImage& image, const Place& place) try {
   return written;
 } catch (const Zef::FileEx&) {
   return false;
-} catch (const std::bad_alloc&) {
-  return false;
 }
 
 /// Makes way for a new temporary. False when what stands there may be the only copy.
@@ -240,15 +238,19 @@ TagForm TagFormOf(std::string_view path, std::string_view extension) {
 }
 
 bool LoadTagFile(TagContainer& handle, const Zef::PString& root, std::string_view path,
-                 std::string_view extension, TagTextLosses* losses) {
+                 std::string_view extension, TagTextLosses* losses) try {
   Zef::File file;
   return Load(handle, Place(root, path), TagFormOf(path, extension), file, losses);
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 bool SaveTagFile(const TagContainer& handle, const Zef::PString& root, std::string_view path,
-                 std::string_view extension) {
+                 std::string_view extension) try {
   FileImage image;
   return image.Make(handle, TagFormOf(path, extension)) && SaveImage(image, Place(root, path));
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 bool SaveTagFileSafe(const TagContainer& handle, const Zef::PString& root, std::string_view path,
@@ -293,7 +295,7 @@ bool LoadTagFileSafe(TagContainer& handle, const Zef::PString& root, std::string
   return false;
 }
 
-PLID LoadPLIDFromFile(const Zef::PString& root, std::string_view path) {
+PLID LoadPLIDFromFile(const Zef::PString& root, std::string_view path) try {
   if (!Zef::FileExists(root, path)) return {};
   const Place place(root, path);
   TagContainer config;
@@ -304,4 +306,6 @@ PLID LoadPLIDFromFile(const Zef::PString& root, std::string_view path) {
     if (beside.Exists() && Load(config, beside, TagFormOf(name), file)) break;
   }
   return config.GetPLID("plid");
+} catch (const std::bad_alloc&) {
+  return {};
 }

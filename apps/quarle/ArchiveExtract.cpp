@@ -32,7 +32,7 @@ std::string SplitName(std::string_view name, std::vector<std::string>* component
 
 std::string CopyContent(File& from, const ArchiveRow& row, const std::string& place) {
   NewFile to(place);
-  if (!to.IsOpen()) return Quoted(place) + " cannot be made";
+  if (!to.IsPending()) return Quoted(place) + " cannot be made";
   std::vector<std::byte> span(kSpan);
   std::uint32_t checksum = 0;
   for (std::size_t got = 1; got > 0;) {

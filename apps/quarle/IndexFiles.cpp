@@ -1,7 +1,5 @@
 #include "apps/quarle/IndexFiles.h"
 
-#include <algorithm>
-
 #include "apps/quarle/Progress.h"
 #include "kernel/platform/FileSystem.h"
 
@@ -78,19 +76,8 @@ std::string DamageText(const std::string& path, const IndexLoadReport& report) {
   std::string text = IndexDamageText(report.damage);
   if (report.damage == IndexDamage::BadVersion) {
     text += " (" + std::to_string(report.version) + " instead of " +
-            std::to_string(MUKAssetIndex::kVersion) + ")";
+            std::to_string(kIndexVersion) + ")";
   }
   if (report.offset != 0) text += " (at byte " + std::to_string(report.offset) + ")";
   return text;
-}
-
-std::vector<std::uint64_t> SortedIds(const MUKAssetIndex& index) {
-  std::vector<std::uint64_t> ids;
-  ids.reserve(index.Count());
-  for (const MUKAsset* record : index.AllRecords()) {
-    const auto content = static_cast<std::uint32_t>(record->id.content);
-    ids.push_back((std::uint64_t{content} << 32) | record->id.PackedWord());
-  }
-  std::sort(ids.begin(), ids.end());
-  return ids;
 }

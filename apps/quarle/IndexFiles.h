@@ -2,10 +2,8 @@
 
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "apps/quarle/Output.h"
 #include "database/MUKAssetIndex.h"
@@ -28,7 +26,3 @@ std::string SetStem(const std::string& set, const std::string& indexName);
 std::string LoadFailure(const std::string& path, const IndexLoadReport& report);
 /// Why it does not load, with the place in the file where that is known.
 std::string DamageText(const std::string& path, const IndexLoadReport& report);
-
-/// The identifiers of all records in their stored form, sorted: what two states of an index are
-/// compared by.
-std::vector<std::uint64_t> SortedIds(const MUKAssetIndex& index);

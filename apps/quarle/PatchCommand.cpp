@@ -1,12 +1,15 @@
 // quarle patch: applies a patch set through the plug-in, and makes sure of the result.
 //
-// The plug-in says yes once it has applied a set, even when the index could then not be saved.
-// So the command works out beforehand, in memory, what the set makes of the index, and compares
-// with what it finds on disk afterwards.
+// The plug-in answers yes once it has applied a set, even when the index could then not be saved
+// or a folder not be deleted. So the command works out beforehand, in memory, what the set makes
+// of the index, and looks afterwards at what is on disk.
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstdint>
 #include <iterator>
+#include <string>
 #include <vector>
 
 #include "apps/quarle/Commands.h"
@@ -19,6 +22,7 @@
 #include "apps/quarle/Utf8.h"
 #include "database/AssetRecord.h"
 #include "kernel/ByteWriter.h"
+#include "kernel/KeyedHash.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/standard/Exception.h"
 
@@ -34,6 +38,17 @@ struct Movement {
   std::uint64_t stayed = 0;
 };
 
+/// The identifiers of all records in their stored form, sorted.
+Ids SortedIds(const MUKAssetIndex& index) {
+  Ids ids;
+  ids.reserve(index.Count());
+  for (const MUKAsset* record : index.AllRecords()) {
+    ids.push_back(std::bit_cast<std::uint64_t>(record->id.Stored()));
+  }
+  std::sort(ids.begin(), ids.end());
+  return ids;
+}
+
 /// Both sorted. An identifier that stands several times counts as often.
 Movement Compare(const Ids& before, const Ids& after) {
   Ids both;
@@ -42,33 +57,52 @@ Movement Compare(const Ids& before, const Ids& after) {
   return {after.size() - both.size(), before.size() - both.size(), both.size()};
 }
 
-/// What a set makes of an index.
-struct Plan {
-  Ids before;
-  Ids after;
-  std::vector<std::string> folders;  ///< of replaced assets, below the root
-  bool setWhole = true;
-  /// The index is that of an earlier run: no record would change, but what has been installed since
-  /// would be taken for the folders of replaced assets.
-  bool isApplied = false;
-};
-
-/// All records as stored, in any one order.
-std::vector<std::string> StoredRecords(const MUKAssetIndex& index) {
-  std::vector<std::string> stored;
+/// A hash of all records as stored, in any order: what two states of an index are told apart by.
+std::uint64_t HashOfRecords(const MUKAssetIndex& index) {
+  std::uint64_t sum = index.Count();
+  Zef::ByteWriter out;
   for (const MUKAsset* record : index.AllRecords()) {
-    Zef::ByteWriter out;
+    out.Clear();
     AppendRecord(out, *record);
-    stored.emplace_back(reinterpret_cast<const char*>(out.View().data()), out.Size());
+    sum += Zef::KeyedHash({reinterpret_cast<const char*>(out.View().data()), out.Size()});
   }
-  std::sort(stored.begin(), stored.end());
-  return stored;
+  return sum;
 }
 
-bool HasRecordsOf(const std::string& indexPath, const MUKAssetIndex& patched) {
-  MUKAssetIndex index;
-  return index.Load(indexPath, nullptr, {.keepConfigCache = false}) &&
-         StoredRecords(index) == StoredRecords(patched);
+/// What a set makes of an index.
+struct Plan {
+  std::uint64_t before = 0;  ///< HashOfRecords
+  std::uint64_t after = 0;
+  Movement moved;
+  std::vector<std::string> folders;  ///< of replaced assets, below the root
+  std::vector<std::string> kept;     ///< those of them that patching left
+  bool setWhole = true;
+
+  /// As with a set that was applied before. What has been installed since would be taken for the
+  /// folders of replaced assets.
+  bool ChangesNothing() const { return before == after; }
+};
+
+/// `folder` is as a record spells it.
+bool IsThere(const std::string& root, const std::string& folder) {
+  Zef::Platform::FileInfo info;
+  return Zef::Platform::GetInfoNoFollow(FolderPath(root) + folder, &info);
+}
+
+/// Each folder that is there, once.
+void LeaveOutMissing(const std::string& root, std::vector<std::string>& folders) {
+  std::sort(folders.begin(), folders.end());
+  folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
+  std::erase_if(folders, [&](const std::string& folder) { return !IsThere(root, folder); });
+}
+
+/// Moves the folders that still stand over to `kept`.
+void NoteKept(const std::string& root, Plan& plan) {
+  const auto kept =
+      std::stable_partition(plan.folders.begin(), plan.folders.end(),
+                            [&](const std::string& folder) { return !IsThere(root, folder); });
+  plan.kept.assign(kept, plan.folders.end());
+  plan.folders.erase(kept, plan.folders.end());
 }
 
 bool MakePlan(const std::string& indexPath, const std::string& stem, const CommonOptions& common,
@@ -78,16 +112,16 @@ bool MakePlan(const std::string& indexPath, const std::string& stem, const Commo
   for (const PatchFileReport& report : reports) plan.setWhole = plan.setWhole && report.whole;
   MUKAssetIndex index;
   if (!LoadIndex(indexPath, common, index, nullptr, {.keepConfigCache = false})) return false;
-  plan.before = SortedIds(index);
   try {
     const Progress progress(common, "reading the patch set");
+    plan.before = HashOfRecords(index);
+    const Ids before = SortedIds(index);
     PatchSetFiles files;
     if (files.Open(stem, Zef::FileMode::kRead)) {
       ApplyToIndex(files, index,
                    [&](const std::string& folder) { plan.folders.push_back(folder); });
-      plan.after = SortedIds(index);
-      plan.isApplied =
-          !plan.folders.empty() && plan.before == plan.after && HasRecordsOf(indexPath, index);
+      plan.after = HashOfRecords(index);
+      plan.moved = Compare(before, SortedIds(index));
       return true;
     }
   } catch (const Zef::Exception&) {  // NOLINT(bugprone-empty-catch): reported below
@@ -96,18 +130,21 @@ bool MakePlan(const std::string& indexPath, const std::string& stem, const Commo
   return false;
 }
 
-void ReportJson(const std::string& indexPath, const Plan& plan, const Movement& moved, bool dryRun,
+void ReportJson(const std::string& indexPath, const Plan& plan, bool dryRun,
                 const std::string& backup) {
   JsonWriter json;
   json.BeginObject();
   json.Text("index", indexPath);
   json.Bool("dryRun", dryRun);
-  json.Unsigned("came", moved.came);
-  json.Unsigned("went", moved.went);
-  json.Unsigned("stayed", moved.stayed);
+  json.Unsigned("came", plan.moved.came);
+  json.Unsigned("went", plan.moved.went);
+  json.Unsigned("stayed", plan.moved.stayed);
   json.Bool("setWhole", plan.setWhole);
   json.BeginArray("replacedFolders");
   for (const std::string& folder : plan.folders) json.TextItem(folder);
+  json.EndArray();
+  json.BeginArray("keptFolders");
+  for (const std::string& folder : plan.kept) json.TextItem(folder);
   json.EndArray();
   if (backup.empty()) {
     json.Null("backup");
@@ -117,17 +154,26 @@ void ReportJson(const std::string& indexPath, const Plan& plan, const Movement& 
   json.EndObject();
 }
 
-void ReportText(const std::string& indexPath, const Plan& plan, const Movement& moved, bool dryRun,
-                const std::string& backup) {
+void PrintFolders(const std::string& heading, const std::vector<std::string>& folders) {
+  if (folders.empty()) return;
+  Print(heading + ":\n");
+  for (const std::string& folder : folders) Print("  " + Printable(folder) + "\n");
+}
+
+void PrintChange(const std::string& indexPath, const Plan& plan, bool dryRun) {
   Print(Quoted(indexPath) + (dryRun ? " would change: " : " is patched: ") +
-        std::to_string(moved.came) + (dryRun ? " come, " : " came, ") + std::to_string(moved.went) +
-        (dryRun ? " go, " : " went, ") + std::to_string(moved.stayed) +
-        (dryRun ? " stay\n" : " stayed\n"));
-  if (!plan.folders.empty()) {
-    Print(Counted(plan.folders.size(), "folder") + " of replaced assets" +
-          (dryRun ? " to delete:\n" : " deleted:\n"));
-    for (const std::string& folder : plan.folders) Print("  " + Printable(folder) + "\n");
-  }
+        std::to_string(plan.moved.came) + (dryRun ? " come, " : " came, ") +
+        std::to_string(plan.moved.went) + (dryRun ? " go, " : " went, ") +
+        std::to_string(plan.moved.stayed) + (dryRun ? " stay\n" : " stayed\n"));
+  PrintFolders(Counted(plan.folders.size(), "folder") + " of replaced assets " +
+                   (dryRun ? "to delete" : "deleted"),
+               plan.folders);
+  PrintFolders(Emphasised(Emphasis::Warning, "Not deleted") +
+                   ", for want of a permission or because the path leads out of the root",
+               plan.kept);
+}
+
+void PrintRemarks(const Plan& plan, const std::string& backup) {
   if (!plan.setWhole) {
     Print(Emphasised(Emphasis::Warning, "The set is cut short") +
           ": its last entry counts as far as it goes (see `quarle set check`)\n");
@@ -135,13 +181,24 @@ void ReportText(const std::string& indexPath, const Plan& plan, const Movement& 
   if (!backup.empty()) Print("The index as it was: " + Quoted(backup) + "\n");
 }
 
-int Report(const std::string& indexPath, const Plan& plan, const Ids& after, bool dryRun,
-           const std::string& backup, const CommonOptions& common) {
-  const Movement moved = Compare(plan.before, after);
+int Report(const std::string& indexPath, const Plan& plan, bool dryRun, const std::string& backup,
+           const CommonOptions& common) {
   if (common.json) {
-    ReportJson(indexPath, plan, moved, dryRun, backup);
+    ReportJson(indexPath, plan, dryRun, backup);
   } else if (!common.quiet) {
-    ReportText(indexPath, plan, moved, dryRun, backup);
+    PrintChange(indexPath, plan, dryRun);
+    PrintRemarks(plan, backup);
+  }
+  return kDone;
+}
+
+int ReportNothingToDo(const std::string& indexPath, const Plan& plan, bool dryRun,
+                      const CommonOptions& common) {
+  if (common.json) {
+    ReportJson(indexPath, plan, dryRun, {});
+  } else if (!common.quiet) {
+    Print("Nothing to do: " + Quoted(indexPath) + " has all that the set brings\n");
+    PrintRemarks(plan, {});
   }
   return kDone;
 }
@@ -157,6 +214,18 @@ int PutBack(const std::string& indexPath, const std::string& backup, const std::
   return Fail(what + "the copy was put back, so check the plug-in and the room on the disk");
 }
 
+/// `found` is the hash of an index that is not what was planned.
+int FailUnplanned(const std::string& indexPath, const Plan& plan, std::uint64_t found,
+                  const std::string& backup) {
+  if (found == plan.before) {
+    return Fail("the index " + Quoted(indexPath) + " was not saved and is as it was; check that " +
+                "it and its folder may be written and that there is room");
+  }
+  return Fail("the index " + Quoted(indexPath) + " is not what the set makes of it; check the " +
+              "plug-in, and that nothing else writes to the index" +
+              (backup.empty() ? "" : "; as it was it is in " + Quoted(backup)));
+}
+
 }  // namespace
 
 int RunPatch(const PatchOptions& options, const CommonOptions& common) {
@@ -165,17 +234,18 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   const std::string stem = SetStem(options.set, options.indexName);
   Plan plan;
   if (!MakePlan(indexPath, stem, common, plan)) return kFailed;
-  if (plan.isApplied && !options.again) {
+  if (plan.ChangesNothing() && !options.again) {
     plan.folders.clear();
-    if (common.json) {
-      ReportJson(indexPath, plan, Compare(plan.before, plan.after), options.dryRun, {});
-    } else if (!common.quiet) {
-      Print("Nothing to do: " + Quoted(indexPath) + " has all that the set brings\n");
-    }
-    return kDone;
+    return ReportNothingToDo(indexPath, plan, options.dryRun, common);
   }
-  if (options.dryRun) return Report(indexPath, plan, plan.after, true, {}, common);
+  LeaveOutMissing(root, plan.folders);
+  if (options.dryRun) return Report(indexPath, plan, true, {}, common);
 
+  Zef::Platform::FileInfo info;
+  if (Zef::Platform::GetInfo(indexPath, &info) && info.readOnly) {
+    return Fail("the index " + Quoted(indexPath) + " is read-only and cannot be saved; make it " +
+                "writable first");
+  }
   PluginHost plugin;
   if (!plugin.Load(options.plugin)) return kFailed;
   const std::string backup = options.noBackup ? std::string() : indexPath + kBackupSuffix;
@@ -198,10 +268,8 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
     return Fail("the plug-in could not apply the set " + Quoted(stem) +
                 ".MUK*; check that nobody else has it open, and try again");
   }
-  const Ids after = SortedIds(saved);
-  if (after == plan.before && after != plan.after) {
-    return Fail("the index " + Quoted(indexPath) + " was not saved and is as it was; check that " +
-                "its folder may be written and has room");
-  }
-  return Report(indexPath, plan, after, false, backup, common);
+  const std::uint64_t found = HashOfRecords(saved);
+  if (found != plan.after) return FailUnplanned(indexPath, plan, found, backup);
+  NoteKept(root, plan);
+  return Report(indexPath, plan, false, backup, common);
 }

@@ -48,7 +48,7 @@ class OutputFile {
   explicit OutputFile(const std::string& path,
                       Zef::Platform::FileHandle model = Zef::Platform::kNoFile);
 
-  bool IsOpen() const { return file_ && file_->IsOpen(); }
+  bool IsOpen() const { return file_ && file_->IsPending(); }
   Zef::NewFile& File() { return *file_; }
   std::uint64_t Written() const { return file_->Size(); }
   [[nodiscard]] bool Write(const void* bytes, std::size_t size) {

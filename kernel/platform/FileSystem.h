@@ -82,7 +82,8 @@ class OwnedFile {
 [[nodiscard]] std::int64_t FileSize(FileHandle file);
 /// False for a device.
 [[nodiscard]] bool IsRegularFile(FileHandle file);
-/// Gives an open file the permissions of another one.
+/// Gives an open file the permissions of another one, and its owner and group as far as the system
+/// lets this process. Where the group stays another, nobody gets a right by it.
 bool CopyPermissions(FileHandle from, FileHandle to);
 /// Cuts or extends (with zeros) an open file.
 [[nodiscard]] bool SetFileSize(FileHandle file, std::uint64_t size);

@@ -190,7 +190,7 @@ bool CompressInto(NewFile& packed, Platform::FileHandle source) {
 
 void CompressFile(Platform::FileHandle source, const std::string& path) {
   NewFile packed(path);
-  if (!packed.IsOpen()) RaiseFileEx(kWriteFailed);
+  if (!packed.IsPending()) RaiseFileEx(kWriteFailed);
   if (!CompressInto(packed, source)) RaiseFileEx("ReadNext() Read failed");
   Platform::CopyPermissions(source, packed.Handle());
   if (!packed.Flush() || !packed.Keep()) RaiseFileEx(kWriteFailed);

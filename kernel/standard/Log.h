@@ -124,7 +124,8 @@ void LogShutdownInFault();
 /// has gone, so it uses no pooled text; no thread may be logging any more.
 void LogEnd();
 
-/// Receives every line for the debugger; null for none, as at the start. Called in any thread.
+/// Receives every line for the debugger; null for none, as at the start. Called in any thread,
+/// which may hold locks of the system: it must not wait for any.
 using LogDebugHook = void (*)(const char* line);
 LogDebugHook SetLogDebugHook(LogDebugHook hook);
 

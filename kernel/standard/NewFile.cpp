@@ -32,7 +32,7 @@ bool NewFile::Keep() {
 
 void NewFile::Drop() {
   static_cast<void>(Close());
-  if (IsOpen()) static_cast<void>(Platform::DeleteFile(name_));
+  if (IsPending()) static_cast<void>(Platform::DeleteFile(name_));
   name_.clear();
 }
 

@@ -1,7 +1,7 @@
 // NewFile: a file that takes its place only when it is whole.
 //
 //   NewFile file(path);
-//   if (!file.IsOpen() || !file.Append(bytes, size) || !file.Flush() || !file.Keep()) ...
+//   if (!file.IsPending() || !file.Append(bytes, size) || !file.Flush() || !file.Keep()) ...
 //
 // Until Keep it lies beside its place under a name of its own, and it goes away unless it is kept;
 // so a writer that fails or is killed leaves what was there. Paths are of the system and taken
@@ -25,7 +25,7 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   /// Whether there is a file that is neither kept nor dropped.
-  bool IsOpen() const { return !name_.empty(); }
+  bool IsPending() const { return !name_.empty(); }
   /// Where it lies until it is kept.
   const std::string& Name() const { return name_; }
   Platform::FileHandle Handle() const { return file_.Get(); }

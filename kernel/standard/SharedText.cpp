@@ -25,7 +25,7 @@ constexpr std::uint32_t CapacityFor(std::uint64_t length) {
 
 Record* MakeRecord(std::uint32_t capacity) {
   void* memory = BlockAllocator::Allocate(sizeof(Record) + std::uint64_t{capacity});
-  if (memory == nullptr) Platform::Trap("SharedText: out of memory");
+  if (memory == nullptr) throw std::bad_alloc();
   auto* record = ::new (memory) Record{{1}, capacity, 0};
   record->Text()[0] = 0;
   return record;

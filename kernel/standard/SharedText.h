@@ -6,8 +6,9 @@
 // gives). Text() is null exactly for the first.
 //
 // Counts are atomic, so copies may be handed between threads; one value must not be changed by
-// two threads. A change that would pass 2^31-64 bytes is refused and leaves the value. Arguments
-// may be parts of the text itself. Case folding is ASCII only.
+// two threads. A change that would pass 2^31-64 bytes is refused and leaves the value; one that
+// finds no memory leaves it too and raises std::bad_alloc. Arguments may be parts of the text
+// itself. Case folding is ASCII only.
 
 #pragma once
 

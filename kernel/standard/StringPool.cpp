@@ -29,7 +29,7 @@ std::uint32_t Hash(std::string_view text) { return static_cast<std::uint32_t>(Ke
 Record* MakeRecord(std::string_view text, std::uint32_t roomFor) {
   const std::uint32_t capacity = CapacityFor(roomFor);
   void* memory = BlockAllocator::Allocate(sizeof(Record) + capacity + kTerminatorSpace);
-  if (memory == nullptr) Platform::Trap("StringPool: out of memory");
+  if (memory == nullptr) throw std::bad_alloc();
   auto* record =
       ::new (memory) Record{nullptr, 0, static_cast<std::uint32_t>(text.size()), capacity, {1}};
   std::memcpy(record->Text(), text.data(), text.size());

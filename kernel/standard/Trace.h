@@ -9,6 +9,7 @@
 
 namespace Zef {
 
+/// Called on the thread that traces, which may hold locks: it must not call what may wait for one.
 /// Receives one formatted line, with the line ends that stand behind the text.
 using TraceSink = void (*)(const char* line);
 

@@ -7,17 +7,21 @@ namespace {
 using namespace Test;
 namespace fs = std::filesystem;
 
-/// Two releases: 2 and 3 go (of which the last deletion is lost), 4 and 5 come, 5 in place of a
-/// record that lies in a folder. Order is by name.
+/// Two releases: 2 and 3 go (of which the last deletion is lost), 4 to 7 come, 5 to 7 in place of
+/// records that lie in a folder, out of the root, and nowhere. Order is by name.
 class Patching : public QuarleProgram {
  protected:
   Patching() {
-    MUKAsset there = Asset(5, "e");
-    there.legacyPath = "world/e";
-    there.Set(AssetFlag::BuiltIn, false);
     Save("old/assets.mkx", {Asset(1, "a"), Asset(2, "b"), Asset(3, "c")});
-    Save("new/assets.mkx", {Asset(1, "a"), Asset(4, "d"), Asset(5, "e")});
-    Save("there/assets.mkx", {Asset(1, "a"), Asset(2, "b"), Asset(3, "c"), there});
+    Save("new/assets.mkx",
+         {Asset(1, "a"), Asset(4, "d"), Asset(5, "e"), Asset(6, "f"), Asset(7, "g")});
+    std::vector<MUKAsset> there = {Asset(1, "a"), Asset(2, "b"), Asset(3, "c")};
+    for (const char* path : {"world/e", "../old", "world/none"}) {
+      there.push_back(Asset(static_cast<int>(there.size()) + 2, path));
+      there.back().legacyPath = path;
+      there.back().Set(AssetFlag::BuiltIn, false);
+    }
+    Save("there/assets.mkx", there);
     Write("there/world/e/config.txt", "x");
   }
 };
@@ -25,7 +29,7 @@ class Patching : public QuarleProgram {
 TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
   const Outcome diff = Run("diff old new sets/a --json");
   ASSERT_EQ(diff.status, 0) << diff.err;
-  EXPECT_EQ(diff.Json()["additions"], 2);
+  EXPECT_EQ(diff.Json()["additions"], 4);
   EXPECT_EQ(diff.Json()["deletions"], 2);
   EXPECT_EQ(diff.Json()["changes"], 0);
   EXPECT_EQ(Run("diff old new sets/b/").out.find("'sets/b/'"), 10u);
@@ -33,7 +37,7 @@ TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
   const std::string before = Read("there/assets.mkx");
   fs::permissions(temp_ / "there/assets.mkx", fs::perms::owner_all);
   nlohmann::json planned = Run("patch there sets/a --dry-run --json").Json();
-  EXPECT_NE(Run("patch there sets/a -n").out.find("assets to delete:\n  world/e\n"),
+  EXPECT_NE(Run("patch there sets/a -n").out.find("assets to delete:\n  ../old\n  world/e\n"),
             std::string::npos);
   EXPECT_EQ(Read("there/assets.mkx"), before);
   EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak"));
@@ -44,9 +48,10 @@ TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
   const nlohmann::json done = patch.Json();
   EXPECT_EQ(done["came"], 1);
   EXPECT_EQ(done["went"], 1);
-  EXPECT_EQ(done["stayed"], 3);
+  EXPECT_EQ(done["stayed"], 5);
   EXPECT_EQ(done["replacedFolders"], nlohmann::json({"world/e"}));
-  for (const char* key : {"came", "went", "stayed", "replacedFolders", "setWhole"}) {
+  EXPECT_EQ(done["keptFolders"], nlohmann::json({"../old"}));
+  for (const char* key : {"came", "went", "stayed", "setWhole"}) {
     EXPECT_EQ(planned[key], done[key]) << key;
   }
   EXPECT_EQ(Read("there/assets.mkx.bak"), before);
@@ -58,7 +63,7 @@ TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
   for (const auto& record : shown["records"]) {
     ids += record["id"].get<std::string>() + " ";
   }
-  EXPECT_EQ(ids, "<plid:1:1> <plid:1:3> <plid:1:4> <plid:1:5> ");
+  EXPECT_EQ(ids, "<plid:1:1> <plid:1:3> <plid:1:4> <plid:1:5> <plid:1:6> <plid:1:7> ");
 }
 
 // What a first run installed would be taken for the folders of replaced assets.
@@ -86,13 +91,18 @@ TEST_F(Patching, KeepsACopyOnlyIfToldTo) {
   EXPECT_FALSE(fs::exists(temp_ / "old/assets.mkx.bak"));
   // A folder in the place of the copy: nothing may be patched without one.
   const std::string before = Read("there/assets.mkx");
+  fs::permissions(temp_ / "there/assets.mkx", fs::perms::owner_read);
+  Fail("patch there set", "is read-only");
+  fs::permissions(temp_ / "there/assets.mkx", fs::perms::owner_all);
   fs::create_directories(temp_ / "there/assets.mkx.bak/x");
   Fail("patch there set", "");
   EXPECT_EQ(Read("there/assets.mkx"), before);
   EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak.tmp"));
 }
 
-TEST_F(Patching, PutsTheCopyBackWhenThePluginFails) {
+// The set replaces a record and leaves all identifiers as they are.
+TEST_F(Patching, NoticesWhateverThePluginFailsIn) {
+  Save("new/assets.mkx", {Asset(1, "a"), Asset(2, "b"), Asset(3, "c"), Asset(5, "e")});
   ASSERT_EQ(Run("diff old new set").status, 0);
   const std::string before = Read("there/assets.mkx");
   const struct {
@@ -102,6 +112,7 @@ TEST_F(Patching, PutsTheCopyBackWhenThePluginFails) {
       {"damage", "", "the copy was put back", true},
       {"nothing", "", "was not saved", true},
       {"refuse", "", "could not apply", true},
+      {"other", "", "not what the set makes of it", false},
       {"damage", "--no-backup", "no copy was kept", false},
   };
   for (const auto& c : cases) {
@@ -112,6 +123,7 @@ TEST_F(Patching, PutsTheCopyBackWhenThePluginFails) {
     EXPECT_TRUE(outcome.HasOneErrorLine()) << outcome.err;
     EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
     EXPECT_EQ(Read("there/assets.mkx") == before, c.survives) << c.fault;
+    Write("there/assets.mkx", before);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "database/IndexScan.h"
 #include "tests/database/IndexFixture.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TestFiles.h"
@@ -179,6 +180,21 @@ TEST_F(IndexFile, RefusesDamageAndSaysWhere) {
   }
   EXPECT_FALSE(index_.Load(folder_ / "none", &report_));
   EXPECT_EQ(report_.damage, CannotOpen);
+}
+
+// Nothing is allocated for records that a file only counts.
+TEST_F(IndexFile, ACompressedFileMayPromiseMoreThanItHolds) {
+  Zef::File file;
+  ASSERT_EQ(file.Open(path_.c_str(), Zef::FileMode::kWriteCompressed | Zef::FileMode::kCreate),
+            Zef::RES_OK);
+  std::string bytes = Hex("DBA2EBCE 13000000 FFFFFF7F 00004001");
+  bytes.resize(3u << 20);
+  file.Write(bytes.data(), 1, bytes.size());
+  file.Close();
+  WriteWholeFile(path_, ReadWholeFile(path_).replace(8, 4, Hex("FFFFFF7F")));
+  IndexScan scan;
+  ASSERT_TRUE(scan.Open(path_));
+  EXPECT_LE(scan.CountToReserve(), bytes.size() / kSmallestRecord);
 }
 
 // Cut with a length that agrees, or with a word at its extreme or a byte turned round.

@@ -1,11 +1,14 @@
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <thread>
 
 #include "kernel/platform/FileSystem.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TestFiles.h"
 
 namespace Zef::Platform {
@@ -124,6 +127,36 @@ TEST(PlatformFile, TransfersStopAtTheEndAndRefuseImpossibleOffsets) {
   const FileHandle full = OpenFile("/dev/full", {.write = true});
   EXPECT_EQ(WriteAt(full, "x", 1, 0), 0) << "a full disk moves less and is no error";
   CloseFile(full);
+}
+
+TEST(PlatformFile, CopiedPermissionsKeepTheOwnerAndGiveNothingToAnotherGroup) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs to be somebody else";
+  constexpr uid_t kOwner = 1234;
+  constexpr uid_t kOther = 4321;
+  const struct {
+    uid_t by;
+    mode_t rights, given;
+    uid_t owner;
+  } cases[] = {{0, 0640, 0640, kOwner},
+               {kOther, 0640, 0600, kOther},
+               {kOther, 0664, 0644, kOther},
+               {kOther, 0604, 0600, kOther}};
+  for (const auto& c : cases) {
+    const ::Test::TempFolder folder;
+    const OwnedFile from(OpenFile(folder.Put("from", ""), {}));
+    const OwnedFile to(OpenFile(folder.Put("to", ""), {}));
+    ASSERT_EQ(fchown(from.Get(), kOwner, kOwner) | fchmod(from.Get(), c.rights), 0);
+    ASSERT_EQ(fchown(to.Get(), c.by, c.by), 0);
+    const ::Test::ChildProcess copier([&] {
+      const bool is = setgroups(0, nullptr) == 0 && setgid(c.by) == 0 && setuid(c.by) == 0;
+      return is && CopyPermissions(from.Get(), to.Get()) ? 0 : 1;
+    });
+    EXPECT_EQ(copier.AwaitEnd(), 0);
+    struct stat facts {};
+    ASSERT_EQ(fstat(to.Get(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 0777, c.given) << std::oct << c.rights;
+    EXPECT_TRUE(facts.st_uid == c.owner && facts.st_gid == c.owner) << facts.st_uid;
+  }
 }
 
 TEST(PlatformFile, RenamesNeverLoseAFile) {

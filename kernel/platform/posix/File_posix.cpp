@@ -21,6 +21,8 @@ namespace {
 // The system moves no more than this in one call.
 constexpr std::size_t kLargestTransfer = 0x7FFFF000;
 constexpr std::uint64_t kLargestOffset = std::numeric_limits<std::int64_t>::max();
+constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
+constexpr gid_t kSameGroup = static_cast<gid_t>(-1);
 
 OpenError ErrorOf(int code) {
   switch (code) {
@@ -134,13 +136,6 @@ bool ReadInfo(int folder, const std::string& path, int flags, FileInfo* info) {
   return true;
 }
 
-char FoldAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
-
-bool EqualFolded(const std::string& a, const std::string& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return FoldAscii(x) == FoldAscii(y); });
-}
-
 // On a volume that ignores case both spellings name one entry; on any other volume two spellings
 // of one file are hard links, and a second name must not be lost.
 bool IsOneEntry(const std::string& from, const std::string& to) {
@@ -153,6 +148,13 @@ bool IsOneEntry(const std::string& from, const std::string& to) {
 bool IsMissing(const std::string& native) {
   struct stat facts {};
   return lstat(native.c_str(), &facts) != 0 && errno == ENOENT;
+}
+
+// Rights of a file in another group: its own group has become one of the others, and the other way
+// round, so both get what both had.
+mode_t WithoutGroup(mode_t rights) {
+  const mode_t common = rights >> 3 & rights & S_IRWXO;
+  return (rights & S_IRWXU) | common << 3 | common;
 }
 
 }  // namespace
@@ -199,9 +201,18 @@ bool IsRegularFile(FileHandle file) {
   return fstat(file, &facts) == 0 && S_ISREG(facts.st_mode);
 }
 
+// The owner comes last: whoever gave a file away may have no more say in it. Only an administrator
+// can do so, and only a member can give a file to a group.
 bool CopyPermissions(FileHandle from, FileHandle to) {
-  struct stat facts {};
-  return fstat(from, &facts) == 0 && fchmod(to, facts.st_mode & 0777) == 0;
+  struct stat source {};
+  struct stat target {};
+  if (fstat(from, &source) != 0 || fstat(to, &target) != 0) return false;
+  const bool hasGroup =
+      target.st_gid == source.st_gid || fchown(to, kSameOwner, source.st_gid) == 0;
+  const mode_t rights = source.st_mode & 0777;
+  if (fchmod(to, hasGroup ? rights : WithoutGroup(rights)) != 0) return false;
+  if (target.st_uid != source.st_uid) static_cast<void>(fchown(to, source.st_uid, kSameGroup));
+  return true;
 }
 
 bool SetFileSize(FileHandle file, std::uint64_t size) {

@@ -24,16 +24,6 @@ struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
-unsigned char Folded(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte >= 'A' && byte <= 'Z' ? byte + ('a' - 'A') : byte;
-}
-
-bool EqualFolded(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return Folded(x) == Folded(y); });
-}
-
 bool LessFolded(const std::string& a, const std::string& b) {
   const int order = CompareFolded(a, b);
   return order != 0 ? order < 0 : a < b;
@@ -178,9 +168,15 @@ void AppendComponent(std::string* path, std::string_view component) {
 }  // namespace
 
 int CompareFolded(std::string_view a, std::string_view b) {
+  const auto folded = [](char c) -> unsigned char {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte >= 'A' && byte <= 'Z' ? byte + ('a' - 'A') : byte;
+  };
   const std::size_t common = std::min(a.size(), b.size());
   for (std::size_t i = 0; i < common; ++i) {
-    if (Folded(a[i]) != Folded(b[i])) return Folded(a[i]) < Folded(b[i]) ? -1 : 1;
+    const unsigned char left = folded(a[i]);
+    const unsigned char right = folded(b[i]);
+    if (left != right) return left < right ? -1 : 1;
   }
   return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }

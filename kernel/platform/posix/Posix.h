@@ -45,6 +45,9 @@ std::string NativePath(const std::string& path);
 /// Below, at or above 0 as the ASCII-folded bytes of `a` come before, are, or come after those of
 /// `b`: the order of names in listings.
 int CompareFolded(std::string_view a, std::string_view b);
+inline bool EqualFolded(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && CompareFolded(a, b) == 0;
+}
 
 /// A folder opened as a starting point for calls relative to it. `flags` are further open flags.
 Descriptor OpenFolderAt(int parent, const char* name, int flags);
