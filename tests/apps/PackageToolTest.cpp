@@ -65,7 +65,7 @@ TEST_F(PackageTool, FailuresAreOneLineAndLeaveNothing) {
       {"package create n.kpx doc", "'doc/sub/a.doc' is of a type"},
       {"package create no/n.kpx coal", "Unable to write"},
       {"package list none.kpx", "no such file"},
-      {"package list pipe", "check that it may be read"},
+      {"package list pipe", "it is no file"},
       {"package check junk.kpx", "not a valid KPX"},
       {"package extract w.kpx out --asset 1:1", "no asset <plid:1:1>"},
       {"package extract w.kpx junk.kpx", "cannot be made"}};
