@@ -1,7 +1,4 @@
 // quarle index build: makes the index of a product from its asset folders.
-//
-// What becomes the database of a root is written as that database's owner, so that it meets no
-// running process: one that starts meanwhile waits, and one that waited reads the new file.
 
 #include <algorithm>
 #include <array>
@@ -10,16 +7,15 @@
 
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/IndexFiles.h"
+#include "apps/quarle/IndexOwner.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/OlderIndex.h"
 #include "apps/quarle/Progress.h"
 #include "apps/quarle/Utf8.h"
 #include "database/ClassTables.h"
 #include "database/ContentScan.h"
-#include "environment/IpcLock.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/platform/FolderReader.h"
-#include "kernel/standard/CodePage.h"
 
 namespace {
 
@@ -54,22 +50,9 @@ bool HasContent(const std::string& root) {
   });
 }
 
-struct Target {
-  std::string file;
-  std::string folder;
-  bool isDatabase = false;  ///< the file that a running database of its folder has
-};
-
-Target TargetOf(const IndexBuildOptions& options) {
-  Target target;
-  target.file = options.file.empty()
-                    ? Platform::ResolveCase(ExactPath(options.root), kDefaultIndexName)
-                    : ExactPath(options.file);
-  const std::size_t slash = target.file.find_last_of("/\\");
-  const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
-  target.folder = name == 0 ? "." : target.file.substr(0, name);
-  target.isDatabase = Zef::EqualFolded(target.file.substr(name), kDefaultIndexName);
-  return target;
+std::string TargetOf(const IndexBuildOptions& options) {
+  return options.file.empty() ? Platform::ResolveCase(ExactPath(options.root), kDefaultIndexName)
+                              : ExactPath(options.file);
 }
 
 ScanReport Scan(const IndexBuildOptions& options, const std::string& root,
@@ -195,42 +178,37 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
         ": it holds none of the folders world, trains, local and editing; name the folder that "
         "does");
   }
-  const Target target = TargetOf(options);
-  if (!Platform::IsFolder(target.folder)) {
-    return Fail("there is no folder " + Quoted(target.folder) + " for the index; make it first");
+  const std::string file = TargetOf(options);
+  const IndexPlace place = PlaceOf(file);
+  if (!Platform::IsFolder(place.folder)) {
+    return Fail("there is no folder " + Quoted(place.folder) + " for the index; make it first");
   }
-  if (Platform::IsFolder(target.file)) {
-    return Fail("cannot write the index " + Quoted(target.file) + ": it is a folder; name a file");
+  if (Platform::IsFolder(file)) {
+    return Fail("cannot write the index " + Quoted(file) + ": it is a folder; name a file");
   }
-  IpcLock owner;
-  if (target.isDatabase) {
-    owner.IpcStartup(target.folder);
-    if (!owner.TryAcquireWriteLock()) {
-      return Fail("the database in " + Quoted(target.folder) +
-                  " belongs to a running program; end that, or write elsewhere by --out");
-    }
-  }
+  IndexOwner owner;
+  if (!owner.Take(file, "end that, or write elsewhere by --out")) return kFailed;
   MUKAssetIndex index;
   Result result;
-  result.file = target.file;
+  result.file = file;
   result.scan = Scan(options, root, common, index);
   result.records = index.Count();
   for (const MUKAsset* record : index.AllRecords()) {
     ++result.classes[ClassName(record->category.View())];
   }
   if (!options.noBackup) {
-    result.older = KeepOlderIndex(target.file, target.folder, target.isDatabase);
+    result.older = KeepOlderIndex(file, place.folder, place.isDatabase);
   }
   if (!result.older.failed.empty()) {
     return Fail("cannot keep a copy of " + Quoted(result.older.failed) + " in " +
-                Quoted(target.folder) + "; check that this folder may be written and has room, " +
+                Quoted(place.folder) + "; check that this folder may be written and has room, " +
                 "or go without one by --no-backup");
   }
-  if (!index.Save(target.file, {.toDevice = true})) {
-    return Fail("cannot write the index " + Quoted(target.file) +
+  if (!index.Save(file, {.toDevice = true})) {
+    return Fail("cannot write the index " + Quoted(file) +
                 "; check that its folder may be written and has room");
   }
-  if (target.isDatabase) owner.MarkChanged();
+  owner.MarkChanged();
   if (common.json) {
     ReportJson(result);
   } else if (!common.quiet) {

@@ -15,6 +15,7 @@
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/FileCopy.h"
 #include "apps/quarle/IndexFiles.h"
+#include "apps/quarle/IndexOwner.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/PluginHost.h"
 #include "apps/quarle/Progress.h"
@@ -232,6 +233,8 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   const std::string root = ExactPath(options.root);
   const std::string indexPath = FolderPath(options.root) + options.indexName;
   const std::string stem = SetStem(options.set, options.indexName);
+  IndexOwner owner;
+  if (!options.dryRun && !owner.Take(indexPath, "end that first")) return kFailed;
   Plan plan;
   if (!MakePlan(indexPath, stem, common, plan)) return kFailed;
   if (plan.ChangesNothing() && !options.again) {
@@ -261,6 +264,7 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   {
     const Progress progress(common, "patching");
     applied = plugin.Patch(options.indexName, root, FolderPath(options.set));
+    owner.MarkChanged();
     loads = saved.Load(indexPath, &report, {.keepConfigCache = false});
   }
   if (!loads) return PutBack(indexPath, backup, DamageText(indexPath, report));

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "environment/IpcLock.h"
 #include "tests/apps/QuarleProgram.h"
 
 namespace {
@@ -98,6 +99,20 @@ TEST_F(Patching, KeepsACopyOnlyIfToldTo) {
   Fail("patch there set", "");
   EXPECT_EQ(Read("there/assets.mkx"), before);
   EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak.tmp"));
+}
+
+TEST_F(Patching, LeavesTheDatabaseOfARunningProgramAlone) {
+  ASSERT_EQ(Run("diff old new set").status, 0);
+  const std::string before = Read("there/assets.mkx");
+  IpcLock program;
+  program.IpcStartup(temp_ / "there");
+  program.AcquireWriteLock();
+  Fail("patch there set", "running program");
+  EXPECT_EQ(Read("there/assets.mkx"), before);
+  EXPECT_EQ(Run("patch there set --dry-run").status, 0);
+  program.ReleaseWriteLock();
+  ASSERT_EQ(Run("patch there set").status, 0);
+  EXPECT_TRUE(program.HasChanged()) << "who shares the root must load it anew";
 }
 
 // The set replaces a record and leaves all identifiers as they are.
