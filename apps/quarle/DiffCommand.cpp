@@ -3,6 +3,7 @@
 #include <array>
 
 #include "apps/quarle/Commands.h"
+#include "apps/quarle/DiffOutput.h"
 #include "apps/quarle/IndexFiles.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/PluginHost.h"
@@ -23,11 +24,10 @@ int ExplainFailure(const std::string& oldIndex, const std::string& newIndex,
               ".MUK*: check that its folder may be written and has room");
 }
 
-int Report(const std::string& output, const std::string& stem, const CommonOptions& common) {
-  std::array<PatchFileReport, kSetParts.size()> reports;
-  if (!CountSet(stem, reports)) return kFailed;
-  std::uint64_t bytes = 0;
-  for (const PatchFileReport& report : reports) bytes += report.size;
+using Reports = std::array<PatchFileReport, kSetParts.size()>;
+
+void Report(const std::string& output, const Reports& reports, std::uint64_t bytes,
+            const CommonOptions& common) {
   if (common.json) {
     JsonWriter json;
     json.BeginObject();
@@ -44,7 +44,6 @@ int Report(const std::string& output, const std::string& stem, const CommonOptio
     }
     Print(line + " " + ByteSize(bytes) + "\n");
   }
-  return kDone;
 }
 
 }  // namespace
@@ -61,15 +60,18 @@ int RunDiff(const DiffOptions& options, const CommonOptions& common) {
   if (!Zef::Platform::Exists(oldIndex) || !Zef::Platform::Exists(newIndex)) {
     return ExplainFailure(oldIndex, newIndex, stem, common);
   }
-  const std::string folder = stem.substr(0, stem.find_last_of("/\\"));
-  if (!Zef::Platform::MakeFolders(folder)) {
-    return Fail("cannot make the folder " + Quoted(folder) + "; choose another place for the set");
-  }
+  DiffOutput set(options.output, options.indexName);
+  if (!set.Make()) return kFailed;
   bool made = false;
   {
     const Progress progress(common, "comparing");
-    made = plugin.Diff(options.indexName, oldRoot, newRoot, output);
+    made = plugin.Diff(options.indexName, oldRoot, newRoot, set.Root()) && set.Keep();
   }
   if (!made) return ExplainFailure(oldIndex, newIndex, stem, common);
-  return Report(output, stem, common);
+  Reports reports;
+  if (!CountSet(stem, reports)) return kFailed;
+  std::uint64_t bytes = 0;
+  for (const PatchFileReport& report : reports) bytes += report.size;
+  Report(output, reports, bytes, common);
+  return kDone;
 }

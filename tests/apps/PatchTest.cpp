@@ -168,6 +168,22 @@ TEST_F(Patching, FindsThePluginThatBelongsToTheProgram) {
   EXPECT_EQ(Shell(diff).status, 1);  // its Diff always fails
 }
 
+TEST_F(Patching, ADiffThatFailsLeavesTheOlderSetAndNoFolder) {
+  ASSERT_EQ(Run("diff new old set").status, 0);
+  const std::string fails = " --plugin " FAKE_PLUGIN_PATH;
+  Fail("diff old new set" + fails, "cannot write the patch set");
+  Fail("diff old new deep/er/set" + fails, "cannot write the patch set");
+  EXPECT_FALSE(fs::exists(temp_ / "deep"));
+  fs::permissions(temp_ / "set/data/assets.mkx.MUKDel", fs::perms::owner_read);
+  Fail("diff old new set", "is read-only");
+  fs::permissions(temp_ / "set/data/assets.mkx.MUKDel", fs::perms::owner_all);
+  EXPECT_FALSE(fs::exists(temp_ / "set/data/unfinished"));
+  EXPECT_NE(Run("diff old new set" + fails, "FAKE_PLUGIN=crash").status, 0);
+  EXPECT_EQ(Run("set show set --json").Json()["deletions"].size(), 4u);
+  EXPECT_EQ(Run("diff old new set --json").Json()["deletions"], 2);
+  EXPECT_EQ(Run("set check set").status, 0);
+}
+
 TEST_F(Patching, OtherNamesAndColonsInFoldersWork) {
   fs::rename(temp_ / "old", temp_ / "local:old");
   fs::rename(temp_ / "local:old/assets.mkx", temp_ / "local:old/x.mkx");
