@@ -1,5 +1,6 @@
 // quarle diff: makes a patch set through the plug-in and sums it up.
 
+#include <algorithm>
 #include <array>
 
 #include "apps/quarle/Commands.h"
@@ -46,6 +47,22 @@ void Report(const std::string& output, const Reports& reports, std::uint64_t byt
   }
 }
 
+bool HasBuiltIn(const std::string& path) {
+  MUKAssetIndex index;
+  if (!index.Load(path, nullptr, {.keepConfigCache = false})) return false;
+  const auto records = index.AllRecords();
+  return std::any_of(records.begin(), records.end(),
+                     [](const MUKAsset* record) { return record->Has(AssetFlag::BuiltIn); });
+}
+
+/// Of a set that is empty because there was nothing to compare.
+void WarnOfNothingCompared(const std::string& oldIndex, const std::string& newIndex) {
+  if (HasBuiltIn(oldIndex) || HasBuiltIn(newIndex)) return;
+  Warn("neither " + Quoted(oldIndex) + " nor " + Quoted(newIndex) +
+       " has a record of the product's own content, and a diff compares no others; build both by "
+       "'quarle index build --built-in'");
+}
+
 }  // namespace
 
 int RunDiff(const DiffOptions& options, const CommonOptions& common) {
@@ -73,5 +90,6 @@ int RunDiff(const DiffOptions& options, const CommonOptions& common) {
   std::uint64_t bytes = 0;
   for (const PatchFileReport& report : reports) bytes += report.size;
   Report(output, reports, bytes, common);
+  if (bytes == 0) WarnOfNothingCompared(oldIndex, newIndex);
   return kDone;
 }

@@ -184,6 +184,18 @@ TEST_F(Patching, ADiffThatFailsLeavesTheOlderSetAndNoFolder) {
   EXPECT_EQ(Run("set check set").status, 0);
 }
 
+TEST_F(Patching, ADiffOfWhatIsNotBuiltInSaysSo) {
+  EXPECT_EQ(Run("diff old old set").err, "") << "nothing changed is no reason to warn";
+  for (const char* name : {"old/assets.mkx", "new/assets.mkx"}) {
+    MUKAsset own = Asset(1, name);
+    own.Set(AssetFlag::BuiltIn, false);
+    Save(name, {own});
+  }
+  const Outcome empty = Run("diff old new set -q");
+  EXPECT_EQ(empty.status, 0);
+  EXPECT_NE(empty.err.find("--built-in"), std::string::npos) << empty.err;
+}
+
 TEST_F(Patching, OtherNamesAndColonsInFoldersWork) {
   fs::rename(temp_ / "old", temp_ / "local:old");
   fs::rename(temp_ / "local:old/assets.mkx", temp_ / "local:old/x.mkx");
