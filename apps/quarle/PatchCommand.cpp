@@ -174,12 +174,13 @@ void PrintChange(const std::string& indexPath, const Plan& plan, bool dryRun) {
                plan.kept);
 }
 
-void PrintRemarks(const Plan& plan, const std::string& backup) {
-  if (!plan.setWhole) {
-    Print(Emphasised(Emphasis::Warning, "The set is cut short") +
-          ": its last entry counts as far as it goes (see `quarle set check`)\n");
-  }
+void PrintBackup(const std::string& backup) {
   if (!backup.empty()) Print("The index as it was: " + Quoted(backup) + "\n");
+}
+
+void WarnOfCutSet(const Plan& plan) {
+  if (plan.setWhole) return;
+  Warn("the set is cut short, and its last entry counts as far as it goes; see 'quarle set check'");
 }
 
 int Report(const std::string& indexPath, const Plan& plan, bool dryRun, const std::string& backup,
@@ -188,8 +189,9 @@ int Report(const std::string& indexPath, const Plan& plan, bool dryRun, const st
     ReportJson(indexPath, plan, dryRun, backup);
   } else if (!common.quiet) {
     PrintChange(indexPath, plan, dryRun);
-    PrintRemarks(plan, backup);
+    PrintBackup(backup);
   }
+  WarnOfCutSet(plan);
   return kDone;
 }
 
@@ -199,8 +201,8 @@ int ReportNothingToDo(const std::string& indexPath, const Plan& plan, bool dryRu
     ReportJson(indexPath, plan, dryRun, {});
   } else if (!common.quiet) {
     Print("Nothing to do: " + Quoted(indexPath) + " has all that the set brings\n");
-    PrintRemarks(plan, {});
   }
+  WarnOfCutSet(plan);
   return kDone;
 }
 

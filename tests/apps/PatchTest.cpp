@@ -229,8 +229,13 @@ TEST_F(Patching, SetShowAndCheckTellWhatIsCutShort) {
     EXPECT_EQ(check.status, c.whole ? 0 : 1) << sizes;
     EXPECT_EQ(check.Json()["whole"], c.whole) << sizes;
     EXPECT_EQ(Run("patch old set -n --json").Json()["setWhole"], c.whole) << sizes;
+    EXPECT_EQ(Run("patch old set -n -q").err.empty(), c.whole) << sizes;
     std::size_t effective = 0;
     const nlohmann::json shown = Run("set show set --json").Json();
+    EXPECT_EQ(shown["whole"], c.whole) << sizes;
+    for (const auto& item : shown["additions"]) {
+      EXPECT_EQ(item.value("whole", true), c.whole || &item != &shown["additions"].back());
+    }
     for (const auto& item : shown["deletions"]) {
       if (item["effective"].get<bool>()) ++effective;
     }
