@@ -27,9 +27,10 @@ constexpr std::size_t kListed = 20;  // skipped folders, unless all are asked fo
 struct Area {
   const char* name;
   int depth;
+  bool inArchives;  ///< looked through for archives alone too
 };
 constexpr std::array<Area, 4> kAreas = {
-    {{"world", 3}, {"trains", 2}, {"local", 1}, {"editing", 1}}};
+    {{"world", 3, true}, {"trains", 2, true}, {"local", 1, false}, {"editing", 1, false}}};
 
 /// Folders so many levels down, which a scan will look at. Like the scan it follows no links.
 std::uint64_t CountFolders(const Platform::FolderReader& folder, int depth) {
@@ -48,6 +49,16 @@ bool HasContent(const std::string& root) {
   return std::any_of(kAreas.begin(), kAreas.end(), [&](const Area& area) {
     return Platform::IsFolder(Platform::ResolveCase(root, area.name));
   });
+}
+
+/// The first of the folders to look through that is there and may not be read, or nothing.
+std::string ClosedArea(const std::string& root, bool archivesOnly) {
+  for (const Area& area : kAreas) {
+    if (archivesOnly && !area.inArchives) continue;
+    const std::string folder = Platform::ResolveCase(root, area.name);
+    if (Platform::IsFolder(folder) && !Platform::MayReadFolder(folder)) return folder;
+  }
+  return {};
 }
 
 std::string TargetOf(const IndexBuildOptions& options) {
@@ -165,6 +176,18 @@ void ReportText(const Result& result, bool verbose) {
   }
 }
 
+/// Whatever else is printed: the index is not what the folders hold then.
+void WarnOfUnreadable(const ScanReport& scan) {
+  const std::uint64_t count = scan.Count(ScanOutcome::Unreadable);
+  if (count == 0) return;
+  const auto first =
+      std::find_if(scan.messages.begin(), scan.messages.end(),
+                   [](const auto& message) { return message.outcome == ScanOutcome::Unreadable; });
+  Warn("the index lacks what is in " + Counted(count, "folder") + " that cannot be read" +
+       (first == scan.messages.end() ? "" : ", such as " + Quoted(first->path)) +
+       "; check the permissions, and build anew");
+}
+
 }  // namespace
 
 int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common) {
@@ -177,6 +200,9 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
         "no content in " + Quoted(options.root) +
         ": it holds none of the folders world, trains, local and editing; name the folder that "
         "does");
+  }
+  if (const std::string closed = ClosedArea(root, options.archivesOnly); !closed.empty()) {
+    return Fail("cannot read the folder " + Quoted(closed) + "; check its permissions");
   }
   const std::string file = TargetOf(options);
   const IndexPlace place = PlaceOf(file);
@@ -214,5 +240,6 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
   } else if (!common.quiet) {
     ReportText(result, options.verbose);
   }
+  WarnOfUnreadable(result.scan);
   return kDone;
 }
