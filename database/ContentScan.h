@@ -38,7 +38,7 @@ class MUKAsset;
 class MUKAssetIndex;
 
 struct ScanOptions {
-  bool archivesOnly = false;  ///< only the ".ja" files in "world", and neither local nor editing
+  bool archivesOnly = false;  ///< of "world" only the ".ja" files; neither local nor editing
   std::size_t threads = 0;    ///< that read folders; 0: one a processor, and four at most
   bool markBuiltIn = false;   ///< what "world" and "trains" hold is the product's own content
   std::int64_t now = 0;       ///< time stamp of updates, seconds since 1970; 0: the system's time

@@ -83,8 +83,8 @@ std::string DamageText(const std::string& path, const IndexLoadReport& report) {
   }
   std::string text = IndexDamageText(report.damage);
   if (report.damage == IndexDamage::BadVersion) {
-    text += " (" + std::to_string(report.version) + " instead of " +
-            std::to_string(kIndexVersion) + ")";
+    text += " (" + std::to_string(report.version) + " instead of " + std::to_string(kIndexVersion) +
+            ")";
   }
   if (report.offset != 0) text += " (at byte " + std::to_string(report.offset) + ")";
   return text;

@@ -14,6 +14,8 @@ bool MeansNull(const std::string& text) {
   return text.size() >= 3 && text[0] == '<' && (text[1] | 0x20) == 'n' && (text[2] | 0x20) == 'u';
 }
 
+bool IsValid(const std::string& text, const PLID& id) { return !id.IsNull() || MeansNull(text); }
+
 std::string HexWord(std::uint32_t word) {
   std::array<char, 16> text{};
   std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(word));
@@ -43,6 +45,7 @@ void WriteItem(JsonWriter& json, const std::string& text, const PLID& id) {
   json.UnsignedItem(id.PackedWord());
   json.EndArray();
   json.Bool("null", id.IsNull());
+  json.Bool("valid", IsValid(text, id));
   json.EndObject();
 }
 
@@ -52,7 +55,7 @@ int RunPlid(const PlidOptions& options, const CommonOptions& common) {
   const std::string* bad = nullptr;
   const auto parse = [&](const std::string& text) {
     const PLID id(std::string_view(text), options.strict);
-    if (id.IsNull() && !MeansNull(text) && bad == nullptr) bad = &text;
+    if (bad == nullptr && !IsValid(text, id)) bad = &text;
     return id;
   };
   if (common.json) {
@@ -61,7 +64,9 @@ int RunPlid(const PlidOptions& options, const CommonOptions& common) {
     for (const std::string& text : options.texts) WriteItem(json, text, parse(text));
     json.EndArray();
   } else {
-    for (const std::string& text : options.texts) PrintText(text, parse(text));
+    for (const std::string& text : options.texts) {
+      if (const PLID id = parse(text); IsValid(text, id)) PrintText(text, id);
+    }
   }
   if (bad == nullptr) return kDone;
   return Fail(Quoted(*bad) + " is no asset identifier; write " +

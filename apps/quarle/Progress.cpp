@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "apps/quarle/Utf8.h"
 #include "kernel/platform/Terminal.h"
 
 namespace {
@@ -14,6 +15,13 @@ using namespace std::chrono_literals;
 constexpr auto kPatience = 500ms;
 constexpr auto kFrame = 100ms;
 constexpr std::uint64_t kBarWidth = 30;
+
+/// Bytes of the first characters of a well-formed text.
+std::size_t CharactersSize(std::string_view text, std::size_t count) {
+  std::size_t size = 0;
+  for (; count > 0 && size < text.size(); --count) size += Utf8CharacterSize(text.substr(size));
+  return size;
+}
 
 }  // namespace
 
@@ -53,7 +61,16 @@ void Progress::Run(bool atOnce) {
 }
 
 void Progress::Draw(std::uint64_t elapsedMilliseconds) const {
-  std::string line = "\r\x1b[K" + label_ + " ";
+  // A line that wraps cannot be cleared: the label gives way to the bar.
+  constexpr std::size_t kBehindLabel = kBarWidth + 12;  // dots, brackets, share
+  const int columns = Zef::Platform::TerminalColumns(Zef::Platform::StandardStream::Error);
+  const auto room = static_cast<std::size_t>(columns);
+  std::string label = label_;
+  if (columns > 0 && label.size() + kBehindLabel > room) {
+    label.resize(CharactersSize(label, room > kBehindLabel ? room - kBehindLabel : 0));
+    label += "...";
+  }
+  std::string line = "\r\x1b[K" + label + " ";
   std::array<char, 32> text{};
   if (total_ != 0) {
     const std::uint64_t done = std::min(done_.load(std::memory_order_relaxed), total_);

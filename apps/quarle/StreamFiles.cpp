@@ -32,6 +32,9 @@ int InputFile::Fail() const {
   const std::string what = "cannot read " + Quoted(path_) + ": ";
   if (IsFolder(path_)) return ::Fail(what + "it is a folder; name a file");
   if (!Exists(path_)) return ::Fail(what + "there is no such file; check its name");
+  if (FileInfo info; GetInfo(path_, &info) && !info.regular) {
+    return ::Fail(what + "it is no file; write to one what comes from a pipe or a device");
+  }
   return ::Fail(what + "check that it may be read and that nothing writes to it");
 }
 

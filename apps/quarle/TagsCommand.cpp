@@ -121,6 +121,13 @@ void Draw(const TagContainer& root) {
 
 constexpr const char* kTreeRefused =
     "the tree repeats its keys too often or is too large; remove the repeats";
+bool IsSameFile(const std::string& a, const std::string& b) {
+  Zef::Platform::FileInfo first;
+  Zef::Platform::FileInfo second;
+  return Zef::Platform::GetInfo(a, &first) && Zef::Platform::GetInfo(b, &second) &&
+         first.device == second.device && first.serial == second.serial;
+}
+
 /// Puts the tree in the place of the file. Prints why it cannot.
 int SaveTags(const std::string& path, const TagContainer& tags) {
   std::string text;
@@ -218,6 +225,11 @@ int RunTagsConvert(const TagsOptions& options, const CommonOptions& common) {
   TagTextLosses losses;
   if (TagFormOf(options.output) == TagForm::None) return FailForm(options.output);
   if (!LoadTags(options.file, common, before, &losses)) return kFailed;
+  if (losses.Any() && IsSameFile(options.file, options.output)) {
+    TellLosses(options.file, losses);
+    return Fail("what is not read of " + Quoted(options.file) +
+                " would be lost; name another file for the output");
+  }
   if (const int failed = SaveTags(options.output, before); failed != kDone) return failed;
   TagContainer after;
   if (!LoadTags(options.output, common, after)) return kFailed;

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <functional>
 #include <sstream>
@@ -13,6 +14,8 @@
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/Nearest.h"
 #include "apps/quarle/Utf8.h"
+#include "kernel/platform/FileSystem.h"
+#include "kernel/platform/Terminal.h"
 #include "kernel/standard/FaultReport.h"
 #include "kernel/standard/Log.h"
 #include "kernel/standard/Options.h"
@@ -116,7 +119,8 @@ void AddIndexBuild(CLI::App& index, CommandLine& line) {
       ->type_name("FILE");
   build->add_flag("--built-in", options.builtIn,
                   "Mark what lies in world and trains as the product's own, which a diff compares");
-  build->add_flag("--archives-only", options.archivesOnly, "Look at the archives in world alone");
+  build->add_flag("--archives-only", options.archivesOnly,
+                  "Leave out what lies in folders of world, and local and editing");
   build->add_flag("--no-backup", options.noBackup,
                   "Keep no copy of an older index as FILE.bak, FILE.bak2...");
   build->add_flag("-v,--verbose", options.verbose, "List every folder that was skipped");
@@ -144,6 +148,7 @@ void AddGroups(CLI::App& app, CommandLine& line) {
       *index, line, "stat", "Count records, their flags and classes, and the bytes of each section",
       "quarle index stat release-1/assets.mkx --top 20", RunIndexStat);
   stat->add_option("--top", line.index.top, "Classes to list")
+      ->check(CLI::Range(0, 1'000'000))
       ->type_name("N")
       ->capture_default_str();
   AddIndexCommand(*index, line, "check",
@@ -303,6 +308,17 @@ std::string MeantOption(const CLI::App& at, const std::string& given) {
   return Nearest(given.substr(0, given.find('=')), names);
 }
 
+/// An option that stands ahead of the last command; nothing when there is none.
+std::string OptionAhead(const CLI::App& app) {
+  for (const CLI::App* at = &app; !at->get_subcommands().empty();
+       at = at->get_subcommands().front()) {
+    for (const std::string& word : at->remaining()) {
+      if (word.starts_with('-')) return word;
+    }
+  }
+  return {};
+}
+
 /// Usage errors are one line of ours, with the way to the help of the command.
 int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   if (error.get_exit_code() == 0) {
@@ -326,7 +342,10 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   const bool isOfCount =
       kind == CLI::ExitCodes::RequiredError || kind == CLI::ExitCodes::ExtrasError;
   const std::vector<std::string> unknown = isOfCount ? at->remaining() : std::vector<std::string>();
-  if (!unknown.empty() && unknown.front().starts_with('-')) {
+  const std::string early = isOfCount && unknown.empty() ? OptionAhead(app) : std::string();
+  if (!early.empty()) {
+    what = "Options go behind the command, " + Quoted(early) + " too";
+  } else if (!unknown.empty() && unknown.front().starts_with('-')) {
     what = "There is no option " + Quoted(unknown.front());
     meant = MeantOption(*at, unknown.front());
   } else if (!unknown.empty() && !at->get_subcommands({}).empty()) {
@@ -335,6 +354,15 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   }
   if (!meant.empty()) what += ", but there is " + Quoted(meant);
   return FailUsage(Printable(what) + "; see " + command + " --help");
+}
+
+/// What a log takes the place of: nothing, or another log.
+bool MayBecomeLog(const std::string& file) {
+  const Zef::Platform::OwnedFile old(Zef::Platform::OpenFile(file, {}));
+  std::array<char, 5> start{};
+  const std::int64_t size =
+      old ? Zef::Platform::ReadAt(old.Get(), start.data(), start.size(), 0) : 0;
+  return size <= 0 || std::string_view(start.data(), start.size()) == "Zef v";
 }
 
 /// Levels and form of the log come from the options of the program.
@@ -356,7 +384,7 @@ int Run(int argc, char** argv) {
   app.footer(
       "Example:\n  quarle diff release-1 release-2 patch-1-2\n\n"
       "'quarle COMMAND --help' tells of a command. Exit status: 0 done, 1 failed, 2 wrong usage.");
-  app.set_version_flag("--version", "quarle " QUARLE_VERSION);
+  app.set_version_flag("-V,--version", "quarle " QUARLE_VERSION);
   app.require_subcommand(1);
   CommandLine line;
   AddDiff(app, line);
@@ -374,6 +402,9 @@ int Run(int argc, char** argv) {
     return ReportParse(app, error);
   }
   const std::string& log = line.common.log;
+  if (!log.empty() && !MayBecomeLog(log)) {
+    return Fail("the log would replace " + Quoted(log) + ", which is no log; name another file");
+  }
   if (!log.empty() && !OpenLog(log)) {
     return Fail("cannot write the log " + Quoted(log) +
                 "; check that it is a file in a folder which may be written and has room");
@@ -384,6 +415,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  Zef::Platform::FillStandardStreams();
   Zef::InstallFaultReports();
   int status = kFailed;
   try {

@@ -66,7 +66,7 @@ TEST_F(PackageTool, FailuresAreOneLineAndLeaveNothing) {
       {"package create no/n.kpx coal", "Unable to write"},
       {"package list none.kpx", "no such file"},
       {"package list coal", "it is a folder"},
-      {"package list pipe", "check that it may be read"},
+      {"package list pipe", "it is no file"},
       {"package list junk.kpx", "not a valid KPX"},
       {"package check junk.kpx", "not a valid KPX"},
       {"package extract w.kpx out --asset 1:1", "no asset <plid:1:1>"},

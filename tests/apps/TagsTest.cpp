@@ -81,13 +81,15 @@ TEST_F(Tags, ConvertGoesBothWaysAndTellsWhatChanges) {
 
   Write("left.txt", "a 1\na 2\nb 1.2.3\n} and more");
   EXPECT_NE(Run("tags show left.txt --json").err.find("  8 bytes behind"), std::string::npos);
-  EXPECT_EQ(Run("tags convert left.txt left.txt").err,
+  Outcome kept = Run("tags convert left.txt left.txt");
+  EXPECT_TRUE(kept.status == 1 && Read("left.txt").ends_with("} and more"));
+  EXPECT_EQ(Run("tags convert left.txt whole.txt").err,
             "quarle: warning: not everything in 'left.txt' is read:\n"
             "  8 bytes behind a closing brace or a zero byte that ends the text too early\n"
             "  1 tag replaced by a later tag of the same key\n"
             "  1 token not read to the end\n");
-  EXPECT_EQ(Read("left.txt"), "\xEF\xBB\xBF\r\na\t\t\t\t\t\t\t2\r\nb\t\t\t\t\t\t\t1.2\r\n");
-  EXPECT_EQ(Run("tags convert left.txt left.txt --json").Json()["unread"]["replaced"], 0);
+  EXPECT_EQ(Read("whole.txt"), "\xEF\xBB\xBF\r\na\t\t\t\t\t\t\t2\r\nb\t\t\t\t\t\t\t1.2\r\n");
+  EXPECT_EQ(Run("tags convert whole.txt whole.txt --json").Json()["unread"]["replaced"], 0);
 }
 
 TEST_F(Tags, FailuresNameTheFileAndWriteNothing) {

@@ -97,6 +97,9 @@ TEST_F(Usage, OnlyAnOptionMakesALog) {
   const std::string log = Read("run.log");
   EXPECT_TRUE(log.ends_with("; check its name\r\nEnd.\r\n")) << log;
   EXPECT_EQ(Fail("plid 1:2 --log none/run.log", "run.log").out, "");
+  Write("work.txt", "years of it");
+  EXPECT_EQ(Fail("plid 1:2 --log work.txt", "is no log").out, "");
+  EXPECT_EQ(Run("plid 1:2 --log run.log").status + (Read("work.txt") == "years of it"), 1);
 }
 
 TEST_F(Usage, AFullDiskUnderTheOutputIsAFailure) {
@@ -104,6 +107,11 @@ TEST_F(Usage, AFullDiskUnderTheOutputIsAFailure) {
     const Outcome outcome = Shell(std::string("( " QUARLE_PATH " ") + arguments + " >/dev/full )");
     EXPECT_TRUE(outcome.status == 1 && outcome.HasOneErrorLine()) << arguments << outcome.err;
   }
+  // What is printed to a stream that is not there must not go to a file that took its number.
+  ASSERT_EQ(Run("archive create a.ja .out").status, 0);
+  const std::string archive = Read("a.ja");
+  EXPECT_EQ(Shell("( " QUARLE_PATH " archive rename a.ja none x 2>&- )").status, 1);
+  EXPECT_EQ(Read("a.ja"), archive);
 }
 
 // What a script reads must not change with the terminal, and NO_COLOR is a promise.

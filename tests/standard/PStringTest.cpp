@@ -46,7 +46,7 @@ TEST(PString, NullAndEmptyAreTwoTexts) {
     EXPECT_STREQ(none.Text(), "");
   }
   EXPECT_FALSE(empty.IsNull() || null.EqualNoCase(empty));
-  EXPECT_TRUE(null.EqualNoCase(PString()) && PString("KUID").EqualNoCase(PString("kuid")));
+  EXPECT_TRUE(null.EqualNoCase(PString()) && PString("PLID").EqualNoCase(PString("plid")));
   EXPECT_TRUE(Less(null, empty) && Less(empty, text));
   EXPECT_FALSE(Less(empty, null) || Less(null, null) || Less(text, text));
   for (const PString& blank : {null, empty}) {
@@ -56,7 +56,7 @@ TEST(PString, NullAndEmptyAreTwoTexts) {
     EXPECT_EQ(blank.CompareNoCase(empty), 0);
   }
   EXPECT_EQ(PString("\xE9").Compare("z"), 1) << "bytes are unsigned";
-  EXPECT_EQ(PString("KUID").CompareNoCase("kuid"), 0);
+  EXPECT_EQ(PString("PLID").CompareNoCase("plid"), 0);
   EXPECT_EQ(PString("a\0b", 3).Compare("a"), 0) << "plain text ends at a zero byte";
 }
 
@@ -98,7 +98,7 @@ TEST(StringPool, ChainsStayShortHoweverManyTexts) {
   std::vector<PString> rounds[2];
   for (auto& round : rounds) {
     for (std::uint32_t i = 0; i < kTexts; ++i) {
-      round.emplace_back(std::string_view("<kuid2:" + std::to_string(i) + ":100:1>"));
+      round.emplace_back(std::string_view("<plid2:" + std::to_string(i) + ":100:1>"));
     }
   }
   EXPECT_EQ(rounds[0], rounds[1]);
