@@ -55,7 +55,7 @@ bool HasContent(const std::string& root) {
 std::string ClosedArea(const std::string& root, bool archivesOnly) {
   for (const Area& area : kAreas) {
     if (archivesOnly && !area.inArchives) continue;
-    const std::string folder = Platform::ResolveCase(root, area.name);
+    std::string folder = Platform::ResolveCase(root, area.name);
     if (Platform::IsFolder(folder) && !Platform::MayReadFolder(folder)) return folder;
   }
   return {};
