@@ -21,6 +21,8 @@ constexpr std::uint32_t kTurnPoll = 20;  // milliseconds; commands are short
 constexpr auto kWatchStep = 100ms;
 // With the patience of a progress bar this makes a second.
 constexpr int kStepsToTell = 5;
+// Without a bar there is but one line to spend.
+constexpr int kStepsToWarn = 30;
 
 /// What a product root holds one of at least.
 constexpr std::array<const char*, 7> kSigns = {
@@ -37,12 +39,14 @@ std::string Unwritten(const std::string& root) {
          "; see that its disk has room and that you may write there";
 }
 
-/// Shows what a start waits for: the load, or another process.
+/// Shows what a start waits for: the load, or another process. Where no progress is shown, a
+/// warning tells of the latter once.
 class StartWatch {
  public:
-  StartWatch(const CommonOptions& common, std::string loading)
-      : common_(common), loading_(std::move(loading)) {
-    if (Progress::IsWanted(common)) watcher_ = std::thread([this] { Run(); });
+  StartWatch(const CommonOptions& common, const std::string& named)
+      : common_(common), named_(named), loading_("loading " + Quoted(named)) {
+    if (common.quiet) return;
+    watcher_ = std::thread([this] { Progress::IsWanted(common_) ? Show() : WarnOnce(); });
   }
   ~StartWatch() {
     if (!watcher_.joinable()) return;
@@ -57,7 +61,7 @@ class StartWatch {
   StartWatch& operator=(const StartWatch&) = delete;
 
  private:
-  void Run() {
+  void Show() {
     std::optional<Progress> shown;
     shown.emplace(common_, loading_);
     int waited = 0;
@@ -71,7 +75,19 @@ class StartWatch {
     }
   }
 
+  void WarnOnce() {
+    int waited = 0;
+    std::unique_lock hold(lock_);
+    while (!ended_.wait_for(hold, kWatchStep, [this] { return ending_; })) {
+      waited = Database::Get().IsAwaitingTurn() ? waited + 1 : 0;
+      if (waited < kStepsToWarn) continue;
+      Warn("waiting for another process that works on " + Quoted(named_));
+      return;
+    }
+  }
+
   const CommonOptions& common_;
+  const std::string named_;
   const std::string loading_;
   std::mutex lock_;
   std::condition_variable ended_;
@@ -101,7 +117,7 @@ bool AssetSession::Open() {
   settings.productRoot = root;
   settings.pollMilliseconds = kTurnPoll;
   {
-    const StartWatch watch(common_, "loading " + Quoted(named_));
+    const StartWatch watch(common_, named_);
     started_ = true;
     MUKInitialise(settings);
     guard_.emplace(true);

@@ -1,8 +1,10 @@
 // quarle diff: makes a patch set through the plug-in and sums it up.
 
+#include <algorithm>
 #include <array>
 
 #include "apps/quarle/Commands.h"
+#include "apps/quarle/DiffOutput.h"
 #include "apps/quarle/IndexFiles.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/PluginHost.h"
@@ -23,11 +25,10 @@ int ExplainFailure(const std::string& oldIndex, const std::string& newIndex,
               ".MUK*: check that its folder may be written and has room");
 }
 
-int Report(const std::string& output, const std::string& stem, const CommonOptions& common) {
-  std::array<PatchFileReport, kSetParts.size()> reports;
-  if (!CountSet(stem, reports)) return kFailed;
-  std::uint64_t bytes = 0;
-  for (const PatchFileReport& report : reports) bytes += report.size;
+using Reports = std::array<PatchFileReport, kSetParts.size()>;
+
+void Report(const std::string& output, const Reports& reports, std::uint64_t bytes,
+            const CommonOptions& common) {
   if (common.json) {
     JsonWriter json;
     json.BeginObject();
@@ -44,7 +45,22 @@ int Report(const std::string& output, const std::string& stem, const CommonOptio
     }
     Print(line + " " + ByteSize(bytes) + "\n");
   }
-  return kDone;
+}
+
+bool HasBuiltIn(const std::string& path) {
+  MUKAssetIndex index;
+  if (!index.Load(path, nullptr, {.keepConfigCache = false})) return false;
+  const auto records = index.AllRecords();
+  return std::any_of(records.begin(), records.end(),
+                     [](const MUKAsset* record) { return record->Has(AssetFlag::BuiltIn); });
+}
+
+/// Of a set that is empty because there was nothing to compare.
+void WarnOfNothingCompared(const std::string& oldIndex, const std::string& newIndex) {
+  if (HasBuiltIn(oldIndex) || HasBuiltIn(newIndex)) return;
+  Warn("neither " + Quoted(oldIndex) + " nor " + Quoted(newIndex) +
+       " has a record of the product's own content, and a diff compares no others; build both by "
+       "'quarle index build --built-in'");
 }
 
 }  // namespace
@@ -61,15 +77,19 @@ int RunDiff(const DiffOptions& options, const CommonOptions& common) {
   if (!Zef::Platform::Exists(oldIndex) || !Zef::Platform::Exists(newIndex)) {
     return ExplainFailure(oldIndex, newIndex, stem, common);
   }
-  const std::string folder = stem.substr(0, stem.find_last_of("/\\"));
-  if (!Zef::Platform::MakeFolders(folder)) {
-    return Fail("cannot make the folder " + Quoted(folder) + "; choose another place for the set");
-  }
+  DiffOutput set(options.output, options.indexName);
+  if (!set.Make()) return kFailed;
   bool made = false;
   {
     const Progress progress(common, "comparing");
-    made = plugin.Diff(options.indexName, oldRoot, newRoot, output);
+    made = plugin.Diff(options.indexName, oldRoot, newRoot, set.Root()) && set.Keep();
   }
   if (!made) return ExplainFailure(oldIndex, newIndex, stem, common);
-  return Report(output, stem, common);
+  Reports reports;
+  if (!CountSet(stem, reports)) return kFailed;
+  std::uint64_t bytes = 0;
+  for (const PatchFileReport& report : reports) bytes += report.size;
+  Report(output, reports, bytes, common);
+  if (bytes == 0) WarnOfNothingCompared(oldIndex, newIndex);
+  return kDone;
 }

@@ -1,7 +1,4 @@
 // quarle index build: makes the index of a product from its asset folders.
-//
-// What becomes the database of a root is written as that database's owner, so that it meets no
-// running process: one that starts meanwhile waits, and one that waited reads the new file.
 
 #include <algorithm>
 #include <array>
@@ -10,16 +7,15 @@
 
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/IndexFiles.h"
+#include "apps/quarle/IndexOwner.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/OlderIndex.h"
 #include "apps/quarle/Progress.h"
 #include "apps/quarle/Utf8.h"
 #include "database/ClassTables.h"
 #include "database/ContentScan.h"
-#include "environment/IpcLock.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/platform/FolderReader.h"
-#include "kernel/standard/CodePage.h"
 
 namespace {
 
@@ -31,9 +27,10 @@ constexpr std::size_t kListed = 20;  // skipped folders, unless all are asked fo
 struct Area {
   const char* name;
   int depth;
+  bool inArchives;  ///< looked through for archives alone too
 };
 constexpr std::array<Area, 4> kAreas = {
-    {{"world", 3}, {"trains", 2}, {"local", 1}, {"editing", 1}}};
+    {{"world", 3, true}, {"trains", 2, true}, {"local", 1, false}, {"editing", 1, false}}};
 
 /// Folders so many levels down, which a scan will look at. Like the scan it follows no links.
 std::uint64_t CountFolders(const Platform::FolderReader& folder, int depth) {
@@ -54,22 +51,19 @@ bool HasContent(const std::string& root) {
   });
 }
 
-struct Target {
-  std::string file;
-  std::string folder;
-  bool isDatabase = false;  ///< the file that a running database of its folder has
-};
+/// The first of the folders to look through that is there and may not be read, or nothing.
+std::string ClosedArea(const std::string& root, bool archivesOnly) {
+  for (const Area& area : kAreas) {
+    if (archivesOnly && !area.inArchives) continue;
+    std::string folder = Platform::ResolveCase(root, area.name);
+    if (Platform::IsFolder(folder) && !Platform::MayReadFolder(folder)) return folder;
+  }
+  return {};
+}
 
-Target TargetOf(const IndexBuildOptions& options) {
-  Target target;
-  target.file = options.file.empty()
-                    ? Platform::ResolveCase(ExactPath(options.root), kDefaultIndexName)
-                    : ExactPath(options.file);
-  const std::size_t slash = target.file.find_last_of("/\\");
-  const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
-  target.folder = name == 0 ? "." : target.file.substr(0, name);
-  target.isDatabase = Zef::EqualFolded(target.file.substr(name), kDefaultIndexName);
-  return target;
+std::string TargetOf(const IndexBuildOptions& options) {
+  return options.file.empty() ? Platform::ResolveCase(ExactPath(options.root), kDefaultIndexName)
+                              : ExactPath(options.file);
 }
 
 ScanReport Scan(const IndexBuildOptions& options, const std::string& root,
@@ -182,6 +176,18 @@ void ReportText(const Result& result, bool verbose) {
   }
 }
 
+/// Whatever else is printed: the index is not what the folders hold then.
+void WarnOfUnreadable(const ScanReport& scan) {
+  const std::uint64_t count = scan.Count(ScanOutcome::Unreadable);
+  if (count == 0) return;
+  const auto first =
+      std::find_if(scan.messages.begin(), scan.messages.end(),
+                   [](const auto& message) { return message.outcome == ScanOutcome::Unreadable; });
+  Warn("the index lacks what is in " + Counted(count, "folder") + " that cannot be read" +
+       (first == scan.messages.end() ? "" : ", such as " + Quoted(first->path)) +
+       "; check the permissions, and build anew");
+}
+
 }  // namespace
 
 int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common) {
@@ -195,46 +201,45 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
         ": it holds none of the folders world, trains, local and editing; name the folder that "
         "does");
   }
-  const Target target = TargetOf(options);
-  if (!Platform::IsFolder(target.folder)) {
-    return Fail("there is no folder " + Quoted(target.folder) + " for the index; make it first");
+  if (const std::string closed = ClosedArea(root, options.archivesOnly); !closed.empty()) {
+    return Fail("cannot read the folder " + Quoted(closed) + "; check its permissions");
   }
-  if (Platform::IsFolder(target.file)) {
-    return Fail("cannot write the index " + Quoted(target.file) + ": it is a folder; name a file");
+  const std::string file = TargetOf(options);
+  const IndexPlace place = PlaceOf(file);
+  if (!Platform::IsFolder(place.folder)) {
+    return Fail("there is no folder " + Quoted(place.folder) + " for the index; make it first");
   }
-  IpcLock owner;
-  if (target.isDatabase) {
-    owner.IpcStartup(target.folder);
-    if (!owner.TryAcquireWriteLock()) {
-      return Fail("the database in " + Quoted(target.folder) +
-                  " belongs to a running program; end that, or write elsewhere by --out");
-    }
+  if (Platform::IsFolder(file)) {
+    return Fail("cannot write the index " + Quoted(file) + ": it is a folder; name a file");
   }
+  IndexOwner owner;
+  if (!owner.Take(file, "end that, or write elsewhere by --out")) return kFailed;
   MUKAssetIndex index;
   Result result;
-  result.file = target.file;
+  result.file = file;
   result.scan = Scan(options, root, common, index);
   result.records = index.Count();
   for (const MUKAsset* record : index.AllRecords()) {
     ++result.classes[ClassName(record->category.View())];
   }
   if (!options.noBackup) {
-    result.older = KeepOlderIndex(target.file, target.folder, target.isDatabase);
+    result.older = KeepOlderIndex(file, place.folder, place.isDatabase);
   }
   if (!result.older.failed.empty()) {
     return Fail("cannot keep a copy of " + Quoted(result.older.failed) + " in " +
-                Quoted(target.folder) + "; check that this folder may be written and has room, " +
+                Quoted(place.folder) + "; check that this folder may be written and has room, " +
                 "or go without one by --no-backup");
   }
-  if (!index.Save(target.file, {.toDevice = true})) {
-    return Fail("cannot write the index " + Quoted(target.file) +
+  if (!index.Save(file, {.toDevice = true})) {
+    return Fail("cannot write the index " + Quoted(file) +
                 "; check that its folder may be written and has room");
   }
-  if (target.isDatabase) owner.MarkChanged();
+  owner.MarkChanged();
   if (common.json) {
     ReportJson(result);
   } else if (!common.quiet) {
     ReportText(result, options.verbose);
   }
+  WarnOfUnreadable(result.scan);
   return kDone;
 }

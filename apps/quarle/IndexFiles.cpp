@@ -1,6 +1,9 @@
 #include "apps/quarle/IndexFiles.h"
 
+#include "apps/quarle/IndexOwner.h"
+#include "apps/quarle/OlderIndex.h"
 #include "apps/quarle/Progress.h"
+#include "apps/quarle/Utf8.h"
 #include "kernel/platform/FileSystem.h"
 
 namespace {
@@ -14,6 +17,11 @@ std::string AdviceToOpen(const std::string& path) {
     return "name the file in it, such as " + Quoted(FolderPath(path) + "assets.mkx");
   }
   if (Platform::Exists(path)) return "check that you may read it";
+  const IndexPlace place = PlaceOf(path);
+  if (place.isDatabase && HasLeftover(place.folder)) {
+    return "a program works on this database or was killed: 'quarle asset list --root " +
+           Printable(place.folder) + "' waits for its end, and recovers what it left";
+  }
   const std::string folder = path.substr(0, path.find_last_of("/\\") + 1);
   const bool isBelowFile = folder.size() > 1 && !Platform::IsFolder(folder) &&
                            Platform::Exists(folder.substr(0, folder.size() - 1));

@@ -1,5 +1,8 @@
 #include "apps/quarle/OlderIndex.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "apps/quarle/FileCopy.h"
 #include "database/MUKAssetIndex.h"
 #include "kernel/platform/FileSystem.h"
@@ -43,6 +46,12 @@ void Copy(const std::string& from, const std::string& file, OlderIndex& older) {
 }
 
 }  // namespace
+
+bool HasLeftover(const std::string& folder) {
+  return std::any_of(std::begin(kLeftovers), std::end(kLeftovers), [&](const char* name) {
+    return Platform::Exists(Platform::ResolveCase(folder, name));
+  });
+}
 
 OlderIndex KeepOlderIndex(const std::string& file, const std::string& folder, bool isDatabase) {
   OlderIndex older;

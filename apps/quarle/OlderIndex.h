@@ -14,6 +14,9 @@ struct OlderIndex {
   std::string failed;               ///< what could not be copied, or empty
 };
 
+/// Whether files stand in `folder` from which a start of its database may recover.
+bool HasLeftover(const std::string& folder);
+
 /// Copies `file`, if there is one, to a free name beside it. If it is the database of `folder` and
 /// does not load, also the file there that a start would recover from. Stops at the first failure.
 OlderIndex KeepOlderIndex(const std::string& file, const std::string& folder, bool isDatabase);

@@ -15,6 +15,7 @@
 #include "apps/quarle/Commands.h"
 #include "apps/quarle/FileCopy.h"
 #include "apps/quarle/IndexFiles.h"
+#include "apps/quarle/IndexOwner.h"
 #include "apps/quarle/JsonWriter.h"
 #include "apps/quarle/PluginHost.h"
 #include "apps/quarle/Progress.h"
@@ -173,12 +174,13 @@ void PrintChange(const std::string& indexPath, const Plan& plan, bool dryRun) {
                plan.kept);
 }
 
-void PrintRemarks(const Plan& plan, const std::string& backup) {
-  if (!plan.setWhole) {
-    Print(Emphasised(Emphasis::Warning, "The set is cut short") +
-          ": its last entry counts as far as it goes (see `quarle set check`)\n");
-  }
+void PrintBackup(const std::string& backup) {
   if (!backup.empty()) Print("The index as it was: " + Quoted(backup) + "\n");
+}
+
+void WarnOfCutSet(const Plan& plan) {
+  if (plan.setWhole) return;
+  Warn("the set is cut short, and its last entry counts as far as it goes; see 'quarle set check'");
 }
 
 int Report(const std::string& indexPath, const Plan& plan, bool dryRun, const std::string& backup,
@@ -187,8 +189,9 @@ int Report(const std::string& indexPath, const Plan& plan, bool dryRun, const st
     ReportJson(indexPath, plan, dryRun, backup);
   } else if (!common.quiet) {
     PrintChange(indexPath, plan, dryRun);
-    PrintRemarks(plan, backup);
+    PrintBackup(backup);
   }
+  WarnOfCutSet(plan);
   return kDone;
 }
 
@@ -198,8 +201,8 @@ int ReportNothingToDo(const std::string& indexPath, const Plan& plan, bool dryRu
     ReportJson(indexPath, plan, dryRun, {});
   } else if (!common.quiet) {
     Print("Nothing to do: " + Quoted(indexPath) + " has all that the set brings\n");
-    PrintRemarks(plan, {});
   }
+  WarnOfCutSet(plan);
   return kDone;
 }
 
@@ -232,6 +235,8 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   const std::string root = ExactPath(options.root);
   const std::string indexPath = FolderPath(options.root) + options.indexName;
   const std::string stem = SetStem(options.set, options.indexName);
+  IndexOwner owner;
+  if (!options.dryRun && !owner.Take(indexPath, "end that first")) return kFailed;
   Plan plan;
   if (!MakePlan(indexPath, stem, common, plan)) return kFailed;
   if (plan.ChangesNothing() && !options.again) {
@@ -261,6 +266,7 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   {
     const Progress progress(common, "patching");
     applied = plugin.Patch(options.indexName, root, FolderPath(options.set));
+    owner.MarkChanged();
     loads = saved.Load(indexPath, &report, {.keepConfigCache = false});
   }
   if (!loads) return PutBack(indexPath, backup, DamageText(indexPath, report));

@@ -38,9 +38,12 @@ void ShowJson(JsonWriter& json, const SetPart& part, Zef::File& file) {
       json.EndObject();
     });
   } else {
-    ForEachRecord(file, [&](const MUKAsset& record, bool) {
+    ForEachRecord(file, [&](const MUKAsset& record, bool whole) {
       json.NewLine();
-      WriteAssetItem(json, record);
+      json.BeginObject();
+      WriteAssetFields(json, record);
+      if (!whole) json.Bool("whole", false);
+      json.EndObject();
     });
   }
   json.EndArray();
@@ -97,6 +100,8 @@ int RunSetShow(const SetOptions& options, const CommonOptions& common) {
   }
   JsonWriter json;
   json.BeginObject();
+  json.Bool("whole", std::all_of(reports.begin(), reports.end(),
+                                 [](const PatchFileReport& report) { return report.whole; }));
   for (const SetPart& part : kSetParts) {
     const auto show = [&](Zef::File& file) { ShowJson(json, part, file); };
     if (!ReadSetFile(stem + part.extension, show)) return kFailed;

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "environment/IpcLock.h"
 #include "tests/apps/QuarleProgram.h"
 
 namespace {
@@ -100,6 +101,20 @@ TEST_F(Patching, KeepsACopyOnlyIfToldTo) {
   EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak.tmp"));
 }
 
+TEST_F(Patching, LeavesTheDatabaseOfARunningProgramAlone) {
+  ASSERT_EQ(Run("diff old new set").status, 0);
+  const std::string before = Read("there/assets.mkx");
+  IpcLock program;
+  program.IpcStartup(temp_ / "there");
+  program.AcquireWriteLock();
+  Fail("patch there set", "running program");
+  EXPECT_EQ(Read("there/assets.mkx"), before);
+  EXPECT_EQ(Run("patch there set --dry-run").status, 0);
+  program.ReleaseWriteLock();
+  ASSERT_EQ(Run("patch there set").status, 0);
+  EXPECT_TRUE(program.HasChanged()) << "who shares the root must load it anew";
+}
+
 // The set replaces a record and leaves all identifiers as they are.
 TEST_F(Patching, NoticesWhateverThePluginFailsIn) {
   Save("new/assets.mkx", {Asset(1, "a"), Asset(2, "b"), Asset(3, "c"), Asset(5, "e")});
@@ -153,6 +168,34 @@ TEST_F(Patching, FindsThePluginThatBelongsToTheProgram) {
   EXPECT_EQ(Shell(diff).status, 1);  // its Diff always fails
 }
 
+TEST_F(Patching, ADiffThatFailsLeavesTheOlderSetAndNoFolder) {
+  ASSERT_EQ(Run("diff new old set").status, 0);
+  const std::string fails = " --plugin " FAKE_PLUGIN_PATH;
+  Fail("diff old new set" + fails, "cannot write the patch set");
+  Fail("diff old new deep/er/set" + fails, "cannot write the patch set");
+  EXPECT_FALSE(fs::exists(temp_ / "deep"));
+  fs::permissions(temp_ / "set/data/assets.mkx.MUKDel", fs::perms::owner_read);
+  Fail("diff old new set", "is read-only");
+  fs::permissions(temp_ / "set/data/assets.mkx.MUKDel", fs::perms::owner_all);
+  EXPECT_FALSE(fs::exists(temp_ / "set/data/unfinished"));
+  EXPECT_NE(Run("diff old new set" + fails, "FAKE_PLUGIN=crash").status, 0);
+  EXPECT_EQ(Run("set show set --json").Json()["deletions"].size(), 4u);
+  EXPECT_EQ(Run("diff old new set --json").Json()["deletions"], 2);
+  EXPECT_EQ(Run("set check set").status, 0);
+}
+
+TEST_F(Patching, ADiffOfWhatIsNotBuiltInSaysSo) {
+  EXPECT_EQ(Run("diff old old set").err, "") << "nothing changed is no reason to warn";
+  for (const char* name : {"old/assets.mkx", "new/assets.mkx"}) {
+    MUKAsset own = Asset(1, name);
+    own.Set(AssetFlag::BuiltIn, false);
+    Save(name, {own});
+  }
+  const Outcome empty = Run("diff old new set -q");
+  EXPECT_EQ(empty.status, 0);
+  EXPECT_NE(empty.err.find("--built-in"), std::string::npos) << empty.err;
+}
+
 TEST_F(Patching, OtherNamesAndColonsInFoldersWork) {
   fs::rename(temp_ / "old", temp_ / "local:old");
   fs::rename(temp_ / "local:old/assets.mkx", temp_ / "local:old/x.mkx");
@@ -186,8 +229,13 @@ TEST_F(Patching, SetShowAndCheckTellWhatIsCutShort) {
     EXPECT_EQ(check.status, c.whole ? 0 : 1) << sizes;
     EXPECT_EQ(check.Json()["whole"], c.whole) << sizes;
     EXPECT_EQ(Run("patch old set -n --json").Json()["setWhole"], c.whole) << sizes;
+    EXPECT_EQ(Run("patch old set -n -q").err.empty(), c.whole) << sizes;
     std::size_t effective = 0;
     const nlohmann::json shown = Run("set show set --json").Json();
+    EXPECT_EQ(shown["whole"], c.whole) << sizes;
+    for (const auto& item : shown["additions"]) {
+      EXPECT_EQ(item.value("whole", true), c.whole || &item != &shown["additions"].back());
+    }
     for (const auto& item : shown["deletions"]) {
       if (item["effective"].get<bool>()) ++effective;
     }

@@ -61,6 +61,7 @@ TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {
   bytes[15] = '\x7F';
   Write("count/assets.mkx", bytes);
   Write("file", "");
+  Write("killed/Cache/assets.bku", "");
   const std::pair<const char*, const char*> cases[] = {
       {"index show none.mkx", "'none.mkx': there is no such file"},
       {"index stat good", "'good': it is a folder; name the file in it, such as 'good/assets.mkx'"},
@@ -68,6 +69,7 @@ TEST_F(Usage, FailuresAreStatus1AndOneLineThatNamesTheFile) {
       {"index check text/assets.mkx", "no asset index"},
       {"index check v18/assets.mkx", "(18 instead of 19)"},
       {"index check count/assets.mkx", "(at byte 16)"},
+      {"index show killed/assets.mkx", "quarle asset list --root killed/'"},
       {"diff none good out", "'none/assets.mkx'"},
       {"diff good cut out", "'cut/assets.mkx'"},
       {"diff good good file", "'file/data'"},
