@@ -49,6 +49,7 @@ void AddPackage(CLI::App& app, PackageOptions& options, CommonOptions& common,
   extract
       ->add_option("--asset", options.assets,
                    std::string("Only this asset, again for more: ") + kIdSpellings)
+      ->allow_extra_args(false)
       ->check(kNotEmpty)
       ->type_name("ID");
   add("check", "Say whether every file of a package unpacks and every name and table is right",

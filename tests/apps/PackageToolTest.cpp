@@ -67,7 +67,7 @@ TEST_F(PackageTool, FailuresAreOneLineAndLeaveNothing) {
       {"package list none.kpx", "no such file"},
       {"package list pipe", "it is no file"},
       {"package check junk.kpx", "not a valid KPX"},
-      {"package extract w.kpx out --asset 1:1", "no asset <plid:1:1>"},
+      {"package extract --asset 1:1 w.kpx out", "no asset <plid:1:1>"},
       {"package extract w.kpx junk.kpx", "cannot be made"}};
   for (const auto& [arguments, said] : cases) Fail(arguments, said);
   const Outcome rivals = Shell("{ for i in coal ore coal ore; do (" QUARLE_PATH
