@@ -16,6 +16,7 @@
 #include "kernel/platform/System.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/FileSub.h"
 #include "kernel/standard/TStream.h"
 
 namespace {
@@ -182,6 +183,7 @@ void MUKAssetIndex::ReadStation(Zef::ByteReader& in) {
 bool MUKAssetIndex::Save(const std::string& path, IndexSaveOptions options) {
   if (host_ != nullptr) host_->BeforeSave();
   std::string temporary;
+  Zef::File file;
   try {
     // A link stays a link: what it leads to is replaced.
     const std::string real = Zef::Platform::CanonicalPath(path);
@@ -191,13 +193,18 @@ bool MUKAssetIndex::Save(const std::string& path, IndexSaveOptions options) {
         !Zef::Platform::DeleteFile(name)) {
       return false;
     }
-    Zef::File file;
     if (file.Open(name.c_str(), Zef::FileMode::kCreateWrite) != Zef::RES_OK) return false;
+    const Zef::FileSub* const source = file.Origin().source;
+    if (source != nullptr && !source->IsKind(Zef::FileSubKind::Folder)) {
+      file.Abandon();  // an archive has no step that replaces
+      return false;
+    }
     temporary = file.Name();
     // The file stays open, and so locked, until it has its name: nobody else's save cuts it.
     if (WriteTables(file, options.toDevice) && ReplaceOld(file)) return true;
   } catch (...) {  // NOLINT(bugprone-empty-catch): reported below, the old file still stands
   }
+  // Before the file is closed, and another save may lock its own under this name.
   if (!temporary.empty()) static_cast<void>(Zef::Platform::DeleteFile(temporary));
   return false;
 }

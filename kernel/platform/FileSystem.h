@@ -1,9 +1,10 @@
 // FileSystem: files and folders of the operating system, and nothing on top of them.
 //
 // Every function takes a path as the caller spells it ('\\' and '/' both separate), retries
-// interrupted calls, and reports failure by its result; none throws. Names are matched exactly;
-// ResolveCase finds the spelling on disk of a name that came from a case-insensitive world.
-// All functions may be called from any thread. A path of 4096 bytes or more does not exist.
+// interrupted calls, and reports failure by its result; none throws but for want of memory. Names
+// are matched exactly; ResolveCase finds the spelling on disk of a name that came from a
+// case-insensitive world. All functions may be called from any thread. A path of 4096 bytes or
+// more does not exist.
 
 #pragma once
 
@@ -111,8 +112,9 @@ struct FileInfo {
 [[nodiscard]] bool GetInfoNoFollow(const std::string& path, FileInfo* info);
 [[nodiscard]] bool Exists(const std::string& path);
 [[nodiscard]] bool IsFolder(const std::string& path);
-/// True when nothing stands at the path. False also when the system will not say, for want of a
-/// permission or by an error of the device.
+/// True when nothing stands at the path, not even a link to nothing, whose target may be on a disk
+/// that is not there now. False also when the system will not say, for want of a permission or by
+/// an error of the device.
 [[nodiscard]] bool IsGone(const std::string& path);
 
 /// Removes a file (never a folder). A link is removed, not what it points to.

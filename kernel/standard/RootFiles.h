@@ -4,7 +4,7 @@
 // system root or with a registered prefix; every other path is refused, so that no operation
 // depends on the current folder; so is one with a zero byte. Both separators work.
 //
-// Nothing here throws. Any thread may call.
+// Nothing here throws but for want of memory. Any thread may call.
 
 #pragma once
 

@@ -253,7 +253,7 @@ bool IsFolder(const std::string& path) {
 
 bool IsGone(const std::string& path) {
   struct stat facts {};
-  if (stat(NativePath(path).c_str(), &facts) == 0) return false;
+  if (lstat(NativePath(path).c_str(), &facts) == 0) return false;
   return errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG;
 }
 
