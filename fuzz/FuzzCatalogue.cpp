@@ -13,15 +13,20 @@ namespace {
 
 using Zef::PluginEntry;
 
+/// A garbled identifier is the null one, which finds nothing: the row has its name alone.
+void CheckId(const Zef::PluginCatalogue& catalogue, const PluginEntry& entry) {
+  const PluginEntry* const byId = catalogue.Find({{}, entry.id, {}});
+  if (entry.id.IsNull()) return Require(byId == nullptr && catalogue.FindGroup({}) == nullptr);
+  Require(byId != nullptr && byId->id == entry.id && !catalogue.Remapped(entry.id).IsNull());
+  if (entry.IsGroup()) Require(catalogue.FindGroup(entry.id) != nullptr);
+}
+
 void CheckEntry(const Zef::PluginCatalogue& catalogue, const PluginEntry& entry) {
   Require(entry.name.Length() > 0 && Zef::Guid::Parse(entry.id.Text()) == entry.id);
-  const PluginEntry* const byId = catalogue.Find({{}, entry.id, {}});
-  Require(byId != nullptr && byId->id == entry.id);
+  CheckId(catalogue, entry);
   const Zef::Guid group = entry.parent != nullptr ? entry.parent->id : Zef::Guid();
   const PluginEntry* const byName = catalogue.Find({entry.name, entry.id, group});
   Require(byName != nullptr && byName->name == entry.name);
-  Require(!catalogue.Remapped(entry.id).IsNull());
-  if (entry.IsGroup()) Require(catalogue.FindGroup(entry.id) != nullptr);
   if (entry.parent == nullptr) return;
   Require(catalogue.FindGroup(group) == entry.parent && entry.depth == entry.parent->depth + 1);
 }
