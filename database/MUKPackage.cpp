@@ -15,8 +15,6 @@
 
 namespace {
 
-namespace Platform = Zef::Platform;
-
 constexpr std::string_view kExtension = ".kpx";
 
 constexpr const char* kNoPackage = "Content could not be read, as the file is not a valid KPX";
