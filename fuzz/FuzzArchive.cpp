@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "fuzz/ScratchFile.h"
+#include "kernel/standard/ArchiveTable.h"
 #include "kernel/standard/FileFind.h"
 #include "kernel/standard/FileSubArchive.h"
 #include "kernel/standard/Subst.h"
@@ -67,8 +68,11 @@ bool Write(const char* name, std::uint32_t mode, const std::string& content) {
 void Change(const std::string& path, const std::vector<std::string>& names) {
   const std::string content = "content of the new file";
   if (!Zef::Subst(Mount(), path.c_str(), true)) std::abort();
+  const auto isPacked = [](const std::string& name) {
+    return Zef::ArchiveTable::KeyOf(name) == "fuzz-packed";
+  };
   const bool packed = Write("fuzz-packed", 0x102, content);
-  if (!names.empty()) {
+  if (!names.empty() && !isPacked(names.front()) && !isPacked(names.back())) {
     Zef::File::Delete(Mount(), names.front().c_str());
     Zef::File::Rename(Mount(), names.back().c_str(), "fuzz-renamed");
     Write(names.back().c_str(), 0x201, content);
