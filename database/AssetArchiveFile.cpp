@@ -87,7 +87,7 @@ bool AssetArchiveWriter::Write(std::span<const std::byte> bytes) {
 
 AssetArchiveStatus AssetArchiveReader::Open(const std::string& path, std::uint32_t archiveId) {
   entries_.clear();
-  file_ = Platform::OwnedFile(Platform::OpenFile(path, {}));
+  file_ = Platform::OpenFile(path, {});
   if (!file_) return AssetArchiveStatus::NoFile;
   std::uint64_t end = 0;
   const AssetArchiveStatus status = ReadHeader(archiveId, &end);

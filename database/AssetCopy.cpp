@@ -32,7 +32,7 @@ bool IsReadable(FileHandle file, std::vector<char>& buffer) {
 }
 
 Copied CopyPlain(const WalkedFile& from, FileHandle to, std::vector<char>& buffer) {
-  const OwnedFile source(from.folder->OpenFile(from.name.c_str()));
+  const OwnedFile source = from.folder->OpenFile(from.name.c_str());
   if (!source) return Copied::Unreadable;
   if (!Zef::Platform::CopyContents(source.Get(), to)) {
     return IsReadable(source.Get(), buffer) ? Copied::Unwritten : Copied::Unreadable;
@@ -80,7 +80,7 @@ bool CopyAssetFolder(const AssetPlace& source, const std::string& target, AssetW
   AssetPlace unread;
   visitor.file = [&](const WalkedFile& file) {
     if (!isWhole) return false;
-    OwnedFile to(writers.back().CreateFile(file.name.c_str()));
+    OwnedFile to = writers.back().CreateFile(file.name.c_str());
     Copied copied = Copied::Unwritten;
     if (to) {
       copied = file.folder != nullptr ? CopyPlain(file, to.Get(), buffer)

@@ -144,7 +144,7 @@ ConfigStatus ConfigReader::ReadIn(const FolderReader& folder, const FolderListin
   const char* const name = listing.Name(config.at);
   if (listing.Kind(config.at) != EntryKind::File) return ConfigStatus::Unreadable;
   std::size_t size = 0;
-  ConfigStatus status = ReadPlain(OwnedFile(folder.OpenFile(name)), &size);
+  ConfigStatus status = ReadPlain(folder.OpenFile(name), &size);
   if (std::string_view(buffer_).substr(0, size).starts_with(kPackedMagic)) {
     status = ReadThroughFile({{}, path + "/" + name}, &size);
   }

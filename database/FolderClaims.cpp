@@ -195,11 +195,7 @@ bool Overlap(const AssetPlace& a, const AssetPlace& b) {
 }
 
 bool IsSameFolder(const AssetPlace& a, const AssetPlace& b) {
-  Zef::Platform::FileInfo first;
-  Zef::Platform::FileInfo second;
-  return a.subst.IsNull() && b.subst.IsNull() && Zef::Platform::GetInfo(a.path, &first) &&
-         Zef::Platform::GetInfo(b.path, &second) && first.device == second.device &&
-         first.serial == second.serial;
+  return a.subst.IsNull() && b.subst.IsNull() && Zef::Platform::IsSameFile(a.path, b.path);
 }
 
 PLID IdInFolder(const AssetPlace& folder) {

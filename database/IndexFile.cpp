@@ -53,7 +53,7 @@ bool ReplaceOld(const Zef::File& file) {
   Platform::FileInfo info;
   if (Platform::GetInfo(target, &info)) {
     if (info.readOnly || info.folder) return false;
-    const Platform::OwnedFile old(Platform::OpenFile(target, {}));
+    const Platform::OwnedFile old = Platform::OpenFile(target, {});
     if (old) Platform::CopyPermissions(old.Get(), file.Origin().handle);
   }
   return Platform::Replace(file.Name(), target);

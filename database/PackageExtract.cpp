@@ -35,7 +35,7 @@ const char* UnpackInto(Platform::FileHandle file, const Job& job, PackageCompres
 }
 
 void Write(Job& job, PackageCompression compression) {
-  Platform::OwnedFile file(job.folder->CreateFile(job.name.c_str()));
+  Platform::OwnedFile file = job.folder->CreateFile(job.name.c_str());
   job.error = file ? UnpackInto(file.Get(), job, compression) : PackageText::kNotWritten;
   if (!file.Close() && job.error == nullptr) job.error = PackageText::kNotWritten;
 }

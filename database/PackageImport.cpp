@@ -37,7 +37,7 @@ class Source {
  public:
   bool Open(const WalkedFile& walked) {
     if (walked.folder == nullptr) return OpenThroughFile(walked.place);
-    plain_ = Platform::OwnedFile(walked.folder->OpenFile(walked.name.c_str()));
+    plain_ = walked.folder->OpenFile(walked.name.c_str());
     if (!plain_ || !Platform::IsRegularFile(plain_.Get())) return false;
     std::array<char, kCompressedMagic.size()> head{};
     if (Platform::ReadAt(plain_.Get(), head.data(), head.size(), 0) < 0) return false;
@@ -85,8 +85,7 @@ class Source {
     Platform::FileInfo first;
     Platform::FileInfo second;
     return Platform::GetOpenInfo(plain_.Get(), &first) &&
-           Platform::GetOpenInfo(file_->Origin().handle, &second) &&
-           first.device == second.device && first.serial == second.serial;
+           Platform::GetOpenInfo(file_->Origin().handle, &second) && first.IsSameFile(second);
   }
 
   Platform::OwnedFile plain_;

@@ -29,7 +29,7 @@ std::atomic<int> heldCount{0};
 std::string TempFolder(const std::string& root) { return Zef::Platform::ResolveCase(root, "temp"); }
 
 bool TryWriteNote(const std::string& file, const std::string& text) {
-  OwnedFile note(Zef::Platform::OpenFile(file, {.write = true, .creation = Creation::CreateNew}));
+  OwnedFile note = Zef::Platform::OpenFile(file, {.write = true, .creation = Creation::CreateNew});
   if (!note) return false;
   const std::int64_t written = Zef::Platform::WriteAt(note.Get(), text.data(), text.size(), 0);
   const bool isFlushed = Zef::Platform::FlushFile(note.Get());  // before anything moves
@@ -46,7 +46,7 @@ bool ReadNumber(std::string_view text, std::uint64_t& number) {
 /// False when it cannot be read. Without a place for one that was not written to its end: nothing
 /// had been moved then.
 bool ReadNote(const std::string& file, StagingNote& note) {
-  const OwnedFile opened(Zef::Platform::OpenFile(file, {}));
+  const OwnedFile opened = Zef::Platform::OpenFile(file, {});
   if (!opened) return Zef::Platform::IsGone(file);
   std::string text(std::size_t{1} << 14, '\0');
   const std::int64_t got = Zef::Platform::ReadAt(opened.Get(), text.data(), text.size(), 0);
@@ -93,8 +93,8 @@ void SweepIfThere(const std::string& path) {
 /// Of a process that is gone, or of one that lives and is left alone.
 void ClearSlot(const std::string& root, const std::string& slot) {
   auto error = Zef::Platform::OpenError::None;
-  const OwnedFile lock(
-      Zef::Platform::OpenFile(slot + kLock, {.write = true, .sharing = Sharing::DenyAll}, &error));
+  const OwnedFile lock =
+      Zef::Platform::OpenFile(slot + kLock, {.write = true, .sharing = Sharing::DenyAll}, &error);
   if (!lock && error != Zef::Platform::OpenError::NotFound) return;
   if (Follow(root, slot)) {
     static_cast<void>(Zef::Platform::DeleteFile(slot + kNote));
@@ -111,9 +111,8 @@ void ClearSlot(const std::string& root, const std::string& slot) {
 StagingSlot::StagingSlot(const std::string& root) : path_(RubbishPath(root)) {
   if (path_.empty()) return;
   ClearLeftovers(root);
-  lock_ = OwnedFile(Zef::Platform::OpenFile(
-      path_ + kLock,
-      {.write = true, .creation = Creation::CreateNew, .sharing = Sharing::DenyAll}));
+  lock_ = Zef::Platform::OpenFile(
+      path_ + kLock, {.write = true, .creation = Creation::CreateNew, .sharing = Sharing::DenyAll});
   if (IsHeld()) ++heldCount;
 }
 

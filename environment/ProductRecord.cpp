@@ -125,7 +125,7 @@ std::optional<Installation> Create(std::string_view productName, std::string_vie
 bool IsDead(const Installation& each) {
   std::string exePath;
   if (!each.key.ReadText(Value::kExePath, exePath)) return !each.key.HasText(Value::kExePath);
-  return exePath.empty() || !Platform::OwnedFile(Platform::OpenFile(exePath, {}));
+  return exePath.empty() || !Platform::OpenFile(exePath, {});
 }
 
 const RegistryKey& OpenKey() {

@@ -130,7 +130,7 @@ bool RegistryKey::HasText(std::string_view name) const {
 
 bool RegistryKey::ReadText(std::string_view name, std::string& text, std::size_t most) const {
   if (!IsOpen()) return false;
-  const Platform::OwnedFile file(Platform::OpenFile(PathOf(name), {}));
+  const Platform::OwnedFile file = Platform::OpenFile(PathOf(name), {});
   if (!file) return false;
   std::string bytes(most + 2, '\0');  // the line's end, and one more to see what is too long
   const std::int64_t size = Platform::ReadAt(file.Get(), bytes.data(), bytes.size(), 0);
@@ -158,7 +158,7 @@ RegistryLock::RegistryLock(const RegistryKey& key) {
   Platform::OpenError error = Platform::OpenError::Refused;
   for (std::uint32_t i = 0; i < kLockTries && error == Platform::OpenError::Refused; ++i) {
     if (i > 0) Platform::SleepMilliseconds(kLockPause);
-    file_ = Platform::OwnedFile(Platform::OpenFile(key.Folder() + kLockName, options, &error));
+    file_ = Platform::OpenFile(key.Folder() + kLockName, options, &error);
   }
 }
 

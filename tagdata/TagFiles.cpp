@@ -167,7 +167,7 @@ std::string NameBeside(const std::string& neighbour, const std::string& path) {
 }
 
 void CopyPermissions(const std::string& from, const Zef::File& to) {
-  const Zef::Platform::OwnedFile old(Zef::Platform::OpenFile(from, {}));
+  const Zef::Platform::OwnedFile old = Zef::Platform::OpenFile(from, {});
   if (old) Zef::Platform::CopyPermissions(old.Get(), to.Origin().handle);
 }
 

@@ -54,9 +54,9 @@ Platform::OwnedFile LockForChange(const std::string& path, MountedArchive::Acces
   if (access == MountedArchive::Access::Create) {
     options.creation = Platform::Creation::OpenOrCreate;
   }
-  Platform::OwnedFile lock(Platform::OpenFile(path, options));
+  Platform::OwnedFile lock = Platform::OpenFile(path, options);
   if (lock) return lock;
-  const Platform::OwnedFile unlocked(Platform::OpenFile(path, {.write = true}));
+  const Platform::OwnedFile unlocked = Platform::OpenFile(path, {.write = true});
   if (unlocked) {
     static_cast<void>(Refuse(path, "another program changes it; try again when it is done"));
   } else {
@@ -113,9 +113,7 @@ class Collector {
       folders_.push_back(name);
       return true;
     }
-    const bool isArchive =
-        hasArchive_ && info.device == archive_.device && info.serial == archive_.serial;
-    if (isArchive) return true;
+    if (hasArchive_ && info.IsSameFile(archive_)) return true;
     if (FilePath(name).IsFull()) {
       return Refuse(name, "its name is too long for an archive, which takes 258 bytes");
     }

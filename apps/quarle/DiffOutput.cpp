@@ -32,7 +32,7 @@ std::string FreeName(const std::string& folder) {
 }
 
 bool BringToDevice(const std::string& path) {
-  const Platform::OwnedFile file(Platform::OpenFile(path, {.write = true}));
+  const Platform::OwnedFile file = Platform::OpenFile(path, {.write = true});
   return file && Platform::FlushFile(file.Get());
 }
 

@@ -53,7 +53,7 @@ OutputFile::OutputFile(const std::string& path, FileHandle model)
     file_.emplace(replaces_ ? CanonicalPath(path) : path);
   }
   if (!IsOpen()) return;
-  const OwnedFile old(replaces_ ? OpenFile(path, {}) : kNoFile);
+  const OwnedFile old = replaces_ ? OpenFile(path, {}) : OwnedFile();
   if (old) model = old.Get();
   if (model != kNoFile) CopyPermissions(model, file_->Handle());
 }

@@ -36,7 +36,7 @@ int FailForm(const std::string& path) {
 /// A file with the right header and no records, which loads like a damaged one.
 bool IsEmptyBinary(const std::string& path) {
   std::array<std::uint32_t, NOLBinaryFile::kHeaderSize / 4> header{};
-  const OwnedFile file(Zef::Platform::OpenFile(path, {}));
+  const OwnedFile file = Zef::Platform::OpenFile(path, {});
   if (!file) return false;
   const std::int64_t size = Zef::Platform::ReadAt(file.Get(), header.data(), sizeof header, 0);
   return size == sizeof header && header[0] == NOLBinaryFile::kMagic && header[3] == 0;
@@ -121,12 +121,6 @@ void Draw(const TagContainer& root) {
 
 constexpr const char* kTreeRefused =
     "the tree repeats its keys too often or is too large; remove the repeats";
-bool IsSameFile(const std::string& a, const std::string& b) {
-  Zef::Platform::FileInfo first;
-  Zef::Platform::FileInfo second;
-  return Zef::Platform::GetInfo(a, &first) && Zef::Platform::GetInfo(b, &second) &&
-         first.device == second.device && first.serial == second.serial;
-}
 
 /// Puts the tree in the place of the file. Prints why it cannot.
 int SaveTags(const std::string& path, const TagContainer& tags) {
@@ -225,7 +219,7 @@ int RunTagsConvert(const TagsOptions& options, const CommonOptions& common) {
   TagTextLosses losses;
   if (TagFormOf(options.output) == TagForm::None) return FailForm(options.output);
   if (!LoadTags(options.file, common, before, &losses)) return kFailed;
-  if (losses.Any() && IsSameFile(options.file, options.output)) {
+  if (losses.Any() && Zef::Platform::IsSameFile(options.file, options.output)) {
     TellLosses(options.file, losses);
     return Fail("what is not read of " + Quoted(options.file) +
                 " would be lost; name another file for the output");

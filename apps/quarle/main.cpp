@@ -358,7 +358,7 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
 
 /// What a log takes the place of: nothing, or another log.
 bool MayBecomeLog(const std::string& file) {
-  const Zef::Platform::OwnedFile old(Zef::Platform::OpenFile(file, {}));
+  const Zef::Platform::OwnedFile old = Zef::Platform::OpenFile(file, {});
   std::array<char, 5> start{};
   const std::int64_t size =
       old ? Zef::Platform::ReadAt(old.Get(), start.data(), start.size(), 0) : 0;

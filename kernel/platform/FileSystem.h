@@ -40,10 +40,6 @@ struct OpenOptions {
   Sharing sharing = Sharing::Anything;
 };
 
-/// Opens a regular file or a character device; folders, pipes and sockets answer NotFound.
-/// The handle is not inherited by child processes. `error` may be null.
-[[nodiscard]] FileHandle OpenFile(const std::string& path, const OpenOptions& options,
-                                  OpenError* error = nullptr);
 /// Closes a handle; false when the system reports an error (data may not have been written).
 bool CloseFile(FileHandle file);
 
@@ -72,6 +68,11 @@ class OwnedFile {
  private:
   FileHandle file_ = kNoFile;
 };
+
+/// Opens a regular file or a character device; folders, pipes and sockets answer NotFound.
+/// The handle is not inherited by child processes. `error` may be null.
+[[nodiscard]] OwnedFile OpenFile(const std::string& path, const OpenOptions& options,
+                                 OpenError* error = nullptr);
 
 /// Positional transfer of the whole span, however many system calls it takes. Result: bytes
 /// moved (fewer only at the end of the file or on a full disk), or -1 on error.
@@ -105,6 +106,10 @@ struct FileInfo {
   std::uint64_t changed = 0;  ///< nanoseconds since 1970: content, or anything else about it
   std::uint64_t device = 0;   ///< with `serial`, the identity of the file
   std::uint64_t serial = 0;
+
+  bool IsSameFile(const FileInfo& other) const {
+    return device == other.device && serial == other.serial;
+  }
 };
 
 [[nodiscard]] bool GetInfo(const std::string& path, FileInfo* info);
@@ -112,6 +117,8 @@ struct FileInfo {
 [[nodiscard]] bool GetInfoNoFollow(const std::string& path, FileInfo* info);
 [[nodiscard]] bool Exists(const std::string& path);
 [[nodiscard]] bool IsFolder(const std::string& path);
+/// True when both paths lead to one file or one folder. False when one of them leads nowhere.
+[[nodiscard]] bool IsSameFile(const std::string& a, const std::string& b);
 /// True when nothing stands at the path, not even a link to nothing, whose target may be on a disk
 /// that is not there now. False also when the system will not say, for want of a permission or by
 /// an error of the device.

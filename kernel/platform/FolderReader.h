@@ -60,11 +60,8 @@ class FolderReader {
   FolderReader() = default;
   /// Follows links. Not open when there is no such folder, or it cannot be read.
   explicit FolderReader(const std::string& path);
-  FolderReader(FolderReader&& other) noexcept : handle_(std::exchange(other.handle_, kNoFile)) {}
-  FolderReader& operator=(FolderReader&& other) noexcept;
-  ~FolderReader();
 
-  bool IsOpen() const { return handle_ != kNoFile; }
+  bool IsOpen() const { return static_cast<bool>(handle_); }
   /// A folder in this one, by its exact name; not open for a link.
   [[nodiscard]] FolderReader OpenFolder(const char* name) const;
   /// Replaces the listing by this folder's entries, in the order of the disk. False, with an
@@ -72,14 +69,14 @@ class FolderReader {
   [[nodiscard]] bool List(FolderListing* listing) const;
   /// Bytes of a regular file in this folder; 0 for everything else.
   std::uint64_t SizeOf(const char* name) const;
-  /// Opens a file in this folder for reading; kNoFile for a link and for what does not open. What
+  /// Opens a file in this folder for reading; no handle for a link and for what does not open. What
   /// is listed as a file may have become something else: reading then fails.
-  [[nodiscard]] FileHandle OpenFile(const char* name) const;
+  [[nodiscard]] OwnedFile OpenFile(const char* name) const;
 
  private:
-  explicit FolderReader(FileHandle handle) : handle_(handle) {}
+  explicit FolderReader(OwnedFile handle) : handle_(std::move(handle)) {}
 
-  FileHandle handle_ = kNoFile;
+  OwnedFile handle_;
 };
 
 }  // namespace Zef::Platform

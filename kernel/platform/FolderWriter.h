@@ -20,22 +20,19 @@ class FolderWriter {
   FolderWriter() = default;
   /// Makes the folder with all that are missing above it. Not open when it does not stand then.
   explicit FolderWriter(const std::string& path);
-  FolderWriter(FolderWriter&& other) noexcept : handle_(std::exchange(other.handle_, kNoFile)) {}
-  FolderWriter& operator=(FolderWriter&& other) noexcept;
-  ~FolderWriter();
 
-  bool IsOpen() const { return handle_ != kNoFile; }
+  bool IsOpen() const { return static_cast<bool>(handle_); }
   /// The folder of that name in this one, made unless it stands; not open when that fails, and for
   /// a link.
   [[nodiscard]] FolderWriter MakeFolder(const char* name) const;
   /// A new, empty file in this folder, open for writing; one that stands there gives way, and stays
-  /// what it was under other names. kNoFile when something else has the name.
-  [[nodiscard]] FileHandle CreateFile(const char* name) const;
+  /// what it was under other names. No handle when something else has the name.
+  [[nodiscard]] OwnedFile CreateFile(const char* name) const;
 
  private:
-  explicit FolderWriter(FileHandle handle) : handle_(handle) {}
+  explicit FolderWriter(OwnedFile handle) : handle_(std::move(handle)) {}
 
-  FileHandle handle_ = kNoFile;
+  OwnedFile handle_;
 };
 
 }  // namespace Zef::Platform

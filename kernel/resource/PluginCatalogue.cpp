@@ -177,9 +177,7 @@ void AddPluginTexts(Options& options) {
     const std::string path = folder + kFileName;
     Platform::FileInfo file;
     if (!Platform::GetInfo(path, &file) || !file.regular) continue;
-    const auto isSame = [&](const Platform::FileInfo& other) {
-      return other.device == file.device && other.serial == file.serial;
-    };
+    const auto isSame = [&](const Platform::FileInfo& other) { return other.IsSameFile(file); };
     if (std::any_of(read.begin(), read.end(), isSame)) continue;
     read.push_back(file);
     Options longer = options;

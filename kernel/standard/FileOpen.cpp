@@ -147,10 +147,9 @@ bool File::OpenBelow(const PString& subst, std::string_view path) {
 }
 
 bool File::OpenDirect(std::string path) {
-  const Platform::FileHandle handle = Platform::OpenFile(path, SystemOptions(mode_));
-  if (handle == Platform::kNoFile) return false;
   Opened opened;
-  opened.handle = handle;
+  opened.handle = Platform::OpenFile(path, SystemOptions(mode_)).Release();
+  if (opened.handle == Platform::kNoFile) return false;
   opened.name = std::move(path);
   Adopt(std::move(opened));
   return true;

@@ -107,7 +107,7 @@ bool FileSubArchive::IsAvailable() const { return IsOpen() && !IsRemoved(); }
 // was killed as it began.
 void FileSubArchive::Create() {
   constexpr Platform::OpenOptions kNew{.write = true, .creation = Platform::Creation::CreateNew};
-  if (!IsOpen()) file_ = Platform::OwnedFile(Platform::OpenFile(target_, kNew));
+  if (!IsOpen()) file_ = Platform::OpenFile(target_, kNew);
   info_.version = kVersion;
   if (IsOpen() && WriteHead()) {
     lengthOnDisk_ = kInfoOffset + kInfoSize;

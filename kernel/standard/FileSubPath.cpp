@@ -66,7 +66,7 @@ bool FileSubPath::Open(File& file, const FilePath& path, std::uint32_t mode) {
   const bool creates = (mode & FileMode::kCreateMask) != 0;
   if (readOnly_ && (creates || (mode & FileMode::kWriteMask) != 0)) return false;
   if (creates && !Platform::MakeFolders(ParentOf(opened.name))) return false;
-  opened.handle = Platform::OpenFile(opened.name, File::SystemOptions(mode));
+  opened.handle = Platform::OpenFile(opened.name, File::SystemOptions(mode)).Release();
   if (opened.handle == Platform::kNoFile) return false;
   available_ = true;
   opened.source = this;

@@ -48,7 +48,7 @@ Platform::OwnedFile CreateTemporaryBeside(const std::string& path, std::string* 
     std::snprintf(file, sizeof file, "%08X.T%08X", Platform::CurrentProcessId(), counter++);
     *name = folder + file;
     Platform::OpenError error = Platform::OpenError::None;
-    Platform::OwnedFile created(Platform::OpenFile(*name, options, &error));
+    Platform::OwnedFile created = Platform::OpenFile(*name, options, &error);
     if (created) return created;
     if (error != Platform::OpenError::AlreadyExists) break;
   }

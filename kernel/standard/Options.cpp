@@ -98,13 +98,6 @@ void SwitchScanner::SkipSpace() {
       std::find_if_not(rest_.begin(), rest_.end(), IsSpace) - rest_.begin()));
 }
 
-bool IsSameFolder(const std::string& a, const std::string& b) {
-  Platform::FileInfo first;
-  Platform::FileInfo second;
-  return Platform::GetInfo(a, &first) && Platform::GetInfo(b, &second) &&
-         first.device == second.device && first.serial == second.serial;
-}
-
 }  // namespace
 
 Options& Options::Process() {
@@ -159,7 +152,7 @@ void Options::LoadForModule(const std::string& path) {
 
   const std::string names[] = {base + "Options.txt", base + ".txt"};
   for (const std::string& name : names) Load((folder + name).c_str());
-  if (IsSameFolder(folder, ".")) return;
+  if (Platform::IsSameFile(folder, ".")) return;
   for (const std::string& name : names) Load(("./" + name).c_str());
 }
 

@@ -159,7 +159,7 @@ TEST_F(LifeTest, LeftoversAreClearedButForThoseOfTheLiving) {
     WriteWholeFile(folder_ / ("temp/staged-asset " + std::string(name) + "/x"), name);
   }
   WriteWholeFile(folder_ / "temp/staged-asset 3.note", "0\nworld/none/x\n");
-  const auto lock =
+  Zef::Platform::OwnedFile lock =
       Zef::Platform::OpenFile(folder_ / "temp/staged-asset 1.lock",
                               {.write = true, .sharing = Zef::Platform::Sharing::DenyAll});
   Start();
@@ -167,7 +167,7 @@ TEST_F(LifeTest, LeftoversAreClearedButForThoseOfTheLiving) {
   EXPECT_NE(tree.find("asset 1/x=1"), std::string::npos) << "somebody fills it";
   EXPECT_EQ(tree.find("asset 2"), std::string::npos);
   EXPECT_NE(tree.find("asset 3.old/x"), std::string::npos) << "it has no place to go back to";
-  Zef::Platform::CloseFile(lock);
+  lock.Close();
   Restart(true);
   EXPECT_EQ(Tree().find("asset 1"), std::string::npos);
 }

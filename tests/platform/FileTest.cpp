@@ -18,9 +18,9 @@ namespace fs = std::filesystem;
 
 OpenError TryOpen(const std::string& path, const OpenOptions& options) {
   OpenError error = OpenError::Failed;
-  const FileHandle file = OpenFile(path, options, &error);
-  EXPECT_EQ(file == kNoFile, error != OpenError::None);
-  EXPECT_EQ(CloseFile(file), file != kNoFile);
+  OwnedFile file = OpenFile(path, options, &error);
+  EXPECT_EQ(static_cast<bool>(file), error == OpenError::None);
+  EXPECT_TRUE(file.Close());
   return error;
 }
 
@@ -70,18 +70,17 @@ TEST(PlatformFile, SharingRefusesWhatTheFirstOpenerDenies) {
       {{.write = true, .sharing = DenyAll}, {.sharing = Anything}, true},
       {{.sharing = Anything}, {.write = true, .sharing = DenyAll}, true}};
   for (const auto& c : cases) {
-    const FileHandle first = OpenFile(path, c.first);
-    ASSERT_NE(first, kNoFile);
+    const OwnedFile first = OpenFile(path, c.first);
+    ASSERT_TRUE(first);
     EXPECT_EQ(TryOpen(path, c.second), c.passes ? OpenError::None : OpenError::Refused)
         << &c - cases;
-    CloseFile(first);
   }
   const OpenOptions empty{.write = true, .creation = Creation::Truncate, .sharing = DenyAll};
-  const FileHandle reader = OpenFile(path, {.sharing = DenyWrite});
+  OwnedFile reader = OpenFile(path, {.sharing = DenyWrite});
   EXPECT_EQ(TryOpen(path, empty), OpenError::Refused);
-  EXPECT_EQ(FileSize(reader), 8) << "a refused truncation must lose nothing";
-  EXPECT_NE(fcntl(reader, F_GETFD) & FD_CLOEXEC, 0) << "children would inherit the lock";
-  CloseFile(reader);
+  EXPECT_EQ(FileSize(reader.Get()), 8) << "a refused truncation must lose nothing";
+  EXPECT_NE(fcntl(reader.Get(), F_GETFD) & FD_CLOEXEC, 0) << "children would inherit the lock";
+  reader.Close();
   EXPECT_EQ(TryOpen(path, empty), OpenError::None);
   EXPECT_EQ(fs::file_size(path), 0U);
 }
@@ -93,13 +92,12 @@ TEST(PlatformFile, ExclusiveOpenerHoldsTheFileThatThePathNames) {
   std::atomic<int> lost{0};
   const auto replace = [&](const char* spare) {
     for (int i = 0; i < 3000; ++i) {
-      const FileHandle file = OpenFile(path, {.write = true, .sharing = Sharing::DenyAll});
+      const OwnedFile file = OpenFile(path, {.write = true, .sharing = Sharing::DenyAll});
       struct stat held {};
       FileInfo named;
-      if (fstat(file, &held) != 0) continue;
+      if (fstat(file.Get(), &held) != 0) continue;
       lost += !GetInfo(path, &named) || held.st_ino != named.serial;
       EXPECT_TRUE(Replace(folder.Put(spare, ""), path));
-      CloseFile(file);
     }
   };
   std::thread other(replace, "one");
@@ -110,7 +108,8 @@ TEST(PlatformFile, ExclusiveOpenerHoldsTheFileThatThePathNames) {
 
 TEST(PlatformFile, TransfersStopAtTheEndAndRefuseImpossibleOffsets) {
   const ::Test::TempFolder folder;
-  const FileHandle file = OpenFile(folder / "f", {.write = true, .creation = Creation::CreateNew});
+  OwnedFile opened = OpenFile(folder / "f", {.write = true, .creation = Creation::CreateNew});
+  const FileHandle file = opened.Get();
   EXPECT_EQ(WriteAt(file, "abcdef", 6, 10), 6);
   EXPECT_EQ(FileSize(file), 16);
   char text[8] = {};
@@ -121,12 +120,11 @@ TEST(PlatformFile, TransfersStopAtTheEndAndRefuseImpossibleOffsets) {
   EXPECT_FALSE(SetFileSize(file, UINT64_MAX));
   EXPECT_TRUE(SetFileSize(file, 11) && FlushFile(file) && FlushFolder(folder.Path().string()));
   EXPECT_EQ(FileSize(file), 11);
-  EXPECT_TRUE(CloseFile(file));
+  EXPECT_TRUE(opened.Close());
   EXPECT_EQ(ReadAt(file, text, 1, 0), -1);
 
-  const FileHandle full = OpenFile("/dev/full", {.write = true});
-  EXPECT_EQ(WriteAt(full, "x", 1, 0), 0) << "a full disk moves less and is no error";
-  CloseFile(full);
+  const OwnedFile full = OpenFile("/dev/full", {.write = true});
+  EXPECT_EQ(WriteAt(full.Get(), "x", 1, 0), 0) << "a full disk moves less and is no error";
 }
 
 TEST(PlatformFile, CopiedPermissionsKeepTheOwnerAndGiveNothingToAnotherGroup) {
@@ -143,8 +141,8 @@ TEST(PlatformFile, CopiedPermissionsKeepTheOwnerAndGiveNothingToAnotherGroup) {
                {kOther, 0604, 0600, kOther}};
   for (const auto& c : cases) {
     const ::Test::TempFolder folder;
-    const OwnedFile from(OpenFile(folder.Put("from", ""), {}));
-    const OwnedFile to(OpenFile(folder.Put("to", ""), {}));
+    const OwnedFile from = OpenFile(folder.Put("from", ""), {});
+    const OwnedFile to = OpenFile(folder.Put("to", ""), {});
     ASSERT_EQ(fchown(from.Get(), kOwner, kOwner) | fchmod(from.Get(), c.rights), 0);
     ASSERT_EQ(fchown(to.Get(), c.by, c.by), 0);
     const ::Test::ChildProcess copier([&] {

@@ -43,7 +43,7 @@ TEST(PlatformFolderReader, ListsFindsAndOpensWithoutFollowingLinks) {
   EXPECT_EQ(reader.SizeOf("b"), 5u);
   EXPECT_EQ(reader.SizeOf("a-link"), 0u);
   EXPECT_EQ(reader.SizeOf("none"), 0u);
-  EXPECT_EQ(reader.OpenFile("a-link"), kNoFile);
+  EXPECT_FALSE(reader.OpenFile("a-link"));
   FolderReader sub = reader.OpenFolder("sub");
   ASSERT_TRUE(sub.List(&listing));
   EXPECT_EQ(listing.Count(), 1u);

@@ -31,9 +31,9 @@ bool IsDots(std::string_view name) { return name == "." || name == ".."; }
 
 // Opens a folder for reading, giving its owner the rights to empty it.
 // Not that of another device: what is mounted there is somebody else's.
-Descriptor OpenToEmpty(int parent, const char* name, dev_t device, Level* level) {
+OwnedFile OpenToEmpty(int parent, const char* name, dev_t device, Level* level) {
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW;
-  Descriptor folder = OpenFolderAt(parent, name, kFlags);
+  OwnedFile folder = OpenFolderAt(parent, name, kFlags);
   if (!folder && errno == EACCES &&
       fchmodat(parent, name, mode_t{0700}, AT_SYMLINK_NOFOLLOW) == 0) {
     folder = OpenFolderAt(parent, name, kFlags);
@@ -83,11 +83,11 @@ bool IsSameFolder(int folder, dev_t device, ino_t serial) {
   return fstat(folder, &facts) == 0 && facts.st_dev == device && facts.st_ino == serial;
 }
 
-bool RemoveFolder(const Descriptor& top, const char* name) {
+bool RemoveFolder(const OwnedFile& top, const char* name) {
   struct stat above {};
   if (fstat(top.Get(), &above) != 0) return false;
   std::vector<Level> levels(1);
-  Descriptor current = OpenToEmpty(top.Get(), name, above.st_dev, &levels.back());
+  OwnedFile current = OpenToEmpty(top.Get(), name, above.st_dev, &levels.back());
   if (!current) return false;
   bool removed = RemoveEntries(current.Get(), &levels.back().folders);
   while (!levels.empty()) {
@@ -95,7 +95,7 @@ bool RemoveFolder(const Descriptor& top, const char* name) {
       const std::string next = std::move(levels.back().folders.back());
       levels.back().folders.pop_back();
       Level level;
-      Descriptor below = OpenToEmpty(current.Get(), next.c_str(), above.st_dev, &level);
+      OwnedFile below = OpenToEmpty(current.Get(), next.c_str(), above.st_dev, &level);
       if (!below) {
         removed = false;
         continue;
@@ -117,7 +117,7 @@ bool RemoveFolder(const Descriptor& top, const char* name) {
 }
 
 // Removes the folder or link `name`; a file of that name stays.
-bool RemoveAt(const Descriptor& parent, const char* name) {
+bool RemoveAt(const OwnedFile& parent, const char* name) {
   struct stat facts {};
   if (fstatat(parent.Get(), name, &facts, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
   if (S_ISLNK(facts.st_mode)) return unlinkat(parent.Get(), name, 0) == 0;
@@ -133,7 +133,7 @@ bool DeleteTree(const std::string& path) {
   const std::string name = native.substr(slash == std::string::npos ? 0 : slash + 1);
   if (name.empty() || IsDots(name)) return false;
   const std::string parent = slash == std::string::npos ? "." : native.substr(0, slash + 1);
-  const Descriptor folder = OpenFolderAt(AT_FDCWD, parent.c_str(), O_PATH);
+  const OwnedFile folder = OpenFolderAt(AT_FDCWD, parent.c_str(), O_PATH);
   if (!folder) return errno == ENOENT;
   return RemoveAt(folder, name.c_str());
 }
@@ -148,7 +148,7 @@ bool DeleteTreeBelow(const std::string& root, const std::string& relative) {
     if (end > begin && IsDots(names.back())) return false;
     begin = end + 1;
   }
-  Descriptor folder = OpenFolderAt(AT_FDCWD, NativePath(root).c_str(), O_PATH);
+  OwnedFile folder = OpenFolderAt(AT_FDCWD, NativePath(root).c_str(), O_PATH);
   if (!folder) return errno == ENOENT;
   const std::string last = std::move(names.back());
   names.pop_back();

@@ -159,20 +159,21 @@ mode_t WithoutGroup(mode_t rights) {
 
 }  // namespace
 
-FileHandle OpenFile(const std::string& path, const OpenOptions& options, OpenError* error) {
+OwnedFile OpenFile(const std::string& path, const OpenOptions& options, OpenError* error) {
   constexpr int kAttempts = 4;
   const std::string native = NativePath(path);
-  Descriptor file;
+  OwnedFile file;
   OpenError result = OpenError::None;
   bool moved = true;
   for (int attempt = 0; moved && attempt < kAttempts; ++attempt) {
-    file.Reset(
+    file = OwnedFile(
         Uninterrupted([&] { return open(native.c_str(), OpenFlags(options), mode_t{0666}); }));
     moved = false;
     result = file ? FinishOpen(file.Get(), native.c_str(), options, &moved) : ErrorOf(errno);
   }
   if (error != nullptr) *error = result;
-  return result == OpenError::None ? file.Release() : kNoFile;
+  if (result != OpenError::None) file.Close();
+  return file;
 }
 
 // A close that was interrupted has closed: a second one could hit another thread's descriptor.
@@ -226,7 +227,7 @@ bool FlushFile(FileHandle file) {
 }
 
 bool FlushFolder(const std::string& folder) {
-  const Descriptor opened = OpenFolderAt(AT_FDCWD, NativePath(folder).c_str(), O_RDONLY);
+  const OwnedFile opened = OpenFolderAt(AT_FDCWD, NativePath(folder).c_str(), O_RDONLY);
   if (!opened) return false;
   return Uninterrupted([&] { return fsync(opened.Get()); }) == 0 || errno == EINVAL;
 }
@@ -249,6 +250,12 @@ bool Exists(const std::string& path) {
 bool IsFolder(const std::string& path) {
   struct stat facts {};
   return stat(NativePath(path).c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
+}
+
+bool IsSameFile(const std::string& a, const std::string& b) {
+  FileInfo first;
+  FileInfo second;
+  return GetInfo(a, &first) && GetInfo(b, &second) && first.IsSameFile(second);
 }
 
 bool IsGone(const std::string& path) {

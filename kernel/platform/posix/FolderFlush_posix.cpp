@@ -19,7 +19,7 @@ bool Flush(int file) {
 }
 
 bool FlushFileSystem(const std::string& path) {
-  const Descriptor folder = OpenFolderAt(AT_FDCWD, NativePath(path).c_str(), O_RDONLY);
+  const OwnedFile folder = OpenFolderAt(AT_FDCWD, NativePath(path).c_str(), O_RDONLY);
   return folder && syncfs(folder.Get()) == 0;
 }
 
@@ -38,7 +38,7 @@ void StartWriting(const FolderReader& folder, const std::string& path, Tree* tre
     if (kind == EntryKind::Folder) tree->folders.push_back(path + "/" + listing.Name(at));
     if (kind != EntryKind::File) continue;
     tree->files.push_back(path + "/" + listing.Name(at));
-    const Descriptor file(folder.OpenFile(listing.Name(at)));
+    const OwnedFile file = folder.OpenFile(listing.Name(at));
     if (file) static_cast<void>(sync_file_range(file.Get(), 0, 0, SYNC_FILE_RANGE_WRITE));
   }
 }
@@ -56,7 +56,7 @@ bool FlushTree(const std::string& path) {
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   bool isFlushed = true;
   const auto flush = [&](const std::string& name) {
-    const Descriptor file(Uninterrupted([&] { return open(NativePath(name).c_str(), kFlags); }));
+    const OwnedFile file(Uninterrupted([&] { return open(NativePath(name).c_str(), kFlags); }));
     tree.isWhole = tree.isWhole && file;
     if (file && !Flush(file.Get())) isFlushed = false;
   };

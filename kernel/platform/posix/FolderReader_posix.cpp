@@ -94,28 +94,19 @@ std::size_t FolderListing::Find(std::string_view name, bool passFolders) const {
 }
 
 FolderReader::FolderReader(const std::string& path)
-    : handle_(OpenFolderAt(AT_FDCWD, NativePath(path).c_str(), O_RDONLY).Release()) {}
-
-FolderReader& FolderReader::operator=(FolderReader&& other) noexcept {
-  std::swap(handle_, other.handle_);
-  return *this;
-}
-
-FolderReader::~FolderReader() {
-  if (handle_ != kNoFile) close(handle_);
-}
+    : handle_(OpenFolderAt(AT_FDCWD, NativePath(path).c_str(), O_RDONLY)) {}
 
 FolderReader FolderReader::OpenFolder(const char* name) const {
-  return FolderReader(OpenFolderAt(handle_, name, O_RDONLY | O_NOFOLLOW).Release());
+  return FolderReader(OpenFolderAt(handle_.Get(), name, O_RDONLY | O_NOFOLLOW));
 }
 
 bool FolderReader::List(FolderListing* listing) const {
   listing->Clear();
-  if (lseek(handle_, 0, SEEK_SET) != 0) return false;
+  if (lseek(handle_.Get(), 0, SEEK_SET) != 0) return false;
   alignas(dirent64) std::array<char, kBatch> batch;
   for (;;) {
     const ssize_t size =
-        Uninterrupted([&] { return getdents64(handle_, batch.data(), batch.size()); });
+        Uninterrupted([&] { return getdents64(handle_.Get(), batch.data(), batch.size()); });
     if (size == 0) return true;
     if (size < 0 || listing->names_.size() > kMostNames) {
       listing->Clear();
@@ -125,20 +116,20 @@ bool FolderReader::List(FolderListing* listing) const {
       const auto& entry = *reinterpret_cast<const dirent64*>(batch.data() + at);
       at += entry.d_reclen;
       if (IsDots(entry.d_name)) continue;
-      listing->Add(entry.d_name, KindOf(handle_, entry));
+      listing->Add(entry.d_name, KindOf(handle_.Get(), entry));
     }
   }
 }
 
 std::uint64_t FolderReader::SizeOf(const char* name) const {
   struct stat facts {};
-  if (!GetFacts(handle_, name, &facts) || !S_ISREG(facts.st_mode)) return 0;
+  if (!GetFacts(handle_.Get(), name, &facts) || !S_ISREG(facts.st_mode)) return 0;
   return static_cast<std::uint64_t>(facts.st_size);
 }
 
-FileHandle FolderReader::OpenFile(const char* name) const {
+OwnedFile FolderReader::OpenFile(const char* name) const {
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  return Uninterrupted([&] { return openat(handle_, name, kFlags); });
+  return OwnedFile(Uninterrupted([&] { return openat(handle_.Get(), name, kFlags); }));
 }
 
 }  // namespace Zef::Platform

@@ -15,9 +15,9 @@ namespace {
 constexpr mode_t kFolderMode = 0777;  // less what the process's mask takes away
 constexpr mode_t kFileMode = 0666;
 
-int CreateNew(int folder, const char* name) {
+OwnedFile CreateNew(int folder, const char* name) {
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-  return Uninterrupted([&] { return openat(folder, name, kFlags, kFileMode); });
+  return OwnedFile(Uninterrupted([&] { return openat(folder, name, kFlags, kFileMode); }));
 }
 
 bool RemoveFile(int folder, const char* name) {
@@ -30,28 +30,19 @@ bool RemoveFile(int folder, const char* name) {
 
 FolderWriter::FolderWriter(const std::string& path) {
   if (!MakeFolders(path)) return;
-  handle_ = OpenFolderAt(AT_FDCWD, NativePath(path).c_str(), O_RDONLY).Release();
-}
-
-FolderWriter& FolderWriter::operator=(FolderWriter&& other) noexcept {
-  std::swap(handle_, other.handle_);
-  return *this;
-}
-
-FolderWriter::~FolderWriter() {
-  if (handle_ != kNoFile) close(handle_);
+  handle_ = OpenFolderAt(AT_FDCWD, NativePath(path).c_str(), O_RDONLY);
 }
 
 FolderWriter FolderWriter::MakeFolder(const char* name) const {
   // One that stands is opened; whatever else has the name is not a folder.
-  static_cast<void>(mkdirat(handle_, name, kFolderMode));
-  return FolderWriter(OpenFolderAt(handle_, name, O_RDONLY | O_NOFOLLOW).Release());
+  static_cast<void>(mkdirat(handle_.Get(), name, kFolderMode));
+  return FolderWriter(OpenFolderAt(handle_.Get(), name, O_RDONLY | O_NOFOLLOW));
 }
 
-FileHandle FolderWriter::CreateFile(const char* name) const {
-  const int file = CreateNew(handle_, name);
-  if (file >= 0 || errno != EEXIST || !RemoveFile(handle_, name)) return file;
-  return CreateNew(handle_, name);
+OwnedFile FolderWriter::CreateFile(const char* name) const {
+  OwnedFile file = CreateNew(handle_.Get(), name);
+  if (file || errno != EEXIST || !RemoveFile(handle_.Get(), name)) return file;
+  return CreateNew(handle_.Get(), name);
 }
 
 }  // namespace Zef::Platform

@@ -181,11 +181,6 @@ int CompareFolded(std::string_view a, std::string_view b) {
   return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
 
-void Descriptor::Reset(int value) {
-  if (value_ >= 0) close(value_);
-  value_ = value;
-}
-
 std::string NativePath(const std::string& path) {
   if (path.size() >= kPathLimit || path.find('\0') != std::string::npos) return {};
   std::string native = path;
@@ -193,8 +188,8 @@ std::string NativePath(const std::string& path) {
   return native;
 }
 
-Descriptor OpenFolderAt(int parent, const char* name, int flags) {
-  return Descriptor(
+OwnedFile OpenFolderAt(int parent, const char* name, int flags) {
+  return OwnedFile(
       Uninterrupted([&] { return openat(parent, name, flags | O_DIRECTORY | O_CLOEXEC); }));
 }
 

@@ -1,11 +1,12 @@
-// Posix: what the sources of this folder share: an owned descriptor and the spelling of paths.
+// Posix: what the sources of this folder share: opening folders and the spelling of paths.
 
 #pragma once
 
 #include <cerrno>
 #include <string>
 #include <string_view>
-#include <utility>
+
+#include "kernel/platform/FileSystem.h"
 
 namespace Zef::Platform {
 
@@ -16,27 +17,6 @@ auto Uninterrupted(Call call) {
   while (result == -1 && errno == EINTR) result = call();
   return result;
 }
-
-/// Owns a descriptor; -1 is none. Move-only.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int value) : value_(value) {}
-  Descriptor(Descriptor&& other) noexcept : value_(std::exchange(other.value_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    if (this != &other) Reset(other.Release());
-    return *this;
-  }
-  ~Descriptor() { Reset(-1); }
-
-  explicit operator bool() const { return value_ >= 0; }
-  int Get() const { return value_; }
-  int Release() { return std::exchange(value_, -1); }
-  void Reset(int value);
-
- private:
-  int value_ = -1;
-};
 
 /// The path with '/' as its only separator; empty for a path that cannot exist (empty, with a
 /// zero byte, or 4096 bytes and more), which every system call then answers with "not found".
@@ -50,6 +30,6 @@ inline bool EqualFolded(std::string_view a, std::string_view b) {
 }
 
 /// A folder opened as a starting point for calls relative to it. `flags` are further open flags.
-Descriptor OpenFolderAt(int parent, const char* name, int flags);
+OwnedFile OpenFolderAt(int parent, const char* name, int flags);
 
 }  // namespace Zef::Platform

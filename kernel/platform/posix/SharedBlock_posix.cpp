@@ -29,7 +29,7 @@ constinit PosixSharedBlock* firstOpen = nullptr;
 class PosixSharedBlock final : public SharedBlock {
  public:
   /// With openLock held since before `object` was opened.
-  PosixSharedBlock(Descriptor object, void* data, std::size_t size)
+  PosixSharedBlock(OwnedFile object, void* data, std::size_t size)
       : object_(std::move(object)),
         data_(data),
         size_(size),
@@ -45,7 +45,7 @@ class PosixSharedBlock final : public SharedBlock {
     while (*link != this) link = &(*link)->nextOpen_;
     *link = nextOpen_;
     munmap(data_, size_);
-    object_.Reset(-1);
+    object_.Close();
   }
 
   /// True if every fork from now on leaves the child without any open block.
@@ -68,7 +68,7 @@ class PosixSharedBlock final : public SharedBlock {
  private:
   static void LeaveAllToParent() {
     for (PosixSharedBlock* block = firstOpen; block != nullptr; block = block->nextOpen_) {
-      block->object_.Reset(-1);
+      block->object_.Close();
       // The mapping holds the locks as well. Memory of the child's own in its place keeps a stray
       // look harmless.
       (void)mmap(block->data_, block->size_, PROT_READ | PROT_WRITE,
@@ -92,7 +92,7 @@ class PosixSharedBlock final : public SharedBlock {
     return Uninterrupted([&] { return fcntl(object_.Get(), command, &range); }) == 0;
   }
 
-  Descriptor object_;
+  OwnedFile object_;
   void* data_;
   std::size_t size_;
   PosixSharedBlock* nextOpen_;
@@ -115,7 +115,7 @@ std::unique_ptr<SharedBlock> SharedBlock::Open(const std::string& name, std::siz
   const std::string rooted = !name.empty() && name.front() == '/' ? name : "/" + name;
   if (!PosixSharedBlock::WatchForks()) return nullptr;
   const std::lock_guard guard(openLock);
-  Descriptor object(Uninterrupted(
+  OwnedFile object(Uninterrupted(
       [&] { return shm_open(rooted.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode_t{0600}); }));
   struct stat facts {};
   // Somebody else's object under our name could change or vanish at his will.

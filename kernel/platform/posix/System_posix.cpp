@@ -34,7 +34,7 @@ std::string ReadLink(const char* path) {
 // parentheses and may itself hold any character, so the last one counts.
 char ProcessState(ProcessId process) {
   const std::string path = "/proc/" + std::to_string(process) + "/stat";
-  const Descriptor file(Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
+  const OwnedFile file(Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
   if (!file) return 0;
   char text[512];
   const ssize_t length = Uninterrupted([&] { return read(file.Get(), text, sizeof text); });
