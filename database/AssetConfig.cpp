@@ -117,10 +117,9 @@ bool IsProductType(const TagContainer& config, std::string_view type) {
 
 std::string ConfigKeywords(const TagContainer& config) {
   const Keys& keys = GetKeys();
-  std::string words(config.GetText(keys.keywords).View());
-  if (words.empty()) return KeywordForm(config.GetText(keys.company).View());
-  std::transform(words.begin(), words.end(), words.begin(), Zef::FoldAscii);
-  return words;
+  const Zef::SharedText words = config.GetText(keys.keywords);
+  if (words.View().empty()) return KeywordForm(config.GetText(keys.company).View());
+  return Zef::Folded(words.View());
 }
 
 std::uint32_t MeasuredSize(const MUKAsset& record, const MeasureFolder& measure) {

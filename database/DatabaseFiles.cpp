@@ -113,7 +113,7 @@ DatabaseFiles::Outcome DatabaseFiles::LoadLeftover(MUKAssetIndex& index) const {
 
 bool DatabaseFiles::BackUp() const {
   if (!enabled_ || !Exists(Main())) return true;
-  Zef::File::MakeFolder(Path("cache").c_str());
+  static_cast<void>(Zef::File::MakeFolder(Path("cache").c_str()));
   Step("backup: folder made");
   Delete(Temporary());
   Step("backup: unfinished write deleted");
@@ -128,7 +128,7 @@ bool DatabaseFiles::BackUp() const {
 
 bool DatabaseFiles::Write(MUKAssetIndex& index) const {
   if (!enabled_) return true;
-  Zef::File::MakeFolder(Path("cache").c_str());
+  static_cast<void>(Zef::File::MakeFolder(Path("cache").c_str()));
   Step("write: folder made");
   // The file of an earlier attempt may be all there is: the save replaces it when it is whole.
   if (!index.Save(Temporary(), {.toDevice = true})) return false;

@@ -8,25 +8,20 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <new>
 
 #include "kernel/platform/System.h"
 
 struct FreeBlock {
-  void operator()(std::byte* block) const { std::free(block); }
+  void operator()(std::byte* block) const { Zef::Platform::FreeBulk(block); }
 };
 using LargeBlock = std::unique_ptr<std::byte[], FreeBlock>;
 
 /// Uninitialised, aligned for any type. Raises bad_alloc.
 inline LargeBlock MakeLargeBlock(std::size_t size) {
-  const bool large = size >= Zef::Platform::kLargePage;
-  const std::size_t alignment = large ? Zef::Platform::kLargePage : alignof(std::max_align_t);
-  const std::size_t rounded = (size / alignment + 1) * alignment;
-  void* block = std::aligned_alloc(alignment, rounded);
+  void* const block = Zef::Platform::AllocateBulk(size);
   if (block == nullptr) throw std::bad_alloc();
-  if (large) Zef::Platform::PreferLargePages(block, rounded);
   return LargeBlock(static_cast<std::byte*>(block));
 }
 

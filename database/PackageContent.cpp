@@ -1,6 +1,5 @@
 #include "database/PackageContent.h"
 
-#include <algorithm>
 #include <unordered_set>
 
 #include "database/AssetFolder.h"
@@ -12,12 +11,6 @@
 namespace {
 
 using FoldedNames = std::unordered_set<std::string, Zef::KeyedTextHash, std::equal_to<>>;
-
-std::string Folded(std::string_view name) {
-  std::string folded(name);
-  std::transform(folded.begin(), folded.end(), folded.begin(), Zef::FoldAscii);
-  return folded;
-}
 
 class Walk {
  public:
@@ -44,7 +37,7 @@ class Walk {
       what = PackageEntry::BadName;
     } else if (isFile && !ValidExtension(name)) {
       what = PackageEntry::BadExtension;
-    } else if (!names.insert(Folded(name)).second) {
+    } else if (!names.insert(Zef::Folded(name)).second) {
       what = PackageEntry::Twin;
     } else if (!isFolder && !isFile) {
       what = PackageEntry::NoData;

@@ -16,7 +16,6 @@ namespace {
 constexpr const char* kVariable = "QUARLE_REGISTRY";
 constexpr const char* kMachineRoot = "/var/lib/mirev/registry";
 constexpr const char* kUserRoot = "/mirev/registry";
-constexpr const char* kUserData = "/.local/share";
 constexpr const char* kLockName = "/.lock";
 constexpr std::size_t kMostDigits = 9;
 constexpr std::uint32_t kLockTries = 200;
@@ -25,17 +24,6 @@ constexpr std::uint32_t kLockPause = 10;  // milliseconds
 Zef::LockedValue<std::string>& TheRootSetting() {
   static Zef::LockedValue<std::string> folder;
   return folder;
-}
-
-std::string UserRoot() {
-  std::string data;
-  if (Platform::GetEnvironment("XDG_DATA_HOME", &data) && Platform::IsRooted(data)) {
-    return data + kUserRoot;
-  }
-  if (Platform::GetEnvironment("HOME", &data) && Platform::IsRooted(data)) {
-    return data + kUserData + kUserRoot;
-  }
-  return {};
 }
 
 /// True for a folder that is no link to one.
@@ -56,7 +44,8 @@ std::string RegistryRoot() {
   if (!root.empty()) return root;
   if (Platform::GetEnvironment(kVariable, &root) && !root.empty()) return root;
   if (Platform::IsFolder(kMachineRoot) || Platform::MakeFolders(kMachineRoot)) return kMachineRoot;
-  return UserRoot();
+  const std::string data = Platform::UserDataFolder();
+  return data.empty() ? data : data + kUserRoot;
 }
 
 void SetRegistryRoot(std::string folder) { TheRootSetting().Set(std::move(folder)); }

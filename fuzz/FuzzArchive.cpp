@@ -73,8 +73,8 @@ void Change(const std::string& path, const std::vector<std::string>& names) {
   };
   const bool packed = Write("fuzz-packed", 0x102, content);
   if (!names.empty() && !isPacked(names.front()) && !isPacked(names.back())) {
-    Zef::File::Delete(Mount(), names.front().c_str());
-    Zef::File::Rename(Mount(), names.back().c_str(), "fuzz-renamed");
+    static_cast<void>(Zef::File::Delete(Mount(), names.front().c_str()));
+    static_cast<void>(Zef::File::Rename(Mount(), names.back().c_str(), "fuzz-renamed"));
     Write(names.back().c_str(), 0x201, content);
   }
   const bool plain = Write("fuzz-plain", 0x101, content);

@@ -57,7 +57,7 @@ struct Place {
   }
 
   bool Exists() const { return Zef::File::Exists(root, path.c_str()) == Zef::RES_OK; }
-  void Delete() const { Zef::File::Delete(root, path.c_str()); }
+  void Delete() const { static_cast<void>(Zef::File::Delete(root, path.c_str())); }
   bool Open(Zef::File& file, std::uint32_t mode) const {
     return file.Open(root, path.c_str(), mode) == Zef::RES_OK;
   }
@@ -193,7 +193,7 @@ bool TakeLeftover(TagContainer& handle, const Place& temporary, const Place& pla
   if (!Load(handle, temporary, form, file)) return false;
   if (!handle.IsValid()) return true;
   if (!IsOnDisk(file)) file.Close();
-  Zef::File::Rename(temporary.root, temporary.path.c_str(), place.path.c_str());
+  static_cast<void>(Zef::File::Rename(temporary.root, temporary.path.c_str(), place.path.c_str()));
   return true;
 }
 

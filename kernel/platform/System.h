@@ -33,14 +33,18 @@ void SleepMilliseconds(std::uint32_t milliseconds);
 
 /// Value of an environment variable, or false when it is not set.
 [[nodiscard]] bool GetEnvironment(const char* name, std::string* value);
+/// Where programs keep the data of this user; empty when the system does not tell.
+[[nodiscard]] std::string UserDataFolder();
 /// Path of the loaded module (program or library) that holds this code.
 [[nodiscard]] std::string ModulePath();
 /// Path of the running program, whichever module asks; empty when the system does not tell.
 [[nodiscard]] std::string ProgramPath();
 
-/// Asks for large pages behind a block that is aligned to one; a wish, never an error.
-inline constexpr std::size_t kLargePage = std::size_t{2} << 20;
-void PreferLargePages(void* block, std::size_t size);
+/// Memory for bulk data, aligned for any type, in large pages where there are any and the block
+/// fills one. Null when there is no memory.
+[[nodiscard]] void* AllocateBulk(std::size_t size);
+/// Gives it back; null is allowed.
+void FreeBulk(void* block);
 
 /// A library loaded at run time, unloaded with the object. Move-only.
 class Library {

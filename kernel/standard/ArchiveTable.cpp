@@ -10,9 +10,7 @@ namespace Zef {
 std::string ArchiveTable::KeyOf(std::string_view name) {
   FilePath path(name);
   path.Normalise();
-  std::string key(path.View());
-  std::transform(key.begin(), key.end(), key.begin(), FoldAscii);
-  return key;
+  return Folded(path.View());
 }
 
 void ArchiveTable::Reserve(std::size_t count) {

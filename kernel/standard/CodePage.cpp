@@ -64,6 +64,12 @@ char32_t DecodeFirst(std::string_view utf8, std::size_t& length) {
 
 }  // namespace
 
+std::string Folded(std::string_view text) {
+  std::string folded(text);
+  std::transform(folded.begin(), folded.end(), folded.begin(), FoldAscii);
+  return folded;
+}
+
 char16_t WidenByte(char byte) {
   const auto value = static_cast<unsigned char>(byte);
   const unsigned special = value - kSpecialFirst;

@@ -22,6 +22,8 @@ constexpr char UpperAscii(char c) {
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
 }
 
+/// The text in lower case.
+std::string Folded(std::string_view text);
 /// -1, 0 or 1: the order of the folded bytes (unsigned); a text sorts before its extensions.
 constexpr int CompareFolded(std::string_view a, std::string_view b) {
   const std::size_t common = std::min(a.size(), b.size());

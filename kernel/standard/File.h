@@ -121,24 +121,24 @@ class File : public KernelObject {
   static FileStatus Exists(const char* path, PString* substName = nullptr);
   static FileStatus IsReadOnly(const char* path);
   /// Modification time in seconds since 1970.
-  static bool GetTime(const char* path, std::uint32_t* time);
-  static bool Delete(const char* path);
-  static bool Rename(const char* from, const char* to);
-  static bool MakeFolder(const char* path);
+  [[nodiscard]] static bool GetTime(const char* path, std::uint32_t* time);
+  [[nodiscard]] static bool Delete(const char* path);
+  [[nodiscard]] static bool Rename(const char* from, const char* to);
+  [[nodiscard]] static bool MakeFolder(const char* path);
   /// Deletes a folder and all below it; true for one that is not there, with or without a prefix.
-  static bool DeleteFolder(const char* path);
-  static bool SetReadOnly(const char* path, bool readOnly);
+  [[nodiscard]] static bool DeleteFolder(const char* path);
+  [[nodiscard]] static bool SetReadOnly(const char* path, bool readOnly);
 
   // The same below a substitution, where a path has no prefix. A null or empty name means a path of
   // the operating system; an unknown one answers 2 or false.
   static FileStatus Exists(const PString& subst, const char* path);
   static FileStatus IsReadOnly(const PString& subst, const char* path);
-  static bool GetTime(const PString& subst, const char* path, std::uint32_t* time);
-  static bool Delete(const PString& subst, const char* path);
-  static bool Rename(const PString& subst, const char* from, const char* to);
-  static bool MakeFolder(const PString& subst, const char* path);
-  static bool DeleteFolder(const PString& subst, const char* path);
-  static bool SetReadOnly(const PString& subst, const char* path, bool readOnly);
+  [[nodiscard]] static bool GetTime(const PString& subst, const char* path, std::uint32_t* time);
+  [[nodiscard]] static bool Delete(const PString& subst, const char* path);
+  [[nodiscard]] static bool Rename(const PString& subst, const char* from, const char* to);
+  [[nodiscard]] static bool MakeFolder(const PString& subst, const char* path);
+  [[nodiscard]] static bool DeleteFolder(const PString& subst, const char* path);
+  [[nodiscard]] static bool SetReadOnly(const PString& subst, const char* path, bool readOnly);
 
   /// Files open at the moment, in the whole process.
   static std::uint32_t OpenCount();

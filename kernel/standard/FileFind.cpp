@@ -1,6 +1,5 @@
 #include "kernel/standard/FileFind.h"
 
-#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -14,12 +13,6 @@
 namespace Zef {
 
 namespace {
-
-std::string Folded(std::string_view name) {
-  std::string folded(name);
-  std::transform(folded.begin(), folded.end(), folded.begin(), FoldAscii);
-  return folded;
-}
 
 bool FillEntry(const std::string& folder, const std::string& name, FileEntry* entry) {
   Platform::FileInfo info;

@@ -20,12 +20,6 @@ constexpr std::string_view kQuotes = "'\"";
 
 bool IsOneOf(char c, std::string_view set) { return set.find(c) != std::string_view::npos; }
 
-std::string Folded(std::string_view name) {
-  std::string folded(name);
-  std::transform(folded.begin(), folded.end(), folded.begin(), FoldAscii);
-  return folded;
-}
-
 /// Cuts a switch text into switches.
 class SwitchScanner {
  public:

@@ -122,7 +122,7 @@ bool CopyFileContents(std::string_view source, std::string_view destination) {
   const std::string target(destination);
   bool created = false;
   if (CopyToNew(std::string(source), target, created)) return true;
-  if (created) File::Delete(target.c_str());
+  if (created) static_cast<void>(File::Delete(target.c_str()));
   return false;
 }
 

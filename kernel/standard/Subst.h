@@ -63,21 +63,21 @@ class SubstList {
                                  std::uint32_t mode);
   [[nodiscard]] bool OpenForWrite(const PString& name, File& file, std::string_view path,
                                   std::uint32_t mode);
-  bool Exists(const PString& name, std::string_view path);
+  [[nodiscard]] bool Exists(const PString& name, std::string_view path);
   /// Deletes the file in every writable source; true if it went in any.
-  bool Delete(const PString& name, std::string_view path);
+  [[nodiscard]] bool Delete(const PString& name, std::string_view path);
   /// Deletes a folder with its content in every writable source; true if none has it in the end.
-  bool DeleteFolder(const PString& name, std::string_view path);
-  bool Rename(const PString& name, std::string_view from, std::string_view to);
-  bool MakeFolder(const PString& name, std::string_view path);
+  [[nodiscard]] bool DeleteFolder(const PString& name, std::string_view path);
+  [[nodiscard]] bool Rename(const PString& name, std::string_view from, std::string_view to);
+  [[nodiscard]] bool MakeFolder(const PString& name, std::string_view path);
   /// Rewrites the path to the full form of the first source that has it.
   bool Qualify(const PString& name, FilePath& path);
   /// Modification time in seconds since 1970.
-  bool GetTime(const PString& name, std::string_view path, std::uint32_t* time);
-  bool SetReadOnly(const PString& name, std::string_view path, bool readOnly);
+  [[nodiscard]] bool GetTime(const PString& name, std::string_view path, std::uint32_t* time);
+  [[nodiscard]] bool SetReadOnly(const PString& name, std::string_view path, bool readOnly);
   /// Whether what the path names may not be written: its source is read-only, or its own mark
   /// says so. False, with `readOnly` untouched, if it does not exist.
-  bool GetReadOnly(const PString& name, std::string_view path, bool* readOnly);
+  [[nodiscard]] bool GetReadOnly(const PString& name, std::string_view path, bool* readOnly);
 
   /// The available sources of a name in order, each counted as if a file were open on it until
   /// its ReleaseFile.

@@ -9,10 +9,12 @@
 
 #include <climits>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 
+#include "kernel/platform/FileSystem.h"
 #include "kernel/platform/System.h"
 #include "kernel/platform/Terminal.h"
 #include "kernel/platform/posix/Posix.h"
@@ -22,6 +24,7 @@ namespace Zef::Platform {
 namespace {
 
 constexpr std::uint64_t kNanoseconds = 1'000'000'000;
+constexpr std::size_t kLargePage = std::size_t{2} << 20;
 
 std::string ReadLink(const char* path) {
   std::string target(PATH_MAX, '\0');
@@ -97,14 +100,25 @@ bool GetEnvironment(const char* name, std::string* value) {
   return text != nullptr;
 }
 
-void PreferLargePages(void* block, std::size_t size) {
-#ifdef MADV_HUGEPAGE
-  static_cast<void>(madvise(block, size, MADV_HUGEPAGE));
-#else
-  static_cast<void>(block);
-  static_cast<void>(size);
-#endif
+std::string UserDataFolder() {
+  std::string folder;
+  if (GetEnvironment("XDG_DATA_HOME", &folder) && IsRooted(folder)) return folder;
+  if (GetEnvironment("HOME", &folder) && IsRooted(folder)) return folder + "/.local/share";
+  return {};
 }
+
+void* AllocateBulk(std::size_t size) {
+  const bool large = size >= kLargePage;
+  const std::size_t alignment = large ? kLargePage : alignof(std::max_align_t);
+  const std::size_t rounded = (size / alignment + 1) * alignment;
+  void* const block = std::aligned_alloc(alignment, rounded);
+#ifdef MADV_HUGEPAGE
+  if (large && block != nullptr) static_cast<void>(madvise(block, rounded, MADV_HUGEPAGE));
+#endif
+  return block;
+}
+
+void FreeBulk(void* block) { std::free(block); }
 
 // The loader knows a library by its path, but the program only as it was called.
 std::string ModulePath() {
