@@ -1,5 +1,8 @@
 #include "database/AssetEdit.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "database/AssetCopy.h"
 #include "database/AssetMessages.h"
 #include "database/AssetOperation.h"
@@ -116,7 +119,8 @@ bool MUKRevertAssetEdits(const MUKAssetHandle& handle) {
   if (record == nullptr) return false;
   if (record->editPath.IsEmpty()) return true;
   if (!DropWorkingFolder(work, *record)) return false;
-  if (record->IsPresent()) {
+  const std::vector<MUKAsset*> records = work.index.FindAll(handle.id);
+  if (std::any_of(records.begin(), records.end(), [](auto* each) { return each->IsPresent(); })) {
     work.Verify(*record);
   } else {
     // Nobody but the user ever knew it, unless the rules for forgetting say so.
