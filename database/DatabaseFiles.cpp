@@ -5,6 +5,7 @@
 
 #include "database/MUKAssetIndex.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/platform/FolderWriter.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
@@ -113,7 +114,7 @@ DatabaseFiles::Outcome DatabaseFiles::LoadLeftover(MUKAssetIndex& index) const {
 
 bool DatabaseFiles::BackUp() const {
   if (!enabled_ || !Exists(Main())) return true;
-  static_cast<void>(Zef::File::MakeFolder(Path("cache").c_str()));
+  MakeCache();
   Step("backup: folder made");
   Delete(Temporary());
   Step("backup: unfinished write deleted");
@@ -128,10 +129,11 @@ bool DatabaseFiles::BackUp() const {
 
 bool DatabaseFiles::Write(MUKAssetIndex& index) const {
   if (!enabled_) return true;
-  static_cast<void>(Zef::File::MakeFolder(Path("cache").c_str()));
+  MakeCache();
   Step("write: folder made");
   // The file of an earlier attempt may be all there is: the save replaces it when it is whole.
-  if (!index.Save(Temporary(), {.toDevice = true})) return false;
+  const std::string model = Exists(Main()) ? Main() : Backup();
+  if (!index.Save(Temporary(), {.toDevice = true, .rightsOf = model})) return false;
   FlushFolders();
   Step("write: saved");
   if (Exists(Main()) && !Delete(Main())) {
@@ -157,6 +159,12 @@ void DatabaseFiles::RemoveEmptyEditFolders() const {
     // Fails for whatever has entries or is no folder.
     static_cast<void>(Zef::Platform::RemoveEmptyFolder(folder + name));
   }
+}
+
+void DatabaseFiles::MakeCache() const {
+  const std::string cache = Path("cache");
+  static_cast<void>(plain_ ? Zef::Platform::MakeFoldersAsAbove(cache)
+                           : Zef::File::MakeFolder(cache.c_str()));
 }
 
 void DatabaseFiles::FlushFolders() const {

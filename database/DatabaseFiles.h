@@ -71,6 +71,7 @@ class DatabaseFiles {
   std::string Temporary() const { return Path("cache/assets.mkx"); }
   std::string Backup() const { return Path("cache/assets.bku"); }
   Outcome Load(MUKAssetIndex& index, const std::string& path) const;
+  void MakeCache() const;
   void FlushFolders() const;
 
   std::string root_;  // with a closing separator

@@ -1,7 +1,11 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <vector>
 
 #include "database/ContentServices.h"
+#include "database/StagingSlot.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
@@ -131,6 +135,24 @@ TEST_F(DatabaseTest, TriesAgainWhenAWriteFails) {
   fs::remove_all(folder_ / kMain);
   MUKShutdown();
   EXPECT_EQ(Stored(kMain), "a b c ");
+}
+
+TEST_F(DatabaseTest, KeepsTheOwnersAndThePermissions) {
+  Lay(kMain, "a");
+  fs::permissions(folder_.Path(), fs::perms{0770});
+  fs::permissions(folder_ / kMain, fs::perms{0640});
+  for (const std::string& path : {folder_.Path().string(), folder_ / kMain}) {
+    ASSERT_TRUE(geteuid() != 0 || chown(path.c_str(), 65534, 65534) == 0);
+  }
+  Start();
+  EXPECT_NE(RubbishPath(folder_.Path()), "");
+  MUKShutdown();
+  for (const auto& [name, rights] : {std::pair(kMain, 0640U), {"cache", 0770U}, {"temp", 0770U}}) {
+    struct stat facts {};
+    ASSERT_EQ(stat((folder_ / name).c_str(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 07777, rights) << name;
+    EXPECT_EQ(facts.st_uid, geteuid() == 0 ? 65534 : geteuid()) << name;
+  }
 }
 
 TEST_F(DatabaseTest, KeepsAChangeThatComesDuringAWrite) {
