@@ -131,8 +131,7 @@ bool AssetSession::Open() {
 
 bool AssetSession::OpenForWork() {
   if (!Open()) return false;
-  Database::Get().MarkChanged(kChangeGeneral);
-  if (!Platform::Exists(Platform::ResolveCase(Root(), "assets.mkx"))) return true;
+  if (Database::Get().BeginDiskChange()) return true;
   End();
   static_cast<void>(Fail(Unwritten(named_) + "; nothing was changed"));
   return false;

@@ -4,8 +4,10 @@
 #include <atomic>
 #include <vector>
 
+#include "database/AssetEdit.h"
 #include "database/ContentServices.h"
 #include "database/StagingSlot.h"
+#include "environment/ResultsLog.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
@@ -135,6 +137,37 @@ TEST_F(DatabaseTest, TriesAgainWhenAWriteFails) {
   fs::remove_all(folder_ / kMain);
   MUKShutdown();
   EXPECT_EQ(Stored(kMain), "a b c ");
+}
+
+// The file calls the database clean, so nothing that a start must find may happen.
+TEST_F(DatabaseTest, ChangesNothingOnDiskWhileItsFileCannotBeMovedAway) {
+  static std::string main;
+  static int attempts;
+  main = folder_ / kMain;
+  attempts = 0;
+  settings_.stepObserver = [](const char* step) {
+    if (std::string_view(step) == "backup: renamed") ++attempts;
+    if (std::string_view(step) == "write: old file deleted") WriteWholeFile(main, "in the way");
+  };
+  Lay(kMain, "a");
+  WriteWholeFile(folder_ / "cache", "in the way");
+  Start();
+  AddRecord({2, 1, 0}, "b");
+  { MUKLock(true), MUKInternalWriteDatabase(); }
+  EXPECT_EQ(attempts, 1);
+  clock_.Advance(1);
+  ResultsLog log;
+  EXPECT_TRUE(MUKOpenAsset({2, 1, 0}, true, &log).IsNull());
+  EXPECT_EQ(log.Entries().back().text, "$muk_database_error");
+  EXPECT_EQ(attempts, 2) << "also behind a write that failed";
+  EXPECT_FALSE(fs::exists(folder_ / "editing"));
+  fs::remove(folder_ / "cache");
+  { MUKLock(true), MUKInternalWriteDatabase(); }
+  EXPECT_EQ(Files(), "mt");
+  clock_.Advance(1);
+  EXPECT_FALSE(MUKOpenAsset({2, 1, 0}, true, &log).IsNull());
+  EXPECT_EQ(Files(), "tb");
+  EXPECT_EQ(Stored(kTemporary), "a b ") << "which is newer than what was moved away";
 }
 
 TEST_F(DatabaseTest, KeepsTheOwnersAndThePermissions) {
