@@ -36,7 +36,8 @@ bool IsProduct(const std::string& root) {
 
 std::string Unwritten(const std::string& root) {
   return "cannot write the database in " + Quoted(root) +
-         "; see that its disk has room and that you may write there";
+         "; see that its disk has room and that you may write there, and to what its folder cache "
+         "holds";
 }
 
 /// Shows what a start waits for: the load, or another process. Where no progress is shown, a
