@@ -90,6 +90,7 @@ const char* Commit::Run(std::string& reason) {
   if (!record_.Has(AssetFlag::PermitCommit)) return "$muk_commit_perm";
   ClearLostEditPath(work_, record_, false);
   if (record_.editPath.IsEmpty()) return "$muk_commit_open_for_edit";
+  if (!work_.BeginDiskChange()) return "$muk_database_error";
   working_ = EditPlace(work_.root, record_);
   if (!FindTarget()) return "$muk_commit_database_error";
   const char* failure = FaultOfFiles(reason);
@@ -112,7 +113,6 @@ const char* Commit::Run(std::string& reason) {
 bool Commit::FindTarget() {
   target_ = FindCommitTarget(work_, record_);
   if (!target_.isNew) return true;
-  work_.MarkChanged();
   const std::string made = MakeAssetFolder(work_.root, kLocalArchive, "content ");
   work_.Step("commit: folder made");
   if (made.empty()) return false;
@@ -137,7 +137,6 @@ std::string Commit::PutInPlace() {
   if (target_.place.path.empty()) return "the path of their folder leads nowhere";
   if (target_.isShared) return "the folder they go to holds that of another asset";
   if (Overlap(working_, target_.place)) return "their folder and the one they go to overlap";
-  work_.MarkChanged();
   work_.Step("commit: files checked");
   hasMoved_ = MoveInPlace();
   if (hasMoved_) EnterPlace();
