@@ -4,14 +4,14 @@
 #include <utility>
 
 #include "kernel/platform/FileSystem.h"
-#include "kernel/standard/FileSubArchive.h"
+#include "kernel/standard/ArchiveEditor.h"
 
 namespace Zef {
 
 using namespace ArchiveFormat;
 
 /// Where a file's chunk begins and ends: by its row, and by its own head.
-struct FileSubArchive::FileSpan {
+struct ArchiveEditor::FileSpan {
   std::uint64_t start = 0;
   std::uint64_t end = 0;
   ArchiveChunkHead head;
@@ -19,7 +19,7 @@ struct FileSubArchive::FileSpan {
 
 /// Other writers leave spans that no walk passes, and heads rot. The files behind that are reached
 /// by the index alone, which the first change takes away: until then it covers for each step here.
-bool FileSubArchive::MakeReachable() {
+bool ArchiveEditor::MakeReachable() {
   std::uint64_t end = 0;
   std::vector<FileSpan> files;
   if (!EndOfChunks(&end) || end > kLargestArchive || !CollectSpans(&files)) return false;
@@ -32,7 +32,7 @@ bool FileSubArchive::MakeReachable() {
 }
 
 /// All files that have a live chunk, in their order in the archive.
-bool FileSubArchive::CollectSpans(std::vector<FileSpan>* spans) const {
+bool ArchiveEditor::CollectSpans(std::vector<FileSpan>* spans) const {
   const ArchiveFile* file = table_.From(0);
   for (; file != nullptr; file = table_.From(file->place + 1)) {
     FileSpan span{file->row.ChunkStart(), file->row.End(), {}};
@@ -46,7 +46,7 @@ bool FileSubArchive::CollectSpans(std::vector<FileSpan>* spans) const {
 }
 
 /// Finds where a walk goes on behind a file. A size that leads nowhere becomes that of the row.
-bool FileSubArchive::PassOver(const FileSpan& file, std::uint64_t limit, std::uint64_t* at) const {
+bool ArchiveEditor::PassOver(const FileSpan& file, std::uint64_t limit, std::uint64_t* at) const {
   *at = file.start + kChunkHeadSize + file.head.size;
   if (file.head.size >= kEntrySize && *at <= limit) return true;
   *at = file.end;
@@ -56,7 +56,7 @@ bool FileSubArchive::PassOver(const FileSpan& file, std::uint64_t limit, std::ui
 
 /// Sees to it that a walk from one chunk's end arrives at another one's start: what it cannot pass
 /// in between becomes a deleted chunk.
-bool FileSubArchive::Bridge(std::uint64_t from, std::uint64_t to) const {
+bool ArchiveEditor::Bridge(std::uint64_t from, std::uint64_t to) const {
   if (from > to) return false;
   ArchiveWalk walk(file_.Get(), from, to);
   while (walk.Next()) {
@@ -70,7 +70,7 @@ bool FileSubArchive::Bridge(std::uint64_t from, std::uint64_t to) const {
 
 /// Turns all from where the walk stopped to the end into one deleted chunk, so that walks reach
 /// what comes behind it.
-bool FileSubArchive::SealEnd() {
+bool ArchiveEditor::SealEnd() {
   const std::uint64_t data = *stoppedAt_ + kChunkHeadSize;
   if (data > kLargestArchive || lengthOnDisk_ > std::int64_t{kLargestArchive}) return false;
   const std::uint64_t end = std::max(data, static_cast<std::uint64_t>(lengthOnDisk_));

@@ -1,26 +1,26 @@
-// Archives as sources: opening, the walk, questions, reading and searching.
-
 #include "kernel/standard/FileSubArchive.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "kernel/platform/FileSystem.h"
+#include "kernel/standard/ArchiveData.h"
 #include "kernel/standard/Exception.h"
 #include "kernel/standard/File.h"
+#include "kernel/standard/NewFile.h"
 
 namespace Zef {
 
-using namespace ArchiveFormat;
-
 namespace {
 
-constexpr std::uint64_t kRowsAPiece = 1024;
-
-/// Nothing behind the largest archive is looked at, however long the file says that it is.
-std::uint64_t WalkedLength(std::int64_t length) {
-  return std::min(static_cast<std::uint64_t>(length), kLargestArchive);
+/// The name a file gets; false for one that names a folder, is cut, or climbs out by "..".
+bool ToEntryName(const FilePath& path, FilePath* name) {
+  if (path.IsFull() || path.IsEmpty() || IsSeparator(path.View().back())) return false;
+  *name = path;
+  name->Normalise();
+  const std::string_view text = name->View();
+  const bool climbs = text == ".." || text.starts_with("../");
+  return !text.empty() && !IsSeparator(text.front()) && !climbs;
 }
 
 }  // namespace
@@ -28,14 +28,14 @@ std::uint64_t WalkedLength(std::int64_t length) {
 /// Remembers where it is by name, so that files may come and go meanwhile.
 class FileSubArchive::Search : public FileSubSearch {
  public:
-  Search(FileSubArchive& archive, std::string prefix, const char* wildcard)
-      : archive_(archive), prefix_(std::move(prefix)), next_(prefix_), wildcard_(wildcard) {}
+  Search(FileSubArchive& source, std::string prefix, const char* wildcard)
+      : source_(source), prefix_(std::move(prefix)), next_(prefix_), wildcard_(wildcard) {}
 
   bool Next(FileEntry* entry) override {
-    const SyncGuard guard(archive_.lock_);
-    const ArchiveFile* file = archive_.table_.FromKey(next_);
-    for (; file != nullptr && file->key.starts_with(prefix_);
-         file = archive_.table_.FromKey(next_)) {
+    const SyncGuard guard(source_.lock_);
+    ArchiveTable& table = source_.archive_.Table();
+    const ArchiveFile* file = table.FromKey(next_);
+    for (; file != nullptr && file->key.starts_with(prefix_); file = table.FromKey(next_)) {
       const std::string_view rest = std::string_view(file->key).substr(prefix_.size());
       const std::string_view component = rest.substr(0, rest.find('/'));
       next_ = ArchiveTable::Behind(prefix_ + std::string(component));
@@ -64,7 +64,7 @@ class FileSubArchive::Search : public FileSubSearch {
     return true;
   }
 
-  FileSubArchive& archive_;
+  FileSubArchive& source_;
   const std::string prefix_;  // key of the folder with its separator
   std::string next_;
   const std::string wildcard_;
@@ -73,163 +73,14 @@ class FileSubArchive::Search : public FileSubSearch {
 FileSubArchive::FileSubArchive(const char* path, bool readOnly)
     : target_(path),
       readOnly_(readOnly),
-      file_(Platform::OpenFile(target_, {.write = !readOnly_})) {
-  if (!readOnly_ && (!IsOpen() || IsEmptyFile())) {
-    Create();
-  } else if (IsOpen() && FindInfo()) {
-    complete_ = LoadIndex();
-    unwalked_ = complete_;
-    if (!complete_) ForgetIndex();
-  } else {
-    file_.Close();
-    info_ = ArchiveInfo();
-  }
-  path_ = Platform::CanonicalPath(target_);
-}
+      archive_(target_, readOnly),
+      path_(Platform::CanonicalPath(target_)) {}
 
-FileSubArchive::~FileSubArchive() {
-  try {
-    if (complete_ && dirty_) static_cast<void>(WriteIndex());
-  } catch (...) {
-    // Without an index the archive is walked.
-  }
-}
-
-bool FileSubArchive::IsOpen() const { return static_cast<bool>(file_); }
-
-bool FileSubArchive::IsEmptyFile() const {
-  return Platform::IsRegularFile(file_.Get()) && Platform::FileSize(file_.Get()) == 0;
-}
-
-bool FileSubArchive::IsAvailable() const { return IsOpen() && !IsRemoved(); }
-
-// Never empties a file that could only not be opened. One without a byte was left by a writer that
-// was killed as it began.
-void FileSubArchive::Create() {
-  constexpr Platform::OpenOptions kNew{.write = true, .creation = Platform::Creation::CreateNew};
-  if (!IsOpen()) file_ = Platform::OpenFile(target_, kNew);
-  info_.version = kVersion;
-  if (IsOpen() && WriteHead()) {
-    lengthOnDisk_ = kInfoOffset + kInfoSize;
-    complete_ = dirty_ = true;
-    return;
-  }
-  if (IsOpen()) static_cast<void>(Platform::DeleteFile(target_));
-  file_.Close();
-  RaiseFileEx("Substitute() Open new archive failed");
-}
-
-bool FileSubArchive::FindInfo() {
-  lengthOnDisk_ = Platform::FileSize(file_.Get());
-  std::array<std::byte, kMagicSize> magic;
-  if (lengthOnDisk_ < 0 || !ReadExactly(magic, 0) || ByteReader(magic).U32() != kMagic) {
-    return false;
-  }
-  ArchiveWalk walk(file_.Get(), kMagicSize, WalkedLength(lengthOnDisk_));
-  while (walk.NextOfAnyKind()) {
-    if (walk.Head().tag != kInfoTag) continue;
-    ByteReader record(walk.Content(kInfoSize));
-    infoOffset_ = walk.DataStart();
-    dataEnd_ = walkedTo_ = infoOffset_ + kInfoSize;
-    const bool known = walk.Head().size == kInfoSize && ReadArchiveInfo(record, &info_);
-    infoOnDisk_ = info_;
-    return known;
-  }
-  return false;
-}
-
-bool FileSubArchive::LoadIndex() {
-  const std::uint64_t start = info_.indexOffset;
-  const std::uint64_t size = std::uint64_t{info_.entryCount} * kRowSize;
-  const auto length = static_cast<std::uint64_t>(lengthOnDisk_);
-  if (start == 0 || size == 0) return false;
-  std::array<std::byte, kChunkHeadSize> bytes;
-  const Reading reading = Read(bytes, start);
-  indexUnread_ = reading == Reading::Failed;
-  if (reading != Reading::Whole) return false;
-  ByteReader in(bytes);
-  const ArchiveChunkHead head = ReadArchiveChunkHead(in);
-  const std::uint64_t end = start + kChunkHeadSize + size;
-  if (head.tag != kIndexTag || head.size != size || end > length) return false;
-  table_.Reserve(info_.entryCount);
-  return AddRows(start + kChunkHeadSize, length);
-}
-
-void FileSubArchive::ForgetIndex() {
-  table_.Clear();
-  superseded_.clear();
-  info_.indexOffset = 0;
-  dataEnd_ = walkedTo_;
-}
-
-bool FileSubArchive::AddRows(std::uint64_t offset, std::uint64_t length) {
-  std::vector<std::byte> piece;
-  std::uint64_t left = info_.entryCount;
-  while (left > 0) {
-    const std::uint64_t rows = std::min(left, kRowsAPiece);
-    piece.resize(rows * kRowSize);
-    const Reading reading = Read(piece, offset);
-    indexUnread_ = reading == Reading::Failed;
-    if (reading != Reading::Whole) return false;
-    ByteReader in(piece);
-    for (std::uint64_t i = 0; i < rows; ++i) {
-      ArchiveRow row;
-      if (!ReadArchiveRow(in, length, &row)) return false;
-      AddRow(row);
-    }
-    offset += piece.size();
-    left -= rows;
-  }
-  return true;
-}
-
-void FileSubArchive::AddRow(const ArchiveRow& row) {
-  // What cannot be done fails before the table changes.
-  if (superseded_.size() == superseded_.capacity()) superseded_.reserve(2 * superseded_.size() + 1);
-  if (const std::uint32_t other = table_.Add(row); other != 0) superseded_.push_back(other);
-  dataEnd_ = std::max(dataEnd_, row.End());
-}
-
-/// Walks the archive from the info record on, once, if no index told what it holds. After a read
-/// that failed the next question goes on from there.
-void FileSubArchive::Complete() {
-  if (complete_ || !IsOpen()) return;
-  const std::int64_t length = Platform::FileSize(file_.Get());
-  if (length < 0) return;
-  ArchiveWalk walk(file_.Get(), walkedTo_, WalkedLength(length));
-  while (walk.Next()) {
-    if (walk.Head().tag == kFileTag && !AddFrom(walk)) return;
-    walkedTo_ = walk.Head().tag == kIndexTag ? walk.Start() : walk.NextStart();
-  }
-  complete_ = walk.HowEnded() != ArchiveWalk::End::Unread;
-  interrupted_ = walk.HowEnded() == ArchiveWalk::End::Interrupted;
-  if (interrupted_ || walk.HowEnded() == ArchiveWalk::End::Damage) stoppedAt_ = walk.Start();
-}
-
-/// False if the entry cannot be read.
-bool FileSubArchive::AddFrom(ArchiveWalk& walk) {
-  ArchiveRow row;
-  ByteReader content(walk.Content(kEntrySize));
-  if (!ReadArchiveEntry(content, &row.entry)) return false;
-  row.offset = static_cast<std::uint32_t>(walk.DataStart() + kEntrySize);
-  row.size = walk.Head().size - kEntrySize;
-  AddRow(row);
-  return true;
-}
+bool FileSubArchive::IsAvailable() const { return archive_.IsOpen() && !IsRemoved(); }
 
 ArchiveFile* FileSubArchive::Find(const FilePath& path) {
-  Complete();
-  return table_.Find(ArchiveTable::KeyOf(path.View()));
-}
-
-FileSubArchive::Reading FileSubArchive::Read(std::span<std::byte> to, std::uint64_t offset) const {
-  const std::int64_t got = Platform::ReadAt(file_.Get(), to.data(), to.size(), offset);
-  if (got < 0) return Reading::Failed;
-  return got == static_cast<std::int64_t>(to.size()) ? Reading::Whole : Reading::Short;
-}
-
-bool FileSubArchive::ReadExactly(std::span<std::byte> to, std::uint64_t offset) const {
-  return Read(to, offset) == Reading::Whole;
+  archive_.Complete();
+  return archive_.Table().Find(ArchiveTable::KeyOf(path.View()));
 }
 
 bool FileSubArchive::OpenForRead(File& file, const FilePath& path, std::uint32_t mode) {
@@ -240,7 +91,7 @@ bool FileSubArchive::OpenForRead(File& file, const FilePath& path, std::uint32_t
   const ArchiveFile* found = Find(path);
   if (found == nullptr) return false;
   File::Opened opened;
-  opened.handle = file_.Get();
+  opened.handle = archive_.Handle();
   opened.borrowed = true;
   opened.dataStart = found->row.offset;
   opened.storedSize = found->row.size;
@@ -249,6 +100,46 @@ bool FileSubArchive::OpenForRead(File& file, const FilePath& path, std::uint32_t
   opened.source = this;
   file.Adopt(std::move(opened));
   return true;
+}
+
+bool FileSubArchive::OpenForWrite(File& file, const FilePath& path, std::uint32_t mode) {
+  FilePath name;
+  if (readOnly_ || !archive_.IsOpen() || !ToEntryName(path, &name)) return false;
+  const SyncGuard guard(lock_);
+  const std::uint32_t creation = mode & FileMode::kCreateMask;
+  const ArchiveFile* old = Find(name);
+  if (old == nullptr && creation == 0) return false;
+  if (old != nullptr && creation == FileMode::kCreateNew) return false;
+  if (!archive_.MayHaveName(name.View())) return false;
+  const bool keeps = creation == 0 || creation == FileMode::kAppend;
+  File::Opened opened;
+  opened.name = name.Text();
+  opened.handle = OpenTemporary(keeps ? old : nullptr).Release();
+  if (opened.handle == Platform::kNoFile) return false;
+  opened.source = this;
+  file.Adopt(std::move(opened));
+  return true;
+}
+
+/// The file loses its name at once: nothing stays behind, however this ends.
+Platform::OwnedFile FileSubArchive::OpenTemporary(const ArchiveFile* old) const try {
+  std::string name;
+  Platform::OwnedFile file = CreateTemporaryBeside(path_, &name);
+  const bool ready =
+      file && Platform::DeleteFile(name) &&
+      (old == nullptr || CopyContent(archive_.Handle(), archive_.Version(), old->row, file.Get()));
+  return ready ? std::move(file) : Platform::OwnedFile();
+} catch (const FileEx&) {
+  return {};
+}
+
+void FileSubArchive::CloseFile(File& file) {
+  if (file.Origin().borrowed || file.WriteFailed()) return;
+  const SyncGuard guard(lock_);
+  const bool compresses = FileMode::IsCompressing(file.Mode());
+  if (!archive_.Append({file.Name(), file.Origin().handle, compresses})) {
+    RaiseFileEx("CloseFile() Write to archive failed");
+  }
 }
 
 bool FileSubArchive::Exists(const FilePath& path) {
@@ -272,14 +163,43 @@ bool FileSubArchive::GetReadOnly(const FilePath& path, bool* readOnly) {
   return true;
 }
 
+bool FileSubArchive::Delete(const FilePath& path) {
+  const SyncGuard guard(lock_);
+  ArchiveFile* file = readOnly_ || !archive_.IsOpen() ? nullptr : Find(path);
+  return file != nullptr && archive_.Remove(file);
+}
+
+bool FileSubArchive::DeleteFolder(const FilePath& path) {
+  const SyncGuard guard(lock_);
+  std::string prefix = ArchiveTable::KeyOf(path.View());
+  if (readOnly_ || !archive_.IsOpen() || prefix.empty() || Find(path) != nullptr) return false;
+  prefix += '/';
+  ArchiveTable& table = archive_.Table();
+  const ArchiveFile* file = table.FromKey(prefix);
+  for (; file != nullptr && file->key.starts_with(prefix); file = table.FromKey(prefix)) {
+    if (!archive_.Remove(table.Find(file->key))) return false;
+  }
+  return true;
+}
+
+bool FileSubArchive::Rename(const FilePath& from, const FilePath& to) {
+  FilePath name;
+  if (readOnly_ || !archive_.IsOpen() || !ToEntryName(to, &name)) return false;
+  const SyncGuard guard(lock_);
+  ArchiveFile* file = Find(from);
+  const ArchiveFile* other = Find(name);
+  if (file == nullptr || (other != nullptr && other != file)) return false;
+  return archive_.MayHaveName(name.View()) && archive_.Rename(file, name.View());
+}
+
 std::unique_ptr<FileSubSearch> FileSubArchive::OpenSearch(const FilePath& folder,
                                                           const char* wildcard) {
   const SyncGuard guard(lock_);
-  Complete();
+  archive_.Complete();
   std::string prefix = ArchiveTable::KeyOf(folder.View());
   if (!prefix.empty()) {
     prefix += '/';
-    const ArchiveFile* first = table_.FromKey(prefix);
+    const ArchiveFile* first = archive_.Table().FromKey(prefix);
     if (first == nullptr || !first->key.starts_with(prefix)) return nullptr;
   }
   return std::make_unique<Search>(*this, std::move(prefix), wildcard);
@@ -287,8 +207,8 @@ std::unique_ptr<FileSubSearch> FileSubArchive::OpenSearch(const FilePath& folder
 
 bool FileSubArchive::NextFile(std::size_t* cursor, ArchiveRow* row) {
   const SyncGuard guard(lock_);
-  if (*cursor == 0) Complete();
-  const ArchiveFile* file = table_.From(*cursor);
+  if (*cursor == 0) archive_.Complete();
+  const ArchiveFile* file = archive_.Table().From(*cursor);
   if (file == nullptr) return false;
   *row = file->row;
   *cursor = file->place + 1;
@@ -297,20 +217,29 @@ bool FileSubArchive::NextFile(std::size_t* cursor, ArchiveRow* row) {
 
 std::size_t FileSubArchive::FileCount() {
   const SyncGuard guard(lock_);
-  Complete();
-  return table_.Count();
+  archive_.Complete();
+  return archive_.Table().Count();
+}
+
+bool FileSubArchive::HasRoomFor(std::uint64_t stored) {
+  const SyncGuard guard(lock_);
+  return archive_.HasRoomFor(stored);
 }
 
 std::optional<std::uint64_t> FileSubArchive::DamagedAt() {
   const SyncGuard guard(lock_);
-  Complete();
-  return interrupted_ ? std::nullopt : stoppedAt_;
+  return archive_.DamagedAt();
 }
 
 bool FileSubArchive::IsReadWhole() {
   const SyncGuard guard(lock_);
-  Complete();
-  return complete_ && !indexUnread_;
+  return archive_.IsReadWhole();
+}
+
+bool FileSubArchive::WriteIndex(bool rebuild) {
+  const SyncGuard guard(lock_);
+  if (readOnly_) return archive_.IsOpen() && !rebuild;
+  return archive_.WriteIndex(rebuild);
 }
 
 }  // namespace Zef

@@ -22,15 +22,11 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "kernel/Sync.h"
 #include "kernel/platform/FileSystem.h"
-#include "kernel/standard/ArchiveFormat.h"
-#include "kernel/standard/ArchiveTable.h"
-#include "kernel/standard/ArchiveWalk.h"
+#include "kernel/standard/ArchiveEditor.h"
 #include "kernel/standard/FileSub.h"
 
 namespace Zef {
@@ -41,14 +37,11 @@ class FileSubArchive : public FileSub {
   /// "Substitute() Open new archive failed" when it fails. What is no archive of a known version
   /// is left alone and unavailable.
   FileSubArchive(const char* path, bool readOnly);
-  ~FileSubArchive() override;
-  FileSubArchive(const FileSubArchive&) = delete;
-  FileSubArchive& operator=(const FileSubArchive&) = delete;
 
   bool IsReadOnly() const override { return readOnly_; }
   bool IsAvailable() const override;
   /// 257 or 258; 0 for what is no archive.
-  std::uint32_t Version() const override { return info_.version; }
+  std::uint32_t Version() const override { return archive_.Version(); }
   bool IsKind(FileSubKind kind) const override { return kind == FileSubKind::Archive; }
   /// Every mode that writes or creates. What keeps the content that is there begins with a copy
   /// of it as it was given. False for a new name that is a folder's, or has a file for a folder.
@@ -86,70 +79,15 @@ class FileSubArchive : public FileSub {
 
  private:
   class Search;
-  class Change;
-  enum class Reading { Whole, Short, Failed };
-  enum class ChunkState { Live, None, Unknown };
-  struct FileSpan;
 
-  // Opening and reading.
-  bool IsOpen() const;
-  bool IsEmptyFile() const;
-  void Create();
-  bool FindInfo();
-  bool LoadIndex();
-  void ForgetIndex();
-  bool AddRows(std::uint64_t offset, std::uint64_t length);
-  void Complete();
-  bool AddFrom(ArchiveWalk& walk);
   ArchiveFile* Find(const FilePath& path);
-  void AddRow(const ArchiveRow& row);
-  Reading Read(std::span<std::byte> to, std::uint64_t offset) const;
-  bool ReadExactly(std::span<std::byte> to, std::uint64_t offset) const;
-
-  // Changes; these are called with the lock held.
-  bool WriteExactly(std::span<const std::byte> bytes, std::uint64_t offset) const;
-  bool WriteWord(std::uint32_t word, std::uint64_t offset) const;
-  ChunkState ReadChunkHead(std::uint32_t dataOffset, ArchiveChunkHead* head) const;
-  bool MarkDeleted(std::uint32_t dataOffset) const;
-  bool MarkSuperseded();
-  bool BeginChange();
-  bool IsAsLeft() const;
-  bool DisownIndex();
-  bool MakeReachable();
-  bool CollectSpans(std::vector<FileSpan>* spans) const;
-  bool PassOver(const FileSpan& file, std::uint64_t limit, std::uint64_t* at) const;
-  bool Bridge(std::uint64_t from, std::uint64_t to) const;
-  bool SealEnd();
-  bool EndOfChunks(std::uint64_t* end) const;
-  bool TakesName(std::string_view name);
-  bool HasRoomBehind(std::uint64_t end, std::uint64_t stored) const;
-  bool Remove(ArchiveFile* file);
   Platform::OwnedFile OpenTemporary(const ArchiveFile* old) const;
-  bool CopyContent(const ArchiveRow& row, std::int32_t to) const;
-  bool Append(const File& file);
-  bool WriteChunk(const File& file, std::uint64_t start, ArchiveRow* row) const;
-  bool WriteRows(std::uint64_t start) const;
-  bool WriteHead();
 
   CriticalSection lock_{"archive"};
   const std::string target_;  // as registered
-  std::string path_;          // the same file wherever the process goes
   const bool readOnly_;
-  Platform::OwnedFile file_;
-  ArchiveInfo info_;
-  std::uint64_t infoOffset_ = ArchiveFormat::kInfoOffset;  // of the record
-  ArchiveInfo infoOnDisk_;                                 // as last read or written
-  std::int64_t lengthOnDisk_ = 0;  // when opened, and after the last change from here
-  ArchiveTable table_;
-  std::uint64_t dataEnd_ = 0;  // behind the info record and all data the table has pointed to
-  std::vector<std::uint32_t> superseded_;   // data of live chunks whose names later ones have
-  std::uint64_t walkedTo_ = 0;              // where a walk goes on
-  std::optional<std::uint64_t> stoppedAt_;  // where it ended before the file did
-  bool interrupted_ = false;                // by what a killed writer left
-  bool complete_ = false;                   // the table holds every live file
-  bool indexUnread_ = false;                // by an error of the device
-  bool unwalked_ = false;                   // nothing but the index tells where files are
-  bool dirty_ = false;                      // the index must be written
+  ArchiveEditor archive_;
+  const std::string path_;  // the same file wherever the process goes
 };
 
 }  // namespace Zef
