@@ -1,4 +1,5 @@
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -80,6 +81,7 @@ class Commit {
   std::uint32_t flags_;
   AssetPlace working_;
   CommitTarget target_;
+  bool isNew_ = false;     // the target was made for it
   AssetText installPath_;  // of an asset that had no place on disk, made before anything moves
   AssetText archiveName_;
   bool hasMoved_ = false;
@@ -98,7 +100,7 @@ const char* Commit::Run(std::string& reason) {
   if (!reason.empty()) failure = "$muk_commit_file_error";
   if (failure != nullptr) {
     // An asset that was nowhere is nowhere again.
-    if (target_.isNew) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.place.path));
+    if (isNew_) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.place.path));
     return failure;
   }
   if (!hasMoved_ && !Keeps() && !isSaved_) {
@@ -111,8 +113,12 @@ const char* Commit::Run(std::string& reason) {
 }
 
 bool Commit::FindTarget() {
-  target_ = FindCommitTarget(work_, record_);
-  if (!target_.isNew) return true;
+  const std::optional<CommitTarget> found = FindCommitTarget(work_, record_);
+  if (found) {
+    target_ = *found;
+    return true;
+  }
+  isNew_ = true;
   const std::string made = MakeAssetFolder(work_.root, kLocalArchive, "content ");
   work_.Step("commit: folder made");
   if (made.empty()) return false;
@@ -191,7 +197,7 @@ std::string Commit::CopyInPlace() {
 /// At once when the files are in place: should memory run out next, the record tells where they
 /// are.
 void Commit::EnterPlace() noexcept {
-  if (target_.isNew) {
+  if (isNew_) {
     record_.installPath = std::move(installPath_);
     record_.archiveName = std::move(archiveName_);
   }
@@ -251,7 +257,7 @@ void Commit::UpdateRecord() {
 
 }  // namespace
 
-CommitTarget FindCommitTarget(const AssetOperation& work, const MUKAsset& record) {
+std::optional<CommitTarget> FindCommitTarget(const AssetOperation& work, const MUKAsset& record) {
   for (const bool isLegacy : {true, false}) {
     if ((isLegacy ? record.legacyPath : record.installPath).IsEmpty()) continue;
     const AssetPlace named =
@@ -262,9 +268,9 @@ CommitTarget FindCommitTarget(const AssetOperation& work, const MUKAsset& record
     if (!place.subst.IsNull()) continue;
     const FolderOwner owner = OwnerOf(work.root, work.index, record, place);
     if (owner == FolderOwner::Other) continue;
-    return {place, false, isLegacy, owner == FolderOwner::Shared};
+    return CommitTarget{place, isLegacy, owner == FolderOwner::Shared};
   }
-  return {.isNew = true};
+  return std::nullopt;
 }
 
 bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags) {

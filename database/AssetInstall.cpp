@@ -118,9 +118,9 @@ MUKAsset* Installation::Open() {
 std::size_t Installation::LengthOfPlace() const {
   const AssetOperation work;
   const MUKAsset* const known = work.index.Find(id_);
-  CommitTarget target;
+  std::optional<CommitTarget> target;
   if (known != nullptr) target = FindCommitTarget(work, *known);
-  const std::size_t length = target.place.path.size();
+  const std::size_t length = target ? target->place.path.size() : 0;
   return length == 0 ? work.root.size() + kNewPlace.size() : length;
 }
 
