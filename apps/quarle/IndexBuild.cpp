@@ -223,30 +223,36 @@ void WarnOfUnreadable(const ScanReport& scan) {
        "; check the permissions, and that no config is a link, and build anew");
 }
 
+std::string WhyNotScanned(const std::string& root, const IndexBuildOptions& options) {
+  if (root.empty() || !Platform::IsFolder(root)) {
+    return "there is no folder " + Quoted(options.root) + "; name the root of a product";
+  }
+  if (std::string closed = ClosedArea(root, options.archivesOnly); !closed.empty()) return closed;
+  if (HasContent(root)) return {};
+  return "no content in " + Quoted(options.root) +
+         ": it holds none of the folders world, trains, local and editing; name the folder that "
+         "does";
+}
+
+std::string WhyNotWritten(const std::string& file) {
+  const std::string folder = PlaceOf(file).folder;
+  if (!Platform::IsFolder(folder)) {
+    return "there is no folder " + Quoted(folder) + " for the index; make it first";
+  }
+  Platform::FileInfo info;
+  if (!Platform::GetInfo(file, &info) || (!info.folder && !info.readOnly)) return {};
+  return "cannot write the index " + Quoted(file) + ": it is " +
+         (info.folder ? "a folder; name a file" : "read-only; make it writable first");
+}
+
 }  // namespace
 
 int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common) {
   const std::string root = Platform::CanonicalPath(ExactPath(options.root));
-  if (root.empty() || !Platform::IsFolder(root)) {
-    return Fail("there is no folder " + Quoted(options.root) + "; name the root of a product");
-  }
-  if (const std::string closed = ClosedArea(root, options.archivesOnly); !closed.empty()) {
-    return Fail(closed);
-  }
-  if (!HasContent(root)) {
-    return Fail(
-        "no content in " + Quoted(options.root) +
-        ": it holds none of the folders world, trains, local and editing; name the folder that "
-        "does");
-  }
   const std::string file = TargetOf(options);
-  if (const std::string folder = PlaceOf(file).folder; !Platform::IsFolder(folder)) {
-    return Fail("there is no folder " + Quoted(folder) + " for the index; make it first");
-  }
-  if (Platform::FileInfo info; Platform::GetInfo(file, &info) && (info.folder || info.readOnly)) {
-    return Fail("cannot write the index " + Quoted(file) + ": it is " +
-                (info.folder ? "a folder; name a file" : "read-only; make it writable first"));
-  }
+  std::string why = WhyNotScanned(root, options);
+  if (why.empty()) why = WhyNotWritten(file);
+  if (!why.empty()) return Fail(why);
   IndexOwner owner;
   if (!owner.Take(file, "end that, or write elsewhere by --out")) return kFailed;
   MUKAssetIndex index;

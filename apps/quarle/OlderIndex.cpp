@@ -16,7 +16,8 @@ constexpr const char* kLeftovers[] = {"cache/assets.mkx", "cache/assets.bku"};
 
 std::string FreeName(const std::string& file) {
   std::string name = file + ".bak";
-  for (unsigned number = 2; !Platform::IsGone(name); ++number) {
+  Platform::FileInfo info;
+  for (unsigned number = 2; Platform::GetInfoNoFollow(name, &info); ++number) {
     name = file + ".bak" + std::to_string(number);
   }
   return name;
