@@ -21,12 +21,13 @@ std::uint32_t TagOverlay::HiddenCount(Soup soup) const {
 void TagOverlay::Add(Soup soup, const Zef::PString& key, ChunkRef chunk) {
   modified_ = true;
   Edits& edits = edits_[soup];
-  if (edits.byChunk.contains(chunk.Get())) return;
+  const HCSChunk* const identity = chunk.Get();
+  if (edits.byChunk.contains(identity)) return;
   const Slot slot = NextSlot();
   try {
-    edits.added.emplace(slot, Added{key, chunk});
+    edits.added.emplace(slot, Added{key, std::move(chunk)});
     edits.byKey.emplace(key.View(), slot);
-    edits.byChunk.emplace(chunk.Get(), slot);
+    edits.byChunk.emplace(identity, slot);
   } catch (const std::bad_alloc&) {
     edits.byKey.erase({key.View(), slot});
     edits.added.erase(slot);
