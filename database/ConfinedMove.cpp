@@ -1,6 +1,7 @@
 #include "database/ConfinedMove.h"
 
 #include <algorithm>
+#include <new>
 
 #include "kernel/standard/FilePath.h"
 
@@ -21,7 +22,11 @@ class MarkLifter {
   MarkLifter(const MarkLifter&) = delete;
   MarkLifter& operator=(const MarkLifter&) = delete;
   ~MarkLifter() {
-    if (lifted_) static_cast<void>(Zef::Platform::SetReadOnly(folder_, true));
+    try {
+      if (lifted_) static_cast<void>(Zef::Platform::SetReadOnly(folder_, true));
+    } catch (const std::bad_alloc&) {
+      // The mark is lost.
+    }
   }
   void HasMoved() { lifted_ = false; }
 

@@ -6,6 +6,7 @@
 #include <shared_mutex>
 #include <string>
 
+#include "kernel/standard/NumberText.h"
 #include "tagdata/PLID.h"
 
 /// The process's converters. Found under a shared lock and run without one.
@@ -114,7 +115,7 @@ CoreRef HCSConverter_TextInt::Convert(const HCSRawDataCore* source) const {
   if (!IsNumberText(text)) return nullptr;
   std::int32_t value = 0;
   const char* at = text.data();
-  ScanDecimal(at, at + text.size(), value);
+  Zef::ScanDecimal(at, at + text.size(), value);
   return CoreOfValue(value);
 }
 

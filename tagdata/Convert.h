@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "kernel/standard/NumberText.h"
 #include "tagdata/HCSChunk.h"
 
 class ConverterList;

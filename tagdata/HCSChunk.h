@@ -16,6 +16,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "kernel/Containers.h"
 #include "kernel/standard/PString.h"

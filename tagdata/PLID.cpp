@@ -5,20 +5,17 @@
 #include <charconv>
 #include <cstring>
 
+#include "kernel/platform/LetterCase.h"
+#include "kernel/standard/NumberText.h"
 #include "kernel/standard/TStream.h"
 
 namespace {
 
 constinit std::atomic<std::int32_t> baseUserId = PLID::kUnassignedUser;
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-
 /// The byte at `at`, folded to lower case; zero behind the end.
 char LowerAt(std::string_view text, std::size_t at) {
-  if (at >= text.size()) return 0;
-  const char c = text[at];
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+  return at < text.size() ? Zef::FoldAscii(text[at]) : '\0';
 }
 
 /// Scans up to three numbers with ':' between. Fields that are not reached keep their values.
@@ -29,7 +26,7 @@ void ScanFields(std::string_view text, std::initializer_list<std::int32_t*> fiel
   for (std::int32_t* field : fields) {
     if (!first && (at == end || *at++ != ':')) return;
     first = false;
-    if (!ScanDecimal(at, end, *field)) return;
+    if (!Zef::ScanDecimal(at, end, *field)) return;
   }
 }
 
@@ -41,7 +38,7 @@ bool TakeChar(std::string_view& text, char c) {
 
 bool TakeDigits(std::string_view& text) {
   const std::size_t before = text.size();
-  while (!text.empty() && IsDigit(text.front())) text.remove_prefix(1);
+  while (!text.empty() && Zef::IsDigit(text.front())) text.remove_prefix(1);
   return text.size() < before;
 }
 
@@ -64,7 +61,7 @@ bool IsStrictNewForm(std::string_view rest) {
 bool IsNumbers(std::string_view text, std::ptrdiff_t colons) {
   return std::count(text.begin(), text.end(), ':') == colons &&
          std::all_of(text.begin(), text.end(),
-                     [](char c) { return IsDigit(c) || c == '-' || c == ':'; });
+                     [](char c) { return Zef::IsDigit(c) || c == '-' || c == ':'; });
 }
 
 void ScanPair(std::string_view text, PLID& id) {
@@ -164,20 +161,6 @@ void AppendText(const PLID& id, const Style& style, IdText& out) {
 
 std::int32_t BaseUserId() { return baseUserId.load(std::memory_order_relaxed); }
 void SetBaseUserId(std::int32_t user) { baseUserId.store(user, std::memory_order_relaxed); }
-
-bool ScanDecimal(const char*& text, const char* end, std::int32_t& value) {
-  const char* at = text;
-  while (at != end && IsSpace(*at)) ++at;
-  const bool negative = at != end && *at == '-';
-  if (at != end && (*at == '-' || *at == '+')) ++at;
-  if (at == end || !IsDigit(*at)) return false;
-  std::uint32_t number = 0;
-  for (; at != end && IsDigit(*at); ++at)
-    number = number * 10 + static_cast<std::uint32_t>(*at - '0');
-  value = static_cast<std::int32_t>(negative ? 0u - number : number);
-  text = at;
-  return true;
-}
 
 PLID::PLID(const char* text, bool strict)
     : PLID(text != nullptr ? std::string_view(text) : std::string_view(), strict) {}

@@ -114,10 +114,6 @@ constexpr bool PLID::IsStorable() const {
 std::int32_t BaseUserId();
 void SetBaseUserId(std::int32_t user);
 
-/// Decimal number as "%d" scans it: leading white space, one sign, digits accumulated modulo
-/// 2^32. Advances `text` past what it took; false (value untouched) when there is no digit.
-bool ScanDecimal(const char*& text, const char* end, std::int32_t& value);
-
 template <>
 struct std::hash<PLID> {
   /// Keyed, for open tables: the documented Hash is too regular for them, and identifiers come

@@ -166,19 +166,24 @@ std::string NameBeside(const std::string& neighbour, const std::string& path) {
   return Zef::Platform::ResolveCase(folder, path.substr(path.find_last_of("/\\") + 1));
 }
 
-void CopyPermissions(const std::string& from, const Zef::File& to) {
-  const Zef::Platform::OwnedFile old = Zef::Platform::OpenFile(from, {});
-  if (old) Zef::Platform::CopyPermissions(old.Get(), to.Origin().handle);
+/// Where the temporary goes on disk.
+std::string TargetOf(const Zef::File& temporary, const Place& place) {
+  return place.root.IsEmpty() ? place.path : NameBeside(temporary.Name(), place.path);
+}
+
+/// Gives the temporary, before there is anything in it, the owner and the permissions of the file
+/// that it will replace.
+void TakePermissions(const Zef::File& temporary, const Place& place) {
+  if (!IsOnDisk(temporary)) return;
+  const auto old = Zef::Platform::OpenFile(TargetOf(temporary, place), {});
+  if (old) Zef::Platform::CopyPermissions(old.Get(), temporary.Origin().handle);
 }
 
 /// Puts the whole temporary, which is open, in the place of the file: on disk in one step and under
 /// its lock, so that neither a crash nor another process leaves nothing.
 bool PutInPlace(Zef::File& file, const Place& temporary, const Place& place) {
   if (IsOnDisk(file)) {
-    const std::string target =
-        place.root.IsEmpty() ? place.path : NameBeside(file.Name(), place.path);
-    CopyPermissions(target, file);
-    return Zef::Platform::Replace(file.Name(), target);
+    return Zef::Platform::Replace(file.Name(), TargetOf(file, place));
   }
   file.Close();
   if (!temporary.IsFile()) return false;
@@ -264,6 +269,7 @@ bool SaveTagFileSafe(const TagContainer& handle, const Zef::PString& root, std::
   Zef::File file;
   constexpr std::uint32_t kMode = Zef::FileMode::kCreateNew | Zef::FileMode::kWrite;
   if (!temporary.Open(file, kMode)) return false;
+  TakePermissions(file, place);
   const bool isWhole = WriteToDevice(file, image);
   if (isWhole && PutInPlace(file, temporary, place)) return true;
   // Without the file the temporary is all there is.

@@ -1,6 +1,7 @@
 #include "tagdata/TagOverlay.h"
 
 #include <iterator>
+#include <new>
 
 void TagOverlay::Hide(Soup soup, const std::byte* payload) {
   modified_ = true;
@@ -20,11 +21,19 @@ std::uint32_t TagOverlay::HiddenCount(Soup soup) const {
 void TagOverlay::Add(Soup soup, const Zef::PString& key, ChunkRef chunk) {
   modified_ = true;
   Edits& edits = edits_[soup];
-  if (edits.byChunk.contains(chunk.Get())) return;
-  const Slot slot = TakeSlot();
-  edits.byChunk.emplace(chunk.Get(), slot);
-  edits.byKey.emplace(key.View(), slot);
-  edits.added.emplace(slot, Added{key, std::move(chunk)});
+  const HCSChunk* const identity = chunk.Get();
+  if (edits.byChunk.contains(identity)) return;
+  const Slot slot = NextSlot();
+  try {
+    edits.added.emplace(slot, Added{key, std::move(chunk)});
+    edits.byKey.emplace(key.View(), slot);
+    edits.byChunk.emplace(identity, slot);
+  } catch (const std::bad_alloc&) {
+    edits.byKey.erase({key.View(), slot});
+    edits.added.erase(slot);
+    throw;
+  }
+  TakeSlot(slot);
 }
 
 bool TagOverlay::Drop(Soup soup, const HCSChunk* chunk) {
@@ -86,9 +95,12 @@ const TagOverlay::Edits* TagOverlay::Find(Soup soup) const {
   return found != edits_.end() ? &found->second : nullptr;
 }
 
-TagOverlay::Slot TagOverlay::TakeSlot() {
-  if (freeSlots_.empty()) return slotCount_++;
-  return freeSlots_.extract(freeSlots_.begin()).value();
+TagOverlay::Slot TagOverlay::NextSlot() const {
+  return freeSlots_.empty() ? slotCount_ : *freeSlots_.begin();
+}
+
+void TagOverlay::TakeSlot(Slot next) {
+  if (freeSlots_.erase(next) == 0) ++slotCount_;
 }
 
 void TagOverlay::FreeSlot(Slot slot) {

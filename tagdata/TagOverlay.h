@@ -63,7 +63,8 @@ class TagOverlay final : public Zef::ReferenceCountMP {
   };
 
   const Edits* Find(Soup soup) const;
-  Slot TakeSlot();
+  Slot NextSlot() const;
+  void TakeSlot(Slot next);
   void FreeSlot(Slot slot);
 
   std::unordered_map<Soup, Edits> edits_;

@@ -11,6 +11,7 @@
 
 #include "kernel/KeyedHash.h"
 #include "kernel/standard/CodePage.h"
+#include "kernel/standard/NumberText.h"
 #include "tagdata/Convert.h"
 #include "tagdata/NOLContainerTag.h"
 
@@ -324,7 +325,7 @@ void Reader::StoreNumber(const Zef::PString& key, std::string_view token) {
     Put(key, TagFloat, HCSRawDataCore::Copy(&value, sizeof value));
   } else {
     std::int32_t value = 0;
-    ScanDecimal(at, at + token.size(), value);
+    Zef::ScanDecimal(at, at + token.size(), value);
     NoteCut(at != end || !IsWhole(value, token));
     Put(key, TagInt, HCSRawDataCore::Copy(&value, sizeof value));
   }

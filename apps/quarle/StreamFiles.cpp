@@ -51,12 +51,8 @@ OutputFile::OutputFile(const std::string& path, FileHandle model)
   } else if (!replaces_ && GetInfoNoFollow(path, &info)) {
     reason_ = "it is a link to nothing; delete it or name another file";
   } else if (!replaces_ || info.regular) {
-    file_.emplace(replaces_ ? CanonicalPath(path) : path);
+    file_.emplace(replaces_ ? CanonicalPath(path) : path, model);
   }
-  if (!IsOpen()) return;
-  const OwnedFile old = replaces_ ? OpenFile(path, {}) : OwnedFile();
-  if (old) model = old.Get();
-  if (model != kNoFile) CopyPermissions(model, file_->Handle());
 }
 
 bool OutputFile::Commit(bool flush) {

@@ -122,8 +122,9 @@ void Draw(const TagContainer& root) {
 constexpr const char* kTreeRefused =
     "the tree repeats its keys too often or is too large; remove the repeats";
 
-/// Puts the tree in the place of the file. Prints why it cannot.
-int SaveTags(const std::string& path, const TagContainer& tags) {
+/// Puts the tree in the place of the file; a new one has the permissions of the file `model`.
+/// Prints why it cannot.
+int SaveTags(const std::string& path, const TagContainer& tags, const std::string& model) {
   std::string text;
   Zef::ByteWriter records;
   const bool isText = TagFormOf(path) == TagForm::Text;
@@ -131,7 +132,7 @@ int SaveTags(const std::string& path, const TagContainer& tags) {
     return Fail("cannot write the tag file " + Quoted(path) + ": " + kTreeRefused);
   }
   const auto bytes = isText ? std::as_bytes(std::span(text)) : records.View();
-  OutputFile out(path);
+  OutputFile out(path, Zef::Platform::OpenFile(model, {}).Get());
   const bool done = out.IsOpen() && out.Write(bytes.data(), bytes.size()) && out.Commit();
   return done ? kDone : out.Fail();
 }
@@ -224,7 +225,9 @@ int RunTagsConvert(const TagsOptions& options, const CommonOptions& common) {
     return Fail("what is not read of " + Quoted(options.file) +
                 " would be lost; name another file for the output");
   }
-  if (const int failed = SaveTags(options.output, before); failed != kDone) return failed;
+  if (const int failed = SaveTags(options.output, before, options.file); failed != kDone) {
+    return failed;
+  }
   TagContainer after;
   if (!LoadTags(options.output, common, after)) return kFailed;
   if (common.json) {

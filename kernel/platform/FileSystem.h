@@ -149,8 +149,8 @@ struct FileInfo {
 /// False if anything is left, or if `path` is empty, "/", "." or "..", or ends in such a part.
 [[nodiscard]] bool DeleteTree(const std::string& path);
 /// DeleteTree of `root` + "/" + `relative`, for a relative path that came from a file: refuses
-/// (false, nothing touched) an absolute or empty path, "." and ".." components, and a link
-/// anywhere between root and folder.
+/// (false, nothing touched) an empty root, an absolute or empty path, "." and ".." components, and
+/// a link anywhere between root and folder. True for a root that is not there.
 [[nodiscard]] bool DeleteTreeBelow(const std::string& root, const std::string& relative);
 
 /// Names in a folder without "." and "..", sorted by their ASCII-folded bytes (ties by bytes),

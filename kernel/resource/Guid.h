@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+#include "kernel/standard/NumberText.h"
+
 namespace Zef {
 
 struct Guid {
@@ -39,19 +41,11 @@ static_assert(sizeof(Guid) == 16);
 
 namespace GuidText {
 
-/// Value of a hexadecimal digit, 16 for any other character.
-constexpr std::uint32_t DigitValue(char c) {
-  if (c >= '0' && c <= '9') return static_cast<std::uint32_t>(c - '0');
-  if (c >= 'a' && c <= 'f') return static_cast<std::uint32_t>(c - 'a') + 10;
-  if (c >= 'A' && c <= 'F') return static_cast<std::uint32_t>(c - 'A') + 10;
-  return 16;
-}
-
 /// Number in the `length` characters at `at`, up to the first that is no digit.
 constexpr std::uint32_t Group(std::string_view text, std::size_t at, std::size_t length) {
   std::uint32_t number = 0;
   for (std::size_t i = at; i < at + length && i < text.size(); ++i) {
-    const std::uint32_t digit = DigitValue(text[i]);
+    const std::uint32_t digit = HexDigit(text[i]);
     if (digit > 15) break;
     number = number << 4 | digit;
   }

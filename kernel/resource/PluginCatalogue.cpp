@@ -102,6 +102,16 @@ void PluginCatalogue::Read(Options& options) {
   }
 }
 
+void PluginCatalogue::Clear() {
+  byId_ = {};
+  byName_ = {};
+  remapsByFrom_ = {};
+  lastLibrary_ = nullptr;
+  entries_.clear();
+  libraries_.clear();
+  remaps_.clear();
+}
+
 void PluginCatalogue::ReadGroup(std::string_view row) {
   const auto [name, id, parent, unused] = Split(row);
   Add(name, id, parent, nullptr);

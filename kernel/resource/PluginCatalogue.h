@@ -57,6 +57,8 @@ class PluginCatalogue {
 
   /// Adds the rows of the three lists. Ends the walks over them.
   void Read(Options& options);
+  /// Forgets all rows. No library of them may have been loaded.
+  void Clear();
   void AddRemap(const Guid& from, const Guid& to);
 
   /// What stands for an id, in one step; the id itself without a remap.

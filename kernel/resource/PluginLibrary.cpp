@@ -21,6 +21,14 @@ constexpr const char* kStatusTexts[] = {
     "Dynamic loading not supported",
 };
 
+/// False for an exception, which ends here, for the module that it belongs to is about to go.
+bool Enter(void* entryPoint) try {
+  reinterpret_cast<PluginEntryFunction>(entryPoint)();
+  return true;
+} catch (...) {
+  return false;
+}
+
 }  // namespace
 
 const char* LibraryStatusText(std::uint32_t status) {
@@ -53,27 +61,33 @@ LibraryStatus DynamicLibrary::GetSymbol(void*& symbol, const char* name) const {
 
 LibraryStatus PluginLibrary::Load() {
   if (state_ == State::Failed) return RES_LIBRARYNOTFOUND;
-  state_ = State::Loading;
-  std::string reason;
-  const LibraryStatus status = Enter(reason);
+  std::string loaderText;
+  LibraryStatus status = LoadModule(loaderText);
+  const char* reason = loaderText.empty() ? LibraryStatusText(status) : loaderText.c_str();
+  void* symbol = nullptr;
+  if (status == kLibraryOk) {
+    status = module_.GetSymbol(symbol, kPluginEntryPoint);
+    reason = LibraryStatusText(status);
+  }
+  if (status == kLibraryOk && !Enter(symbol)) {
+    status = RES_ENTRYPOINTNOTFOUND;
+    reason = "it raised an exception";
+  }
   state_ = status == kLibraryOk ? State::Loaded : State::Failed;
   if (status == kLibraryOk) return status;
-  if (reason.empty()) reason = LibraryStatusText(status);
-  Trace("Plug-in library \"%s\" cannot be loaded: %s", name_.Text(), reason.c_str());
+  Trace("Plug-in library \"%s\" cannot be loaded: %s", name_.Text(), reason);
   return status;
 }
 
-/// What the entry point raises ends here, for the module that it belongs to is about to go.
-LibraryStatus PluginLibrary::Enter(std::string& reason) try {
-  const LibraryStatus loaded = IsProgram() ? module_.LoadProgram() : LoadFile(reason);
-  if (loaded != kLibraryOk) return loaded;
-  void* symbol = nullptr;
-  const LibraryStatus found = module_.GetSymbol(symbol, kPluginEntryPoint);
-  if (found == kLibraryOk) reinterpret_cast<PluginEntryFunction>(symbol)();
-  return found;
-} catch (...) {
-  reason = "it raised an exception";
-  return RES_ENTRYPOINTNOTFOUND;
+/// Want of memory does not tell whether there is one: the next request asks again.
+LibraryStatus PluginLibrary::LoadModule(std::string& reason) {
+  state_ = State::Loading;
+  try {
+    return IsProgram() ? module_.LoadProgram() : LoadFile(reason);
+  } catch (...) {
+    state_ = State::Unloaded;
+    throw;
+  }
 }
 
 LibraryStatus PluginLibrary::LoadFile(std::string& reason) {

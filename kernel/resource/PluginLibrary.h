@@ -83,7 +83,7 @@ class PluginLibrary : public KernelObject {
  private:
   enum class State : std::uint8_t { Unloaded, Loading, Loaded, Failed };
 
-  LibraryStatus Enter(std::string& reason);
+  LibraryStatus LoadModule(std::string& reason);
   LibraryStatus LoadFile(std::string& reason);
 
   PString name_;

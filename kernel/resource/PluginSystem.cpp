@@ -48,6 +48,7 @@ PluginSystem& PluginSystemBase::AcquireSystem() {
   } catch (...) {
     // The next use tries again: types of scanned libraries may hold the system.
     theSystem->builtIns_.clear();
+    theSystem->catalogue_.Clear();
     theSystem->isStarted_ = false;
     ReleaseSystem();
     throw;
@@ -125,13 +126,19 @@ void PluginSystem::ReadPluginList(const std::string& path, Options& options) {
   if (!Unload(module)) module.Keep();
 }
 
+// Takes over the hold of the system that the caller has acquired for the type, also when it raises.
 void PluginSystem::Register(PluginType& type) {
   type.module_ = loading_;
   type.isRegistered_ = true;
-  typesById_.Add(type.id_.Hash(), type);
-  typesByName_.Add(type.name_.Key(), type);
-  types_.push_back(&type);
-  JoinGroup(type);
+  try {
+    typesById_.Add(type.id_.Hash(), type);
+    typesByName_.Add(type.name_.Key(), type);
+    types_.push_back(&type);
+    JoinGroup(type);
+  } catch (...) {
+    Unregister(type);
+    throw;
+  }
 }
 
 // The group that the type names, or else that of its row.

@@ -249,6 +249,7 @@ bool ArchiveEditor::Remove(ArchiveFile* file) {
 }
 
 bool ArchiveEditor::Rename(ArchiveFile* file, std::string_view name) {
+  std::string key = ArchiveTable::KeyOf(name);
   const Change change(*this);
   ArchiveChunkHead head;
   if (!change.Begun() || !MarkSuperseded()) return false;
@@ -257,7 +258,7 @@ bool ArchiveEditor::Rename(ArchiveFile* file, std::string_view name) {
   std::array<char, FilePath::kSize> field{};
   name.copy(field.data(), field.size() - 1);
   if (!WriteExactly(std::as_bytes(std::span(field)), file->row.offset - kEntrySize)) return false;
-  table_.Rename(file, name);
+  table_.Rename(file, name, std::move(key));
   return true;
 }
 

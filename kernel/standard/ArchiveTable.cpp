@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "kernel/standard/CodePage.h"
 
@@ -39,44 +41,56 @@ bool ArchiveTable::IsBlocked(std::string_view key) {
 }
 
 std::uint32_t ArchiveTable::Add(const ArchiveRow& row) {
+  std::string key = KeyOf(row.entry.name);
+  ArchiveFile* const other = Find(key);
+  if (other != nullptr && other->row.offset > row.offset) return row.offset;
+  // A place that is not filled is that of a file which is gone.
+  const std::size_t place = files_.size();
+  files_.emplace_back();
+  if (other != nullptr) {
+    const std::uint32_t unused = other->row.offset < row.offset ? other->row.offset : 0;
+    files_[place] = std::move(files_[other->place]);
+    other->place = place;
+    other->row = row;
+    return unused;
+  }
   auto file = std::make_unique<ArchiveFile>();
   file->row = row;
-  file->key = KeyOf(row.entry.name);
-  file->place = files_.size();
-  std::uint32_t unused = 0;
-  if (ArchiveFile* other = Find(file->key)) {
-    if (other->row.offset > row.offset) return row.offset;
-    if (other->row.offset < row.offset) unused = other->row.offset;
-    Remove(other);
-  }
-  files_.push_back(std::move(file));
-  Link(files_.back().get());
-  return unused;
-}
-
-void ArchiveTable::Remove(ArchiveFile* file) {
-  Unlink(file);
-  files_[file->place].reset();
-}
-
-void ArchiveTable::Rename(ArchiveFile* file, std::string_view name) {
-  std::string key = KeyOf(name);
-  Unlink(file);
-  FileEntry& entry = file->row.entry;
-  std::memset(entry.name, 0, sizeof entry.name);
-  std::memcpy(entry.name, name.data(), std::min(name.size(), sizeof entry.name - 1));
   file->key = std::move(key);
-  Link(file);
+  file->place = place;
+  Link(file.get());
+  files_[place] = std::move(file);
+  return 0;
 }
 
 void ArchiveTable::Link(ArchiveFile* file) {
   byKey_.emplace(file->key, file);
-  if (sorted_ != nullptr) sorted_->emplace(file->key, file);
+  try {
+    if (sorted_ != nullptr) sorted_->emplace(file->key, file);
+  } catch (const std::bad_alloc&) {
+    sorted_.reset();  // made again when it is needed
+  }
 }
 
-void ArchiveTable::Unlink(ArchiveFile* file) {
+void ArchiveTable::Remove(ArchiveFile* file) {
   byKey_.erase(file->key);
   if (sorted_ != nullptr) sorted_->erase(file->key);
+  files_[file->place].reset();
+}
+
+// The maps keep their nodes, so that nothing is allocated.
+void ArchiveTable::Rename(ArchiveFile* file, std::string_view name, std::string key) {
+  auto node = byKey_.extract(file->key);
+  auto sortedNode = sorted_ != nullptr ? sorted_->extract(file->key) : SortedFiles::node_type();
+  FileEntry& entry = file->row.entry;
+  std::memset(entry.name, 0, sizeof entry.name);
+  std::memcpy(entry.name, name.data(), std::min(name.size(), sizeof entry.name - 1));
+  file->key = std::move(key);
+  node.key() = file->key;
+  byKey_.insert(std::move(node));
+  if (sortedNode.empty()) return;
+  sortedNode.key() = file->key;
+  sorted_->insert(std::move(sortedNode));
 }
 
 const ArchiveFile* ArchiveTable::From(std::size_t place) const {

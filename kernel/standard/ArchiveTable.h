@@ -3,12 +3,14 @@
 // A key is the normalised name in lower case; of two files with one key the one that lies further
 // behind in the archive counts. Looking a key up costs the same however many files there are, and
 // chosen names cannot make it slow. The order by folders is made when a folder is first searched
-// and kept up from then on. Nothing is interned: names come from outside and the string pool never
-// shrinks. About half a kilobyte a file. Not thread-safe.
+// or a name is first asked whether it is blocked, and kept up from then on. Nothing is interned:
+// names come from outside and the string pool never shrinks. A change that finds no memory leaves
+// the files as they were. About half a kilobyte a file. Not thread-safe.
 
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -34,7 +36,7 @@ class ArchiveTable {
   std::size_t Count() const { return byKey_.size(); }
   void Reserve(std::size_t count);
   void Clear();
-  /// Null when there is none. Valid until that file is removed or replaced.
+  /// Null when there is none. Valid until that file is removed.
   ArchiveFile* Find(std::string_view key) const;
   /// True if a file has the name of one of the key's folders, or that of the key is a folder: no
   /// disk takes both.
@@ -43,8 +45,8 @@ class ArchiveTable {
   /// them that does not count, 0 for none.
   std::uint32_t Add(const ArchiveRow& row);
   void Remove(ArchiveFile* file);
-  /// Gives a file a name whose key no other file has.
-  void Rename(ArchiveFile* file, std::string_view name);
+  /// Gives a file a name, whose key no other file has.
+  void Rename(ArchiveFile* file, std::string_view name, std::string key);
 
   /// The first file at `place` or behind it; null at the end.
   const ArchiveFile* From(std::size_t place) const;
@@ -62,7 +64,6 @@ class ArchiveTable {
   using SortedFiles = std::map<std::string_view, ArchiveFile*, FolderOrder>;
 
   void Link(ArchiveFile* file);
-  void Unlink(ArchiveFile* file);
 
   std::vector<std::unique_ptr<ArchiveFile>> files_;  // null where one was removed
   std::unordered_map<std::string_view, ArchiveFile*, KeyedTextHash> byKey_;

@@ -189,10 +189,9 @@ bool CompressInto(NewFile& packed, Platform::FileHandle source) {
 }
 
 void CompressFile(Platform::FileHandle source, const std::string& path) {
-  NewFile packed(path);
+  NewFile packed(path, source);
   if (!packed.IsPending()) RaiseFileEx(kWriteFailed);
   if (!CompressInto(packed, source)) RaiseFileEx("ReadNext() Read failed");
-  Platform::CopyPermissions(source, packed.Handle());
   if (!packed.Flush() || !packed.Keep()) RaiseFileEx(kWriteFailed);
 }
 

@@ -57,19 +57,13 @@ constexpr std::string_view kEscaped = "nrtb\"/\\# `;=(){},:";
 constexpr std::string_view kEscapeMeans = "\n\r\t\b\"/\\# `;=(){},:";
 static_assert(kEscaped.size() == kEscapeMeans.size());
 
-int HexDigit(char c) {
-  if (IsDigit(c)) return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
-
 /// The low 32 bits of a number; false when `digits` is empty or holds anything but digits.
-bool ParseWrapping(std::string_view digits, int base, std::uint32_t& value) {
+bool ParseWrapping(std::string_view digits, std::uint32_t base, std::uint32_t& value) {
   value = 0;
   for (const char c : digits) {
-    const int digit = HexDigit(c);
-    if (digit < 0 || digit >= base) return false;
-    value = value * static_cast<std::uint32_t>(base) + static_cast<std::uint32_t>(digit);
+    const std::uint32_t digit = HexDigit(c);
+    if (digit >= base) return false;
+    value = value * base + digit;
   }
   return !digits.empty();
 }
@@ -240,10 +234,10 @@ ConfigToken ConfigScanner::TakeHex() {
       continue;
     }
     line_ += Peek() == '\n' ? 1 : 0;
-    const int high = HexDigit(Peek());
+    const std::uint32_t high = HexDigit(Peek());
     ++position_;
-    const int low = high < 0 || AtEnd() ? -1 : HexDigit(Peek());
-    if (low < 0) continue;
+    const std::uint32_t low = high > 15 || AtEnd() ? 16 : HexDigit(Peek());
+    if (low > 15) continue;
     buffer_.push_back(static_cast<char>(high << 4 | low));
     ++position_;
   }

@@ -125,7 +125,8 @@ class File : public KernelObject {
   [[nodiscard]] static bool Delete(const char* path);
   [[nodiscard]] static bool Rename(const char* from, const char* to);
   [[nodiscard]] static bool MakeFolder(const char* path);
-  /// Deletes a folder and all below it; true for one that is not there, with or without a prefix.
+  /// Deletes a folder and all below it; true for one that is not there. Below a substitution, false
+  /// also when none of its sources is there and may be changed.
   [[nodiscard]] static bool DeleteFolder(const char* path);
   [[nodiscard]] static bool SetReadOnly(const char* path, bool readOnly);
 

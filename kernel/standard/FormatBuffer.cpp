@@ -1,6 +1,7 @@
 #include "kernel/standard/FormatBuffer.h"
 
 #include <algorithm>
+#include <new>
 
 #include "kernel/BlockAllocator.h"
 #include "kernel/platform/Format.h"
@@ -23,6 +24,8 @@ FormatBuffer::FormatBuffer(const char* format, std::va_list arguments) {
       va_end(again);
       // An argument that another thread has lengthened meanwhile is cut.
       needed = std::min(needed, static_cast<int>(size) - 1);
+    } else {
+      lacksMemory_ = true;
     }
   }
   const bool fits = needed >= 0 && (text_ != inline_ || needed < static_cast<int>(sizeof(inline_)));
@@ -32,6 +35,10 @@ FormatBuffer::FormatBuffer(const char* format, std::va_list arguments) {
   }
   length_ = static_cast<std::uint32_t>(needed);
   result_ = needed;
+}
+
+void FormatBuffer::RaiseIfNoMemory() const {
+  if (lacksMemory_) throw std::bad_alloc();
 }
 
 FormatBuffer::~FormatBuffer() {

@@ -1,8 +1,8 @@
 // FormatBuffer: a temporary that holds one formatted text.
 //
 // Results of up to 1023 bytes live inside the object, so ordinary formatting allocates nothing.
-// A format that fails, or whose result reaches 32 MiB, gives the empty text. Numbers
-// print as in the "C" locale, whatever the host has set. Lives on one stack; not copied.
+// A format that fails, or whose result reaches 32 MiB or finds no memory, gives the empty text.
+// Numbers print as in the "C" locale, whatever the host has set. Lives on one stack; not copied.
 
 #pragma once
 
@@ -32,11 +32,14 @@ class FormatBuffer {
   std::span<char> Characters() { return {text_, length_}; }
   /// Length of the formatted text, or -1 when the text is empty because formatting failed.
   int Result() const { return result_; }
+  /// Raises std::bad_alloc when the text is empty for want of memory.
+  void RaiseIfNoMemory() const;
 
  private:
   char* text_ = inline_;
   std::uint32_t length_ = 0;
   int result_ = -1;
+  bool lacksMemory_ = false;
   char inline_[kInlineSize];
 };
 

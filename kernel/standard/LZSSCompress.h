@@ -14,20 +14,12 @@
 #include <memory>
 
 #include "kernel/standard/Compressor.h"
+#include "kernel/standard/LzssFormat.h"
 
 namespace Zef {
 
 class LzssEncoder;
 class LzssExpander;
-
-/// What reading a stream to its end found. Damage does not stop a reader that can go on.
-enum class LzssFinding {
-  Whole,
-  NoStream,        ///< empty, or the first byte names no window or level
-  CutShort,        ///< the last item is not there in full, or the end mark is missing
-  BeforeStart,     ///< a match reaches before the first byte (there stand zeros), or to itself
-  BytesBehindEnd,  ///< something follows the end mark
-};
 
 class LZSSCompress : public Compressor {
  public:

@@ -13,7 +13,6 @@
 #include <optional>
 
 #include "kernel/standard/AdaptiveHuffman.h"
-#include "kernel/standard/LZSSCompress.h"
 #include "kernel/standard/LzssFormat.h"
 
 namespace Zef {

@@ -9,9 +9,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "kernel/Containers.h"
+#include "kernel/standard/Compressor.h"
 #include "kernel/standard/LzssDecoder.h"
 
 namespace Zef {

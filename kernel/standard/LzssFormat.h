@@ -1,11 +1,23 @@
-// LzssFormat: numbers of the LZSS stream, for its writer and its readers.
+// LzssFormat: numbers of the LZSS stream, and what may be wrong with one, for its writer and its
+// readers.
 
 #pragma once
 
 #include <array>
 #include <cstdint>
 
-namespace Zef::Lzss {
+namespace Zef {
+
+/// What reading a stream to its end found. Damage does not stop a reader that can go on.
+enum class LzssFinding {
+  Whole,
+  NoStream,        ///< empty, or the first byte names no window or level
+  CutShort,        ///< the last item is not there in full, or the end mark is missing
+  BeforeStart,     ///< a match reaches before the first byte (there stand zeros), or to itself
+  BytesBehindEnd,  ///< something follows the end mark
+};
+
+namespace Lzss {
 
 enum class Coding : std::uint8_t { Stored, FlagWords, Huffman };
 
@@ -78,4 +90,6 @@ inline constexpr std::array<LengthSlot, 16> kLengthSlots = {{{0, 0},
                                                              {97, 5},
                                                              {129, 7}}};
 
-}  // namespace Zef::Lzss
+}  // namespace Lzss
+
+}  // namespace Zef

@@ -2,18 +2,31 @@
 
 #include <atomic>
 #include <cstdio>
+#include <new>
 #include <utility>
 
 #include "kernel/platform/System.h"
 
 namespace Zef {
 
-NewFile::NewFile(std::string place)
+NewFile::NewFile(std::string place, Platform::FileHandle model)
     : place_(std::move(place)), file_(CreateTemporaryBeside(place_, &name_)) {
-  if (!file_) name_.clear();
+  if (!file_) {
+    name_.clear();
+    return;
+  }
+  const Platform::OwnedFile old = Platform::OpenFile(place_, {});
+  if (old) model = old.Get();
+  if (model != Platform::kNoFile) Platform::CopyPermissions(model, file_.Get());
 }
 
-NewFile::~NewFile() { Drop(); }
+NewFile::~NewFile() {
+  try {
+    Drop();
+  } catch (const std::bad_alloc&) {
+    // The file stays under its temporary name.
+  }
+}
 
 bool NewFile::Append(const void* bytes, std::size_t size) {
   const std::int64_t done = Platform::WriteAt(file_.Get(), bytes, size, size_);

@@ -4,8 +4,9 @@
 //   if (!file.IsPending() || !file.Append(bytes, size) || !file.Flush() || !file.Keep()) ...
 //
 // Until Keep it lies beside its place under a name of its own, and it goes away unless it is kept;
-// so a writer that fails or is killed leaves what was there. Paths are of the system and taken
-// exactly. One thread an object.
+// so a writer that fails or is killed leaves what was there. It has the owner and the permissions
+// of what stands at its place before the first byte is written, so nobody reads what he might not
+// read there. Paths are of the system and taken exactly. One thread an object.
 
 #pragma once
 
@@ -19,7 +20,8 @@ namespace Zef {
 
 class NewFile {
  public:
-  explicit NewFile(std::string place);
+  /// `model` is an open file that gives the permissions where nothing stands.
+  explicit NewFile(std::string place, Platform::FileHandle model = Platform::kNoFile);
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;

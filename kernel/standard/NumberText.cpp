@@ -75,4 +75,17 @@ bool ScanInteger(const char*& text, const char* end, std::int32_t& value) {
   return true;
 }
 
+bool ScanDecimal(const char*& text, const char* end, std::int32_t& value) {
+  const char* at = text;
+  const bool negative = SkipSign(at, end);
+  if (at == end || !IsDigit(*at)) return false;
+  std::uint32_t number = 0;
+  for (; at != end && IsDigit(*at); ++at) {
+    number = number * 10 + static_cast<std::uint32_t>(*at - '0');
+  }
+  value = static_cast<std::int32_t>(negative ? 0u - number : number);
+  text = at;
+  return true;
+}
+
 }  // namespace Zef

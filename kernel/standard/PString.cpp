@@ -65,6 +65,7 @@ int PString::AppendFormat(const char* format, ...) {
   va_start(arguments, format);
   const FormatBuffer buffer(format, arguments);
   va_end(arguments);
+  buffer.RaiseIfNoMemory();
   InsertView(buffer.View(), Length());
   return buffer.Result();
 }
@@ -85,6 +86,7 @@ int PString::Format(const char* format, ...) {
   va_start(arguments, format);
   const FormatBuffer buffer(format, arguments);
   va_end(arguments);
+  buffer.RaiseIfNoMemory();
   *this = buffer.Length() == 0 ? PString() : PString(buffer.View());
   return buffer.Result();
 }

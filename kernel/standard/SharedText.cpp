@@ -6,7 +6,6 @@
 #include <new>
 
 #include "kernel/BlockAllocator.h"
-#include "kernel/platform/System.h"
 #include "kernel/standard/CodePage.h"
 #include "kernel/standard/FormatBuffer.h"
 #include "kernel/standard/PString.h"
@@ -106,6 +105,7 @@ int SharedText::AssignFormat(const char* format, ...) {
   va_start(arguments, format);
   const FormatBuffer buffer(format, arguments);
   va_end(arguments);
+  buffer.RaiseIfNoMemory();
   if (buffer.Length() == 0) {
     Replace(&empty_.record);
   } else {
@@ -119,6 +119,7 @@ int SharedText::AppendFormat(const char* format, ...) {
   va_start(arguments, format);
   const FormatBuffer buffer(format, arguments);
   va_end(arguments);
+  buffer.RaiseIfNoMemory();
   Append(buffer.View());
   return buffer.Result();
 }

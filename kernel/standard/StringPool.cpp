@@ -7,7 +7,6 @@
 
 #include "kernel/KernelBoot.h"
 #include "kernel/KeyedHash.h"
-#include "kernel/platform/System.h"
 #include "kernel/standard/EarlyInit.h"
 #include "kernel/standard/Log.h"
 

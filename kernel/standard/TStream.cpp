@@ -182,6 +182,7 @@ void TStream::Printf(const char* format, ...) {
   va_start(arguments, format);
   const FormatBuffer text(format, arguments);
   va_end(arguments);
+  text.RaiseIfNoMemory();
   if (text.Length() > 0) WriteRaw(text.Text(), text.Length());
 }
 

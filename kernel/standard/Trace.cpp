@@ -13,7 +13,19 @@ namespace {
 
 constinit std::atomic<TraceSink> traceSink = nullptr;
 
-bool IsControl(char c) { return (c >= 0 && c < 0x20) || c == 0x7F; }
+constexpr bool IsControl(char c) { return (c >= 0 && c < 0x20) || c == 0x7F; }
+
+/// The two bytes of U+0080 to U+009F, of which some terminals take commands, too.
+constexpr bool IsControlPair(char first, char second) {
+  return first == '\xC2' && (second & 0xE0) == 0x80;
+}
+
+void MaskControls(std::span<char> text) {
+  std::replace_if(text.begin(), text.end(), IsControl, '?');
+  for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+    if (IsControlPair(text[i], text[i + 1])) text[i] = text[i + 1] = '?';
+  }
+}
 
 }  // namespace
 
@@ -26,9 +38,7 @@ void Trace(const char* format, ...) {
   va_start(arguments, format);
   FormatBuffer text(format, arguments);
   va_end(arguments);
-  const std::span<char> line = text.Characters();
-  const std::size_t end = text.View().find_last_not_of("\r\n") + 1;
-  std::replace_if(line.begin(), line.begin() + static_cast<std::ptrdiff_t>(end), IsControl, '?');
+  MaskControls(text.Characters().first(text.View().find_last_not_of("\r\n") + 1));
   sink(text.Text());
 }
 

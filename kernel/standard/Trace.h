@@ -16,7 +16,8 @@ using TraceSink = void (*)(const char* line);
 /// Null drops the lines again.
 void SetTraceSink(TraceSink sink);
 
-/// Each control character within the text becomes '?'.
+/// Each byte of a control character within the text, U+0080 to U+009F in UTF-8 among them, becomes
+/// '?'.
 void Trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace Zef

@@ -142,6 +142,7 @@ TEST_F(DeleteTreeTest, BelowARootRefusesEveryWayOut) {
     EXPECT_FALSE(DeleteTreeBelow(folder_ / "root", path)) << path;
   }
   EXPECT_TRUE(DeleteTreeBelow(folder_ / "missing", "a")) << "it is gone";
+  EXPECT_FALSE(DeleteTreeBelow("", "a") || DeleteTreeBelow(std::string("r\0", 2), "a"));
   EXPECT_TRUE(Exists(folder_ / "root/a/b/file") && OutsideStands());
   EXPECT_TRUE(DeleteTreeBelow(folder_ / "root", "a//b\\"));
   EXPECT_TRUE(Exists(folder_ / "root/a") && !Exists(folder_ / "root/a/b"));

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kernel/standard/Exception.h"
+#include "kernel/standard/NewFile.h"
 #include "kernel/standard/Subst.h"
 #include "tests/support/TestFiles.h"
 
@@ -13,6 +14,7 @@ namespace {
 
 using namespace Test;
 using namespace Zef;
+namespace fs = std::filesystem;
 
 template <class Action>
 std::string ReasonOf(Action action) {
@@ -101,6 +103,20 @@ TEST(FileStream, FullDeviceRaisesAndStillCloses) {
   ASSERT_EQ(file.Open("/dev/full", 0x01), RES_OK);
   file.Write("small", 1, 5);
   EXPECT_EQ(ReasonOf([&] { file.Close(); }), "WriteBuffer(void) Writing failed");
+}
+
+TEST(NewFiles, HaveThePermissionsOfWhatTheyReplaceBeforeTheFirstByte) {
+  constexpr auto kPrivate = fs::perms::owner_read | fs::perms::owner_write;
+  const TempFolder folder;
+  const std::string place = folder.Put("place", "old");
+  fs::permissions(place, kPrivate);
+  NewFile file(place);
+  ASSERT_TRUE(file.IsPending());
+  EXPECT_EQ(fs::status(file.Name()).permissions(), kPrivate);
+  EXPECT_TRUE(file.Append("new", 3) && file.Keep());
+  EXPECT_EQ(fs::status(place).permissions(), kPrivate);
+  const Platform::OwnedFile model = Platform::OpenFile(place, {});
+  EXPECT_EQ(fs::status(NewFile(folder / "other", model.Get()).Name()).permissions(), kPrivate);
 }
 
 TEST(FileText, LinesEndInEveryWay) {

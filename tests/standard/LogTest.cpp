@@ -156,9 +156,9 @@ TEST_F(LogFixture, LinesOfAnyLengthArriveAndUnflushedOnesWait) {
 
 TEST_F(LogFixture, TakesEachTraceAsOneLine) {
   BeginFile("-LogDisplayModuleName=off -Log=Trace:displaymodulename=off");
-  Trace("renamed %s\r\n", "a\r\n! 1 Err\x1b[2J\x7F\xE9");
+  Trace("renamed %s\r\n", "a\r\n! 1 Err\x1b[2J\x7F\xC2\x9B\xC2\xA0");
   LogShutdown(true);
-  EXPECT_EQ(Lines(), "Begin:\r\nrenamed a?\?! 1 Err?[2J?\xE9\r\n");
+  EXPECT_EQ(Lines(), "Begin:\r\nrenamed a?\?! 1 Err?[2J??\?\xC2\xA0\r\n");
 }
 
 TEST_F(LogFixture, LinesOfThreadsStayWhole) {

@@ -27,8 +27,6 @@ struct Level {
   std::vector<std::string> folders;  // below this one, still to be removed
 };
 
-bool IsDots(std::string_view name) { return name == "." || name == ".."; }
-
 // Opens a folder for reading, giving its owner the rights to empty it.
 // Not that of another device: what is mounted there is somebody else's.
 OwnedFile OpenToEmpty(int parent, const char* name, dev_t device, Level* level) {
@@ -59,23 +57,18 @@ bool IsFolderEntry(int folder, const dirent& entry) {
 
 // Removes what is no folder and notes the folders.
 bool RemoveEntries(int folder, std::vector<std::string>* folders) {
-  const int copy = fcntl(folder, F_DUPFD_CLOEXEC, 0);
-  DIR* const list = copy >= 0 ? fdopendir(copy) : nullptr;
-  if (list == nullptr) {
-    if (copy >= 0) close(copy);
-    return false;
-  }
+  OwnedFile copy(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+  const FolderStream list(copy ? fdopendir(copy.Get()) : nullptr);
+  if (list) static_cast<void>(copy.Release());  // the stream's own from here on
   bool removed = true;
-  while (const dirent* entry = readdir(list)) {
-    if (IsDots(entry->d_name)) continue;
-    if (IsFolderEntry(folder, *entry)) {
-      folders->emplace_back(entry->d_name);
-    } else if (unlinkat(folder, entry->d_name, 0) != 0 && errno != ENOENT) {
+  const bool whole = VisitEntries(list, [&](const dirent& entry) {
+    if (IsFolderEntry(folder, entry)) {
+      folders->emplace_back(entry.d_name);
+    } else if (unlinkat(folder, entry.d_name, 0) != 0 && errno != ENOENT) {
       removed = false;
     }
-  }
-  closedir(list);
-  return removed;
+  });
+  return whole && removed;
 }
 
 bool IsSameFolder(int folder, dev_t device, ino_t serial) {
@@ -140,7 +133,8 @@ bool DeleteTree(const std::string& path) {
 
 bool DeleteTreeBelow(const std::string& root, const std::string& relative) {
   const std::string native = NativePath(relative);
-  if (native.empty() || native.front() == '/') return false;
+  const std::string top = NativePath(root);
+  if (top.empty() || native.empty() || native.front() == '/') return false;
   std::vector<std::string> names;
   for (std::size_t begin = 0; begin < native.size();) {
     const std::size_t end = std::min(native.find('/', begin), native.size());
@@ -148,7 +142,7 @@ bool DeleteTreeBelow(const std::string& root, const std::string& relative) {
     if (end > begin && IsDots(names.back())) return false;
     begin = end + 1;
   }
-  OwnedFile folder = OpenFolderAt(AT_FDCWD, NativePath(root).c_str(), O_PATH);
+  OwnedFile folder = OpenFolderAt(AT_FDCWD, top.c_str(), O_PATH);
   if (!folder) return errno == ENOENT;
   const std::string last = std::move(names.back());
   names.pop_back();

@@ -12,6 +12,7 @@
 #include <limits>
 
 #include "kernel/platform/FileSystem.h"
+#include "kernel/platform/LetterCase.h"
 #include "kernel/platform/posix/Posix.h"
 
 namespace Zef::Platform {

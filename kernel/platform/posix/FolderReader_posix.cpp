@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 
+#include "kernel/platform/LetterCase.h"
 #include "kernel/platform/posix/Posix.h"
 
 namespace Zef::Platform {
@@ -45,10 +46,6 @@ EntryKind KindOf(int folder, const dirent64& entry) {
     default:
       return EntryKind::Other;
   }
-}
-
-bool IsDots(const char* name) {
-  return name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0));
 }
 
 }  // namespace

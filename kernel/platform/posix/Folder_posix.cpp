@@ -12,6 +12,7 @@
 #include <mutex>
 
 #include "kernel/platform/FileSystem.h"
+#include "kernel/platform/LetterCase.h"
 #include "kernel/platform/posix/Posix.h"
 
 namespace Zef::Platform {
@@ -20,27 +21,16 @@ namespace {
 
 constexpr std::size_t kPathLimit = 4096;
 
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-
 bool LessFolded(const std::string& a, const std::string& b) {
   const int order = CompareFolded(a, b);
   return order != 0 ? order < 0 : a < b;
 }
 
-// Calls visit(name) for every entry but "." and "..".
+// Calls visit(name) for every entry.
 template <typename Visit>
 bool VisitFolder(const std::string& native, Visit visit) {
-  const std::unique_ptr<DIR, CloseFolder> folder(opendir(native.c_str()));
-  if (!folder) return false;
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(folder.get());  // the stream is this call's own
-    if (entry == nullptr) return errno == 0;
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") visit(name);
-  }
+  return VisitEntries(FolderStream(opendir(native.c_str())),
+                      [&](const dirent& entry) { visit(entry.d_name); });
 }
 
 bool EntryExists(const std::string& native) {
@@ -166,20 +156,6 @@ void AppendComponent(std::string* path, std::string_view component) {
 }
 
 }  // namespace
-
-int CompareFolded(std::string_view a, std::string_view b) {
-  const auto folded = [](char c) -> unsigned char {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte >= 'A' && byte <= 'Z' ? byte + ('a' - 'A') : byte;
-  };
-  const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < common; ++i) {
-    const unsigned char left = folded(a[i]);
-    const unsigned char right = folded(b[i]);
-    if (left != right) return left < right ? -1 : 1;
-  }
-  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
-}
 
 std::string NativePath(const std::string& path) {
   if (path.size() >= kPathLimit || path.find('\0') != std::string::npos) return {};

@@ -1,8 +1,12 @@
-// Posix: what the sources of this folder share: opening folders and the spelling of paths.
+// Posix: what the sources of this folder share: opening folders, their entries and the spelling of
+// paths.
 
 #pragma once
 
+#include <dirent.h>
+
 #include <cerrno>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -22,14 +26,27 @@ auto Uninterrupted(Call call) {
 /// zero byte, or 4096 bytes and more), which every system call then answers with "not found".
 std::string NativePath(const std::string& path);
 
-/// Below, at or above 0 as the ASCII-folded bytes of `a` come before, are, or come after those of
-/// `b`: the order of names in listings.
-int CompareFolded(std::string_view a, std::string_view b);
-inline bool EqualFolded(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && CompareFolded(a, b) == 0;
-}
-
 /// A folder opened as a starting point for calls relative to it. `flags` are further open flags.
 OwnedFile OpenFolderAt(int parent, const char* name, int flags);
+
+inline bool IsDots(std::string_view name) { return name == "." || name == ".."; }
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+using FolderStream = std::unique_ptr<DIR, CloseFolder>;
+
+/// Calls visit(dirent) for every entry but "." and "..". False when there is no folder, or it
+/// cannot be read to its end.
+template <typename Visit>
+bool VisitEntries(const FolderStream& folder, Visit visit) {
+  if (!folder) return false;
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(folder.get());  // the stream is the caller's own
+    if (entry == nullptr) return errno == 0;
+    if (!IsDots(entry->d_name)) visit(*entry);
+  }
+}
 
 }  // namespace Zef::Platform
