@@ -408,8 +408,11 @@ int RunArchiveRename(const ArchiveOptions& options, const CommonOptions& common)
   if (const std::string obstacle = archive.Obstacle(options.to); !obstacle.empty()) {
     return Fail(Quoted(options.archive) + ": " + obstacle + "; take another name");
   }
-  if (Zef::File::Rename(archive.Name(), options.from.c_str(), options.to.c_str())) {
-    return EndChange(archive, common, Quoted(options.from) + " is now " + Quoted(options.to));
+  Zef::FilePath to(options.to);
+  to.Normalise();
+  if (!StartsAtRoot(options.to) && !StartsAtRoot(to.View()) &&
+      Zef::File::Rename(archive.Name(), options.from.c_str(), to.Text())) {
+    return EndChange(archive, common, Quoted(options.from) + " is now " + Quoted(to.View()));
   }
   return Fail(Quoted(options.to) + (exists(options.to)
                                         ? " exists already; delete it first"

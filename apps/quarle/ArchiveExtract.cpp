@@ -80,6 +80,7 @@ std::string ExtractFolder::Prepare(const std::vector<std::string>& components, s
       return "the folder " + Quoted(path) + " cannot be made";
     }
     if (info.link) return Quoted(path) + " is a link";
+    if (isLast && info.regular && info.readOnly) return Quoted(path) + " is read-only";
     if (isLast ? !info.regular : !info.folder) {
       return Quoted(path) + (isLast ? " is no file" : " is no folder") + ", but must be one";
     }

@@ -37,7 +37,9 @@ bool CheckPlace(const std::string& path, MountedArchive::Access access) {
   const bool isEmpty = info.regular && info.size == 0;  // a create that was killed as it began
   if (creates) {
     return isEmpty || (info.regular && HasNoFiles(path)) ||
-           Refuse(path, "it exists already; take another name or quarle archive add");
+           Refuse(path,
+                  "it exists already; take another name or quarle archive add, or delete it if an "
+                  "interrupted create left it");
   }
   return !isEmpty || Refuse(path, "it is empty; quarle archive create makes it an archive");
 }
@@ -226,7 +228,12 @@ bool MountedArchive::Finish() {
 void MountedArchive::Discard() {
   Subst(name_, nullptr, false);
   source_ = nullptr;
-  static_cast<void>(Platform::DeleteFile(path_));
+  Platform::FileInfo info;
+  if (Platform::GetInfoNoFollow(path_, &info) && info.link) {
+    static_cast<void>(Platform::SetFileSize(lock_.Get(), 0));  // as what it leads to was
+  } else {
+    static_cast<void>(Platform::DeleteFile(path_));
+  }
 }
 
 bool MountedArchive::HasFolder(const std::string& name) const {

@@ -9,6 +9,7 @@
 #include "database/AssetFolder.h"
 #include "database/AssetWalk.h"
 #include "database/MUKAssetIndex.h"
+#include "kernel/platform/Terminal.h"
 
 namespace {
 
@@ -64,7 +65,9 @@ int RunAssetWork(const AssetOptions& options, const CommonOptions& common, const
   if (common.json) PrintJson(asset, done && written, result);
   PrintOutcome(asset.log, done, asset.failure, common);
   if (done && written && !common.json) {
-    if (!asset.answer.empty()) Print(Printable(asset.answer) + "\n");
+    // What a shell puts into another command has to lead there.
+    const bool isRead = Zef::Platform::IsTerminal(Zef::Platform::StandardStream::Output);
+    if (!asset.answer.empty()) Print((isRead ? Printable(asset.answer) : asset.answer) + "\n");
     if (!asset.summary.empty() && !common.quiet) Print(asset.summary + "\n");
   }
   return done && written ? kDone : kFailed;

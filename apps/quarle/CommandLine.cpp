@@ -36,7 +36,7 @@ void AddCommon(CLI::App& command, CommonOptions& common) {
       ->group(kCommonGroup);
   command
       .add_option("--log", common.log,
-                  "Keep a log of the run, and of its crash if it has one; FILE is emptied first")
+                  "Keep a log of the run, and of its crash if it has one, in place of an older log")
       ->check(kNotEmpty)
       ->type_name("FILE")
       ->group(kCommonGroup);

@@ -11,3 +11,16 @@ bool CopyFileWhole(const std::string& from, const std::string& to) {
   }
   return !in.Failed() && out.Commit(/*flush=*/true);
 }
+
+std::string Obstacle(const std::string& path) {
+  namespace Platform = Zef::Platform;
+  if (Platform::IsGone(path)) return {};
+  Platform::FileInfo info;
+  if (!Platform::GetInfo(path, &info)) {
+    return Platform::GetInfoNoFollow(path, &info)
+               ? "it is a link to nothing; delete it"
+               : "it may not be looked at; check the permissions of its folder";
+  }
+  if (!info.regular) return "it is no file; move it away";
+  return info.readOnly ? "it is read-only; make it writable" : "";
+}

@@ -51,12 +51,22 @@ bool HasContent(const std::string& root) {
   });
 }
 
-/// The first of the folders to look through that is there and may not be read, or nothing.
+/// Why the root, or one of the folders to look through, would be missed though it is there, or
+/// nothing.
 std::string ClosedArea(const std::string& root, bool archivesOnly) {
+  const auto closed = [](const std::string& folder) {
+    return "cannot read the folder " + Quoted(folder) + "; check its permissions";
+  };
+  if (!Platform::MayReadFolder(root)) return closed(root);
   for (const Area& area : kAreas) {
     if (archivesOnly && !area.inArchives) continue;
-    std::string folder = Platform::ResolveCase(root, area.name);
-    if (Platform::IsFolder(folder) && !Platform::MayReadFolder(folder)) return folder;
+    const std::string folder = Platform::ResolveCase(root, area.name);
+    Platform::FileInfo info;
+    if (Platform::IsFolder(folder)) {
+      if (!Platform::MayReadFolder(folder)) return closed(folder);
+    } else if (Platform::GetInfoNoFollow(folder, &info) && info.link) {
+      return Quoted(folder) + " is a link that leads to no folder; check that its disk is there";
+    }
   }
   return {};
 }
@@ -176,42 +186,73 @@ void ReportText(const Result& result, bool verbose) {
   }
 }
 
+/// Puts the index in the place of an older one. False, with the failure's line printed, when a copy
+/// of that or the index cannot be written. Where the older one still stands its copies go again.
+bool Keep(MUKAssetIndex& index, bool noBackup, Result& result) {
+  const IndexPlace place = PlaceOf(result.file);
+  Platform::FileInfo before;
+  const bool replaces = Platform::GetInfo(result.file, &before);
+  if (!noBackup) result.older = KeepOlderIndex(result.file, place.folder, place.isDatabase);
+  if (result.older.failed.empty() && index.Save(result.file, {.toDevice = true})) return true;
+  Platform::FileInfo after;
+  const bool stands = Platform::GetInfo(result.file, &after);
+  if (stands == replaces && after.IsSameFile(before)) DeleteCopies(result.older);
+  static_cast<void>(result.older.failed.empty()
+                        ? Fail("cannot write the index " + Quoted(result.file) +
+                               "; check that its folder may be written and has room")
+                        : Fail("cannot keep a copy of " + Quoted(result.older.failed) + " in " +
+                               Quoted(place.folder) +
+                               "; check that this folder may be written and has room, " +
+                               "or go without one by --no-backup"));
+  return false;
+}
+
 /// Whatever else is printed: the index is not what the folders hold then.
 void WarnOfUnreadable(const ScanReport& scan) {
-  const std::uint64_t count = scan.Count(ScanOutcome::Unreadable);
+  const std::uint64_t count =
+      scan.Count(ScanOutcome::Unreadable) + scan.Count(ScanOutcome::UnreadableConfig);
   if (count == 0) return;
   const auto first =
-      std::find_if(scan.messages.begin(), scan.messages.end(),
-                   [](const auto& message) { return message.outcome == ScanOutcome::Unreadable; });
-  Warn("the index lacks what is in " + Counted(count, "folder") + " that cannot be read" +
+      std::find_if(scan.messages.begin(), scan.messages.end(), [](const auto& message) {
+        return message.outcome == ScanOutcome::Unreadable ||
+               message.outcome == ScanOutcome::UnreadableConfig;
+      });
+  Warn("the index lacks what is in " + Counted(count, "folder") +
+       " that cannot be read, or whose config cannot" +
        (first == scan.messages.end() ? "" : ", such as " + Quoted(first->path)) +
-       "; check the permissions, and build anew");
+       "; check the permissions, and that no config is a link, and build anew");
+}
+
+std::string WhyNotScanned(const std::string& root, const IndexBuildOptions& options) {
+  if (root.empty() || !Platform::IsFolder(root)) {
+    return "there is no folder " + Quoted(options.root) + "; name the root of a product";
+  }
+  if (std::string closed = ClosedArea(root, options.archivesOnly); !closed.empty()) return closed;
+  if (HasContent(root)) return {};
+  return "no content in " + Quoted(options.root) +
+         ": it holds none of the folders world, trains, local and editing; name the folder that "
+         "does";
+}
+
+std::string WhyNotWritten(const std::string& file) {
+  const std::string folder = PlaceOf(file).folder;
+  if (!Platform::IsFolder(folder)) {
+    return "there is no folder " + Quoted(folder) + " for the index; make it first";
+  }
+  Platform::FileInfo info;
+  if (!Platform::GetInfo(file, &info) || (!info.folder && !info.readOnly)) return {};
+  return "cannot write the index " + Quoted(file) + ": it is " +
+         (info.folder ? "a folder; name a file" : "read-only; make it writable first");
 }
 
 }  // namespace
 
 int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common) {
   const std::string root = Platform::CanonicalPath(ExactPath(options.root));
-  if (root.empty() || !Platform::IsFolder(root)) {
-    return Fail("there is no folder " + Quoted(options.root) + "; name the root of a product");
-  }
-  if (!HasContent(root)) {
-    return Fail(
-        "no content in " + Quoted(options.root) +
-        ": it holds none of the folders world, trains, local and editing; name the folder that "
-        "does");
-  }
-  if (const std::string closed = ClosedArea(root, options.archivesOnly); !closed.empty()) {
-    return Fail("cannot read the folder " + Quoted(closed) + "; check its permissions");
-  }
   const std::string file = TargetOf(options);
-  const IndexPlace place = PlaceOf(file);
-  if (!Platform::IsFolder(place.folder)) {
-    return Fail("there is no folder " + Quoted(place.folder) + " for the index; make it first");
-  }
-  if (Platform::IsFolder(file)) {
-    return Fail("cannot write the index " + Quoted(file) + ": it is a folder; name a file");
-  }
+  std::string why = WhyNotScanned(root, options);
+  if (why.empty()) why = WhyNotWritten(file);
+  if (!why.empty()) return Fail(why);
   IndexOwner owner;
   if (!owner.Take(file, "end that, or write elsewhere by --out")) return kFailed;
   MUKAssetIndex index;
@@ -222,18 +263,7 @@ int RunIndexBuild(const IndexBuildOptions& options, const CommonOptions& common)
   for (const MUKAsset* record : index.AllRecords()) {
     ++result.classes[ClassName(record->category.View())];
   }
-  if (!options.noBackup) {
-    result.older = KeepOlderIndex(file, place.folder, place.isDatabase);
-  }
-  if (!result.older.failed.empty()) {
-    return Fail("cannot keep a copy of " + Quoted(result.older.failed) + " in " +
-                Quoted(place.folder) + "; check that this folder may be written and has room, " +
-                "or go without one by --no-backup");
-  }
-  if (!index.Save(file, {.toDevice = true})) {
-    return Fail("cannot write the index " + Quoted(file) +
-                "; check that its folder may be written and has room");
-  }
+  if (!Keep(index, options.noBackup, result)) return kFailed;
   owner.MarkChanged();
   if (common.json) {
     ReportJson(result);

@@ -16,7 +16,8 @@ constexpr const char* kLeftovers[] = {"cache/assets.mkx", "cache/assets.bku"};
 
 std::string FreeName(const std::string& file) {
   std::string name = file + ".bak";
-  for (unsigned number = 2; Platform::Exists(name); ++number) {
+  Platform::FileInfo info;
+  for (unsigned number = 2; Platform::GetInfoNoFollow(name, &info); ++number) {
     name = file + ".bak" + std::to_string(number);
   }
   return name;
@@ -60,4 +61,9 @@ OlderIndex KeepOlderIndex(const std::string& file, const std::string& folder, bo
   if (!isDatabase || !older.failed.empty() || (exists && Loads(file))) return older;
   if (const std::string leftover = Leftover(folder); !leftover.empty()) Copy(leftover, file, older);
   return older;
+}
+
+void DeleteCopies(OlderIndex& older) {
+  for (const std::string& copy : older.copies) static_cast<void>(Platform::DeleteFile(copy));
+  older.copies.clear();
 }

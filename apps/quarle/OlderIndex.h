@@ -20,3 +20,5 @@ bool HasLeftover(const std::string& folder);
 /// Copies `file`, if there is one, to a free name beside it. If it is the database of `folder` and
 /// does not load, also the file there that a start would recover from. Stops at the first failure.
 OlderIndex KeepOlderIndex(const std::string& file, const std::string& folder, bool isDatabase);
+/// Deletes the copies, for when what was copied still stands.
+void DeleteCopies(OlderIndex& older);

@@ -169,13 +169,18 @@ void PrintChange(const std::string& indexPath, const Plan& plan, bool dryRun) {
   PrintFolders(Counted(plan.folders.size(), "folder") + " of replaced assets " +
                    (dryRun ? "to delete" : "deleted"),
                plan.folders);
-  PrintFolders(Emphasised(Emphasis::Warning, "Not deleted") +
-                   ", for want of a permission or because the path leads out of the root",
-               plan.kept);
+  PrintFolders(Emphasised(Emphasis::Warning, "Not deleted whole"), plan.kept);
 }
 
 void PrintBackup(const std::string& backup) {
   if (!backup.empty()) Print("The index as it was: " + Quoted(backup) + "\n");
+}
+
+void WarnOfKept(const Plan& plan) {
+  if (plan.kept.empty()) return;
+  Warn(Counted(plan.kept.size(), "folder") + " of replaced assets not deleted whole, first " +
+       Quoted(plan.kept.front()) + ", for want of a permission or because the path leads out of " +
+       "the root");
 }
 
 void WarnOfCutSet(const Plan& plan) {
@@ -191,6 +196,7 @@ int Report(const std::string& indexPath, const Plan& plan, bool dryRun, const st
     PrintChange(indexPath, plan, dryRun);
     PrintBackup(backup);
   }
+  WarnOfKept(plan);
   WarnOfCutSet(plan);
   return kDone;
 }
@@ -204,6 +210,17 @@ int ReportNothingToDo(const std::string& indexPath, const Plan& plan, bool dryRu
   }
   WarnOfCutSet(plan);
   return kDone;
+}
+
+/// Copies the index. False, with the failure's line printed.
+bool KeepBackup(const std::string& indexPath, const std::string& backup) {
+  std::string why = Obstacle(backup);
+  if (Zef::Platform::IsSameFile(indexPath, backup)) why = "it is the index itself; delete the link";
+  if (why.empty() && CopyFileWhole(indexPath, backup)) return true;
+  if (why.empty()) why = "check that its folder may be written and has room";
+  static_cast<void>(Fail("cannot keep a copy of the index as " + Quoted(backup) + ": " + why +
+                         ", or go without one by --no-backup"));
+  return false;
 }
 
 /// The rename needs no room on a disk that may be full.
@@ -254,11 +271,7 @@ int RunPatch(const PatchOptions& options, const CommonOptions& common) {
   PluginHost plugin;
   if (!plugin.Load(options.plugin)) return kFailed;
   const std::string backup = options.noBackup ? std::string() : indexPath + kBackupSuffix;
-  if (!backup.empty() && !CopyFileWhole(indexPath, backup)) {
-    return Fail("cannot keep a copy of the index as " + Quoted(backup) +
-                "; check that its folder may be written and has room, or go without one by " +
-                "--no-backup");
-  }
+  if (!backup.empty() && !KeepBackup(indexPath, backup)) return kFailed;
   bool applied = false;
   bool loads = false;
   MUKAssetIndex saved;

@@ -14,6 +14,7 @@ constexpr std::size_t kPiece = 1u << 20;
 
 InputFile::InputFile(std::string path)
     : path_(std::move(path)), file_(OpenFile(path_, {.sharing = Sharing::DenyWrite})) {
+  if (IsOpen() && !IsRegularFile(file_.Get())) file_.Close();  // a device, which may have no end
   if (!IsOpen()) return;
   const std::int64_t size = FileSize(file_.Get());
   if (size > 0) size_ = static_cast<std::uint64_t>(size);

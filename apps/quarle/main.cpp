@@ -6,8 +6,10 @@
 #include <array>
 #include <exception>
 #include <functional>
+#include <span>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "apps/quarle/CommandLine.h"
@@ -319,8 +321,18 @@ std::string OptionAhead(const CLI::App& app) {
   return {};
 }
 
+/// What is wrong with such an option. The words behind a "--" go to the commands ahead, unless the
+/// last command has none of its names yet.
+std::string WhyNotAhead(const std::string& option, std::span<char* const> words) {
+  const auto mark = std::find(words.begin(), words.end(), std::string_view("--"));
+  if (std::find(mark, words.end(), option) == words.end()) {
+    return "Options go behind the command, " + Quoted(option) + " too";
+  }
+  return "'--' goes ahead of the first name, so that " + Quoted(option) + " counts as one";
+}
+
 /// Usage errors are one line of ours, with the way to the help of the command.
-int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
+int ReportParse(const CLI::App& app, const CLI::ParseError& error, std::span<char* const> words) {
   if (error.get_exit_code() == 0) {
     std::ostringstream text;
     static_cast<void>(app.exit(error, text, text));
@@ -344,7 +356,7 @@ int ReportParse(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<std::string> unknown = isOfCount ? at->remaining() : std::vector<std::string>();
   const std::string early = isOfCount && unknown.empty() ? OptionAhead(app) : std::string();
   if (!early.empty()) {
-    what = "Options go behind the command, " + Quoted(early) + " too";
+    what = WhyNotAhead(early, words);
   } else if (!unknown.empty() && unknown.front().starts_with('-')) {
     what = "There is no option " + Quoted(unknown.front());
     meant = MeantOption(*at, unknown.front());
@@ -399,7 +411,7 @@ int Run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return ReportParse(app, error);
+    return ReportParse(app, error, {argv, static_cast<std::size_t>(argc)});
   }
   const std::string& log = line.common.log;
   if (!log.empty() && !MayBecomeLog(log)) {

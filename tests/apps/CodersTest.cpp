@@ -92,6 +92,7 @@ TEST_F(Coders, DamageIsToldAndWritesNothing) {
       {"file unpack none", "'none': there is no such file"},
       {"file pack cfil", "'cfil': it is packed already"},
       {"file pack d", "'d': it is a folder"},
+      {"file pack /dev/null", "'/dev/null': it is no file"},
   };
   for (const auto& [arguments, said] : cases) {
     Fail(std::string(arguments) + " d/out", said);

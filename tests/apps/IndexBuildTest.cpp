@@ -35,6 +35,8 @@ TEST_F(IndexBuild, TakesInWhatItCanAndTellsTheRest) {
   Config("p/world/a/b/house2", kHouse);
   Config("p/world/a/b/null", "plid <NULL>\n");
   Write("p/world/a/b/stray.txt", "");
+  fs::create_directories(temp_ / "p/world/a/b/away");
+  fs::create_symlink("../house/config.txt", temp_ / "p/world/a/b/away/config.txt");
   fs::create_directories(temp_ / "p/world/a/b/empty");
   Config("p/local/shed", "plid <plid:9:1>\nkind scenery\nname Shed\n");
   Config("p/Editing/shed", "plid <plid:9:1>\nkind scenery\nname Shed\n");
@@ -44,11 +46,12 @@ TEST_F(IndexBuild, TakesInWhatItCanAndTellsTheRest) {
   const json report = built.Json();
   EXPECT_EQ(report["index"], "p/assets.mkx");
   EXPECT_EQ(report["records"], 2);
-  EXPECT_EQ(report["skipped"], 3);
+  EXPECT_EQ(report["skipped"], 4);
+  EXPECT_NE(built.err.find("whose config cannot, such as 'world/a/b/away'"), std::string::npos);
   const std::pair<const char*, int> outcomes[] = {
       {"found", 2}, {"merged", 1}, {"conflict", 1}, {"noIdentifier", 1}, {"noConfig", 1}};
   for (const auto& [name, count] : outcomes) EXPECT_EQ(report["outcomes"][name], count) << name;
-  EXPECT_EQ(report["messages"][0], json({{"folder", "world/a/b/empty"}, {"outcome", "noConfig"}}));
+  EXPECT_EQ(report["messages"][1], json({{"folder", "world/a/b/empty"}, {"outcome", "noConfig"}}));
   EXPECT_EQ(report["classes"][0], json({{"name", "Scenery"}, {"records", 2}}));
   EXPECT_EQ(report["backups"], json::array());
 
@@ -102,9 +105,10 @@ TEST_F(IndexBuild, KeepsEveryOlderIndexAndWhatACrashLeft) {
 
   Write("p/assets.mkx", "damaged");
   Write("p/cache/assets.mkx", "unfinished");
+  fs::create_symlink("nowhere", temp_ / "p/assets.mkx.bak3");
   EXPECT_EQ(Run("index build p --json").Json()["backups"],
-            json::array({"p/assets.mkx.bak3", "p/assets.mkx.bak4"}));
-  EXPECT_EQ(Read("p/assets.mkx.bak4"), Read("p/cache/assets.bku"));
+            json::array({"p/assets.mkx.bak4", "p/assets.mkx.bak5"}));
+  EXPECT_EQ(Read("p/assets.mkx.bak5"), Read("p/cache/assets.bku"));
   EXPECT_EQ(Run("index build p --json --out p/i.mkx").Json()["backups"], json::array());
 }
 
@@ -123,6 +127,12 @@ TEST_F(IndexBuild, RefusesInOneLineAndWritesNothing) {
   Write("p/assets.mkx", "whatever it is");
   fs::create_directories(temp_ / "void/worlds");
   fs::create_directories(temp_ / "taken.mkx");
+  Config("away/local/house", kHouse);
+  fs::create_symlink("/nowhere", temp_ / "away/world");
+  Write("fixed.mkx", "");
+  fs::permissions(temp_ / "fixed.mkx", fs::perms::owner_read);
+  Write("full.mkx", "");
+  fs::create_directories(temp_ / "full.mkx.saving");
   const std::set<std::string> before = Names();
   const struct {
     const char *arguments, *says;
@@ -131,6 +141,9 @@ TEST_F(IndexBuild, RefusesInOneLineAndWritesNothing) {
       {"missing", "no folder 'missing'", 1},
       {"p/assets.mkx", "no folder 'p/assets.mkx'", 1},
       {"void", "none of the folders world", 1},
+      {"away", "is a link that leads to no folder", 1},
+      {"p --out fixed.mkx", "it is read-only", 1},
+      {"p --out full.mkx", "cannot write the index 'full.mkx'", 1},
       {"p --out gone/i.mkx", "no folder 'gone/'", 1},
       {"p --out taken.mkx --no-backup", "cannot write the index 'taken.mkx'", 1},
       {"", "ROOT", 2},

@@ -52,6 +52,7 @@ TEST_F(Patching, DryRunSaysWhatPatchThenDoes) {
   EXPECT_EQ(done["stayed"], 5);
   EXPECT_EQ(done["replacedFolders"], nlohmann::json({"world/e"}));
   EXPECT_EQ(done["keptFolders"], nlohmann::json({"../old"}));
+  EXPECT_NE(patch.err.find("1 folder of replaced assets not deleted whole"), std::string::npos);
   for (const char* key : {"came", "went", "stayed", "setWhole"}) {
     EXPECT_EQ(planned[key], done[key]) << key;
   }
@@ -96,7 +97,10 @@ TEST_F(Patching, KeepsACopyOnlyIfToldTo) {
   Fail("patch there set", "is read-only");
   fs::permissions(temp_ / "there/assets.mkx", fs::perms::owner_all);
   fs::create_directories(temp_ / "there/assets.mkx.bak/x");
-  Fail("patch there set", "");
+  Fail("patch there set", "it is no file");
+  fs::remove_all(temp_ / "there/assets.mkx.bak");
+  fs::create_symlink("assets.mkx", temp_ / "there/assets.mkx.bak");
+  Fail("patch there set", "it is the index itself");
   EXPECT_EQ(Read("there/assets.mkx"), before);
   EXPECT_FALSE(fs::exists(temp_ / "there/assets.mkx.bak.tmp"));
 }
@@ -177,11 +181,19 @@ TEST_F(Patching, ADiffThatFailsLeavesTheOlderSetAndNoFolder) {
   fs::permissions(temp_ / "set/data/assets.mkx.MUKDel", fs::perms::owner_read);
   Fail("diff old new set", "is read-only");
   fs::permissions(temp_ / "set/data/assets.mkx.MUKDel", fs::perms::owner_all);
+  const Outcome second = Shell("flock set/data/unfinished.lock " QUARLE_PATH " diff old new set");
+  EXPECT_NE(second.err.find("another program makes a set in"), std::string::npos) << second.err;
   EXPECT_FALSE(fs::exists(temp_ / "set/data/unfinished"));
   EXPECT_NE(Run("diff old new set" + fails, "FAKE_PLUGIN=crash").status, 0);
   EXPECT_EQ(Run("set show set --json").Json()["deletions"].size(), 4u);
   EXPECT_EQ(Run("diff old new set --json").Json()["deletions"], 2);
   EXPECT_EQ(Run("set check set").status, 0);
+  EXPECT_FALSE(fs::exists(temp_ / "set/data/unfinished.lock"));
+  const fs::path part = temp_ / "set/data/assets.mkx.MUKDel";
+  EXPECT_EQ(fs::status(part).permissions(), fs::perms::owner_all);
+  fs::rename(part, temp_ / "part");
+  fs::create_symlink(temp_ / "part", part);
+  Fail("diff old new set", "it is a link");
 }
 
 TEST_F(Patching, ADiffOfWhatIsNotBuiltInSaysSo) {

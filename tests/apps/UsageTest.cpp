@@ -22,6 +22,8 @@ TEST_F(Usage, WrongCommandLinesAreStatus2AndOneLine) {
       {"diff a b", "OUT"},
       {"diff a b ''", "must not be empty"},
       {"diff a b c d", "d"},
+      {"--json diff a b c", "behind the command, '--json' too"},
+      {"plid 1:2 -- -x", "ahead of the first name"},
       {"patch a b --frob", "no option '--frob'"},
       {"asset edit --frob", "no option '--frob'"},
       {"package extract none.kpx --asset foo", "'foo' is no asset identifier"},
