@@ -87,6 +87,7 @@ const char* Commit::Run(std::string& reason) {
   if (!record_.Has(AssetFlag::PermitCommit)) return "$muk_commit_perm";
   ClearLostEditPath(work_, record_, false);
   if (record_.editPath.IsEmpty()) return "$muk_commit_open_for_edit";
+  if (!work_.BeginDiskChange()) return "$muk_database_error";
   working_ = EditPlace(work_.root, record_);
   if (!FindTarget()) return "$muk_commit_database_error";
   const char* failure = FaultOfFiles();
@@ -116,7 +117,6 @@ const char* Commit::Run(std::string& reason) {
 bool Commit::FindTarget() {
   target_ = FindCommitTarget(work_, record_);
   if (!target_.isNew) return true;
-  work_.MarkChanged();
   madeFolder_ = MakeAssetFolder(work_.root, kLocalArchive, "content ");
   target_.place.path = work_.root + "/" + madeFolder_;
   work_.Step("commit: folder made");
@@ -134,7 +134,6 @@ std::string Commit::PutInPlace() {
   if (target_.place.path.empty()) return "the path of their folder leads nowhere";
   if (target_.isShared) return "the folder they go to holds that of another asset";
   if (Overlap(working_, target_.place)) return "their folder and the one they go to overlap";
-  work_.MarkChanged();
   work_.Step("commit: files checked");
   hasMoved_ = MoveInPlace();
   AssetWalkFault fault;

@@ -19,7 +19,7 @@ namespace {
 bool Delete(const AssetOperation& work, const MUKAsset& record, const AssetPlace& named) {
   const AssetPlace place = OnDisk(work.root, named, true);
   if (place.IsNowhere() || (!place.subst.IsNull() && IsFolderGone(place))) return true;
-  work.MarkChanged();
+  if (!work.BeginDiskChange()) return false;
   work.Step("delete: before the folder");
   if (ClaimsOfOthers(work.root, work.index, record, place).Any()) return true;
   const bool isGone =

@@ -43,7 +43,7 @@ const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wants
   // Its user may have deleted it, or never put anything in.
   ClearLostEditPath(work, record, true);
   if (!record.editPath.IsEmpty()) return nullptr;
-  work.MarkChanged();
+  if (!work.BeginDiskChange()) return "$muk_database_error";
   const std::string folder =
       MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
   if (folder.empty()) return "$muk_open_file_error";

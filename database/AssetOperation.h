@@ -23,8 +23,9 @@ struct AssetOperation {
   void Step(const char* step) const {
     if (settings.stepObserver != nullptr) settings.stepObserver(step);
   }
-  /// To be called before anything is changed on disk: from then on the next start looks at the
-  /// folders, unless the database was written in between.
+  /// To be asked before anything is changed on disk: from then on the next start looks at the
+  /// folders, unless the database was written in between. False: nothing may be changed.
+  [[nodiscard]] bool BeginDiskChange() const { return database.BeginDiskChange(); }
   void MarkChanged() const { database.MarkChanged(kChangeGeneral); }
   bool Verify(MUKAsset& record) const { return services.Verify(index, record); }
 

@@ -227,6 +227,7 @@ Database::Source Database::LoadFiles() {
   {
     const std::lock_guard state(stateLock_);
     mainStands_ = false;
+    backUpFrom_ = 0;
   }
   main = files_.LoadMain(index_);
   files_.Step("load: database tried");
@@ -276,9 +277,10 @@ void Database::Rebuild() {
 void Database::Write() {
   // An index that stands for no file must not replace one.
   if (!initialised_ || !loaded_) return;
+  bool stood = false;
   {
     const std::lock_guard state(stateLock_);
-    mainStands_ = false;
+    stood = std::exchange(mainStands_, false);
     dirty_ = false;
   }
   bool written = false;
@@ -291,7 +293,8 @@ void Database::Write() {
   } catch (...) {  // NOLINT(bugprone-empty-catch): not written, and tried again
   }
   const std::lock_guard state(stateLock_);
-  mainStands_ = written;
+  mainStands_ = written || (stood && files_.MainExists());
+  if (written) backUpFrom_ = 0;
   stamp_ = files_.MainStamp();
   if (dirty_ && written) {
     Zef::Trace("MUKInternalWriteDatabase> asset cache marked changed during write operation\n");
@@ -318,7 +321,10 @@ void Database::BackUpLocked() {
   // A file that was neither loaded nor written whole must not take the place of a backup. While
   // a load or write is at work none stands, and its end does what changes ask for.
   if (!mainStands_) return;
-  mainStands_ = !files_.BackUp();  // the next change tries again
+  const double now = GetClock().Seconds();
+  if (now < backUpFrom_) return;
+  mainStands_ = !files_.BackUp();
+  if (mainStands_) backUpFrom_ = now + kBackUpPause;  // a later change tries again
   stamp_ = files_.MainStamp();
 }
 
@@ -330,6 +336,12 @@ void Database::MarkChanged(std::uint32_t mask) {
   dirty_ = true;
   BackUpLocked();
   changeMask_ |= mask;
+}
+
+bool Database::BeginDiskChange() {
+  MarkChanged(kChangeGeneral);
+  const std::lock_guard state(stateLock_);
+  return !mainStands_;
 }
 
 void Database::BeforeSave() { settings_.services->RefreshBaseId(); }

@@ -66,6 +66,7 @@ void MUKInternalWriteDatabase();
 class Database final : public IndexHost {
  public:
   static constexpr double kQuietSeconds = 10.0;
+  static constexpr double kBackUpPause = 1.0;  ///< behind an attempt that failed, in seconds
 
   /// The process's database, running or not.
   static Database& Get();
@@ -86,6 +87,9 @@ class Database final : public IndexHost {
 
   void Touch() override;
   void MarkChanged(std::uint32_t mask) override;
+  /// Marks a change that is about to be made on disk. False while "assets.mkx" cannot be moved
+  /// away: no start would look for what a crash leaves half done, so nothing may be changed there.
+  [[nodiscard]] bool BeginDiskChange();
   void BeforeSave() override;
   std::int64_t UnixTime() override;
   std::vector<PLID> ReadObsoleteList(const MUKAsset& asset) override;
@@ -151,5 +155,6 @@ class Database final : public IndexHost {
   std::atomic<std::uint32_t> changeMask_{0};
   std::mutex stateLock_;     // guards the transitions of dirty_, and what follows
   bool mainStands_ = false;  // "assets.mkx" was loaded or written whole, and not moved since
+  double backUpFrom_ = 0;    // no attempt to move it before that time
   DatabaseFiles::Stamp stamp_;
 };

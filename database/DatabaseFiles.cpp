@@ -5,6 +5,7 @@
 
 #include "database/MUKAssetIndex.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/platform/FolderWriter.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
@@ -77,6 +78,8 @@ DatabaseFiles::Stamp DatabaseFiles::MainStamp() const {
   return {info.device, info.serial, info.size, info.written};
 }
 
+bool DatabaseFiles::MainExists() const { return enabled_ && Exists(Main()); }
+
 DatabaseFiles::Outcome DatabaseFiles::Load(MUKAssetIndex& index, const std::string& path) const {
   IndexLoadReport report;
   if (index.Load(path, &report)) return Outcome::Loaded;
@@ -93,7 +96,8 @@ DatabaseFiles::Outcome DatabaseFiles::Load(MUKAssetIndex& index, const std::stri
   return SetAside(path) ? Outcome::NotWhole : Outcome::Unreadable;
 }
 
-DatabaseFiles::Outcome DatabaseFiles::LoadMain(MUKAssetIndex& index) const {
+DatabaseFiles::Outcome DatabaseFiles::LoadMain(MUKAssetIndex& index) {
+  isSavedUnnamed_ = false;
   return enabled_ ? Load(index, Main()) : Outcome::NotWhole;
 }
 
@@ -112,26 +116,28 @@ DatabaseFiles::Outcome DatabaseFiles::LoadLeftover(MUKAssetIndex& index) const {
 }
 
 bool DatabaseFiles::BackUp() const {
-  if (!enabled_ || !Exists(Main())) return true;
-  static_cast<void>(Zef::File::MakeFolder(Path("cache").c_str()));
+  if (!MainExists()) return true;
+  MakeCache();
   Step("backup: folder made");
-  Delete(Temporary());
+  if (!isSavedUnnamed_) Delete(Temporary());
   Step("backup: unfinished write deleted");
   Delete(Backup());
   Step("backup: old backup deleted");
   const bool isMoved = Rename(Main(), Backup());
   if (!isMoved) Zef::Trace("BackUp> cannot move \"%s\" away\n", Main().c_str());
   Step("backup: renamed");
-  FlushFolders();
+  if (isMoved) FlushFolders();
   return isMoved;
 }
 
-bool DatabaseFiles::Write(MUKAssetIndex& index) const {
+bool DatabaseFiles::Write(MUKAssetIndex& index) {
   if (!enabled_) return true;
-  static_cast<void>(Zef::File::MakeFolder(Path("cache").c_str()));
+  MakeCache();
   Step("write: folder made");
   // The file of an earlier attempt may be all there is: the save replaces it when it is whole.
-  if (!index.Save(Temporary(), {.toDevice = true})) return false;
+  const std::string model = MainExists() ? Main() : Backup();
+  if (!index.Save(Temporary(), {.toDevice = true, .rightsOf = model})) return false;
+  isSavedUnnamed_ = true;
   FlushFolders();
   Step("write: saved");
   if (Exists(Main()) && !Delete(Main())) {
@@ -143,6 +149,7 @@ bool DatabaseFiles::Write(MUKAssetIndex& index) const {
                Main().c_str());
     return false;
   }
+  isSavedUnnamed_ = false;
   FlushFolders();
   Step("write: renamed");
   return true;
@@ -157,6 +164,12 @@ void DatabaseFiles::RemoveEmptyEditFolders() const {
     // Fails for whatever has entries or is no folder.
     static_cast<void>(Zef::Platform::RemoveEmptyFolder(folder + name));
   }
+}
+
+void DatabaseFiles::MakeCache() const {
+  const std::string cache = Path("cache");
+  static_cast<void>(plain_ ? Zef::Platform::MakeFoldersAsAbove(cache)
+                           : Zef::File::MakeFolder(cache.c_str()));
 }
 
 void DatabaseFiles::FlushFolders() const {

@@ -43,13 +43,14 @@ class DatabaseFiles {
   bool Enabled() const { return enabled_; }
   /// Default values while there is no "assets.mkx".
   Stamp MainStamp() const;
+  bool MainExists() const;
 
   /// NotWhole: missing or damaged, and so nobody's loss. Unreadable: there, but the system did not
   /// let it be opened; it may be whole and must stay.
   enum class Outcome { Loaded, NotWhole, Unreadable };
 
   /// Loads "assets.mkx".
-  [[nodiscard]] Outcome LoadMain(MUKAssetIndex& index) const;
+  [[nodiscard]] Outcome LoadMain(MUKAssetIndex& index);
   /// Loads what a crash left: the file that was being written if it is whole, which then
   /// becomes the backup, else the backup.
   [[nodiscard]] Outcome LoadLeftover(MUKAssetIndex& index) const;
@@ -57,7 +58,7 @@ class DatabaseFiles {
   [[nodiscard]] bool BackUp() const;
   /// Writes the index and makes it "assets.mkx". False with a backup or the written file in
   /// place, to be tried again.
-  [[nodiscard]] bool Write(MUKAssetIndex& index) const;
+  [[nodiscard]] bool Write(MUKAssetIndex& index);
   /// Removes folders without entries from "editing".
   void RemoveEmptyEditFolders() const;
 
@@ -71,10 +72,13 @@ class DatabaseFiles {
   std::string Temporary() const { return Path("cache/assets.mkx"); }
   std::string Backup() const { return Path("cache/assets.bku"); }
   Outcome Load(MUKAssetIndex& index, const std::string& path) const;
+  void MakeCache() const;
   void FlushFolders() const;
 
   std::string root_;  // with a closing separator
   bool enabled_ = false;
   bool plain_ = false;  // a folder of the system, not a substitution
+  // The file being written is whole, and newer than the others: its rename failed.
+  bool isSavedUnnamed_ = false;
   StepObserver observer_ = nullptr;
 };

@@ -18,8 +18,11 @@
 #include "kernel/standard/File.h"
 #include "kernel/standard/FileSub.h"
 #include "kernel/standard/TStream.h"
+#include "kernel/standard/Trace.h"
 
 namespace {
+
+namespace Platform = Zef::Platform;
 
 constexpr std::int64_t kLengthOffset = 8;
 constexpr std::uint64_t kLargestFile = 0xFFFFFFFF;
@@ -45,18 +48,28 @@ bool ReadImage(Zef::File& file, std::size_t size, LargeBlock& image) {
   }
 }
 
-/// Gives a finished file the name without its suffix, and the owner and the permissions of what
-/// stands there, unless that is read-only.
-bool ReplaceOld(const Zef::File& file) {
-  namespace Platform = Zef::Platform;
-  const std::string target(file.Name(), 0, file.Name().size() - kSavingSuffix.size());
-  Platform::FileInfo info;
-  if (Platform::GetInfo(target, &info)) {
-    if (info.readOnly || info.folder) return false;
-    const Platform::OwnedFile old = Platform::OpenFile(target, {});
-    if (old) Platform::CopyPermissions(old.Get(), file.Origin().handle);
+/// Opens the file of a save, empty. What a killed one left under its name does not stay in the way.
+bool OpenToSave(const std::string& name, Zef::File& file) {
+  Platform::FileInfo stale;
+  if (Platform::GetInfoNoFollow(name, &stale) && stale.link && !Platform::DeleteFile(name)) {
+    return false;
   }
-  return Platform::Replace(file.Name(), target);
+  if (file.Open(name.c_str(), Zef::FileMode::kCreateWrite) == Zef::RES_OK) return true;
+  // Another user's may not be written to. It is locked as long as a save is at work on it.
+  const Platform::OwnedFile left =
+      Platform::OpenFile(name, {.sharing = Platform::Sharing::DenyAll});
+  if (left && Platform::DeleteFile(name) &&
+      file.Open(name.c_str(), Zef::FileMode::kCreateWrite) == Zef::RES_OK) {
+    return true;
+  }
+  Zef::Trace("MUKAssetIndex::Save> cannot write \"%s\"\n", name.c_str());
+  return false;
+}
+
+/// Gives a file, before it holds anything, the owner and the permissions of another one.
+void TakeRights(const Zef::File& file, const std::string& model) {
+  const Platform::OwnedFile opened = Platform::OpenFile(model, {});
+  if (opened) Platform::CopyPermissions(opened.Get(), file.Origin().handle);
 }
 
 /// Collects bytes and hands them to a file in large spans.
@@ -180,32 +193,36 @@ void MUKAssetIndex::ReadStation(Zef::ByteReader& in) {
   }
 }
 
-bool MUKAssetIndex::Save(const std::string& path, IndexSaveOptions options) {
-  if (host_ != nullptr) host_->BeforeSave();
+bool MUKAssetIndex::Save(const std::string& path, const IndexSaveOptions& options) {
   std::string temporary;
   Zef::File file;
   try {
+    if (host_ != nullptr) host_->BeforeSave();
     // A link stays a link: what it leads to is replaced.
-    const std::string real = Zef::Platform::CanonicalPath(path);
-    const std::string name = (real.empty() ? path : real) + std::string(kSavingSuffix);
-    Zef::Platform::FileInfo stale;
-    if (Zef::Platform::GetInfoNoFollow(name, &stale) && stale.link &&
-        !Zef::Platform::DeleteFile(name)) {
-      return false;
-    }
-    if (file.Open(name.c_str(), Zef::FileMode::kCreateWrite) != Zef::RES_OK) return false;
+    const std::string real = Platform::CanonicalPath(path);
+    if (!OpenToSave((real.empty() ? path : real) + std::string(kSavingSuffix), file)) return false;
     const Zef::FileSub* const source = file.Origin().source;
     if (source != nullptr && !source->IsKind(Zef::FileSubKind::Folder)) {
       file.Abandon();  // an archive has no step that replaces
       return false;
     }
     temporary = file.Name();
+    const std::string target(temporary, 0, temporary.size() - kSavingSuffix.size());
+    const bool isOwnModel = options.rightsOf.empty();
+    TakeRights(file, isOwnModel ? target : options.rightsOf);
+    Platform::FileInfo old;
+    const bool mayReplace = !isOwnModel || !Platform::GetInfo(target, &old) || !old.readOnly;
     // The file stays open, and so locked, until it has its name: nobody else's save cuts it.
-    if (WriteTables(file, options.toDevice) && ReplaceOld(file)) return true;
+    if (mayReplace && WriteTables(file, options.toDevice) && Platform::Replace(temporary, target)) {
+      return true;
+    }
   } catch (...) {  // NOLINT(bugprone-empty-catch): reported below, the old file still stands
   }
-  // Before the file is closed, and another save may lock its own under this name.
-  if (!temporary.empty()) static_cast<void>(Zef::Platform::DeleteFile(temporary));
+  try {
+    // Before the file is closed, and another save may lock its own under this name.
+    if (!temporary.empty()) static_cast<void>(Platform::DeleteFile(temporary));
+  } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the next save empties it
+  }
   return false;
 }
 

@@ -45,6 +45,9 @@ struct IndexLoadOptions {
 
 struct IndexSaveOptions {
   bool toDevice = false;  ///< wait for the content before and after the length is set
+  /// The file whose owner and permissions the new one gets. Empty: the one it replaces, which may
+  /// then not be read-only.
+  std::string rightsOf{};
 };
 
 class MUKAssetIndex {
@@ -63,9 +66,9 @@ class MUKAssetIndex {
   [[nodiscard]] bool Load(const std::string& path, IndexLoadReport* report = nullptr,
                           IndexLoadOptions options = {});
   /// Writes the index file; its length word comes last, so a file with a good length was written
-  /// to its end. False, with the old file as it was, when it could not be written whole; an index
-  /// of 4 GiB and more cannot.
-  [[nodiscard]] bool Save(const std::string& path, IndexSaveOptions options = {});
+  /// to its end. False, with the old file as it was, when it could not be written whole, for want
+  /// of memory too; an index of 4 GiB and more cannot.
+  [[nodiscard]] bool Save(const std::string& path, const IndexSaveOptions& options = {});
 
   /// The record of an identifier, or null. With duplicates the first that arrived.
   MUKAsset* Find(const PLID& id) const;

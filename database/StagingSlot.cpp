@@ -8,6 +8,7 @@
 
 #include "database/ConfinedMove.h"
 #include "database/FolderSweep.h"
+#include "kernel/platform/FolderWriter.h"
 #include "kernel/platform/System.h"
 #include "kernel/standard/Trace.h"
 
@@ -145,7 +146,7 @@ std::string RubbishPath(const std::string& root) {
   constexpr std::uint64_t kLeast = 1'000'000'000;
   if (!Zef::Platform::IsRooted(root)) return {};
   const std::string temp = TempFolder(root);
-  if (!Zef::Platform::MakeFolders(temp)) return {};
+  if (!Zef::Platform::MakeFoldersAsAbove(temp)) return {};
   return temp + "/" + std::string(kPrefix) +
          std::to_string(kLeast + Zef::Platform::RandomWord() % kLeast);
 }

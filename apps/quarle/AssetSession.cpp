@@ -36,7 +36,8 @@ bool IsProduct(const std::string& root) {
 
 std::string Unwritten(const std::string& root) {
   return "cannot write the database in " + Quoted(root) +
-         "; see that its disk has room and that you may write there";
+         "; see that its disk has room and that you may write there, and to what its folder cache "
+         "holds";
 }
 
 /// Shows what a start waits for: the load, or another process. Where no progress is shown, a
@@ -131,8 +132,7 @@ bool AssetSession::Open() {
 
 bool AssetSession::OpenForWork() {
   if (!Open()) return false;
-  Database::Get().MarkChanged(kChangeGeneral);
-  if (!Platform::Exists(Platform::ResolveCase(Root(), "assets.mkx"))) return true;
+  if (Database::Get().BeginDiskChange()) return true;
   End();
   static_cast<void>(Fail(Unwritten(named_) + "; nothing was changed"));
   return false;

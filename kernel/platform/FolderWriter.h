@@ -5,6 +5,8 @@
 // for. A name is one component; separators, "." and ".." are the caller's to bar.
 //
 // A writer may be shared by threads that make different entries.
+//
+// Beside it: making folders in which the users of the one above may work as they do there.
 
 #pragma once
 
@@ -34,5 +36,9 @@ class FolderWriter {
 
   OwnedFile handle_;
 };
+
+/// MakeFolders; if the last one is the only one missing, it gets the owner, group and permissions
+/// of the folder it lies in, as far as the system lets this process.
+[[nodiscard]] bool MakeFoldersAsAbove(const std::string& path);
 
 }  // namespace Zef::Platform

@@ -1,7 +1,13 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <vector>
 
+#include "database/AssetEdit.h"
 #include "database/ContentServices.h"
+#include "database/StagingSlot.h"
+#include "environment/ResultsLog.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "kernel/standard/Trace.h"
@@ -131,6 +137,57 @@ TEST_F(DatabaseTest, TriesAgainWhenAWriteFails) {
   fs::remove_all(folder_ / kMain);
   MUKShutdown();
   EXPECT_EQ(Stored(kMain), "a b c ");
+}
+
+// The file calls the database clean, so nothing that a start must find may happen.
+TEST_F(DatabaseTest, ChangesNothingOnDiskWhileItsFileCannotBeMovedAway) {
+  static std::string main;
+  static int attempts;
+  main = folder_ / kMain;
+  attempts = 0;
+  settings_.stepObserver = [](const char* step) {
+    if (std::string_view(step) == "backup: renamed") ++attempts;
+    if (std::string_view(step) == "write: old file deleted") WriteWholeFile(main, "in the way");
+  };
+  Lay(kMain, "a");
+  WriteWholeFile(folder_ / "cache", "in the way");
+  Start();
+  AddRecord({2, 1, 0}, "b");
+  { MUKLock(true), MUKInternalWriteDatabase(); }
+  EXPECT_EQ(attempts, 1);
+  clock_.Advance(1);
+  ResultsLog log;
+  EXPECT_TRUE(MUKOpenAsset({2, 1, 0}, true, &log).IsNull());
+  EXPECT_EQ(log.Entries().back().text, "$muk_database_error");
+  EXPECT_EQ(attempts, 2) << "also behind a write that failed";
+  EXPECT_FALSE(fs::exists(folder_ / "editing"));
+  fs::remove(folder_ / "cache");
+  { MUKLock(true), MUKInternalWriteDatabase(); }
+  EXPECT_EQ(Files(), "mt");
+  clock_.Advance(1);
+  EXPECT_FALSE(MUKOpenAsset({2, 1, 0}, true, &log).IsNull());
+  EXPECT_EQ(Files(), "tb");
+  EXPECT_EQ(Stored(kTemporary), "a b ") << "which is newer than what was moved away";
+}
+
+TEST_F(DatabaseTest, KeepsTheOwnersAndThePermissions) {
+  Lay(kMain, "a");
+  fs::permissions(folder_.Path(), fs::perms{0770});
+  fs::permissions(folder_ / kMain, fs::perms{0640});
+  for (const std::string& path : {folder_.Path().string(), folder_ / kMain}) {
+    ASSERT_TRUE(geteuid() != 0 || chown(path.c_str(), 65534, 65534) == 0);
+  }
+  Start();
+  EXPECT_NE(RubbishPath(folder_.Path()), "");
+  EXPECT_FALSE(MUKOpenAsset({1, 0, 0}, true, nullptr).IsNull());
+  EXPECT_FALSE(MUKCreateNew(PLID()).IsNull());
+  MUKShutdown();
+  for (const char* name : {kMain, "cache", "temp", "editing", "Settings"}) {
+    struct stat facts {};
+    ASSERT_EQ(stat((folder_ / name).c_str(), &facts), 0) << name;
+    EXPECT_EQ(facts.st_mode & 07777, name == kMain ? 0640U : 0770U) << name;
+    EXPECT_EQ(facts.st_uid, geteuid() == 0 ? 65534 : geteuid()) << name;
+  }
 }
 
 TEST_F(DatabaseTest, KeepsAChangeThatComesDuringAWrite) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <bit>
@@ -240,6 +241,14 @@ TEST_F(IndexFile, FailedSaveKeepsTheOldFile) {
   EXPECT_TRUE(index_.Save(path_));
   EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms::owner_all)
       << "as the old file's";
+
+  if (geteuid() != 0) return;
+  WriteWholeFile(path_ + ".saving", "of another user's save that was killed");
+  const ChildProcess owner([this] {
+    for (const std::string& mine : {folder_.Path().string(), path_}) chown(mine.c_str(), 65534, 0);
+    return setuid(65534) == 0 && index_.Save(path_) ? 1 : 0;
+  });
+  EXPECT_EQ(owner.AwaitEnd(), 1);
 }
 
 }  // namespace

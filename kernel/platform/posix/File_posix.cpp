@@ -155,7 +155,7 @@ bool IsMissing(const std::string& native) {
 // round, so both get what both had.
 mode_t WithoutGroup(mode_t rights) {
   const mode_t common = rights >> 3 & rights & S_IRWXO;
-  return (rights & S_IRWXU) | common << 3 | common;
+  return (rights & ~mode_t{077}) | common << 3 | common;
 }
 
 }  // namespace
@@ -211,7 +211,8 @@ bool CopyPermissions(FileHandle from, FileHandle to) {
   if (fstat(from, &source) != 0 || fstat(to, &target) != 0) return false;
   const bool hasGroup =
       target.st_gid == source.st_gid || fchown(to, kSameOwner, source.st_gid) == 0;
-  const mode_t rights = source.st_mode & 0777;
+  // A folder also says whose group new entries get, and whether others may delete them.
+  const mode_t rights = source.st_mode & (S_ISDIR(source.st_mode) ? 03777 : 0777);
   if (fchmod(to, hasGroup ? rights : WithoutGroup(rights)) != 0) return false;
   if (target.st_uid != source.st_uid) static_cast<void>(fchown(to, source.st_uid, kSameGroup));
   return true;

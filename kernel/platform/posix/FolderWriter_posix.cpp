@@ -45,4 +45,12 @@ OwnedFile FolderWriter::CreateFile(const char* name) const {
   return CreateNew(handle_.Get(), name);
 }
 
+bool MakeFoldersAsAbove(const std::string& path) {
+  if (!MakeFolder(path)) return MakeFolders(path);
+  const OwnedFile above = OpenFolderAt(AT_FDCWD, NativePath(path + "/..").c_str(), O_RDONLY);
+  const OwnedFile made = OpenFolderAt(AT_FDCWD, NativePath(path).c_str(), O_RDONLY | O_NOFOLLOW);
+  if (above && made) CopyPermissions(above.Get(), made.Get());
+  return true;
+}
+
 }  // namespace Zef::Platform
