@@ -6,6 +6,7 @@
 
 #include "database/MUKAssetIndex.h"
 #include "kernel/platform/FileSystem.h"
+#include "kernel/platform/FolderWriter.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Trace.h"
 #include "tagdata/TagContainer.h"
@@ -112,7 +113,9 @@ bool BaseIdSettings::Store(const PLID& id) {
   TagContainer settings;
   settings.SetPLID(BaseKey(), id);
   const std::string path = Path();
-  const bool hasFolder = Zef::File::MakeFolder(path.substr(0, path.rfind('/')).c_str());
+  const std::string folder = path.substr(0, path.rfind('/'));
+  const bool hasFolder =
+      IsPlain() ? Zef::Platform::MakeFoldersAsAbove(folder) : Zef::File::MakeFolder(folder.c_str());
   isUnsaved_ = !(hasFolder && SaveTagFileSafe(settings, {}, path));
   if (isUnsaved_) Zef::Trace("Unable to write '%s' file.\n", kFile);
   return !isUnsaved_;

@@ -193,7 +193,7 @@ void MUKAssetIndex::ReadStation(Zef::ByteReader& in) {
   }
 }
 
-bool MUKAssetIndex::Save(const std::string& path, IndexSaveOptions options) {
+bool MUKAssetIndex::Save(const std::string& path, const IndexSaveOptions& options) {
   std::string temporary;
   Zef::File file;
   try {

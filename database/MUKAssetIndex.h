@@ -68,7 +68,7 @@ class MUKAssetIndex {
   /// Writes the index file; its length word comes last, so a file with a good length was written
   /// to its end. False, with the old file as it was, when it could not be written whole, for want
   /// of memory too; an index of 4 GiB and more cannot.
-  [[nodiscard]] bool Save(const std::string& path, IndexSaveOptions options = {});
+  [[nodiscard]] bool Save(const std::string& path, const IndexSaveOptions& options = {});
 
   /// The record of an identifier, or null. With duplicates the first that arrived.
   MUKAsset* Find(const PLID& id) const;

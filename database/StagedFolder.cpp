@@ -6,6 +6,7 @@
 #include "database/FolderSweep.h"
 #include "kernel/platform/FileSystem.h"
 #include "kernel/platform/FolderCopy.h"
+#include "kernel/platform/FolderWriter.h"
 #include "kernel/standard/RootFiles.h"
 
 namespace {
@@ -107,6 +108,7 @@ std::string MakeAssetFolder(const std::string& root, std::string_view parent,
   constexpr std::size_t kLongestName = 120;  // leaves room in file systems of 255 bytes
   if (!Zef::Platform::IsRooted(root)) return {};
   const std::string folder = Zef::Platform::ResolveCase(root, parent);
+  if (!Zef::Platform::MakeFoldersAsAbove(folder)) return {};
   // Names are matched ignoring case: of two that differ in nothing else one would pass for the
   // other as soon as that is gone.
   const std::string name = Zef::MakeFileNameSafe(wantedName.substr(0, kLongestName));

@@ -179,11 +179,13 @@ TEST_F(DatabaseTest, KeepsTheOwnersAndThePermissions) {
   }
   Start();
   EXPECT_NE(RubbishPath(folder_.Path()), "");
+  EXPECT_FALSE(MUKOpenAsset({1, 0, 0}, true, nullptr).IsNull());
+  EXPECT_FALSE(MUKCreateNew(PLID()).IsNull());
   MUKShutdown();
-  for (const auto& [name, rights] : {std::pair(kMain, 0640U), {"cache", 0770U}, {"temp", 0770U}}) {
+  for (const char* name : {kMain, "cache", "temp", "editing", "Settings"}) {
     struct stat facts {};
-    ASSERT_EQ(stat((folder_ / name).c_str(), &facts), 0);
-    EXPECT_EQ(facts.st_mode & 07777, rights) << name;
+    ASSERT_EQ(stat((folder_ / name).c_str(), &facts), 0) << name;
+    EXPECT_EQ(facts.st_mode & 07777, name == kMain ? 0640U : 0770U) << name;
     EXPECT_EQ(facts.st_uid, geteuid() == 0 ? 65534 : geteuid()) << name;
   }
 }
