@@ -10,7 +10,6 @@
 #include "database/AssetInfo.h"
 #include "database/AssetMessages.h"
 #include "database/AssetRollback.h"
-#include "database/AssetWalk.h"
 #include "database/ConfigReader.h"
 #include "database/ConfigWriter.h"
 #include "database/ContentServices.h"
@@ -23,7 +22,7 @@
 
 namespace {
 
-constexpr const char* kNoCopy = "$muk_copy_file_error";
+constexpr const char* kNotCloned = "$muk_clone_error";
 
 const char* Refusal(const PLID& id, const MUKAssetInfo& info, bool asNewVersion) {
   if (!info.valid || !info.permitEdit) return "$muk_clone_perm";
@@ -51,15 +50,14 @@ void AppendObsolete(TagContainer& config, const PLID& id) {
 std::string Fill(const StagedFolder& staged, const MUKAsset& source, const PLID& clone,
                  bool asNewVersion, std::uint64_t& lost) {
   static const Zef::PString idKey("plid");
-  if (!staged.IsMade()) return "no folder could be made for them";
+  if (!staged.IsMade()) return kNotStaged;
   Database& database = Database::Get();
   const std::string& root = database.Settings().productRoot;
   const AssetPlace from = AssetPlaceOf(root, source);
   if (std::string refusal = CopyRefusal(root, database.Index(), source, from); !refusal.empty()) {
     return refusal;
   }
-  AssetWalkFault fault;
-  if (!CopyAssetFolder(from, staged.Path(), &fault)) return CopyFaultText(fault);
+  if (std::string fault = CopyAssetFolder(from, staged.Path()); !fault.empty()) return fault;
   TagContainer config;
   ConfigReader reader;
   if (reader.ReadAt({{}, staged.Path()}, config) != ConfigStatus::Loaded) {
@@ -80,9 +78,10 @@ const char* PutInPlace(StagedFolder& staged, MUKAsset& clone, ResultsLog* log,
   Database& database = Database::Get();
   const MUKSettings& settings = database.Settings();
   if (MUKOpenAsset(clone.id, true, log).IsNull()) return "";
-  if (!staged.Put(EditPlace(settings.productRoot, clone).path)) {
-    reason = "they could not be moved to their folder";
-    return kNoCopy;
+  const std::string folder = EditPlace(settings.productRoot, clone).path;
+  if (!staged.Put(folder)) {
+    reason = PlaceFault(settings.productRoot, folder, kNotWritten);
+    return kNotCloned;
   }
   database.MarkChanged(kChangeGeneral);
   settings.services->Verify(database.Index(), clone);
@@ -102,7 +101,7 @@ const char* MakeClone(const MUKAsset& source, const PLID& id, bool asNewVersion,
     reason = Fill(*staged, source, id, asNewVersion, lost);
     return reason.empty();
   });
-  if (!isFilled) return kNoCopy;
+  if (!isFilled) return kNotCloned;
   AssetRollback rollback(id);
   if (index.Find(id) == nullptr) index.CreateNew(id);
   MUKAsset& clone = *index.Find(id);
@@ -132,12 +131,12 @@ PLID MUKCloneAsset(const PLID& source, const PLID& target, bool asNewVersion, Re
   if (MUKGetAssetInfo(id).isPresent) {
     if (asNewVersion) return refuse("$muk_asset_out_of_date");
     reason = "there is an asset " + id.TagText() + " already";
-    return refuse(kNoCopy);
+    return refuse(kNotCloned);
   }
   if (id.IsNull()) id = Database::Get().NextLocalId();
   if (id.IsNull()) {
     reason = "'Settings/plid.txt' gives no new identifier";
-    return refuse(kNoCopy);
+    return refuse(kNotCloned);
   }
   const MUKAsset& record = *Database::Get().Index().Find(source);
   if (const char* const failure = MakeClone(record, id, asNewVersion, log, reason)) {

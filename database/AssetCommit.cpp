@@ -1,4 +1,5 @@
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -61,11 +62,13 @@ class Commit {
 
  private:
   bool FindTarget();
-  const char* FaultOfFiles() const;
+  const char* FaultOfFiles(std::string& reason) const;
   /// Empty, or why not.
   std::string PutInPlace();
   bool MoveInPlace();
-  bool CopyInPlace(AssetWalkFault& fault);
+  /// Empty, or why not.
+  std::string CopyInPlace();
+  void EnterPlace() noexcept;
   bool DropIgnored(const std::string& folder, std::size_t depth);
   void UpgradeLocation();
   void UpdateRecord();
@@ -78,7 +81,9 @@ class Commit {
   std::uint32_t flags_;
   AssetPlace working_;
   CommitTarget target_;
-  std::string madeFolder_;  // below "local", of an asset that had no place on disk
+  bool isNew_ = false;     // the target was made for it
+  AssetText installPath_;  // of an asset that had no place on disk, made before anything moves
+  AssetText archiveName_;
   bool hasMoved_ = false;
   bool isSaved_ = false;  // while it was copied
 };
@@ -90,22 +95,15 @@ const char* Commit::Run(std::string& reason) {
   if (!work_.BeginDiskChange()) return "$muk_database_error";
   working_ = EditPlace(work_.root, record_);
   if (!FindTarget()) return "$muk_commit_database_error";
-  const char* failure = FaultOfFiles();
+  const char* failure = FaultOfFiles(reason);
   if (failure == nullptr) reason = PutInPlace();
   if (!reason.empty()) failure = "$muk_commit_file_error";
   if (failure != nullptr) {
     // An asset that was nowhere is nowhere again.
-    if (target_.isNew) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.place.path));
+    if (isNew_) static_cast<void>(Zef::Platform::RemoveEmptyFolder(target_.place.path));
     return failure;
   }
-  if (target_.isNew) {
-    record_.installPath = std::string_view(madeFolder_).substr(kLocalArchive.size() + 1);
-    record_.archiveName = kLocalArchive;
-  }
-  if (!target_.isLegacy) record_.legacyPath.Clear();
-  if (hasMoved_) {
-    record_.editPath.Clear();
-  } else if (!Keeps() && !isSaved_) {
+  if (!hasMoved_ && !Keeps() && !isSaved_) {
     // One that cannot be deleted stays open for edit.
     static_cast<void>(DropWorkingFolder(work_, record_));
   }
@@ -115,16 +113,27 @@ const char* Commit::Run(std::string& reason) {
 }
 
 bool Commit::FindTarget() {
-  target_ = FindCommitTarget(work_, record_);
-  if (!target_.isNew) return true;
-  madeFolder_ = MakeAssetFolder(work_.root, kLocalArchive, "content ");
-  target_.place.path = work_.root + "/" + madeFolder_;
+  const std::optional<CommitTarget> found = FindCommitTarget(work_, record_);
+  if (found) {
+    target_ = *found;
+    return true;
+  }
+  isNew_ = true;
+  const std::string made = MakeAssetFolder(work_.root, kLocalArchive, "content ");
   work_.Step("commit: folder made");
-  return !madeFolder_.empty();
+  if (made.empty()) return false;
+  target_.place.path = work_.root + "/" + made;
+  installPath_ = std::string_view(made).substr(kLocalArchive.size() + 1);
+  archiveName_ = kLocalArchive;
+  return true;
 }
 
-const char* Commit::FaultOfFiles() const {
+const char* Commit::FaultOfFiles(std::string& reason) const {
   const int configs = CountConfigs(working_);
+  if (configs < 0) {
+    reason = "their folder cannot be read";
+    return "$muk_commit_file_error";
+  }
   if (configs == 0) return "$muk_commit_missing_config";
   if (configs > 1) return "$muk_commit_duplicate_config";
   return CheckFolder(working_, log_) ? nullptr : "$muk_commit_invalid_files";
@@ -136,8 +145,13 @@ std::string Commit::PutInPlace() {
   if (Overlap(working_, target_.place)) return "their folder and the one they go to overlap";
   work_.Step("commit: files checked");
   hasMoved_ = MoveInPlace();
-  AssetWalkFault fault;
-  if (!hasMoved_ && !WithRoom([&] { return CopyInPlace(fault); })) return CopyFaultText(fault);
+  if (hasMoved_) EnterPlace();
+  std::string reason;
+  const auto copy = [&] {
+    reason = CopyInPlace();
+    return reason.empty();
+  };
+  if (!hasMoved_ && !WithRoom(copy)) return reason;
   Zef::Platform::FlushFolder(target_.place.path + "/..");
   return {};
 }
@@ -166,15 +180,29 @@ bool Commit::DropIgnored(const std::string& folder, std::size_t depth) {
   return true;
 }
 
-bool Commit::CopyInPlace(AssetWalkFault& fault) {
+std::string Commit::CopyInPlace() {
   StagedFolder staged(work_.root, work_.settings.stepObserver);
   const std::string stamp = Keeps() ? "" : StampOf(working_);
-  if (!staged.IsMade() || !CopyAssetFolder(working_, staged.Path(), &fault)) return false;
-  if (!Zef::Platform::FlushTree(staged.Path())) return false;
+  if (!staged.IsMade()) return kNotStaged;
+  if (std::string fault = CopyAssetFolder(working_, staged.Path()); !fault.empty()) return fault;
+  if (!Zef::Platform::FlushTree(staged.Path())) return kNotWritten;
   const bool isDone = FolderExists(target_.place) ? staged.Exchange(target_.place.path)
                                                   : staged.Put(target_.place.path);
-  isSaved_ = !Keeps() && isDone && StampOf(working_) != stamp;
-  return isDone;
+  if (!isDone) return PlaceFault(work_.root, target_.place.path, kNotWritten);
+  EnterPlace();
+  isSaved_ = !Keeps() && StampOf(working_) != stamp;
+  return {};
+}
+
+/// At once when the files are in place: should memory run out next, the record tells where they
+/// are.
+void Commit::EnterPlace() noexcept {
+  if (isNew_) {
+    record_.installPath = std::move(installPath_);
+    record_.archiveName = std::move(archiveName_);
+  }
+  if (!target_.isLegacy) record_.legacyPath.Clear();
+  if (hasMoved_) record_.editPath.Clear();
 }
 
 void Commit::UpgradeLocation() {
@@ -229,7 +257,7 @@ void Commit::UpdateRecord() {
 
 }  // namespace
 
-CommitTarget FindCommitTarget(const AssetOperation& work, const MUKAsset& record) {
+std::optional<CommitTarget> FindCommitTarget(const AssetOperation& work, const MUKAsset& record) {
   for (const bool isLegacy : {true, false}) {
     if ((isLegacy ? record.legacyPath : record.installPath).IsEmpty()) continue;
     const AssetPlace named =
@@ -240,9 +268,9 @@ CommitTarget FindCommitTarget(const AssetOperation& work, const MUKAsset& record
     if (!place.subst.IsNull()) continue;
     const FolderOwner owner = OwnerOf(work.root, work.index, record, place);
     if (owner == FolderOwner::Other) continue;
-    return {place, false, isLegacy, owner == FolderOwner::Shared};
+    return CommitTarget{place, isLegacy, owner == FolderOwner::Shared};
   }
-  return {.isNew = true};
+  return std::nullopt;
 }
 
 bool MUKCommitAssetEdits(const PLID& id, ResultsLog* log, std::uint32_t flags) {

@@ -89,10 +89,10 @@ const Keys& GetKeys() {
 }
 
 /// As much of a text as index files hold: of a list whole words, of any other whole characters.
-std::string_view Storable(std::string_view text) {
+std::string_view Storable(std::string_view text, bool isList) {
   constexpr std::size_t kMost = Zef::TStream::kMaxTextLength - 1;
   if (text.size() <= kMost) return text;
-  std::size_t end = text.rfind(';', kMost);
+  std::size_t end = isList ? text.rfind(';', kMost) : std::string_view::npos;
   if (end == std::string_view::npos) {
     constexpr std::size_t kMostBack = 3;  // bytes of one character behind its first
     end = kMost;
@@ -102,8 +102,8 @@ std::string_view Storable(std::string_view text) {
 }
 
 /// A field without characters is stored without storage, as in a new record.
-void SetText(AssetText& field, std::string_view text) {
-  text = Storable(text);
+void SetText(AssetText& field, std::string_view text, bool isList = true) {
+  text = Storable(text, isList);
   if (text.empty()) {
     field.Clear();
   } else {
@@ -185,7 +185,7 @@ bool FillFromConfig(MUKAsset& record, const TagContainer& config, bool readId,
   }
   if (!(record.build > 0.0f)) record.build = ConfigBuild(config);
   SetText(record.category, ConfigCategory(config));
-  SetText(record.name, ConfigName(record, config));
+  SetText(record.name, ConfigName(record, config), /*isList=*/false);
   SetText(record.region, ConfigRegion(config, record.build));
   SetText(record.era, ConfigEra(config));
   SetText(record.keywords, ConfigKeywords(config));

@@ -64,9 +64,13 @@ Copied Unpack(const AssetPlace& from, FileHandle to, std::vector<char>& buffer) 
   return Copied::Unreadable;
 }
 
+std::string Unreadable(const AssetPlace& place) {
+  return '\'' + PlaceText(place) + "' cannot be read, or is nothing that an asset may have";
+}
+
 }  // namespace
 
-bool CopyAssetFolder(const AssetPlace& source, const std::string& target, AssetWalkFault* fault) {
+std::string CopyAssetFolder(const AssetPlace& source, const std::string& target) {
   std::vector<FolderWriter> writers;
   writers.emplace_back(target);
   std::vector<char> buffer;
@@ -90,14 +94,9 @@ bool CopyAssetFolder(const AssetPlace& source, const std::string& target, AssetW
     isWhole = to.Close() && copied == Copied::Whole;
     return isWhole;
   };
-  if (!isWhole) return false;
-  AssetWalkFault found = WalkAssetFolder(source, "$muk_package_folder_err", visitor);
-  if (!unread.IsNowhere()) found = {"$muk_package_file_read_err", unread};
-  if (fault != nullptr) *fault = found;
-  return found.key == nullptr && isWhole;
-}
-
-std::string CopyFaultText(const AssetWalkFault& fault) {
-  if (fault.key == nullptr) return "they could not be written, maybe for want of room on the disk";
-  return '\'' + PlaceText(fault.place) + "' cannot be read, or is nothing that an asset may have";
+  if (!isWhole) return kNotWritten;
+  const AssetWalkFault fault = WalkAssetFolder(source, "$muk_package_folder_err", visitor);
+  if (!unread.IsNowhere()) return Unreadable(unread);
+  if (fault.key != nullptr) return Unreadable(fault.place);
+  return isWhole ? "" : kNotWritten;
 }

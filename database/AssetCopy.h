@@ -12,13 +12,12 @@
 #include <string>
 
 struct AssetPlace;
-struct AssetWalkFault;
+
+/// What a message says of files that were not written, when no better reason is known.
+inline constexpr const char* kNotWritten =
+    "they could not be written, maybe for want of room on the disk";
 
 /// Copies into `target`, an existing folder of the system, in which nothing may have the names of
-/// what is copied. False at the first entry that is refused or fails, with what was copied so far
-/// in place. Throws nothing but std::bad_alloc.
-/// `fault` may be null: it receives what the copy ended at, if that was an entry of the source.
-[[nodiscard]] bool CopyAssetFolder(const AssetPlace& source, const std::string& target,
-                                   AssetWalkFault* fault = nullptr);
-/// What a message says of a copy that failed.
-[[nodiscard]] std::string CopyFaultText(const AssetWalkFault& fault);
+/// what is copied. Empty, or for a message why it ended at the first entry that is refused or
+/// fails, with what was copied so far in place. Throws nothing but std::bad_alloc.
+[[nodiscard]] std::string CopyAssetFolder(const AssetPlace& source, const std::string& target);

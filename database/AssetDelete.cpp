@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <string_view>
+#include <vector>
 
 #include "database/Accessors.h"
 #include "database/AssetEdit.h"
@@ -35,6 +37,17 @@ bool IsUnknownElsewhere(const MUKAsset& record) {
          !MUKGetInArchive(record.id);
 }
 
+/// What cannot be deleted keeps its path: it is still there.
+void DeletePlaces(const AssetOperation& work, MUKAsset& record, bool isBuiltIn) {
+  if (!record.editPath.IsEmpty()) static_cast<void>(DropWorkingFolder(work, record));
+  if (!record.legacyPath.IsEmpty()) static_cast<void>(DropLegacyFolder(work, record));
+  if (!record.installPath.IsEmpty() && !isBuiltIn) {
+    static_cast<void>(DropInstallFolder(work, record));
+  }
+  record.Set(AssetFlag::Faulty, false);
+  UpdateAsset(work.index, record);
+}
+
 }  // namespace
 
 bool OwnsWorkingFolder(const AssetOperation& work, const MUKAsset& record) {
@@ -67,7 +80,8 @@ bool DropLegacyFolder(const AssetOperation& work, MUKAsset& record) {
 }
 
 bool DropInstallFolder(const AssetOperation& work, MUKAsset& record) {
-  if (!Delete(work, record, InstallPlace(work.root, record))) return false;
+  if (IsArchiveUnmounted(record) || !Delete(work, record, InstallPlace(work.root, record)))
+    return false;
   record.installPath.Clear();
   record.archiveName.Clear();
   work.MarkChanged();
@@ -78,24 +92,23 @@ void MUKDeleteAsset(const PLID& id, bool forget) {
   const MUKLock guard(true);
   if (!guard.IsHeld()) return;
   const AssetOperation work;
-  MUKAsset* const record = work.index.Find(id);
-  if (record == nullptr) return;
-  const bool isBuiltIn = record->Has(AssetFlag::BuiltIn);
-  // What cannot be deleted keeps its path: it is still there.
-  if (!record->editPath.IsEmpty()) static_cast<void>(DropWorkingFolder(work, *record));
-  if (!record->legacyPath.IsEmpty()) static_cast<void>(DropLegacyFolder(work, *record));
-  if (!record->installPath.IsEmpty() && !isBuiltIn) {
-    static_cast<void>(DropInstallFolder(work, *record));
-  }
-  record->Set(AssetFlag::Faulty, false);
-  UpdateAsset(work.index, *record);
-  if (forget && !record->IsPresent() && IsUnknownElsewhere(*record)) {
+  const std::vector<MUKAsset*> records = work.index.FindAll(id);
+  if (records.empty()) return;
+  const bool isBuiltIn = std::any_of(records.begin(), records.end(), [](const MUKAsset* each) {
+    return each->Has(AssetFlag::BuiltIn);
+  });
+  for (MUKAsset* const record : records) DeletePlaces(work, *record, isBuiltIn);
+  const auto mayGo = [](const MUKAsset* each) {
+    return !each->IsPresent() && IsUnknownElsewhere(*each);
+  };
+  if (forget && std::all_of(records.begin(), records.end(), mayGo)) {
     work.index.Companions().dependencies.Replace(id, {});
-    work.index.Remove(id);
+    for (std::size_t left = records.size(); left > 0; --left) work.index.Remove(id);
     work.MarkChanged();
     return;
   }
-  if (!work.Verify(*record)) {
+  for (MUKAsset* const record : records) {
+    if (work.Verify(*record)) continue;
     Zef::Trace("MUKDeleteAsset> warning: unable to update asset info\n");
   }
 }

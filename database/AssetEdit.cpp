@@ -1,10 +1,12 @@
 #include "database/AssetEdit.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "database/AssetCopy.h"
 #include "database/AssetMessages.h"
 #include "database/AssetOperation.h"
 #include "database/AssetUpdate.h"
-#include "database/AssetWalk.h"
 #include "database/ContentServices.h"
 #include "database/FolderClaims.h"
 #include "database/FolderSweep.h"
@@ -22,18 +24,36 @@ bool HasCommitted(const MUKAsset& record) {
 }
 
 /// Copies the committed files, whole or not at all. Empty, or why not.
-std::string FillWorkingFolder(const AssetOperation& work, const MUKAsset& record,
-                              const AssetPlace& target) {
+std::string CopyCommitted(const AssetOperation& work, const MUKAsset& record,
+                          const std::string& target) {
   const AssetPlace source = CommittedPlace(work, record);
   std::string reason = CopyRefusal(work.root, work.index, record, source);
   if (!reason.empty()) return reason;
-  AssetWalkFault fault;
-  const bool isDone = WithRoom([&] {
+  static_cast<void>(WithRoom([&] {
     StagedFolder staged(work.root, work.settings.stepObserver);
-    return staged.IsMade() && CopyAssetFolder(source, staged.Path(), &fault) &&
-           staged.Put(target.path);
-  });
-  return isDone ? "" : CopyFaultText(fault);
+    reason = staged.IsMade() ? CopyAssetFolder(source, staged.Path()) : kNotStaged;
+    if (reason.empty() && !staged.Put(target)) reason = PlaceFault(work.root, target, kNotWritten);
+    return reason.empty();
+  }));
+  return reason;
+}
+
+/// Fills the working folder that was just made at this path. Empty, or why not.
+std::string FillWorkingFolder(const AssetOperation& work, MUKAsset& record, bool wantsCopy,
+                              const std::string& path) {
+  ForgetStaleClaims(work.root, work.index, record);
+  const auto now = static_cast<std::uint64_t>(work.database.UnixTime());
+  if (record.modifyTime == 0) record.modifyTime = now;
+  if (record.uploadTime == 0) record.uploadTime = now;
+  return wantsCopy && HasCommitted(record) ? CopyCommitted(work, record, path) : "";
+}
+
+void DropUnfilled(MUKAsset& record, const std::string& path) noexcept {
+  record.editPath.Clear();
+  try {
+    static_cast<void>(Zef::Platform::RemoveEmptyFolder(path));
+  } catch (...) {  // NOLINT(bugprone-empty-catch): out of memory; the next start removes it
+  }
 }
 
 /// The key of what went wrong, or null. Some have a reason.
@@ -48,19 +68,19 @@ const char* OpenForEdit(const AssetOperation& work, MUKAsset& record, bool wants
       MakeAssetFolder(work.root, "editing", "edit ", record.ShownName().View());
   if (folder.empty()) return "$muk_open_file_error";
   work.Step("open: folder made");
+  const std::string path = work.root + "/" + folder;
   record.editPath = folder;
-  ForgetStaleClaims(work.root, work.index, record);
-  const auto now = static_cast<std::uint64_t>(work.database.UnixTime());
-  if (record.modifyTime == 0) record.modifyTime = now;
-  if (record.uploadTime == 0) record.uploadTime = now;
-  const AssetPlace target = EditPlace(work.root, record);
-  if (wantsCopy && HasCommitted(record)) reason = FillWorkingFolder(work, record, target);
+  try {
+    reason = FillWorkingFolder(work, record, wantsCopy, path);
+  } catch (...) {  // an empty folder must not pass for the user's work
+    DropUnfilled(record, path);
+    throw;
+  }
   if (reason.empty()) {
     UpdateAsset(work.index, record);
     return nullptr;
   }
-  static_cast<void>(Zef::Platform::RemoveEmptyFolder(target.path));
-  record.editPath.Clear();
+  DropUnfilled(record, path);
   work.Verify(record);
   return "$muk_copy_file_error";
 }
@@ -116,7 +136,8 @@ bool MUKRevertAssetEdits(const MUKAssetHandle& handle) {
   if (record == nullptr) return false;
   if (record->editPath.IsEmpty()) return true;
   if (!DropWorkingFolder(work, *record)) return false;
-  if (record->IsPresent()) {
+  const std::vector<MUKAsset*> records = work.index.FindAll(handle.id);
+  if (std::any_of(records.begin(), records.end(), [](auto* each) { return each->IsPresent(); })) {
     work.Verify(*record);
   } else {
     // Nobody but the user ever knew it, unless the rules for forgetting say so.

@@ -47,8 +47,9 @@ inline constexpr std::uint32_t kCommitUpgradeLocation = 2;
 /// handle that is null or not for edit, and when the folder could not be deleted.
 [[nodiscard]] bool MUKRevertAssetEdits(const MUKAssetHandle& handle);
 
-/// Deletes the asset's folders; those of built-in content stay, but for the working folder. With
-/// `forget` a record that neither catalogue, archive nor product holds goes too.
+/// Deletes the asset's folders; those of built-in content stay, but for the working folder, and so
+/// does what lies in an archive. With `forget` a record that neither catalogue, archive nor product
+/// holds goes too. Of an index that others wrote all records of the identifier count.
 void MUKDeleteAsset(const PLID& id, bool forget);
 
 /// Writes "KeywordsDump.dat" below the product root: the keywords of all assets, in the text form.

@@ -24,6 +24,14 @@ AssetPlace Below(const std::string& root, std::string_view relative) {
   return {{}, Zef::Platform::ResolveCase(root, relative)};
 }
 
+/// Whether the text of the record's install path and archive name may lead somewhere.
+bool HasInstallPath(const MUKAsset& record) {
+  const std::string_view path = record.installPath.View();
+  const std::string_view archive = record.archiveName.View();
+  return IsSafePath(path) && !Zef::IsRootedPath(path) && IsSafePath(archive) &&
+         archive.find_first_of("/\\:") == std::string_view::npos;
+}
+
 /// Adds without running over.
 void Count(FolderSize& size, std::uint64_t bytes) {
   size.bytes += std::min(bytes, std::numeric_limits<std::uint64_t>::max() - size.bytes);
@@ -68,6 +76,20 @@ void Measure(const Zef::PString& subst, const std::string& folder, std::size_t d
   }
 }
 
+enum class Found { Yes, No, NoSource };
+
+/// Looks for a folder below a substitution.
+Found Look(const AssetPlace& place) {
+  std::vector<Zef::FileSub*> sources;
+  static_cast<void>(Zef::SubstList::Get().Hold(place.subst, &sources));
+  Found found = sources.empty() ? Found::NoSource : Found::No;
+  for (Zef::FileSub* const source : sources) {
+    if (found == Found::No && HasFolder(*source, place.path)) found = Found::Yes;
+    source->ReleaseFile();
+  }
+  return found;
+}
+
 }  // namespace
 
 bool IsSafePath(std::string_view path) {
@@ -90,15 +112,18 @@ AssetPlace LegacyPlace(const std::string& root, const MUKAsset& record) {
 }
 
 AssetPlace InstallPlace(const std::string& root, const MUKAsset& record) {
-  const std::string_view path = record.installPath.View();
+  if (!HasInstallPath(record)) return {};
   const std::string archive = record.archiveName.String();
-  if (!IsSafePath(path) || Zef::IsRootedPath(path)) return {};
-  if (archive == kLocalArchive) return Below(root, archive + "/" + std::string(path));
+  const std::string path = record.installPath.String();
+  if (archive == kLocalArchive) return Below(root, archive + "/" + path);
   Zef::PString name;
-  std::string_view rest;
-  const bool isName = IsSafePath(archive) && archive.find_first_of("/\\:") == std::string::npos;
-  if (!isName || !Zef::FindSubst(archive + ":", &name, &rest)) return {};
-  return {name, std::string(path)};
+  if (!Zef::FindSubst(archive + ":", &name, nullptr)) return {};
+  return {name, path};
+}
+
+bool IsArchiveUnmounted(const MUKAsset& record) {
+  return HasInstallPath(record) && record.archiveName != kLocalArchive &&
+         !Zef::FindSubst(record.archiveName.String() + ":", nullptr, nullptr);
 }
 
 AssetPlace EditPlace(const std::string& root, const MUKAsset& record) {
@@ -130,14 +155,7 @@ bool HasFolder(Zef::FileSub& source, const std::string& path) {
 
 bool FolderExists(const AssetPlace& place) {
   if (place.subst.IsNull()) return !place.path.empty() && Zef::Platform::IsFolder(place.path);
-  std::vector<Zef::FileSub*> sources;
-  if (!Zef::SubstList::Get().Hold(place.subst, &sources)) return false;
-  bool isFound = false;
-  for (Zef::FileSub* const source : sources) {
-    isFound = isFound || HasFolder(*source, place.path);
-    source->ReleaseFile();
-  }
-  return isFound;
+  return Look(place) == Found::Yes;
 }
 
 bool FileExists(const AssetPlace& place) {
@@ -155,8 +173,9 @@ bool FileExists(const AssetPlace& place) {
 }
 
 bool IsFolderGone(const AssetPlace& place) {
-  if (FolderExists(place)) return false;
-  if (!place.subst.IsNull() || place.path.empty()) return true;
+  if (!place.subst.IsNull()) return Look(place) == Found::No;
+  if (place.path.empty()) return true;
+  if (Zef::Platform::IsFolder(place.path)) return false;
   // What is there is no folder, or it is one by now.
   return Zef::Platform::IsGone(place.path) || Zef::Platform::Exists(place.path);
 }

@@ -57,8 +57,11 @@ bool FolderExists(const AssetPlace& place);
 bool HasFolder(Zef::FileSub& source, const std::string& path);
 /// True for a file; not for a folder or a link of that name.
 bool FileExists(const AssetPlace& place);
+/// Whether the record's archive is what keeps InstallPlace from leading anywhere: its name and its
+/// path may be good, but no substitution of that name is registered.
+bool IsArchiveUnmounted(const MUKAsset& record);
 /// True for a place that is nowhere, and where no folder stands. False also when that cannot be
-/// told, as on a disk that does not answer.
+/// told, as on a disk that does not answer, or below a substitution without a source now.
 bool IsFolderGone(const AssetPlace& place);
 
 struct FolderSize {

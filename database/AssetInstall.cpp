@@ -29,6 +29,7 @@
 
 namespace {
 
+constexpr const char* kNotMoved = "its files could not be moved to their folder";
 constexpr const char* kNoFolder = "no folder could be made for it";
 constexpr std::uint64_t kStepsAnAsset = 1000;
 constexpr std::size_t kLongestShown = 200;  // bytes of a name that a package gives
@@ -117,9 +118,9 @@ MUKAsset* Installation::Open() {
 std::size_t Installation::LengthOfPlace() const {
   const AssetOperation work;
   const MUKAsset* const known = work.index.Find(id_);
-  CommitTarget target;
+  std::optional<CommitTarget> target;
   if (known != nullptr) target = FindCommitTarget(work, *known);
-  const std::size_t length = target.place.path.size();
+  const std::size_t length = target ? target->place.path.size() : 0;
   return length == 0 ? work.root.size() + kNewPlace.size() : length;
 }
 
@@ -140,9 +141,10 @@ Failure Installation::PutInPlace(StagedFolder& staged) {
   const MUKSettings& settings = Database::Get().Settings();
   MUKAsset* const record = Open();
   if (record == nullptr) return {"$muk_write_error", kNoFolder};
-  if (!staged.Put(EditPlace(settings.productRoot, *record).path)) {
+  const std::string folder = EditPlace(settings.productRoot, *record).path;
+  if (!staged.Put(folder)) {
     if ((flags_ & kInstallOverwrite) != 0) return {"$muk_overwrite_error"};
-    return {"$muk_failed_install", "its files could not be moved to their folder"};
+    return {"$muk_failed_install", PlaceFault(settings.productRoot, folder, kNotMoved)};
   }
   if (!MUKCommitAssetEdits(id_, log_)) return {"$muk_failed_install", "it was not committed"};
   settings.services->Verify(Database::Get().Index(), *record);

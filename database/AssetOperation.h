@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "database/AssetEdit.h"
@@ -42,12 +43,12 @@ AssetPlace CommittedPlace(const AssetOperation& work, const MUKAsset& record);
 
 /// Where a commit puts the files of a record: where they lie, if that is on disk and nobody else's.
 struct CommitTarget {
-  AssetPlace place{};     ///< nowhere for a new one, and where the record's path leads nowhere
-  bool isNew = false;     ///< a folder is to be made below "local"
+  AssetPlace place{};     ///< nowhere if the record's path leads nowhere
   bool isLegacy = false;  ///< else it is that of `installPath`
   bool isShared = false;  ///< the folder of another asset lies in it
 };
-CommitTarget FindCommitTarget(const AssetOperation& work, const MUKAsset& record);
+/// None: a new folder is to be made below "local".
+std::optional<CommitTarget> FindCommitTarget(const AssetOperation& work, const MUKAsset& record);
 
 /// MUKOpenAsset for edit, but a new working folder stays empty: for who has other files to put
 /// there.

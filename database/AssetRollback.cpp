@@ -2,8 +2,8 @@
 
 #include "database/Accessors.h"
 #include "database/AssetEdit.h"
+#include "database/AssetOperation.h"
 #include "database/AssetUpdate.h"
-#include "database/Database.h"
 
 AssetRollback::AssetRollback(const PLID& id) : id_(id), isKnown_(MUKFind(id, &before_)) {}
 
@@ -16,15 +16,16 @@ AssetRollback::~AssetRollback() {
 }
 
 void AssetRollback::Run() {
-  if (isKnown_ && before_.IsPresent()) {
-    (void)MUKRevertAssetEdits({id_, true});  // what could not be deleted shows below
-  } else {
-    MUKDeleteAsset(id_, !isKnown_);
+  if (!isKnown_) return MUKDeleteAsset(id_, true);
+  const AssetOperation work;
+  MUKAsset* const record = work.index.Find(id_);
+  // One whose folder cannot be deleted stays open for edit, where its user can try again.
+  if (record == nullptr || (!record->editPath.IsEmpty() && !DropWorkingFolder(work, *record))) {
+    return;
   }
-  MUKAssetIndex& index = Database::Get().Index();
-  MUKAsset* const record = index.Find(id_);
-  // One whose folder could not be deleted stays open for edit, where its user can try again.
-  if (!isKnown_ || record == nullptr || !record->editPath.IsEmpty()) return;
+  if (!before_.IsPresent() && !record->installPath.IsEmpty() && !DropInstallFolder(work, *record)) {
+    return;
+  }
   *record = before_;
-  UpdateAsset(index, *record);
+  UpdateAsset(work.index, *record);
 }

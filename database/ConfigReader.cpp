@@ -70,19 +70,19 @@ int CountConfigs(const AssetPlace& place) try {
   int configs = 0;
   if (!place.subst.IsNull()) {
     Zef::File::Find find;
-    if (!find.Open(place.subst, (place.path + "/*").c_str())) return 0;
+    if (!find.Open(place.subst, (place.path + "/*").c_str())) return IsFolderGone(place) ? 0 : -1;
     while (find.Next()) configs += !find.Entry().IsFolder() && IsConfigName(find.Entry().name);
     return configs;
   }
   const FolderReader folder(place.path);
   FolderListing listing;
-  if (!folder.IsOpen() || !folder.List(&listing)) return 0;
+  if (!folder.IsOpen() || !folder.List(&listing)) return IsFolderGone(place) ? 0 : -1;
   for (std::size_t at = 0; at < listing.Count(); ++at) {
     configs += listing.Kind(at) == EntryKind::File && IsConfigName(listing.NameView(at));
   }
   return configs;
 } catch (const Zef::Exception&) {  // the substitution went meanwhile
-  return 0;
+  return -1;
 }
 
 ConfigStatus ConfigReader::Read(const MUKAsset& record, TagContainer& out) {

@@ -32,7 +32,7 @@ inline constexpr const char* kTextConfig = "config.txt";
 inline constexpr const char* kBinaryConfig = "config.grole";
 /// One of the two, in any letter case.
 [[nodiscard]] bool IsConfigName(std::string_view name);
-/// How many files in a folder have those names; 0 for one that cannot be listed.
+/// How many files in a folder have those names; -1 for one that is there and cannot be listed.
 [[nodiscard]] int CountConfigs(const AssetPlace& folder);
 
 enum class ConfigStatus {

@@ -239,7 +239,7 @@ std::string CopyRefusal(const std::string& root, const MUKAssetIndex& index, con
 void ForgetStaleClaims(const std::string& root, MUKAssetIndex& index, const MUKAsset& record) {
   const AskedFolder asked(root, EditPlace(root, record));
   for (MUKAsset* const other : index.AllRecords()) {
-    if (other->id == record.id || !asked.ClaimToEdit(*other).Any()) continue;
+    if (other == &record || !asked.ClaimToEdit(*other).Any()) continue;
     other->editPath.Clear();
     UpdateAsset(index, *other);
   }

@@ -78,6 +78,12 @@ MUKAsset* MUKAssetIndex::Find(const PLID& id) const {
   return byId_.Find(id);
 }
 
+std::vector<MUKAsset*> MUKAssetIndex::FindAll(const PLID& id) const {
+  std::vector<MUKAsset*> all;
+  for (MUKAsset* at = Find(id); at != nullptr; at = at->derived_.nextSameId) all.push_back(at);
+  return all;
+}
+
 MUKAsset& MUKAssetIndex::NextSlot() {
   if (slabs_.empty() || slabs_.back().Full()) slabs_.emplace_back(kChunk);
   return slabs_.back().Next();

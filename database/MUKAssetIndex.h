@@ -72,9 +72,12 @@ class MUKAssetIndex {
 
   /// The record of an identifier, or null. With duplicates the first that arrived.
   MUKAsset* Find(const PLID& id) const;
+  /// All records of an identifier, in order of arrival.
+  std::vector<MUKAsset*> FindAll(const PLID& id) const;
   /// Moves the record in. Looks for no duplicate and marks nothing changed.
   MUKAsset& Add(MUKAsset&& record);
-  /// Takes the record out and enters anew what the assets it had replaced declare obsolete.
+  /// Takes the record that Find gives out and enters anew what the assets it had replaced declare
+  /// obsolete.
   void Remove(const PLID& id);
   /// A default record under `id`, or under the next local identifier when that is null. Null
   /// when the identifier is taken, or is null and there is no host to ask.

@@ -142,6 +142,34 @@ bool MoveAssetFolder(const std::string& root, const std::string& from, const std
   return isDone;
 }
 
+std::string PlaceFault(const std::string& root, const std::string& path, const char* otherwise) {
+  const auto quoted = [](const std::string& text) { return '\'' + text + '\''; };
+  const std::string place = ConfinedPath(root, path);
+  if (place.empty()) {
+    return "no asset may lie at " + quoted(path) +
+           ", whose path must have two parts or more below the product root and no link on the way";
+  }
+  std::string standing = place;
+  while (standing.size() > root.size() && IsFree(standing)) standing = ParentOf(standing);
+  const bool isThere = standing == place;
+  const std::string parent = isThere ? ParentOf(place) : standing;
+  if (!Zef::Platform::MayChangeFolder(parent)) return "you may not write in " + quoted(parent);
+  FileInfo info;
+  FileInfo temp;
+  if (!Zef::Platform::GetInfoNoFollow(standing, &info)) return otherwise;
+  if (isThere && info.link) return quoted(place) + " is a link";
+  if (!info.folder) return quoted(standing) + " is no folder";
+  // A read-only mark of this user's own would have been lifted.
+  if (!info.readOnly && !Zef::Platform::MayChangeFolder(standing)) {
+    return "you may not write in " + quoted(standing);
+  }
+  if (Zef::Platform::GetInfo(Zef::Platform::ResolveCase(root, "temp"), &temp) &&
+      temp.device != info.device) {
+    return quoted(standing) + " lies on another disk than the product's folder 'temp'";
+  }
+  return otherwise;
+}
+
 void RemoveEmptyAssetFolders(const std::string& root, std::string_view parent,
                              std::string_view prefix) {
   if (!Zef::Platform::IsRooted(root)) return;

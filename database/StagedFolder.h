@@ -1,7 +1,7 @@
 // StagedFolder: folders of assets that come, change and go in one step.
 //
 //   StagedFolder staged(root, observer);
-//   if (!staged.IsMade() || !CopyAssetFolder(source, staged.Path())) return false;
+//   if (!staged.IsMade() || !CopyAssetFolder(source, staged.Path()).empty()) return false;
 //   return staged.Put(target);
 //
 // A new folder is filled out of sight, below "temp" of the product root, and then moved to its
@@ -24,6 +24,11 @@
 
 #include "database/DatabaseFiles.h"
 #include "database/StagingSlot.h"
+
+/// What a message says of one that was not made.
+inline constexpr const char* kNotStaged =
+    "no folder could be made for them in 'temp', where the disk must have room and you the right "
+    "to write";
 
 class StagedFolder {
  public:
@@ -68,6 +73,11 @@ class StagedFolder {
 /// False, with all as it was, when that cannot be.
 [[nodiscard]] bool MoveAssetFolder(const std::string& root, const std::string& from,
                                    const std::string& to, StepObserver observer = nullptr);
+/// Why no folder could be put at a path or deleted there, for a message, as far as what stands
+/// there now tells: no asset may lie there, a right is missing, it is no folder, or it lies on
+/// another file system than "temp". Else `otherwise`.
+[[nodiscard]] std::string PlaceFault(const std::string& root, const std::string& path,
+                                     const char* otherwise);
 /// Removes the folders without entries that an interrupted operation may have made in a folder
 /// directly below the root.
 void RemoveEmptyAssetFolders(const std::string& root, std::string_view parent,

@@ -10,6 +10,7 @@
 #include "database/AssetFolder.h"
 #include "database/AssetWalk.h"
 #include "database/MUKAsset.h"
+#include "database/StagedFolder.h"
 
 namespace {
 
@@ -32,6 +33,12 @@ std::string StillThere(const std::vector<AssetPlace>& places) {
     text += "; " + Quoted(path) + " stays on disk";
   }
   return text;
+}
+
+/// What a failure says of a folder that could not be deleted.
+std::string WhyStill(const AssetWork& work, const AssetPlace& place) {
+  return Quoted(PlaceText(place)) + " is still there; " +
+         PlaceFault(work.session.Root(), place.path, "see that you may write there");
 }
 
 bool Edit(AssetWork& work) {
@@ -63,8 +70,7 @@ bool Revert(AssetWork& work) {
   }
   const AssetPlace working = EditPlace(work.session.Root(), *work.Record());
   if (!MUKRevertAssetEdits({work.id, true})) {
-    work.failure = asset + " was not reverted: its working folder " + Quoted(PlaceText(working)) +
-                   " could not be deleted; see that you may write there";
+    work.failure = asset + " was not reverted: its working folder " + WhyStill(work, working);
     return false;
   }
   const bool wasNew = work.Record() == nullptr || !work.Record()->IsPresent();
@@ -94,8 +100,12 @@ bool Delete(AssetWork& work) {
   }
   for (const AssetPlace& left : PlacesToDelete(root, *record)) {
     if (left.IsNowhere()) continue;
-    work.failure = asset + " was not deleted whole: " + Quoted(PlaceText(left)) +
-                   " is still there; see that you may write there";
+    work.failure = asset + " was not deleted whole: " + WhyStill(work, left);
+    return false;
+  }
+  if (IsArchiveUnmounted(*record) && !record->Has(AssetFlag::BuiltIn)) {
+    work.failure = asset + " was not deleted: its archive " + Quoted(record->archiveName.View()) +
+                   " is not mounted";
     return false;
   }
   if (record->IsPresent()) {

@@ -197,13 +197,13 @@ TEST(FillFromConfig, DerivesEveryField) {
   EXPECT_FALSE(record.Has(AssetFlag::IsReskin));
 
   // Longer than an index file holds.
-  std::string name(70'000, 'n');
+  std::string name = "a;" + std::string(70'000, 'n');
   name.replace(65'533, 2, "\xC3\xA9");
   config.SetString("username", name);
   config.SetString("category-keyword", name.substr(0, 60'000) + ";some;" + name);
   ASSERT_TRUE(FillFromConfig(record, config, false, nullptr));
   EXPECT_EQ(record.name, name.substr(0, 65'533));
-  EXPECT_EQ(record.keywords, name.substr(0, 60'000) + ";some");
+  EXPECT_EQ(record.keywords, name.substr(0, 60'000) + ";some;a");
 }
 
 // A rule that looks at a tag which the filter drops would see it in no scan.

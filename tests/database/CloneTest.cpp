@@ -61,9 +61,9 @@ TEST_F(CloneTest, MakesAnAssetOpenForEditOrLeavesEverythingAsItWas) {
       {{5, 9, 0}, kNone, true, "$muk_clone_perm;"},
       {{5, 2, 0}, kNone, true, "$muk_not_local_owner;"},
       {{77, 4, 3}, kNone, true, "$muk_asset_out_of_date;"},
-      {{77, 4, 3}, {77, 8, 0}, false, "$muk_copy_file_error;"},
-      {{5, 1, 0}, {77, 8, 0}, false, "$muk_copy_file_error;"},
-      {{5, 2, 0}, kMine, false, "$muk_copy_file_error;"},
+      {{77, 4, 3}, {77, 8, 0}, false, "$muk_clone_error;"},
+      {{5, 1, 0}, {77, 8, 0}, false, "$muk_clone_error;"},
+      {{5, 2, 0}, kMine, false, "$muk_clone_error;"},
       {{5, 2, 0}, kNone, false, "$muk_config_tags_lost;$muk_cloned;", {77, 500, 0}, "77:500 "},
       {kMine, {77, 600, 0}, false, "$muk_cloned;", {77, 600, 0}, "77:600 77:9,"},
       {kMine, kNone, true, "$muk_cloned;", {77, 1, 1}, "77:1:1 77:9,"},  // the version says it

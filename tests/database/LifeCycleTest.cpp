@@ -2,6 +2,8 @@
 #include <sstream>
 
 #include "database/AssetFolder.h"
+#include "database/Database.h"
+#include "database/MUKLock.h"
 #include "kernel/standard/File.h"
 #include "kernel/standard/Subst.h"
 #include "tests/database/LifeFixture.h"
@@ -172,6 +174,24 @@ TEST_F(LifeTest, LeftoversAreClearedButForThoseOfTheLiving) {
   EXPECT_EQ(Tree().find("asset 1"), std::string::npos);
 }
 
+// An index that others wrote may hold two records of one identifier.
+TEST_F(LifeTest, TwinRecordsAreDeletedTogetherAndOtherwiseLeftAlone) {
+  Start();
+  MUKAsset twin;
+  ASSERT_TRUE(Live("nc") && MUKFind(kId, &twin));
+  const std::string folder = folder_ / InstallFolder();
+  MUKSetInstallPath(kId, "");
+  {
+    const MUKLock guard(true);
+    Database::Get().Index().Add(std::move(twin));
+  }
+  EXPECT_TRUE(Live("or")) << Told();
+  MUKSetPermitCommit(kId, false);
+  EXPECT_FALSE(Do('i'));
+  EXPECT_TRUE(MUKFind(kId) && State() == "." && fs::exists(folder));
+  EXPECT_TRUE(Live("f") && !MUKFind(kId) && !fs::exists(folder));
+}
+
 /// What stands in the way of an operation, its messages, and that nothing else changes.
 TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
   const struct {
@@ -181,14 +201,16 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
     const char* told;  ///< with the last word of a reason
   } cases[] = {{"nc", "editing", 'o', "open_file_error;"},
                {"nc", "I/run.exe", 'o', "copy_file_error have;"},
-               {"nc", "temp", 'o', "copy_file_error disk;"},
+               {"nc", "temp", 'o', "copy_file_error write;"},
                {"nc", "U", 'o', "copy_file_error nowhere;"},
                {"nc", "other", 'c', "commit_open_for_edit;"},
                {"n", "local", 'c', "commit_database_error;"},
                {"nco", "+E/config.txt", 'c', "commit_missing_config;"},
                {"n", "E/CONFIG.GROLE", 'c', "commit_duplicate_config;"},
                {"n", "@E/parts/e", 'c', "package_file_bad_name;commit_invalid_files;"},
-               {"nco", "temp", 'c', "commit_file_error disk;"},
+               {"nco", "temp", 'c', "commit_file_error write;"},
+               {"nco", "@I", 'c', "commit_file_error link;"},
+               {"nco", "W", 'c', "commit_file_error way;"},
                {"nco", "P", 'c', "commit_perm;"},
                {"nco", "U", 'c', "commit_file_error nowhere;"},
                {"nco", "S", 'c', "commit_file_error overlap;"}};
@@ -196,6 +218,7 @@ TEST_F(LifeTest, ARefusedOperationSaysWhyAndChangesNothing) {
     Renew();
     ASSERT_TRUE(Live(each.before));
     if (each.way == "P") MUKSetPermitCommit(kId, false);
+    if (each.way == "W") MUKSetLegacyPath(kId, "world");  // where no asset lies
     if (each.way == "U") MUKSetInstallPath(kId, "../up");
     if (each.way == "S") MUKSetEditPath(kId, InstallFolder());  // the very same folder
     std::string way = each.way.substr(each.way.find_first_not_of("+@"));
@@ -306,6 +329,8 @@ TEST_F(LifeTest, AnAssetBelowASubstitutionIsCommittedWhereItCanBe) {
   EXPECT_TRUE(Live("d") && Generation("packs/b") == "!" && MUKGetInstallPath(kId).empty());
   ASSERT_TRUE(MUKSetArchiveName(kId, "lifefolder") && MUKSetInstallPath(kId, "gone"));
   EXPECT_TRUE(Live("d") && MUKGetInstallPath(kId).empty()) << "nothing is left to delete";
+  ASSERT_TRUE(MUKSetArchiveName(kId, "unmounted") && MUKSetInstallPath(kId, "a"));
+  EXPECT_TRUE(Live("f") && MUKGetInstallPath(kId) == "a") << "its files may be there again";
   MUKShutdown();
   Zef::Subst("lifearchive", nullptr, false);
   Zef::Subst("lifefolder", nullptr, false);
